@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/free_format.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+
+namespace quorivex {
+namespace {
+
+constexpr std::size_t kLongestToken = 4096;
+
+bool is_blank(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+template <class Number>
+std::errc parse_whole_token(std::string_view token, Number& value) {
+  if (token.starts_with('+')) {
+    token.remove_prefix(1);
+    if (token.starts_with('-')) return std::errc::invalid_argument;
+  }
+  const char* end = token.data() + token.size();
+  const auto [stop, error] = std::from_chars(token.data(), end, value);
+  return stop == end ? error : std::errc::invalid_argument;
+}
+
+bool parse(std::string_view token, std::int32_t& value) {
+  return parse_whole_token(token, value) == std::errc();
+}
+
+bool parse(std::string& token, double& value) {
+  std::replace_if(
+      token.begin(), token.end(), [](char c) { return c == 'D' || c == 'd'; }, 'e');
+  const std::errc error = parse_whole_token(token, value);
+  if (error == std::errc::result_out_of_range) {  // too large, or so small that it is zero
+    value = std::strtod(token.c_str(), nullptr);
+  } else if (error != std::errc()) {
+    return false;
+  }
+  return std::isfinite(value);
+}
+
+}  // namespace
+
+int FreeFormat::peek() {
+  if (file_ != nullptr) return file_->peek();
+  return line_.empty() ? TextFile::kEnd : static_cast<unsigned char>(line_.front());
+}
+
+void FreeFormat::take() {
+  if (file_ != nullptr) {
+    file_->take();
+  } else {
+    line_.remove_prefix(1);
+  }
+}
+
+Read FreeFormat::next_token() {
+  if (repeat_ > 0) {
+    --repeat_;
+    return token_.empty() ? Read::bad : Read::value;
+  }
+  int next = peek();
+  for (; is_blank(next) || (next == ',' && comma_may_follow_); next = peek()) {
+    if (next == ',') comma_may_follow_ = false;
+    take();
+  }
+  if (next == TextFile::kEnd) return Read::end;
+  if (next == '/') return Read::bad;
+  token_.clear();
+  if (next == ',') {  // nothing between two commas
+    take();
+    return Read::bad;
+  }
+  for (; next != TextFile::kEnd && next != ',' && next != '/' && !is_blank(next); next = peek()) {
+    if (token_.size() == kLongestToken) return Read::bad;
+    token_.push_back(static_cast<char>(next));
+    take();
+  }
+  comma_may_follow_ = true;
+  const std::size_t star = token_.find('*');
+  if (star == std::string::npos) return Read::value;
+  std::int64_t count = 0;
+  if (parse_whole_token(std::string_view(token_).substr(0, star), count) != std::errc() ||
+      count < 1) {
+    return Read::bad;
+  }
+  token_.erase(0, star + 1);
+  repeat_ = count - 1;
+  return token_.empty() ? Read::bad : Read::value;
+}
+
+Read FreeFormat::next(double& value) {
+  const Read read = next_token();
+  if (read != Read::value) return read;
+  return parse(token_, value) ? Read::value : Read::bad;
+}
+
+Read FreeFormat::next(std::int32_t& value) {
+  const Read read = next_token();
+  if (read != Read::value) return read;
+  return parse(token_, value) ? Read::value : Read::bad;
+}
+
+void FreeFormat::next_line() {
+  if (file_ != nullptr) file_->skip_line();
+  repeat_ = 0;
+  comma_may_follow_ = false;
+}
+
+}  // namespace quorivex

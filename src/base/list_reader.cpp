@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/list_reader.h"
+
+#include <fmt/format.h>
+
+#include "base/stop_run.h"
+
+namespace quorivex {
+
+void list_error(Read read, std::string_view what, std::string_view name) {
+  if (read == Read::end) stop_run(fmt::format(" ERROR: end reached reading {} {}", what, name));
+  stop_run(fmt::format(" ERROR reading {} {}", what, name));
+}
+
+void too_many_values(std::string_view what, std::string_view name) {
+  stop_run(fmt::format(" ERROR: too many values in {} {}", what, name));
+}
+
+}  // namespace quorivex

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/memory.h"
+
+#include <fstream>
+#include <limits>
+#include <new>
+#include <string>
+
+namespace quorivex {
+namespace {
+
+constexpr std::uint64_t kLarge = std::uint64_t{256} * 1024 * 1024;
+
+/// Main memory and swap space in bytes; without limit where the system does not tell.
+std::uint64_t available_memory() {
+  std::ifstream file("/proc/meminfo");
+  std::uint64_t kibibytes = 0;
+  bool told = false;
+  std::string line;
+  for (std::string label; file >> label; std::getline(file, line)) {
+    std::uint64_t value = 0;
+    if (label != "MemAvailable:" && label != "SwapFree:") continue;
+    if (file >> value) kibibytes += value;
+    told = told || label == "MemAvailable:";
+  }
+  return told ? kibibytes * 1024 : std::numeric_limits<std::uint64_t>::max();
+}
+
+}  // namespace
+
+void expect_memory(std::uint64_t bytes) {
+  if (bytes >= kLarge && bytes > available_memory()) throw std::bad_alloc();
+}
+
+}  // namespace quorivex

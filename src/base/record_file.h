@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quorivex {
+
+/// A binary file of framed records, little-endian: a 4-byte count L, L bytes, and L again.
+/// Every function returns false when the file does not hold what is asked for; it is no use after.
+class RecordFile {
+ public:
+  static std::optional<RecordFile> open(const std::string& name);
+  RecordFile(RecordFile&& other) noexcept;
+  RecordFile& operator=(RecordFile&&) = delete;
+  ~RecordFile();
+
+  /// Reads the head count of the next record; false unless the whole record lies in the file.
+  bool begin();
+  /// Reads items of the record, no padding between them; false when it holds fewer.
+  template <class T>
+  bool read(T* items, std::int64_t count) {
+    return read_bytes(items, count * static_cast<std::int64_t>(sizeof(T)));
+  }
+  /// Skips what was not read of the record; false unless the tail count equals the head count.
+  bool finish();
+
+  /// Bytes of the record, and bytes of the file, that were not read yet.
+  std::int64_t left_in_record() const { return left_in_record_; }
+  std::int64_t left_in_file() const { return left_in_file_; }
+
+ private:
+  RecordFile(int descriptor, std::int64_t bytes);
+  bool read_bytes(void* to, std::int64_t bytes);
+  bool fetch(void* to, std::int64_t bytes);
+  bool skip(std::int64_t bytes);
+
+  int descriptor_;
+  std::unique_ptr<std::byte[]> buffer_;
+  std::int64_t at_ = 0;      // of the buffer
+  std::int64_t filled_ = 0;  // of the buffer
+  std::int64_t left_in_file_;
+  std::int64_t left_in_record_ = 0;
+  std::int32_t record_bytes_ = 0;
+};
+
+}  // namespace quorivex

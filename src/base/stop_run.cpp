@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/stop_run.h"
+
+#include <fmt/format.h>
+
+namespace quorivex {
+
+void stop_run(std::string_view lines) { throw StopRun(fmt::format("\n{}\n\n", lines)); }
+
+void file_not_found(std::string_view label, std::string_view name) {
+  throw StopRun(fmt::format("\n ERROR: {} file not found: {}\n", label, name));
+}
+
+void alloc_error(std::string_view label) {
+  stop_run(fmt::format("Memory allocation error in: {}", label));
+}
+
+}  // namespace quorivex

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "control/inversion_loop.h"
+
+#include <string>
+
+#include "base/fixed_format.h"
+#include "control/next_beta.h"
+#include "control/program_name.h"
+#include "mesh_io/model_files.h"
+#include "mesh_io/observations.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kCgTolerance = 0.001;
+constexpr std::int32_t kMostCgIterations = 2000;
+
+std::string labelled(const char* label, double value) {
+  return right(label, 21) + sci(value, 13, 6) + "\n";
+}
+
+void report_start(const ObjectiveValue& start, const Alphas& alphas,
+                  const std::optional<Target>& target, Report& report) {
+  report.summary(summary_head(start, alphas, target));
+  report.flush_summary();
+  report.log("\n");
+  report.log(labelled(" initial misfit: ", start.misfit));
+  if (target) report.log(labelled(" target data misfit: ", target->misfit));
+  report.flush_log();
+  Report::console(" Start inversion ...\n");
+}
+
+/// One model update with its lines in log and summary and its two files.
+PassResult run_pass(const Problem& problem, std::int32_t number, double beta, CurrentModel& current,
+                    LinsolvState& state, Report& report) {
+  report.both("\n          Iteration:" + whole(number, 4) + "\n");
+  report.log(labelled("     beta: ", beta));
+  report.flush_log();
+  const CgResult cg = linsolv(problem, beta, kCgTolerance, kMostCgIterations, current, state);
+  const PassResult pass{.number = number,
+                        .beta = beta,
+                        .misfit = current.value.misfit,
+                        .norm = current.value.norm,
+                        .objective = current.value.total(beta),
+                        .cg_iterations = cg.iterations,
+                        .truncated_cells = state.ntrunc};
+  report.both(labelled("    data misfit: ", pass.misfit));
+  report.summary(summary_row(pass));
+  report.flush_summary();
+  write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
+  output_model(kProgram, "sus", current.model, number, problem.sens.wtz, problem.active,
+               problem.fixed);
+  return pass;
+}
+
+}  // namespace
+
+void run_inversion(const Problem& problem, const Alphas& alphas,
+                   const std::optional<Target>& target, double beta, CurrentModel& current,
+                   Timer& timer, Report& report) {
+  Report::console("\n");
+  report_start(current.value, alphas, target, report);
+  LinsolvState state;
+  std::optional<Pass> before;
+  double phi_before = current.value.total(beta);
+  for (std::int32_t number = 1;; ++number) {
+    const PassResult pass = run_pass(problem, number, beta, current, state, report);
+    report.both(timer.since_previous("beta"));
+    if (target && target_reached(pass.misfit, target->misfit)) {
+      report.both("\n   Target misfit reached.\n\n");
+      break;
+    }
+    if (!target && number > 2 && plateaued(phi_before, pass.objective)) {
+      report.both("\n   Objective function has plateaued.\n\n");
+      break;
+    }
+    phi_before = pass.objective;
+    if (target) {
+      const Pass now{beta, pass.misfit};
+      beta = next_beta(now, before, target->misfit);
+      before = now;
+    }
+  }
+  report.log("\n");
+}
+
+}  // namespace quorivex

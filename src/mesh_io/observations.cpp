@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "mesh_io/observations.h"
+
+#include <fmt/format.h>
+
+#include <new>
+
+#include "base/atomic_file.h"
+#include "base/fixed_format.h"
+#include "base/free_format.h"
+#include "base/stop_run.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::size_t kLongestLine = 1000;
+
+/// The lines of a data file without comments and blank lines.
+class DataLines {
+ public:
+  explicit DataLines(const std::string& name) : name_(name), file_(TextFile::open(name)) {
+    if (!file_) file_not_found("data", name);
+  }
+
+  /// Reads the next data line's values; ends the run when they are not there.
+  template <class... Values>
+  void read(Values&... values) {
+    next();
+    if (!FreeFormat(line_).read(values...)) {
+      stop_run(fmt::format(" ERROR reading data file {} {}", name_, line_));
+    }
+  }
+
+  [[noreturn]] void refuse(std::string_view why) const {
+    stop_run(fmt::format(" ERROR: {} {}", why, line_));
+  }
+
+ private:
+  void next() {
+    do {
+      if (!file_->read_line(line_, kLongestLine)) {
+        stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_));
+      }
+      line_.resize(trim_right(line_).size());
+    } while (line_.empty() || line_.front() == '!');
+  }
+
+  const std::string& name_;
+  std::optional<TextFile> file_;
+  std::string line_;
+};
+
+void read_datum(DataLines& lines, bool with_values, Observations& data) {
+  double x = 0.0;
+  double y = 0.0;
+  double z = 0.0;
+  double aincl = 0.0;
+  double adecl = 0.0;
+  double obs = 0.0;
+  double std = 0.0;
+  if (data.idir == 1) {
+    with_values ? lines.read(x, y, z, obs, std) : lines.read(x, y, z);
+  } else {
+    with_values ? lines.read(x, y, z, aincl, adecl, obs, std) : lines.read(x, y, z, aincl, adecl);
+    data.datum_aincl.push_back(aincl);
+    data.datum_adecl.push_back(adecl);
+  }
+  data.x.push_back(x);
+  data.y.push_back(y);
+  data.z.push_back(z);
+  if (!with_values) return;
+  if (!(std > 0.0)) lines.refuse("standard deviation should be greater than 0.");
+  data.obs.push_back(obs / std);
+  data.std.push_back(std);
+}
+
+}  // namespace
+
+Observations read_data_file(const std::string& name, std::optional<std::int32_t> ndata_expected) {
+  DataLines lines(name);
+  Observations data;
+  lines.read(data.incl, data.decl, data.geomag);
+  lines.read(data.aincl, data.adecl, data.idir);
+  if (data.idir != 0 && data.idir != 1) lines.refuse("idir in data file should be 0 or 1.");
+  lines.read(data.ndata);
+  if (data.ndata < 1) {
+    stop_run(fmt::format(" ERROR: Number of data should be positive. {}", name));
+  }
+  if (ndata_expected && data.ndata != *ndata_expected) {
+    stop_run(" ERROR: Number of data is inconsistent in obs and mtx files.");
+  }
+  // The vectors grow with the lines that are there, not with the number that the file claims.
+  try {
+    for (std::int32_t i = 1; i <= data.ndata; ++i) {
+      read_datum(lines, ndata_expected.has_value(), data);
+    }
+  } catch (const std::bad_alloc&) {
+    alloc_error("read_data_file");
+  }
+  return data;
+}
+
+void write_predicted_data(std::string_view base, std::string_view extension,
+                          const Observations& observations, View1<const double> predicted,
+                          std::int32_t iteration) {
+  const Observations& o = observations;
+  AtomicFile file(numbered_name(base, iteration, extension));
+  file.append(fixed(o.incl, 10, 2) + fixed(o.decl, 10, 2) + fixed(o.geomag, 10, 2) +
+              "  !! incl, decl, geomag\n");
+  file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + "     " + whole(o.idir, 2) + "   " +
+              "  !! aincl, adecl, idir\n");
+  file.append(whole(o.ndata, 7) + std::string(23, ' ') + "  !! # of data\n");
+  for (std::size_t i = 0; i < o.x.size(); ++i) {
+    std::string line = sci(o.x[i], 17, 9) + sci(o.y[i], 17, 9) + sci(o.z[i], 17, 9) + "  ";
+    if (o.idir == 0) line += sci(o.datum_aincl[i], 12, 4) + sci(o.datum_adecl[i], 12, 4) + "  ";
+    file.append(line + sci(predicted.data()[i] * o.std[i], 14, 6) + "\n");
+  }
+  file.commit();
+}
+
+}  // namespace quorivex

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "mesh_io/setup_models.h"
+
+#include "base/stop_run.h"
+#include "mesh_io/model_files.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "setup_models";
+
+void read_reference(const ModelSources& sources, View1<const double> wtz, ModelSetup& setup,
+                    Report& report) {
+  std::vector<double> full = allocate<double>(setup.active.map.size(), kRoutine);
+  read_full_model(sources.reference, "reference model", setup.active, wtz, full, report);
+  setup.fixed = split_reference(setup.active, full);
+  full_to_active(setup.active, full, setup.mref);
+}
+
+}  // namespace
+
+ModelSetup setup_models(const ModelSources& sources, const Mesh& mesh, const ColumnTops& tops,
+                        View1<const double> wtz, Report& report) {
+  ModelSetup setup;
+  setup.active = get_active_cells(sources.active_cells, mesh, tops, report);
+  if (sources.mref_in_derivatives && setup.active.influence_cells > 0) {
+    stop_run("Error: cannot use SMOOTH_MOD_DIF with inactive cells with influence(-1).");
+  }
+  setup.mref = allocate<double>(as_size(setup.active.ncell), kRoutine);
+  setup.model = allocate<double>(as_size(setup.active.ncell), kRoutine);
+  read_reference(sources, wtz, setup, report);
+  read_active_model(sources.initial, "initial model", setup.active, wtz, setup.model, report);
+  setup.bounds = get_bounds(sources.lower_bounds, sources.upper_bounds, setup.active, wtz, report);
+  check_bounds(setup.model, "initial model", setup.bounds, report);
+  return setup;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "mesh_io/active_cells.h"
+#include "mesh_io/mesh.h"
+#include "objective/alphas.h"
+#include "objective/csr_half.h"
+
+namespace quorivex {
+
+/// First differences along one axis, one row for each pair of neighbours, also those without
+/// entries. `inactive` is empty when the run has no inactive cells with influence.
+struct DifferenceOperator {
+  std::int64_t nrow = 0;
+  CsrHalf active;
+  CsrHalf inactive;
+};
+
+/// The operators of the model objective. x is the northing axis, y the easting axis, z depth.
+struct WeightingOperators {
+  std::vector<double> Ws;  ///< sqrt(w alpha_s volume) of each active cell
+  DifferenceOperator Wx;
+  DifferenceOperator Wy;
+  DifferenceOperator Wz;
+};
+
+/// Builds the operators. A row joins cell c1 with its next neighbour c2 along the axis:
+///
+///     (W m)(r) = v (m(c2) - m(c1)),   v = sqrt(alpha w A h) / h   [m^(1/2)],
+///
+/// with h the distance of the centres, A the cell's face across the axis and w the 3-D weight at
+/// c1, so that |W m|^2 tends to alpha times the volume integral of w (dm/dx)^2. Both cells must be
+/// active or have influence; otherwise the row is empty.
+///
+/// @param weightFile  name of a file with the four weight arrays in the order S, E, N, Z, each in
+///                    cell order, or "null..." for weights of 1
+/// @throws StopRun when the file cannot be read, holds too few or too many values or a negative
+///         one; alloc_error
+WeightingOperators calc_W_components(const std::string& weightFile, const Mesh& mesh,
+                                     const ActiveCells& active, const Alphas& alphas);
+
+}  // namespace quorivex

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/view1.h"
+#include "sensitivity/sensitivity_state.h"
+
+/// Products with a full matrix. Model vectors hold one entry for each cell below the column tops.
+/// The cells are worked on in blocks of 10000, shared out among the threads in contiguous parts, so
+/// that a block's piece of the model stays in cache while the rows stream past it.
+namespace quorivex::FULL_SENS_MOD {
+
+/// d = G x
+void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d);
+/// x = G^T d
+void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<double> x);
+/// y = G^T G x
+void CALC_FULL_GTGV(const SensitivityState& sens, View1<const double> x, View1<double> y);
+
+}  // namespace quorivex::FULL_SENS_MOD

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "sensitivity/getpar.h"
+
+#include <fmt/format.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "base/record_file.h"
+#include "base/stop_run.h"
+
+namespace quorivex {
+namespace {
+
+/// The open file with the two ways in which it can be wrong.
+struct Source {
+  std::string name;
+  RecordFile file;
+
+  /// A record that is missing, cut off or too short.
+  void need(bool read) const {
+    if (!read) stop_run(fmt::format("ERROR reading sensitivity file {}", name));
+  }
+  /// A record that says what cannot be.
+  void check(bool holds, const std::string& why) const {
+    if (!holds) stop_run(fmt::format("ERROR reading sensitivity file {}\n {}", name, why));
+  }
+  void check_range(View1<const std::int32_t> values, std::int32_t least, std::int32_t most,
+                   std::string_view what) const {
+    for (const std::int32_t value : values) {
+      if (value >= least && value <= most) continue;
+      check(false, fmt::format("{} should lie from {} to {}; found {}.", what, least, most, value));
+    }
+  }
+  /// Begins a record that must hold `count` items of `bytes` each, before they are allocated.
+  void begin(std::int64_t count, std::size_t bytes) {
+    need(file.begin() && count * static_cast<std::int64_t>(bytes) <= file.left_in_record());
+  }
+};
+
+void read_counts(Source& source, SensitivityFile& to) {
+  std::int32_t counts[5] = {};
+  source.need(source.file.begin() && source.file.read(counts, 5) && source.file.finish());
+  to.sens.ndata = counts[0];
+  to.sens.nsens = counts[1];
+  to.mesh.nn = counts[2];
+  to.mesh.ne = counts[3];
+  to.mesh.nz = counts[4];
+  source.check(to.sens.ndata >= 0 && to.sens.nsens >= 0,
+               fmt::format("Record 1: ndata and nsens should not be negative; found {} and {}.",
+                           to.sens.ndata, to.sens.nsens));
+  source.check(valid_counts(to.mesh.ne, to.mesh.nn, to.mesh.nz),
+               fmt::format("Record 1: nn, ne and nz should be positive and give at most 2147483647 "
+                           "cells; found {}, {} and {}.",
+                           to.mesh.nn, to.mesh.ne, to.mesh.nz));
+}
+
+void read_column_tops(Source& source, SensitivityFile& to) {
+  const std::int64_t columns = std::int64_t{to.mesh.nn} * to.mesh.ne;
+  source.begin(columns, sizeof(std::int32_t));
+  to.tops.nn = to.mesh.nn;
+  to.tops.ne = to.mesh.ne;
+  to.tops.tops = allocate<std::int32_t>(as_size(columns), "getpar");
+  source.need(source.file.read(to.tops.tops.data(), columns) && source.file.finish());
+  source.check_range(to.tops.tops, 0, to.mesh.nz, "Record 3: column tops");
+}
+
+void read_filter(Source& source, SensitivityState& sens) {
+  std::int32_t nfilt = 0;
+  source.need(source.file.begin() && source.file.read(&nfilt, 1));
+  const std::int64_t count = std::max(nfilt, 0);
+  source.need(count * std::int64_t{sizeof(double)} <= source.file.left_in_record());
+  sens.filter = allocate<double>(as_size(count), "getpar");
+  source.need(source.file.read(sens.filter.data(), count) && source.file.finish());
+  sens.compressed = nfilt >= 1;
+}
+
+/// A full matrix has no wavelet grid; of its counts only the sign and the product are looked at.
+void read_grid(Source& source, SensitivityState& sens) {
+  std::int32_t counts[3] = {};
+  source.need(source.file.begin() && source.file.read(counts, 3) && source.file.finish());
+  sens.nw3 = counts[0];
+  sens.nw2 = counts[1];
+  sens.nw1 = counts[2];
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  const std::int64_t plane = std::int64_t{sens.nw1} * sens.nw2;
+  const bool fits = std::min({sens.nw1, sens.nw2, sens.nw3}) >= (sens.compressed ? 1 : 0) &&
+                    plane <= kMost && (plane == 0 || sens.nw3 <= kMost / plane);
+  source.check(
+      fits, fmt::format("Record 5: nw3, nw2 and nw1 should be {} and give at most "
+                        "2147483647 points; found {}, {} and {}.",
+                        sens.compressed ? "positive" : "0 or more", sens.nw3, sens.nw2, sens.nw1));
+  sens.nwav = static_cast<std::int32_t>(plane * sens.nw3);
+}
+
+void read_wtz(Source& source, SensitivityState& sens) {
+  std::int32_t unused = 0;
+  source.need(source.file.begin() && source.file.read(&unused, 1));
+  source.need(sens.nsens * std::int64_t{sizeof(double)} <= source.file.left_in_record());
+  sens.wtz = allocate<double>(as_size(sens.nsens), "getpar");
+  source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
+}
+
+SparseRow read_sparse_row(Source& source, std::int64_t record, std::int32_t nwav) {
+  std::int32_t nnz = 0;
+  source.need(source.file.begin() && source.file.read(&nnz, 1));
+  source.check(nnz >= 0 && nnz <= nwav,
+               fmt::format("Record {}: the number of coefficients should lie from 0 to {}; found "
+                           "{}.",
+                           record, nwav, nnz));
+  source.need(std::int64_t{nnz} * 8 <= source.file.left_in_record());
+  SparseRow row;
+  row.values = RawArray<float>(nnz, "getpar Gs");
+  row.positions = RawArray<std::int32_t>(nnz, "getpar Gs");
+  source.need(source.file.read(row.positions.data(), nnz) &&
+              source.file.read(row.values.data(), nnz) && source.file.finish());
+  source.check_range(row.positions.view(), 1, nwav, fmt::format("Record {}: positions", record));
+  return row;
+}
+
+void read_sparse_rows(Source& source, SensitivityState& sens) {
+  const auto bytes_at_least = std::int64_t{sens.ndata} * 12;  // frame and count of each row
+  source.need(bytes_at_least <= source.file.left_in_file());
+  try {
+    sens.Gs.reserve(as_size(sens.ndata));
+  } catch (const std::bad_alloc&) {
+    alloc_error("getpar");
+  }
+  double coefficients = 0.0;
+  for (std::int32_t i = 1; i <= sens.ndata; ++i) {
+    sens.Gs.push_back(read_sparse_row(source, std::int64_t{6} + i, sens.nwav));
+    coefficients += static_cast<double>(sens.Gs.back().values.size());
+  }
+  const double mean = coefficients / std::max(sens.ndata, 1);
+  sens.nchunk =
+      std::max(static_cast<std::int32_t>(std::ceil(mean / 5000.0)), omp_get_max_threads());
+}
+
+void read_full_rows(Source& source, SensitivityState& sens, Report& report) {
+  report.both(
+      "WARNING: no compression is used for the sensitivity matrix.\n"
+      "The program will run longer and need a lot more memory.\n");
+  const std::int64_t nsens = sens.nsens;
+  const std::uint64_t row_bytes = sizeof(float) * static_cast<std::uint64_t>(nsens) + 8;
+  // At most 2^64 - 4: no overflow.
+  source.need(row_bytes * static_cast<std::uint64_t>(sens.ndata) <=
+              static_cast<std::uint64_t>(source.file.left_in_file()));
+  sens.Gfull = {nsens, RawArray<float>(nsens * sens.ndata, "getpar Gfull")};
+  float* row = sens.Gfull.values.data();
+  for (std::int32_t i = 1; i <= sens.ndata; ++i, row += nsens) {
+    source.need(source.file.begin() && source.file.read(row, nsens) && source.file.finish());
+  }
+  sens.nblock =
+      std::max(static_cast<std::int32_t>(std::ceil(sens.nsens / 10000.0)), omp_get_max_threads());
+}
+
+void read_gdiag(Source& source, SensitivityState& sens) {
+  source.begin(sens.nsens, sizeof(double));
+  sens.gdiag = allocate<double>(as_size(sens.nsens), "getpar gdiag");
+  source.need(source.file.read(sens.gdiag.data(), sens.nsens) && source.file.finish());
+}
+
+}  // namespace
+
+SensitivityFile getpar(const std::string& name, Report& report) {
+  std::optional<RecordFile> file = RecordFile::open(name);
+  if (!file) file_not_found("sensitivity", name);
+  Source source{name, std::move(*file)};
+  SensitivityFile to;
+  read_counts(source, to);
+  std::optional<Mesh> mesh = read_mesh_record(source.file, to.mesh.nn, to.mesh.ne, to.mesh.nz);
+  source.need(mesh.has_value());
+  to.mesh = std::move(*mesh);
+  read_column_tops(source, to);
+  read_filter(source, to.sens);
+  read_grid(source, to.sens);
+  report.flush_log();
+  read_wtz(source, to.sens);
+  if (to.sens.compressed) {
+    read_sparse_rows(source, to.sens);
+  } else {
+    read_full_rows(source, to.sens, report);
+  }
+  read_gdiag(source, to.sens);
+  return to;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+
+#include "base/report.h"
+#include "mesh_io/column_tops.h"
+#include "mesh_io/mesh.h"
+#include "sensitivity/sensitivity_state.h"
+
+namespace quorivex {
+
+/// What a sensitivity file holds.
+struct SensitivityFile {
+  SensitivityState sens;
+  Mesh mesh;
+  ColumnTops tops;
+};
+
+/// Reads a sensitivity file, full or compressed (docs/file_formats.md). Counts are checked against
+/// the file's length before anything is allocated.
+/// @throws StopRun "ERROR reading sensitivity file NAME", with a second line that names the record
+///         when the file is whole but says what cannot be; file_not_found; alloc_error("getpar...")
+SensitivityFile getpar(const std::string& name, Report& report);
+
+}  // namespace quorivex

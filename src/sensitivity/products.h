@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/view1.h"
+#include "mesh_io/active_cells.h"
+#include "sensitivity/sensitivity_state.h"
+
+namespace quorivex {
+
+// Products of the sensitivity matrix with vectors, whatever form the matrix has. Results are in the
+// normalised form of the data (divided by the standard deviations).
+
+/// d = G m; m has one entry for each sensitivity cell or one for each cell of the mesh.
+/// @throws StopRun "problem in gprod" for any other length
+void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
+           View1<double> d);
+
+/// m = G^T d; m is an active vector or has one entry for each sensitivity cell.
+void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> d,
+            View1<double> m);
+
+/// m_out = G^T G m_in, both active or both with one entry for each sensitivity cell.
+void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
+             View1<double> m_out);
+
+}  // namespace quorivex

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/raw_array.h"
+#include "base/view1.h"
+
+namespace quorivex {
+
+/// Nonzero wavelet-domain coefficients of one row, in file order.
+struct SparseRow {
+  RawArray<float> values;
+  RawArray<std::int32_t> positions;  ///< from 1, in the wavelet grid
+};
+
+/// Sensitivities of every datum to every cell below the column tops, a datum's row contiguous.
+struct FullMatrix {
+  std::int64_t nsens = 0;
+  RawArray<float> values;
+
+  const float* row(std::int64_t datum) const { return values.data() + (datum - 1) * nsens; }
+};
+
+/// The sensitivity matrix and what belongs to it. Rows are data (normalised by their standard
+/// deviations), columns the cells below the column tops in cell order.
+struct SensitivityState {
+  std::int32_t ndata = 0;
+  std::int32_t nsens = 0;
+  bool compressed = false;
+  std::vector<double> filter;  ///< low-pass filter of the wavelet transform; empty in full form
+  std::int32_t nw1 = 0;        ///< wavelet grid: points along depth,
+  std::int32_t nw2 = 0;        ///< easting,
+  std::int32_t nw3 = 0;        ///< northing,
+  std::int32_t nwav = 0;       ///< and all of them
+  std::vector<double> wtz;     ///< scale of each sensitivity cell
+  std::vector<SparseRow> Gs;   ///< compressed form
+  FullMatrix Gfull;            ///< full form
+  std::vector<double> gdiag;   ///< diagonal of G^T G before normalisation, one a sensitivity cell
+  std::int32_t nchunk = 0;     ///< compressed form: pieces of each row in parallel products
+  std::int32_t nblock = 0;     ///< full form: blocks of 10000 cells in parallel products
+};
+
+}  // namespace quorivex

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "solver/diagonals.h"
+
+#include "mesh_io/cell_vectors.h"
+#include "objective/calc_wtw_mod.h"
+
+namespace quorivex {
+
+Diagonals calc_diagonals(View1<const double> gdiag, View1<const double> std,
+                         const ActiveCells& active, const WeightingOperators& operators) {
+  constexpr const char* kRoutine = "calc_diagonals";
+  Diagonals d;
+  d.wdiag = allocate<double>(as_size(active.ncell), kRoutine);
+  d.model_trace = CALC_WTW_MOD::calc_WTW_diagonal(operators, d.wdiag);
+  require(gdiag.size() >= active.ncell, "size(gdiag) < ncell");
+  d.gdiag = allocate<double>(as_size(active.ncell), kRoutine);
+  below_to_active(active, gdiag, d.gdiag);
+  double inverse_sum = 0.0;
+  for (const double deviation : std) inverse_sum += 1.0 / deviation;
+  const double c = inverse_sum / static_cast<double>(std.size());
+  for (double& entry : d.gdiag) {
+    entry *= c * c;
+    d.data_trace += entry;
+  }
+  return d;
+}
+
+}  // namespace quorivex

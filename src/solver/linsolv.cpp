@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "solver/linsolv.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "base/stop_run.h"
+#include "solver/normal_equations.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "linsolv";
+constexpr int kMostHalvings = 16;  // 2^-16 is the last step that is not below 1e-5
+
+std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& state) {
+  std::vector<std::int32_t> mask = allocate<std::int32_t>(as_size(ncell), kRoutine, 1);
+  for (std::int32_t k = 0; k < state.ntrunc; ++k) {
+    mask[as_size(state.truncated[as_size(k)] - 1)] = 0;
+  }
+  return mask;
+}
+
+std::vector<double> preconditioner(const Diagonals& diagonals, double beta,
+                                   View1<const std::int32_t> mask) {
+  std::vector<double> P = allocate<double>(as_size(mask.size()), kRoutine);
+  for (std::size_t i = 0; i < P.size(); ++i) {
+    if (mask.data()[i] == 1) P[i] = 1.0 / (diagonals.gdiag[i] + beta * diagonals.wdiag[i]);
+  }
+  return P;
+}
+
+/// The conjugate-gradient step dm of the free cells, 0 elsewhere.
+CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::int32_t maxit,
+                          View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
+  if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
+  const std::vector<double> P = preconditioner(problem.diagonals, beta, mask);
+  std::vector<double> r = allocate<double>(as_size(g.size()), kRoutine);
+  for (std::int64_t i = 1; i <= g.size(); ++i) r[as_size(i - 1)] = mask(i) * g(i);
+  const auto apply = [&](View1<const double> x, View1<double> y) {
+    aprod(problem, mask, beta, x, y);
+  };
+  return conjugate_gradients(apply, P, tol, maxit, r, dm);
+}
+
+/// Frozen cells follow their gradient, by at most a tenth of the largest free move, so that one
+/// whose gradient points inward can leave its bound.
+void move_frozen_cells(View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
+  double dmax = std::numeric_limits<double>::lowest();
+  double fmax = std::numeric_limits<double>::lowest();
+  for (std::int64_t i = 1; i <= g.size(); ++i) {
+    dmax = std::max(dmax, std::abs(dm(i)));
+    fmax = std::max(fmax, std::abs((1 - mask(i)) * g(i)));
+  }
+  const double s = fmax <= dmax ? 1.0 : dmax / fmax / 10.0;
+  for (std::int64_t i = 1; i <= g.size(); ++i) dm(i) += s * ((1 - mask(i)) * g(i));
+}
+
+/// Replaces the current model by the first trial m + t dm, t = 1, 1/2, ..., that lowers phi.
+void line_search(const Problem& problem, double beta, View1<const double> dm, CurrentModel& current,
+                 LinsolvState& state) {
+  const double phi = current.value.total(beta);
+  const View1<const double> m(current.model);
+  std::vector<double> trial = allocate<double>(as_size(m.size()), kRoutine);
+  const View1<double> mt(trial);
+  double t = 1.0;
+  for (int halvings = 0; halvings <= kMostHalvings; ++halvings, t *= 0.5) {
+    for (std::int64_t i = 1; i <= m.size(); ++i) mt(i) = m(i) + t * dm(i);
+    project_on_bounds(problem.bounds, mt, state);
+    if (state.ntrunc > 0 && state.ntrunc == m.size()) {
+      stop_run("Error: All cells reach the bounds!");
+    }
+    ObjectiveValue value = evaluate_objective(problem, mt);
+    if (value.total(beta) < phi) {
+      current.model = std::move(trial);
+      current.value = std::move(value);
+      return;
+    }
+  }
+  stop_run("Not able to reduce the objective function.");
+}
+
+}  // namespace
+
+void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& state) {
+  const View1<const double> lower(bounds.lower);
+  const View1<const double> upper(bounds.upper);
+  state.ntrunc = 0;
+  for (std::int64_t i = 1; i <= model.size(); ++i) {
+    if (model(i) <= lower(i)) {
+      model(i) = lower(i);
+    } else if (model(i) >= upper(i)) {
+      model(i) = upper(i);
+    } else {
+      continue;
+    }
+    state.truncated[as_size(state.ntrunc)] = static_cast<std::int32_t>(i);
+    ++state.ntrunc;
+  }
+}
+
+CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t maxit,
+                 CurrentModel& current, LinsolvState& state) {
+  const std::size_t ncell = current.model.size();
+  if (state.truncated.empty()) state.truncated = allocate<std::int32_t>(ncell, kRoutine);
+  std::vector<double> dm = allocate<double>(ncell, kRoutine);
+  CgResult result;
+  {
+    std::vector<double> g = allocate<double>(ncell, kRoutine);
+    formrhs(problem, current.model, current.value.predicted, beta, g);
+    const std::vector<std::int32_t> mask = free_mask(length(dm), state);
+    result = solve_free_cells(problem, beta, tol, maxit, mask, g, dm);
+    move_frozen_cells(mask, g, dm);
+  }
+  line_search(problem, beta, dm, current, state);
+  return result;
+}
+
+}  // namespace quorivex
