@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <sstream>
+
+#include "run_program.h"
+
+namespace quorivex::test {
+namespace {
+
+std::vector<double> numbers(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<double> values;
+  for (double value = 0.0; stream >> value;) values.push_back(value);
+  return values;
+}
+
+std::string numbered(std::size_t pass, const char* extension) {
+  return fmt::format("quorivex_{:03}.{}", pass, extension);
+}
+
+// Columns of the summary table, from 0.
+enum Column { kNumber, kBeta, kMisfit, kNorm = 7, kPhi, kColumns = 11 };
+using Rows = std::vector<std::vector<double>>;
+
+/// Runs to the end and returns the summary; there are two files a pass and no other.
+Rows invert(const ScratchFolder& folder, const Survey& survey, const InputLines& changed,
+            const std::string& reason, const std::string& threads = "1") {
+  write_case(folder, survey, changed);
+  const std::string console = run_program(folder, "run.inp " + threads);
+  EXPECT_NE(console.find("\n\n   " + reason + "\n\n\n    Inversion completed.\n"),
+            std::string::npos)
+      << console;
+  Rows rows;
+  std::set<std::string> files;
+  std::istringstream summary(folder.read("quorivex.out"));
+  for (std::string line; std::getline(summary, line);) {
+    if (line.empty() || line.front() == '!') continue;
+    rows.push_back(numbers(line));
+    EXPECT_EQ(rows.back().size(), kColumns) << line;
+    EXPECT_EQ(rows.back()[kNumber], static_cast<double>(rows.size()));
+    files.insert({numbered(rows.size(), "pre"), numbered(rows.size(), "sus")});
+  }
+  EXPECT_GE(rows.size(), 3U);
+  EXPECT_EQ(result_files(folder), files);
+  return rows;
+}
+
+const std::string kPlateau = "Objective function has plateaued.";
+
+/// Centre of the susceptibility below the surface, in cells: depth, easting, northing. The air
+/// cells hold `air`, the others something from 0 to `upper`.
+std::array<double, 3> centre(const Survey& survey, const std::vector<double>& model, double air,
+                             double upper) {
+  std::array<double, 4> sum{};
+  int cell = 0;
+  for (const double value : model) {
+    const int k = cell % survey.mesh.nz;
+    const int i = cell / survey.mesh.nz % survey.mesh.ne;
+    const int j = cell / survey.mesh.nz / survey.mesh.ne;
+    ++cell;
+    const bool ground = k >= survey.tops(j + 1, i + 1);
+    EXPECT_TRUE(ground ? value >= 0.0 && value <= upper : value == air) << value;
+    const std::array<int, 4> terms{k, i, j, 1};
+    for (std::size_t at = 0; ground && at < terms.size(); ++at) sum[at] += value * terms[at];
+  }
+  return {sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3]};
+}
+
+TEST(Inversion, ABuriedBlockComesBackWhereItIsAndEveryPassFitsItsFiles) {
+  const Survey survey = make_survey({.ne = 12, .nn = 10, .nz = 8});
+  const ScratchFolder folder;
+  // The bound is below what an inversion without it gives the block.
+  const Rows rows = invert(folder, survey, {{9, "VALUE 0.03"}}, "Target misfit reached.");
+  const std::vector<double> model = numbers(folder.read(numbered(rows.size(), "sus")));
+  ASSERT_EQ(model.size(), survey.true_model.size());
+  const auto found = centre(survey, model, -100.0, 0.03);
+  const auto truth = centre(survey, survey.true_model, 0.0, 0.05);
+  for (std::size_t axis = 0; axis < 3; ++axis)  // an index that is off by one moves it by a cell
+    EXPECT_NEAR(found[axis], truth[axis], 0.5) << "axis " << axis;
+
+  EXPECT_NEAR(rows[1][kBeta], 0.5 * rows[0][kBeta], 1e-6 * rows[0][kBeta]);
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    SCOPED_TRACE(at + 1);
+    const auto& row = rows[at];
+    EXPECT_EQ(row[kMisfit] <= 1.05 * survey.ndata(), at + 1 == rows.size());
+    EXPECT_NEAR(row[kMisfit] + row[kBeta] * row[kNorm], row[kPhi], 3e-6 * row[kPhi]);
+    const std::string text = folder.read(numbered(at + 1, "pre"));
+    const auto predicted = numbers(text.substr(text.find("data\n") + 5));
+    ASSERT_EQ(predicted.size(), 4 * survey.x.size());
+    double misfit = 0.0;
+    for (std::size_t i = 0; i < survey.x.size(); ++i)
+      misfit += std::pow((predicted[4 * i + 3] - survey.observed[i]) / survey.std[i], 2);
+    EXPECT_NEAR(misfit, row[kMisfit], 1e-4 * misfit);
+  }
+}
+
+TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtOneThread) {
+  // Two blocks of 10000 cells, so that two threads have work.
+  const Survey survey = make_survey({.ne = 10, .nn = 10, .nz = 115});
+  ASSERT_GT(survey.nsens(), 10000);
+  const InputLines fixed_beta{{1, "2"}, {2, "1000 0"}, {8, "VALUE -1"}};
+  const ScratchFolder first;
+  const Rows rows = invert(first, survey, fixed_beta, kPlateau);
+  for (std::size_t at = 2; at < rows.size(); ++at) {  // the test begins with the third pass
+    const double change = std::abs(rows[at - 1][kPhi] / rows[at][kPhi] - 1.0);
+    EXPECT_EQ(change < 0.001, at + 1 == rows.size()) << "pass " << at + 1 << ": " << change;
+  }
+  const auto expected = numbers(first.read(numbered(rows.size(), "sus")));
+  for (const std::string threads : {"1", "2", "4"}) {
+    const ScratchFolder folder;
+    EXPECT_EQ(invert(folder, survey, fixed_beta, kPlateau, threads).size(), rows.size());
+    for (const std::string& name : result_files(first))
+      EXPECT_TRUE(threads != "1" || folder.read(name) == first.read(name)) << name;
+    const auto model = numbers(folder.read(numbered(rows.size(), "sus")));
+    ASSERT_EQ(model.size(), expected.size());
+    for (std::size_t cell = 0; cell < model.size(); ++cell)  // the largest are about 0.05
+      ASSERT_NEAR(model[cell], expected[cell], 1e-6) << threads << " threads, cell " << cell;
+  }
+}
+
+}  // namespace
+}  // namespace quorivex::test

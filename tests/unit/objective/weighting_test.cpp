@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "objective/weighting.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "objective/calc_wtw_mod.h"
+#include "objective/model_norm.h"
+#include "scratch_folder.h"
+#include "values.h"
+
+namespace quorivex::test {
+
+/// A 3 x 2 x 4 mesh of unequal widths with active, inactive, influence and air cells.
+struct MeshOfAllKinds {
+  MeshOfAllKinds() {
+    mesh.ne = 3;
+    mesh.nn = 2;
+    mesh.nz = 4;
+    mesh.de = {10.0, 20.0, 15.0};
+    mesh.dn = {30.0, 12.0};
+    mesh.dz = {5.0, 7.0, 9.0, 14.0};
+    const std::string codes = "-1 1 -1 -1  1 1 0 1  1 -1 1 1  0 -1 1 1  1 1 1 -1  1 1 1 1";
+    const ColumnTops tops{.nn = 2, .ne = 3, .tops = {1, 0, 0, 2, 1, 1}};
+    active = get_active_cells(folder.write("act.dat", codes), mesh, tops, report);
+  }
+
+  struct Row {
+    std::size_t term;  ///< 0 to 2: differences along depth, easting, northing; 3: smallness
+    std::vector<double> entries = std::vector<double>(24);
+  };
+
+  /// The operators from their definition; columns are the cells of the mesh. The weights 1, 2, 3,
+  /// ... of a file belong to the cells and then to the easting, northing and vertical pairs.
+  std::vector<Row> dense(bool weighted) const {
+    const std::array<const std::vector<double>*, 3> widths{&mesh.dz, &mesh.de, &mesh.dn};
+    const std::array<double, 3> alpha{alphas.z, alphas.e, alphas.n};
+    const std::array<std::size_t, 3> stride{1, 4, 12};
+    std::array<double, 4> next_weight{53, 25, 41, 1};
+    const auto weight = [&](std::size_t term) { return weighted ? next_weight[term]++ : 1.0; };
+    std::vector<Row> rows;
+    for (std::size_t c = 0; c < 24; ++c) {
+      const std::array<std::size_t, 3> at{c % 4, c / 4 % 3, c / 12};
+      const double volume = mesh.dz[at[0]] * mesh.de[at[1]] * mesh.dn[at[2]];
+      const double smallness = std::sqrt(weight(3) * alphas.s * volume);
+      rows.push_back({3});
+      if (active.map[c] > 0) rows.back().entries[c] = smallness;
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (at[axis] + 1 == widths[axis]->size()) continue;
+        const double width = (*widths[axis])[at[axis]];
+        const double h = (width + (*widths[axis])[at[axis] + 1]) / 2;
+        const double v = std::sqrt(alpha[axis] * weight(axis) * volume / width * h) / h;
+        if (active.map[c] == 0 || active.map[c + stride[axis]] == 0) continue;
+        rows.push_back({axis});
+        rows.back().entries[c] = -v;
+        rows.back().entries[c + stride[axis]] = v;
+      }
+    }
+    return rows;
+  }
+
+  ScratchFolder folder;
+  Report report;
+  Mesh mesh;
+  ActiveCells active;
+  Alphas alphas{0.01, 2.0, 3.0, 5.0};
+};
+
+// Axes mixed up, an alpha or a weight at the wrong operator, a one-sided difference at an edge, an
+// influence cell in the wrong half: all against the dense definition, norm, product and diagonal.
+TEST(Operators, EqualTheDenseDefinition) {
+  const MeshOfAllKinds of;
+  std::string weights;
+  for (int value = 1; value <= 24 + 16 + 12 + 18; ++value) weights += fmt::format("{}\n", value);
+  const auto ncell = as_size(of.active.ncell);
+  const std::vector<double> model = values_of_seed(ncell, 1);
+  const std::vector<double> influence = values_of_seed(as_size(of.active.influence_cells), 2);
+  std::vector<double> full;
+  for (const std::int32_t map : of.active.map)
+    full.push_back(map > 0   ? model[as_size(map - 1)]
+                   : map < 0 ? influence[as_size(-map - 1)]
+                             : 0.0);
+  for (const std::string& file : {std::string("null"), of.folder.write("w.dat", weights)}) {
+    const WeightingOperators operators = calc_W_components(file, of.mesh, of.active, of.alphas);
+    const InactiveTerms inactive = calc_inactive_cell_components(operators, influence);
+    std::array<double, 4> terms{};
+    double trace = 0.0;
+    std::vector<double> half_gradient(ncell);
+    std::vector<double> diagonal(ncell);
+    for (const auto& [term, row] : of.dense(file != "null")) {
+      const double v = dot(row, full);
+      terms[term] += v * v;
+      for (std::size_t c = 0; c < 24; ++c) {
+        if (of.active.map[c] <= 0) continue;
+        half_gradient[as_size(of.active.map[c] - 1)] += row[c] * v;
+        diagonal[as_size(of.active.map[c] - 1)] += row[c] * row[c];
+        trace += row[c] * row[c];
+      }
+    }
+    const std::vector<double> zero(ncell);
+    const ModelNorm norm = calc_model_norm(operators, inactive, false, model, zero);
+    EXPECT_EQ(norm.total, norm.s + norm.x + norm.y + norm.z);
+    const std::array<double, 4> got{norm.z, norm.y, norm.x, norm.s};
+    for (std::size_t term = 0; term < 4; ++term)
+      EXPECT_NEAR(got[term], terms[term], 1e-12 * norm.total) << "a term under another's label";
+    std::vector<double> product(ncell);
+    CALC_WTW_MOD::calc_WTW_vec(operators, model, model, product);
+    std::vector<double> got_diagonal(ncell);
+    EXPECT_NEAR(CALC_WTW_MOD::calc_WTW_diagonal(operators, got_diagonal), trace, 1e-12 * trace);
+    for (std::size_t p = 0; p < ncell; ++p) {
+      EXPECT_NEAR(product[p] + inactive.gradient[p], half_gradient[p], 1e-10) << p;
+      EXPECT_NEAR(got_diagonal[p], diagonal[p], 1e-10) << p;
+    }
+  }
+}
+
+// Lengths and alphas confused, the default for a file name, a direction in another's place.
+TEST(Alphas, LineGivesAlphasOrLengths) {
+  const auto read = [](const char* line) {
+    Report report;
+    const Alphas got = read_alphas(line, report);
+    return fmt::format("{} {} {} {}", got.s, got.e, got.n, got.z);
+  };
+  EXPECT_EQ(read("null 5 5 5 5") + "|" + read("NULL"), "0.0001 1 1 1|0.0001 1 1 1");
+  EXPECT_EQ(read("1d-3, 2*0.5 4"), "0.001 0.5 0.5 4");
+  EXPECT_EQ(read("10 20 5 metres"), "0.0025 0.25 1 0.0625");
+}
+
+}  // namespace quorivex::test

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <limits>
+
+#include "scratch_folder.h"
+#include "sensitivity/full_sens_mod.h"
+#include "sensitivity/getpar.h"
+#include "survey.h"
+
+namespace quorivex::test {
+namespace {
+
+constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
+
+// A cell lost or doubled at the edge of a block, a row lost behind the last four, a float sum.
+// All numbers are eighths, some with a tail of 2^-30 that a float would lose: every sum is exact.
+TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
+  for (const auto& [nsens, ndata] :
+       {std::pair{1, 1}, {9999, 3}, {10000, 4}, {10001, 6}, {20003, 9}}) {
+    SensitivityState sens;
+    sens.nsens = nsens;
+    sens.ndata = ndata;
+    sens.Gfull = {nsens, RawArray<float>(std::int64_t{nsens} * ndata, "test")};
+    std::vector<double> x(as_size(nsens));
+    std::vector<double> t(as_size(ndata));
+    std::vector<double> d(as_size(ndata));
+    std::vector<double> back(as_size(nsens));
+    for (std::vector<double>* values : {&x, &t}) {
+      for (int at = 0; double& value : *values) value = (at++ % 23 - 11) / 8.0 + 0x1p-30;
+    }
+    float* g = sens.Gfull.values.data();
+    int number = 0;
+    for (std::size_t i = 0; i < t.size(); ++i) {
+      for (std::size_t j = 0; j < x.size(); ++j, ++g) {
+        number = (number * 37 + 11) % 1009;
+        *g = static_cast<float>(number - 500) / 8.0F;
+        d[i] += static_cast<double>(*g) * x[j];
+        back[j] += static_cast<double>(*g) * t[i];
+      }
+    }
+    for (const int threads : {1, 2, 5}) {
+      omp_set_num_threads(threads);
+      sens.nblock = std::max((nsens + 9999) / 10000, threads);
+      std::vector<double> got_d(d.size(), kPoison);
+      std::vector<double> got_back(back.size(), kPoison);
+      FULL_SENS_MOD::CALC_FULL_GV(sens, x, got_d);
+      FULL_SENS_MOD::CALC_FULL_GTV(sens, t, got_back);
+      EXPECT_EQ(got_d, d) << nsens << " cells, " << threads << " threads";
+      EXPECT_EQ(got_back, back) << nsens << " cells, " << threads << " threads";
+    }
+  }
+}
+
+// Positions and values swapped, rows shifted by an empty one, nchunk from the wrong mean; a mesh
+// record or column tops read easting first, depths summed up.
+TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
+  const Survey survey = make_survey({.ne = 3, .nn = 2, .nz = 3});
+  const std::string file = framed(
+      {record(3, survey.nsens(), 2, 3, 3),
+       record(200.0, 220.0, 250.0,
+              std::vector{100.0, 125.0, 175.0, 180.0, 4.0, 5.0, 7.0, 10.0, 300.0}),
+       record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 2, 4), record(1, survey.wtz),
+       record(2, 16, 3, 1.5F, -2.5F), record(0), record(1, 7, 4.0F, 99, 99),  // longer than needed
+       record(survey.gdiag)});
+  const ScratchFolder folder;
+  Report report;
+  const SensitivityFile read = getpar(folder.write("sens.mtx", file), report);
+  EXPECT_EQ(read.tops(1, 2), survey.tops(1, 2));
+  EXPECT_EQ(read.sens.wtz, survey.wtz);
+  EXPECT_EQ(read.sens.gdiag, survey.gdiag);
+  EXPECT_EQ(read.mesh.northing_nodes, (std::vector{200.0, 220.0, 250.0}));
+  EXPECT_EQ(read.mesh.de, (std::vector{25.0, 50.0, 5.0}));
+  EXPECT_EQ(read.mesh.depth_nodes, (std::vector{4.0, 5.0, 7.0, 10.0}));
+  EXPECT_EQ(read.mesh.z0, 300.0);
+  ASSERT_EQ(length(read.sens.Gs), 3);
+  EXPECT_TRUE(read.sens.compressed);
+  EXPECT_EQ(read.sens.filter, (std::vector{0.5, 0.25}));
+  EXPECT_EQ(read.sens.nwav, 16);
+  EXPECT_EQ(read.sens.nw1, 4);
+  EXPECT_EQ(read.sens.Gs[0].positions.view()(1), 16);
+  EXPECT_EQ(read.sens.Gs[0].values.view()(2), -2.5F);
+  EXPECT_EQ(read.sens.Gs[1].values.size(), 0);
+  EXPECT_EQ(read.sens.Gs[2].positions.view()(1), 7);
+  EXPECT_EQ(read.sens.nchunk, omp_get_max_threads());
+}
+
+}  // namespace
+}  // namespace quorivex::test
