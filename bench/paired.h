@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
+#include <vector>
 
 namespace quorivex::bench {
 
@@ -16,23 +16,29 @@ double seconds_of(Work work) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+inline double median(std::vector<double> seconds) {
+  std::sort(seconds.begin(), seconds.end());
+  return seconds[seconds.size() / 2];
+}
+
 /// Runs a baseline and the work under test in turn, so that both see the same state of the machine,
-/// and prints the speed of the work as a fraction of the baseline's (best against best, for work on
-/// the same bytes) and in GB/s.
+/// and prints the speed of the work in GB/s and as a fraction of the baseline's (medians, for work
+/// on the same bytes).
 template <class Baseline, class Work>
 void run_paired(benchmark::State& state, double bytes, Baseline baseline, Work work) {
-  double best_baseline = std::numeric_limits<double>::max();
-  double best_work = best_baseline;
+  std::vector<double> of_baseline;
+  std::vector<double> of_work;
   for (auto iteration : state) {
     (void)iteration;
-    best_baseline = std::min(best_baseline, seconds_of(baseline));
-    const double seconds = seconds_of(work);
-    best_work = std::min(best_work, seconds);
-    state.SetIterationTime(seconds);
+    of_baseline.push_back(seconds_of(baseline));
+    of_work.push_back(seconds_of(work));
+    state.SetIterationTime(of_work.back());
   }
-  state.counters["GB/s"] = bytes / best_work * 1e-9;
-  state.counters["baseline_GB/s"] = bytes / best_baseline * 1e-9;
-  state.counters["of_baseline"] = best_baseline / best_work;
+  const double baseline_seconds = median(of_baseline);
+  const double work_seconds = median(of_work);
+  state.counters["GB/s"] = bytes / work_seconds * 1e-9;
+  state.counters["baseline_GB/s"] = bytes / baseline_seconds * 1e-9;
+  state.counters["of_baseline"] = baseline_seconds / work_seconds;
 }
 
 }  // namespace quorivex::bench

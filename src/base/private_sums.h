@@ -26,6 +26,7 @@ class PrivateSums {
 
   /// total(i) = the sum over the threads, first to last. Call it after the region.
   void add_up(View1<double> total) const {
+#pragma omp parallel for schedule(static) default(none) shared(total) if (size_ > 10000)
     for (std::int64_t i = 1; i <= size_; ++i) {
       double sum = 0.0;
       for (std::int64_t at = i - 1; at < length(sums_); at += stride_) sum += sums_[as_size(at)];

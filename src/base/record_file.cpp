@@ -20,7 +20,7 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "records are read as they lie");
 
-constexpr std::int64_t kBufferBytes = std::int64_t{64} * 1024;
+constexpr std::int64_t kBufferBytes = std::int64_t{32} * 1024;
 constexpr std::int64_t kCountBytes = sizeof(std::int32_t);
 
 }  // namespace

@@ -76,14 +76,6 @@ std::string parameter_block(const std::string& input_name, const InversionParame
   return text + "\n\n";
 }
 
-void refuse_compressed(const SensitivityState& sens, const std::string& name) {
-  if (!sens.compressed) return;
-  stop_run(
-      fmt::format("ERROR: sensitivity file {} is wavelet-compressed; this version inverts "
-                  "full matrices only.",
-                  name));
-}
-
 }  // namespace
 
 void run_sequence(const std::vector<std::string>& arguments, Report& report) {
@@ -102,7 +94,6 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   report.log(parameter_block(input_name, par));
 
   const SensitivityFile file = getpar(par.mtxFile, report);
-  refuse_compressed(file.sens, par.mtxFile);
   const Observations data = read_data_file(par.obsFile, file.sens.ndata);
   report.log(right("# of data:", 30) + whole(data.ndata, 9) + "\n\n");
   ModelSetup setup = setup_models({.active_cells = par.activeCellFile,

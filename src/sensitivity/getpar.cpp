@@ -5,14 +5,28 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
+#include "base/for_this_processor.h"
 #include "base/record_file.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
 namespace {
+
+QUORIVEX_FOR_THIS_PROCESSOR
+bool all_in_range(const std::int32_t* values, std::int64_t count, std::int32_t least,
+                  std::int32_t most) {
+  const auto width = static_cast<std::uint32_t>(most) - static_cast<std::uint32_t>(least);
+  std::uint32_t wrong = 0;
+#pragma omp simd reduction(| : wrong)
+  for (std::int64_t i = 0; i < count; ++i) {
+    wrong |= static_cast<std::uint32_t>(values[i]) - static_cast<std::uint32_t>(least) > width;
+  }
+  return wrong == 0;
+}
 
 /// The open file with the two ways in which it can be wrong.
 struct Source {
@@ -29,10 +43,11 @@ struct Source {
   }
   void check_range(View1<const std::int32_t> values, std::int32_t least, std::int32_t most,
                    std::string_view what) const {
-    for (const std::int32_t value : values) {
-      if (value >= least && value <= most) continue;
-      check(false, fmt::format("{} should lie from {} to {}; found {}.", what, least, most, value));
-    }
+    if (all_in_range(values.data(), values.size(), least, most)) return;
+    const auto* wrong = std::find_if(values.begin(), values.end(), [=](std::int32_t value) {
+      return value < least || value > most;
+    });
+    check(false, fmt::format("{} should lie from {} to {}; found {}.", what, least, most, *wrong));
   }
   /// Begins a record that must hold `count` items of `bytes` each, before they are allocated.
   void begin(std::int64_t count, std::size_t bytes) {
@@ -72,13 +87,25 @@ void read_filter(Source& source, SensitivityState& sens) {
   source.need(source.file.begin() && source.file.read(&nfilt, 1));
   const std::int64_t count = std::max(nfilt, 0);
   source.need(count * std::int64_t{sizeof(double)} <= source.file.left_in_record());
-  sens.filter = allocate<double>(as_size(count), "getpar");
-  source.need(source.file.read(sens.filter.data(), count) && source.file.finish());
+  std::vector<double> low_pass = allocate<double>(as_size(count), "getpar");
+  source.need(source.file.read(low_pass.data(), count) && source.file.finish());
+  for (const double coefficient : low_pass) {
+    source.check(std::isfinite(coefficient),
+                 "Record 4: the coefficients of the filter should be finite numbers; found one "
+                 "that is not.");
+  }
+  sens.filter = WTN_MOD::filter_setup(std::move(low_pass));
   sens.compressed = nfilt >= 1;
 }
 
+/// An axis of a wavelet grid that the transform can work on and that has room for `cells`.
+bool valid_axis(std::int32_t points, std::int32_t cells) {
+  return points >= cells &&
+         (points <= 4 || std::has_single_bit(static_cast<std::uint32_t>(points)));
+}
+
 /// A full matrix has no wavelet grid; of its counts only the sign and the product are looked at.
-void read_grid(Source& source, SensitivityState& sens) {
+void read_grid(Source& source, const Mesh& mesh, SensitivityState& sens) {
   std::int32_t counts[3] = {};
   source.need(source.file.begin() && source.file.read(counts, 3) && source.file.finish());
   sens.nw3 = counts[0];
@@ -93,6 +120,13 @@ void read_grid(Source& source, SensitivityState& sens) {
                         "2147483647 points; found {}, {} and {}.",
                         sens.compressed ? "positive" : "0 or more", sens.nw3, sens.nw2, sens.nw1));
   sens.nwav = static_cast<std::int32_t>(plane * sens.nw3);
+  if (!sens.compressed) return;
+  const bool valid = valid_axis(sens.nw3, mesh.nn) && valid_axis(sens.nw2, mesh.ne) &&
+                     valid_axis(sens.nw1, mesh.nz);
+  source.check(valid, fmt::format("Record 5: nw3, nw2 and nw1 should be at least nn, ne and nz = "
+                                  "{}, {} and {}, and powers of two where above 4; found {}, {} "
+                                  "and {}.",
+                                  mesh.nn, mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
 }
 
 void read_wtz(Source& source, SensitivityState& sens) {
@@ -103,37 +137,28 @@ void read_wtz(Source& source, SensitivityState& sens) {
   source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
 }
 
-SparseRow read_sparse_row(Source& source, std::int64_t record, std::int32_t nwav) {
+void read_sparse_row(Source& source, std::int64_t record, SensitivityState& sens) {
   std::int32_t nnz = 0;
   source.need(source.file.begin() && source.file.read(&nnz, 1));
-  source.check(nnz >= 0 && nnz <= nwav,
+  source.check(nnz >= 0 && nnz <= sens.nwav,
                fmt::format("Record {}: the number of coefficients should lie from 0 to {}; found "
                            "{}.",
-                           record, nwav, nnz));
-  source.need(std::int64_t{nnz} * 8 <= source.file.left_in_record());
-  SparseRow row;
-  row.values = RawArray<float>(nnz, "getpar Gs");
-  row.positions = RawArray<std::int32_t>(nnz, "getpar Gs");
-  source.need(source.file.read(row.positions.data(), nnz) &&
-              source.file.read(row.values.data(), nnz) && source.file.finish());
-  source.check_range(row.positions.view(), 1, nwav, fmt::format("Record {}: positions", record));
-  return row;
+                           record, sens.nwav, nnz));
+  source.need(nnz * SparseRows::kEntryBytes <= source.file.left_in_record() &&
+              nnz <= sens.Gs.room());
+  std::byte* row = sens.Gs.append(nnz);
+  source.need(source.file.read(row, nnz * SparseRows::kEntryBytes) && source.file.finish());
+  source.check_range(sens.Gs(sens.Gs.rows()).positions, 1, sens.nwav,
+                     fmt::format("Record {}: positions", record));
 }
 
 void read_sparse_rows(Source& source, SensitivityState& sens) {
-  const auto bytes_at_least = std::int64_t{sens.ndata} * 12;  // frame and count of each row
-  source.need(bytes_at_least <= source.file.left_in_file());
-  try {
-    sens.Gs.reserve(as_size(sens.ndata));
-  } catch (const std::bad_alloc&) {
-    alloc_error("getpar");
-  }
-  double coefficients = 0.0;
-  for (std::int32_t i = 1; i <= sens.ndata; ++i) {
-    sens.Gs.push_back(read_sparse_row(source, std::int64_t{6} + i, sens.nwav));
-    coefficients += static_cast<double>(sens.Gs.back().values.size());
-  }
-  const double mean = coefficients / std::max(sens.ndata, 1);
+  // Each row has its frame and its count; what is left holds all entries and gdiag.
+  const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12;
+  source.need(left >= 0);
+  sens.Gs = SparseRows(sens.ndata, left / SparseRows::kEntryBytes);
+  for (std::int32_t i = 1; i <= sens.ndata; ++i) read_sparse_row(source, std::int64_t{6} + i, sens);
+  const double mean = static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1);
   sens.nchunk =
       std::max(static_cast<std::int32_t>(std::ceil(mean / 5000.0)), omp_get_max_threads());
 }
@@ -175,7 +200,7 @@ SensitivityFile getpar(const std::string& name, Report& report) {
   to.mesh = std::move(*mesh);
   read_column_tops(source, to);
   read_filter(source, to.sens);
-  read_grid(source, to.sens);
+  read_grid(source, to.mesh, to.sens);
   report.flush_log();
   read_wtz(source, to.sens);
   if (to.sens.compressed) {

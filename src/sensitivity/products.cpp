@@ -4,11 +4,23 @@
 #include "base/stop_run.h"
 #include "mesh_io/cell_vectors.h"
 #include "sensitivity/full_sens_mod.h"
+#include "sensitivity/sparse_sens_mod.h"
+#include "sensitivity/wavelet_grid.h"
+#include "sensitivity/wtn_mod.h"
 
 namespace quorivex {
 
+using WTN_MOD::WTN;
+
 void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
            View1<double> d) {
+  if (sens.compressed) {
+    std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gprod");
+    scatter_to_grid(sens, active, m, grid);
+    WTN(sens.filter, grid, sens.grid_counts(), 1);
+    SPARSE_SENS_MOD::CALC_GV(sens, grid, d);
+    return;
+  }
   if (m.size() == sens.nsens) {
     FULL_SENS_MOD::CALC_FULL_GV(sens, m, d);
     return;
@@ -21,6 +33,13 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
 
 void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> d,
             View1<double> m) {
+  if (sens.compressed) {
+    std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gtprod");
+    SPARSE_SENS_MOD::CALC_GTV(sens, d, grid);
+    WTN(sens.filter, grid, sens.grid_counts(), -1);
+    gather_from_grid(sens, active, grid, m);
+    return;
+  }
   if (m.size() == sens.nsens) {
     FULL_SENS_MOD::CALC_FULL_GTV(sens, d, m);
     return;
@@ -32,6 +51,15 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
 
 void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
              View1<double> m_out) {
+  if (sens.compressed) {
+    std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gtgprod");
+    scatter_to_grid(sens, active, m_in, grid);
+    WTN(sens.filter, grid, sens.grid_counts(), 1);
+    SPARSE_SENS_MOD::CALC_GTGV(sens, grid);
+    WTN(sens.filter, grid, sens.grid_counts(), -1);
+    gather_from_grid(sens, active, grid, m_out);
+    return;
+  }
   if (m_in.size() == sens.nsens) {
     FULL_SENS_MOD::CALC_FULL_GTGV(sens, m_in, m_out);
     return;

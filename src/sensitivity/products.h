@@ -7,11 +7,13 @@
 
 namespace quorivex {
 
-// Products of the sensitivity matrix with vectors, whatever form the matrix has. Results are in the
+// Products of the sensitivity matrix with vectors, whatever form the matrix has: full, or
+// compressed as G = S W with sparse rows S and the wavelet transform W. Results are in the
 // normalised form of the data (divided by the standard deviations).
 
-/// d = G m; m has one entry for each sensitivity cell or one for each cell of the mesh.
-/// @throws StopRun "problem in gprod" for any other length
+/// d = G m; m has one entry for each cell of the mesh; or for each sensitivity cell (full form),
+/// for each active cell (compressed form).
+/// @throws StopRun "problem in gprod" or "size(x) /= # of cells" for any other length
 void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
            View1<double> d);
 

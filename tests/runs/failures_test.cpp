@@ -8,6 +8,7 @@
 #include <sstream>
 #include <tuple>
 
+#include "compressed.h"
 #include "run_program.h"
 
 namespace quorivex::test {
@@ -223,22 +224,24 @@ void expect_refused(const std::string& sensitivity_file, const std::string& mess
 }
 
 TEST(Failures, ASensitivityFileCutOffAnywhereOrWithRecordsTooShortIsRefused) {
-  std::vector<std::string> records = sensitivity_records(small_survey());
-  const std::string whole = framed(records);
-  std::size_t head = 0;
-  for (std::string& record : records) {
-    SCOPED_TRACE(head);
-    const std::size_t tail = head + 4 + record.size();
-    for (const std::size_t bytes : {head, head + 4, (head + tail) / 2, tail})
-      expect_refused(whole.substr(0, bytes));
-    std::string disagreeing = whole;
-    disagreeing[tail] = static_cast<char>(disagreeing[tail] ^ 4);
-    expect_refused(disagreeing);
-    const std::string right = record;
-    record.resize(record.size() - 4);
-    expect_refused(framed(records));
-    record = right;
-    head = tail + 4;
+  for (std::vector<std::string> records :
+       {sensitivity_records(small_survey()), compressed_records(small_survey(), 4)}) {
+    const std::string whole = framed(records);
+    std::size_t head = 0;
+    for (std::string& record : records) {
+      SCOPED_TRACE(head);
+      const std::size_t tail = head + 4 + record.size();
+      for (const std::size_t bytes : {head, head + 4, (head + tail) / 2, tail})
+        expect_refused(whole.substr(0, bytes));
+      std::string disagreeing = whole;
+      disagreeing[tail] = static_cast<char>(disagreeing[tail] ^ 4);
+      expect_refused(disagreeing);
+      const std::string right = record;
+      record.resize(record.size() - 4);
+      expect_refused(framed(records));
+      record = right;
+      head = tail + 4;
+    }
   }
 }
 
@@ -264,13 +267,21 @@ TEST(Failures, ASensitivityFileThatSaysWhatCannotBeIsRefusedWithTheRecord) {
   for (const Patch& patch :
        {Patch{1, 0, -1}, {1, 1, -2}, {1, 3, 0}, {1, 4, kHuge}, {3, 0, -1}, {3, 3, 4}, {5, 1, -3}})
     expect_refused(patched(false, patch), kBadSens, &patch);
-  for (const Patch& patch :
-       {Patch{5, 0, 0}, {5, 2, kHuge}, {7, 0, -1}, {7, 0, 33}, {7, 1, 0}, {7, 2, 33}})
+  for (const Patch& patch : {Patch{5, 0, 0},
+                             {5, 0, 1},
+                             {5, 1, 6},
+                             {5, 2, 2},
+                             {5, 2, kHuge},
+                             {7, 0, -1},
+                             {7, 0, 33},
+                             {7, 1, 0},
+                             {7, 2, 33}})
     expect_refused(patched(true, patch), kBadSens, &patch);
   expect_refused(patched(false, {3, 0, 1}), "idx1 /= size(wtz)");  // one cell more than nsens
-  expect_refused(patched(true, {6, 0, 0}),
-                 "ERROR: sensitivity file sens.mtx is wavelet-compressed; this version inverts "
-                 "full matrices only.");
+  expect_refused(patched(true, {4, 2, 0x7ff00000}),
+                 kBadSens +
+                     "\n Record 4: the coefficients of the filter should be finite numbers; "
+                     "found one that is not.");
 }
 
 TEST(Failures, AMatrixLargerThanMemoryEndsInTheAllocationMessage) {

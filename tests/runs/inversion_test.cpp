@@ -6,6 +6,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "compressed.h"
 #include "run_program.h"
 
 namespace quorivex::test {
@@ -119,6 +120,27 @@ TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtOneThread) {
     ASSERT_EQ(model.size(), expected.size());
     for (std::size_t cell = 0; cell < model.size(); ++cell)  // the largest are about 0.05
       ASSERT_NEAR(model[cell], expected[cell], 1e-6) << threads << " threads, cell " << cell;
+  }
+}
+
+// Any path of the run that still takes the matrix for a full one, or the grid for the mesh.
+TEST(Inversion, ACompressedFileWithAllCoefficientsGivesTheModelOfTheFullFile) {
+  const Survey survey = make_survey({.ne = 7, .nn = 6, .nz = 5});
+  const InputLines changed{{1, "2"}, {2, "1e4 0"}, {5, "VALUE 0.01"}, {9, "VALUE 0.03"}};
+  const ScratchFolder full;
+  const Rows rows = invert(full, survey, changed, kPlateau);
+  const auto expected = numbers(full.read(numbered(rows.size(), "sus")));
+  for (const std::string threads : {"1", "2", "4"}) {
+    const ScratchFolder folder;
+    write_case(folder, survey, changed);
+    folder.write("sens.mtx", framed(compressed_records(survey, 8)));
+    const std::string console = run_program(folder, "run.inp " + threads);
+    EXPECT_EQ(console.find("WARNING: no compression"), std::string::npos);
+    EXPECT_EQ(result_files(folder), result_files(full));
+    const auto model = numbers(folder.read(numbered(rows.size(), "sus")));
+    ASSERT_EQ(model.size(), expected.size());
+    for (std::size_t cell = 0; cell < model.size(); ++cell)
+      EXPECT_NEAR(model[cell], expected[cell], 1e-6) << threads << " threads, cell " << cell;
   }
 }
 

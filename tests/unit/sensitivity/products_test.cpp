@@ -61,7 +61,7 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
       {record(3, survey.nsens(), 2, 3, 3),
        record(200.0, 220.0, 250.0,
               std::vector{100.0, 125.0, 175.0, 180.0, 4.0, 5.0, 7.0, 10.0, 300.0}),
-       record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 2, 4), record(1, survey.wtz),
+       record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 4, 4), record(1, survey.wtz),
        record(2, 16, 3, 1.5F, -2.5F), record(0), record(1, 7, 4.0F, 99, 99),  // longer than needed
        record(survey.gdiag)});
   const ScratchFolder folder;
@@ -74,15 +74,15 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
   EXPECT_EQ(read.mesh.de, (std::vector{25.0, 50.0, 5.0}));
   EXPECT_EQ(read.mesh.depth_nodes, (std::vector{4.0, 5.0, 7.0, 10.0}));
   EXPECT_EQ(read.mesh.z0, 300.0);
-  ASSERT_EQ(length(read.sens.Gs), 3);
+  ASSERT_EQ(read.sens.Gs.rows(), 3);
   EXPECT_TRUE(read.sens.compressed);
-  EXPECT_EQ(read.sens.filter, (std::vector{0.5, 0.25}));
-  EXPECT_EQ(read.sens.nwav, 16);
+  EXPECT_EQ(read.sens.filter.low, (std::vector{0.5, 0.25}));
+  EXPECT_EQ(read.sens.nwav, 32);
   EXPECT_EQ(read.sens.nw1, 4);
-  EXPECT_EQ(read.sens.Gs[0].positions.view()(1), 16);
-  EXPECT_EQ(read.sens.Gs[0].values.view()(2), -2.5F);
-  EXPECT_EQ(read.sens.Gs[1].values.size(), 0);
-  EXPECT_EQ(read.sens.Gs[2].positions.view()(1), 7);
+  EXPECT_EQ(read.sens.Gs(1).positions(1), 16);
+  EXPECT_EQ(read.sens.Gs(1).values(2), -2.5F);
+  EXPECT_EQ(read.sens.Gs(2).values.size(), 0);
+  EXPECT_EQ(read.sens.Gs(3).positions(1), 7);
   EXPECT_EQ(read.sens.nchunk, omp_get_max_threads());
 }
 

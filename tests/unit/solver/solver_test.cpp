@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "compressed.h"
 #include "mesh_io/cell_vectors.h"
 #include "objective/calc_wtw_mod.h"
 #include "scratch_folder.h"
@@ -11,7 +12,6 @@
 #include "sensitivity/products.h"
 #include "solver/linsolv.h"
 #include "solver/normal_equations.h"
-#include "survey.h"
 #include "values.h"
 
 namespace quorivex::test {
@@ -21,8 +21,11 @@ constexpr double kBeta = 30.0;
 
 /// An inversion of a small survey with inactive cells, from random models and data.
 struct Inversion {
-  explicit Inversion(bool influence_cells, bool mref_in_derivatives = false)
-      : influence(influence_cells), smooth_mod_dif(mref_in_derivatives) {
+  explicit Inversion(bool influence_cells, bool mref_in_derivatives = false,
+                     bool compressed_rows = false)
+      : influence(influence_cells),
+        smooth_mod_dif(mref_in_derivatives),
+        compressed(compressed_rows) {
     data.obs = values_of_seed(as_size(file.sens.ndata), 4);
     for (std::size_t i = 0; i < data.obs.size(); ++i) data.std.push_back(i % 2 == 0 ? 2.0 : 4.0);
     diagonals = calc_diagonals(file.sens.gdiag, data.std, active, weights);
@@ -55,14 +58,17 @@ struct Inversion {
 
   bool influence;
   bool smooth_mod_dif;
+  bool compressed;
   ScratchFolder folder;
   Report report;
+  Survey survey = make_survey({6, 2, 5});  // on a grid of 8 x 2 x 8 points
   SensitivityFile file =
-      getpar(folder.write("sens.mtx", framed(sensitivity_records(make_survey({4, 3, 4})))), report);
-  std::string codes = influence ? "1 1 -1 1 1 1 0 1 3*1 -1" : "1 1 0 5*1 0 3*1";
-  ActiveCells active =
-      get_active_cells(folder.write("act", codes + " " + codes + " " + codes + " " + codes),
-                       file.mesh, file.tops, report);
+      getpar(folder.write("sens.mtx", framed(compressed ? compressed_records(survey, 6)
+                                                        : sensitivity_records(survey))),
+             report);
+  std::string codes = influence ? " 1 1 -1 1 1 1 0 1 3*1 -1" : " 1 1 0 5*1 0 3*1";
+  ActiveCells active = get_active_cells(folder.write("act", codes + codes + codes + codes + codes),
+                                        file.mesh, file.tops, report);
   std::size_t n = as_size(active.ncell);
   FixedValues fixed{values_of_seed(as_size(active.zero_cells), 1),
                     values_of_seed(as_size(active.influence_cells), 2)};
@@ -94,23 +100,40 @@ std::vector<double> dense_solve(std::vector<std::vector<double>> A, std::vector<
 }
 
 // Rows in the wrong order, a mapping that shifts cells, gtgprod that drops one of its halves.
-TEST(Products, AreAdjointAndCompose) {
-  const Inversion s(true);
-  const std::vector<double> m = values_of_seed(s.n, 1);
-  const std::vector<double> d = values_of_seed(as_size(s.file.sens.ndata), 2);
-  const FixedValues zeros = split_reference(s.active, std::vector<double>(48));
-  std::vector<double> full(48);
-  active_to_full(s.active, zeros, m, full);
-  std::vector<double> gm(d.size());
-  std::vector<double> gtd(s.n);
-  gprod(s.file.sens, s.active, full, gm);
-  gtprod(s.file.sens, s.active, d, gtd);
-  EXPECT_NEAR(dot(d, gm), dot(m, gtd), 1e-12 * std::abs(dot(d, gm)));
+TEST(Products, AreAdjointAndComposeInBothForms) {
+  for (const bool compressed : {false, true}) {
+    const Inversion s(true, false, compressed);
+    const std::vector<double> m = values_of_seed(s.n, 1);
+    const std::vector<double> d = values_of_seed(as_size(s.file.sens.ndata), 2);
+    const FixedValues zeros = split_reference(s.active, std::vector<double>(60));
+    std::vector<double> full(60);
+    active_to_full(s.active, zeros, m, full);
+    std::vector<double> gm(d.size());
+    std::vector<double> gtd(s.n);
+    gprod(s.file.sens, s.active, full, gm);
+    gtprod(s.file.sens, s.active, d, gtd);
+    EXPECT_NEAR(dot(d, gm), dot(m, gtd), 1e-12 * std::abs(dot(d, gm)));
 
-  std::vector<double> once(s.n);
-  gtprod(s.file.sens, s.active, gm, gtd);
-  gtgprod(s.file.sens, s.active, m, once);
-  for (std::size_t i = 0; i < s.n; ++i) EXPECT_NEAR(once[i], gtd[i], 1e-9);
+    std::vector<double> once(s.n);
+    gtprod(s.file.sens, s.active, gm, gtd);
+    gtgprod(s.file.sens, s.active, m, once);
+    for (std::size_t i = 0; i < s.n; ++i) EXPECT_NEAR(once[i], gtd[i], 1e-11 * largest(gtd));
+  }
+}
+
+// A row scattered to other cells than those it is gathered from, influence cells left out of the
+// data: a file that keeps every coefficient is the full file but for the rounding of floats.
+TEST(Products, OfACompressedFileWithAllCoefficientsAreThoseOfTheFullFile) {
+  const Inversion full(true);
+  const Inversion compressed(true, false, true);
+  const CurrentModel a = full.current(values_of_seed(full.n, 7));
+  const CurrentModel b = compressed.current(a.model);
+  for (std::size_t i = 0; i < a.value.predicted.size(); ++i)
+    EXPECT_NEAR(a.value.predicted[i], b.value.predicted[i], 1e-6 * largest(a.value.predicted));
+  const std::vector<double> g = full.right_hand_side(a);
+  const std::vector<double> g_compressed = compressed.right_hand_side(a);
+  for (std::size_t i = 0; i < g.size(); ++i)
+    EXPECT_NEAR(g[i], g_compressed[i], 1e-6 * largest(g)) << "cell " << i + 1;
 }
 
 // A sign, a forgotten influence term, the reference model in the wrong terms. The objective is

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A compressed matrix of 40 million coefficients in 4,000 rows over a grid of 64 x 128 x 128 points
+// on all cores: the product against plain parallel loops, and reading its file against plain read
+// calls into a freshly allocated buffer of the same size.
+#include <omp.h>
+
+#include <cmath>
+#include <vector>
+
+#include "base/report.h"
+#include "files.h"
+#include "paired.h"
+#include "sensitivity/getpar.h"
+#include "sensitivity/sparse_sens_mod.h"
+
+namespace quorivex::bench {
+namespace {
+
+constexpr std::int32_t kData = 4000;
+constexpr std::int32_t kEntries = 10000;  // of each row
+constexpr std::int32_t kPoints = 64 * 128 * 128;
+constexpr double kBytes = 8.0 * kData * kEntries;
+
+/// The file, with a mesh of 60 x 120 x 120 cells of which one column lies below the surface.
+const RecordFileForBench& sparse_file() {
+  static const RecordFileForBench file("sparse_products_bench.mtx", [](RecordFileForBench& to) {
+    to.record(std::vector<std::int32_t>{kData, 60, 120, 120, 60});
+    to.record(std::vector<double>(121 + 121 + 61 + 1, 1.0));
+    std::vector<std::int32_t> tops(120 * 120, 60);
+    tops[0] = 0;
+    to.record(tops);
+    const std::vector<double> filter{0.0, std::sqrt(0.5), std::sqrt(0.5)};
+    std::vector<std::int32_t> filter_record(5);
+    filter_record[0] = 2;
+    std::memcpy(&filter_record[1], &filter[1], 16);
+    to.record(filter_record);
+    to.record(std::vector<std::int32_t>{128, 128, 64});
+    std::vector<std::int32_t> wtz(1 + 2 * 60);
+    to.record(wtz);
+    std::vector<std::int32_t> row(1 + 2 * kEntries);
+    row[0] = kEntries;
+    std::uint32_t seed = 1;
+    for (std::int32_t i = 0; i < kData; ++i) {
+      // Dense among the coarse coefficients at the beginning, ever thinner further on.
+      for (std::int32_t k = 0; k < kEntries; ++k) {
+        seed = seed * 1664525U + 1013904223U;
+        const double share = (k + (seed >> 8) * 0x1p-24) / kEntries;
+        row[as_size(1 + k)] = static_cast<std::int32_t>(kPoints * share * share) % kPoints + 1;
+        const float value = static_cast<float>(seed >> 8) * 0x1p-24F - 0.5F;
+        std::memcpy(&row[as_size(1 + kEntries + k)], &value, sizeof(value));
+      }
+      to.record(row);
+    }
+    to.record(std::vector<double>(60, 1.0));
+  });
+  return file;
+}
+
+const SensitivityState& matrix() {
+  static const SensitivityFile file = [] {
+    Report report;
+    return getpar(sparse_file().name, report);
+  }();
+  return file.sens;
+}
+
+/// Both products with rows shared out among the threads, accumulators on the heap.
+void plain_loops(std::vector<double>& w) {
+  const SensitivityState& sens = matrix();
+  std::vector<double> d(kData);
+#pragma omp parallel for schedule(dynamic, 1)
+  for (std::int32_t i = 0; i < kData; ++i) {
+    const SparseRow row = sens.Gs(i + 1);
+    for (std::int64_t k = 0; k < row.values.size(); ++k) {
+      d[as_size(i)] +=
+          static_cast<double>(row.values.data()[k]) * w[as_size(row.positions.data()[k] - 1)];
+    }
+  }
+  std::fill(w.begin(), w.end(), 0.0);
+#pragma omp parallel
+  {
+    std::vector<double> p(w.size());
+#pragma omp for schedule(dynamic, 1)
+    for (std::int32_t i = 0; i < kData; ++i) {
+      const SparseRow row = sens.Gs(i + 1);
+      for (std::int64_t k = 0; k < row.values.size(); ++k) {
+        p[as_size(row.positions.data()[k] - 1)] +=
+            static_cast<double>(row.values.data()[k]) * d[as_size(i)];
+      }
+    }
+#pragma omp critical
+    for (std::size_t at = 0; at < w.size(); ++at) w[at] += p[at];
+  }
+}
+
+void gtgv(benchmark::State& state) {
+  std::vector<double> start;
+  for (std::int32_t i = 0; i < kPoints; ++i) start.push_back(std::sin(0.37 * i));
+  std::vector<double> w = start;
+  std::vector<double> plain = start;
+  SPARSE_SENS_MOD::CALC_GTGV(matrix(), w);
+  plain_loops(plain);
+  double scale = 0.0;
+  double error = 0.0;
+  for (std::size_t i = 0; i < w.size(); ++i) {
+    scale = std::max(scale, std::abs(plain[i]));
+    error = std::max(error, std::abs(plain[i] - w[i]));
+  }
+  if (!(error <= 1e-11 * scale)) {
+    state.SkipWithError("wrong answer");
+    return;
+  }
+  run_paired(
+      state, 2.0 * kBytes,
+      [&] {
+        plain = start;
+        plain_loops(plain);
+      },
+      [&] {
+        w = start;
+        SPARSE_SENS_MOD::CALC_GTGV(matrix(), w);
+      });
+}
+
+void read_file(benchmark::State& state) {
+  Report report;
+  if (matrix().Gs.entries() != std::int64_t{kData} * kEntries) {
+    state.SkipWithError("wrong answer");
+    return;
+  }
+  run_paired(
+      state, static_cast<double>(sparse_file().bytes()), [] { plain_read(sparse_file()); },
+      [&] { benchmark::DoNotOptimize(getpar(sparse_file().name, report)); });
+}
+
+void all_of(benchmark::internal::Benchmark* bench) {
+  bench->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+}
+
+BENCHMARK(gtgv)->Name("CALC_GTGV")->Apply(all_of);
+BENCHMARK(read_file)->Name("getpar")->Apply(all_of);
+
+}  // namespace
+}  // namespace quorivex::bench
+
+BENCHMARK_MAIN();

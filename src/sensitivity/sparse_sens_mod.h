@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/view1.h"
+#include "sensitivity/sensitivity_state.h"
+
+/// Products with the sparse rows S of a compressed matrix. w has one entry for each point of the
+/// wavelet grid, d one for each datum. Every row is cut into nchunk pieces and the threads share
+/// out the pieces, so that a few long rows keep all of them busy.
+namespace quorivex::SPARSE_SENS_MOD {
+
+/// d = S w
+void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d);
+/// w = S^T d
+void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w);
+/// w = S^T S w, in place
+void CALC_GTGV(const SensitivityState& sens, View1<double> w);
+
+}  // namespace quorivex::SPARSE_SENS_MOD

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "base/view1.h"
+
+/// The discrete wavelet transform W of a vector on the wavelet grid, axis by axis: a pyramid of
+/// periodic filters (Mallat 1989). With an orthonormal filter the inverse is also the transpose.
+namespace quorivex::WTN_MOD {
+
+/// A filter pair: the smooth coefficients come from the low-pass, the details from the high-pass.
+struct Filter {
+  std::vector<double> low;
+  std::vector<double> high;  ///< the low-pass reversed, its signs -, +, -, + before the reversal
+
+  std::int64_t ncof() const { return length(low); }
+};
+
+Filter filter_setup(std::vector<double> low_pass);
+
+/// One level on a(1..n) in place: forward for isign >= 0, smooth half first; else inverse.
+/// n is a power of two and at least 4. `work` has room for n values.
+void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign, View1<double> work);
+
+/// All levels along every axis of more than 4 points, in place. The first axis runs fastest; each
+/// such count is a power of two. Memory beyond the array: two lines of the longest axis.
+void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
+         int isign);
+
+}  // namespace quorivex::WTN_MOD
