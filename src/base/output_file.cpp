@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "base/stop_run.h"
 
@@ -36,23 +37,27 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::append(std::string_view text) {
+  if (text.size() >= kBufferBytes) {
+    flush();
+    write(text);
+    return;
+  }
   buffer_.append(text);
   if (buffer_.size() >= kBufferBytes) flush();
 }
 
 void OutputFile::flush() {
-  std::size_t written = 0;
-  while (written < buffer_.size()) {
-    const ssize_t count = ::write(descriptor_, buffer_.data() + written, buffer_.size() - written);
+  const std::string text = std::exchange(buffer_, {});  // a second attempt would end no better
+  write(text);
+}
+
+void OutputFile::write(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(descriptor_, text.data(), text.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      const int error = errno;
-      buffer_.clear();  // a second attempt would end no better
-      writing_failed(shown_, error);
-    }
-    written += static_cast<std::size_t>(count);
+    if (count < 0) writing_failed(shown_, errno);
+    text.remove_prefix(static_cast<std::size_t>(count));
   }
-  buffer_.clear();
 }
 
 void OutputFile::close() {

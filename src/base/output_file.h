@@ -6,7 +6,7 @@
 
 namespace quorivex {
 
-/// A text file being written. What cannot be created, written or closed ends the run with
+/// A file being written. What cannot be created, written or closed ends the run with
 /// " ERROR writing file NAME: REASON".
 class OutputFile {
  public:
@@ -24,6 +24,8 @@ class OutputFile {
   void close();
 
  private:
+  void write(std::string_view text);
+
   std::string shown_;
   std::string buffer_;
   int descriptor_ = -1;

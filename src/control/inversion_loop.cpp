@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "control/inversion_loop.h"
 
+#include <cmath>
 #include <string>
 
 #include "base/fixed_format.h"
+#include "base/progress.h"
 #include "control/next_beta.h"
 #include "control/program_name.h"
 #include "mesh_io/model_files.h"
@@ -30,13 +32,25 @@ void report_start(const ObjectiveValue& start, const Alphas& alphas,
   Report::console(" Start inversion ...\n");
 }
 
+/// One model update, with its progress on a terminal: the residual falls by about the same factor
+/// from one iteration to the next.
+CgResult update(const Problem& problem, std::int32_t number, double beta, CurrentModel& current,
+                LinsolvState& state) {
+  Progress progress("pass " + std::to_string(number) + ": conjugate-gradient iteration", 0,
+                    Progress::Elsewhere::nothing);
+  const auto watch = [&](std::int32_t iterations, double residual) {
+    progress.done(iterations, std::log(residual) / std::log(kCgTolerance));
+  };
+  return linsolv(problem, beta, kCgTolerance, kMostCgIterations, watch, current, state);
+}
+
 /// One model update with its lines in log and summary and its two files.
 PassResult run_pass(const Problem& problem, std::int32_t number, double beta, CurrentModel& current,
                     LinsolvState& state, Report& report) {
   report.both("\n          Iteration:" + whole(number, 4) + "\n");
   report.log(labelled("     beta: ", beta));
   report.flush_log();
-  const CgResult cg = linsolv(problem, beta, kCgTolerance, kMostCgIterations, current, state);
+  const CgResult cg = update(problem, number, beta, current, state);
   const PassResult pass{.number = number,
                         .beta = beta,
                         .misfit = current.value.misfit,

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <fcntl.h>
-
-#include <csignal>
 #include <new>
 
+#include "base/prepare_process.h"
 #include "base/report.h"
 #include "base/stop_run.h"
 #include "control/run_sequence.h"
@@ -32,20 +30,10 @@ void run(int argc, char** argv, Report& report) {
   }
 }
 
-/// Makes failures that the system would answer with a signal, or with a mix-up of files, ordinary
-/// ones: a file beyond the size limit, a console that went away, standard streams that are closed.
-void prepare_process() {
-  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  for (const int stream : {0, 1, 2}) {
-    if (::fcntl(stream, F_GETFD) < 0) static_cast<void>(::open("/dev/null", O_RDWR));
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepare_process();
+  quorivex::prepare_process();
   Report report;
   try {
     run(argc, argv, report);

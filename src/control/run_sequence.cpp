@@ -94,7 +94,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   report.log(parameter_block(input_name, par));
 
   const SensitivityFile file = getpar(par.mtxFile, report);
-  const Observations data = read_data_file(par.obsFile, file.sens.ndata);
+  const Observations data = read_data_file(par.obsFile, DataColumns::values, file.sens.ndata);
   report.log(right("# of data:", 30) + whole(data.ndata, 9) + "\n\n");
   ModelSetup setup = setup_models({.active_cells = par.activeCellFile,
                                    .initial = par.initialModel,

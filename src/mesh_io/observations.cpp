@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <new>
+#include <utility>
 
 #include "base/atomic_file.h"
 #include "base/fixed_format.h"
@@ -31,12 +32,23 @@ class DataLines {
     }
   }
 
+  /// True when the next data line holds at least `count` numbers; the line stays the next one.
+  bool next_holds(int count) {
+    next();
+    repeat_line_ = true;
+    FreeFormat line(line_);
+    double value = 0.0;
+    while (count > 0 && line.next(value) == Read::value) --count;
+    return count == 0;
+  }
+
   [[noreturn]] void refuse(std::string_view why) const {
     stop_run(fmt::format(" ERROR: {} {}", why, line_));
   }
 
  private:
   void next() {
+    if (std::exchange(repeat_line_, false)) return;
     do {
       if (!file_->read_line(line_, kLongestLine)) {
         stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_));
@@ -48,6 +60,7 @@ class DataLines {
   const std::string& name_;
   std::optional<TextFile> file_;
   std::string line_;
+  bool repeat_line_ = false;
 };
 
 void read_datum(DataLines& lines, bool with_values, Observations& data) {
@@ -76,7 +89,8 @@ void read_datum(DataLines& lines, bool with_values, Observations& data) {
 
 }  // namespace
 
-Observations read_data_file(const std::string& name, std::optional<std::int32_t> ndata_expected) {
+Observations read_data_file(const std::string& name, DataColumns columns,
+                            std::optional<std::int32_t> ndata_expected) {
   DataLines lines(name);
   Observations data;
   lines.read(data.incl, data.decl, data.geomag);
@@ -89,33 +103,46 @@ Observations read_data_file(const std::string& name, std::optional<std::int32_t>
   if (ndata_expected && data.ndata != *ndata_expected) {
     stop_run(" ERROR: Number of data is inconsistent in obs and mtx files.");
   }
+  const bool with_values =
+      columns == DataColumns::values ||
+      (columns == DataColumns::as_found && lines.next_holds(data.idir == 1 ? 5 : 7));
   // The vectors grow with the lines that are there, not with the number that the file claims.
   try {
-    for (std::int32_t i = 1; i <= data.ndata; ++i) {
-      read_datum(lines, ndata_expected.has_value(), data);
-    }
+    for (std::int32_t i = 1; i <= data.ndata; ++i) read_datum(lines, with_values, data);
   } catch (const std::bad_alloc&) {
     alloc_error("read_data_file");
   }
   return data;
 }
 
-void write_predicted_data(std::string_view base, std::string_view extension,
-                          const Observations& observations, View1<const double> predicted,
-                          std::int32_t iteration) {
+void write_data_file(const std::string& name, const Observations& observations,
+                     View1<const double> values, View1<const double> std) {
   const Observations& o = observations;
-  AtomicFile file(numbered_name(base, iteration, extension));
+  AtomicFile file(name);
   file.append(fixed(o.incl, 10, 2) + fixed(o.decl, 10, 2) + fixed(o.geomag, 10, 2) +
               "  !! incl, decl, geomag\n");
   file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + "     " + whole(o.idir, 2) + "   " +
               "  !! aincl, adecl, idir\n");
   file.append(whole(o.ndata, 7) + std::string(23, ' ') + "  !! # of data\n");
-  for (std::size_t i = 0; i < o.x.size(); ++i) {
-    std::string line = sci(o.x[i], 17, 9) + sci(o.y[i], 17, 9) + sci(o.z[i], 17, 9) + "  ";
-    if (o.idir == 0) line += sci(o.datum_aincl[i], 12, 4) + sci(o.datum_adecl[i], 12, 4) + "  ";
-    file.append(line + sci(predicted.data()[i] * o.std[i], 14, 6) + "\n");
+  for (std::int64_t i = 1; i <= values.size(); ++i) {
+    const std::size_t at = as_size(i - 1);
+    std::string line = sci(o.x[at], 17, 9) + sci(o.y[at], 17, 9) + sci(o.z[at], 17, 9) + "  ";
+    if (o.idir == 0) line += sci(o.datum_aincl[at], 12, 4) + sci(o.datum_adecl[at], 12, 4) + "  ";
+    line += sci(values(i), 14, 6);
+    if (std.size() > 0) line += sci(std(i), 14, 6);
+    file.append(line + "\n");
   }
   file.commit();
+}
+
+void write_predicted_data(std::string_view base, std::string_view extension,
+                          const Observations& observations, View1<const double> predicted,
+                          std::int32_t iteration) {
+  std::vector<double> values = allocate<double>(observations.std.size(), "write_predicted_data");
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    values[i] = predicted.data()[i] * observations.std[i];
+  }
+  write_data_file(numbered_name(base, iteration, extension), observations, values);
 }
 
 }  // namespace quorivex

@@ -29,13 +29,25 @@ struct Observations {
   std::vector<double> std;  ///< standard deviation, > 0; empty for locations only
 };
 
-/// Reads an observations file. With `ndata_expected` each datum carries its value and standard
-/// deviation and their number must be that one; without it the file holds locations only.
-/// @throws StopRun " ERROR ..." naming the file or the line that is wrong; file_not_found
-Observations read_data_file(const std::string& name, std::optional<std::int32_t> ndata_expected);
+/// What the lines of the data hold.
+enum class DataColumns {
+  values,     ///< positions, observed value and standard deviation
+  positions,  ///< positions; what follows is ignored
+  as_found    ///< values when the first datum has them, otherwise positions
+};
 
-/// Writes BASE_NNN.EXTENSION with the layout of an observations file and the predicted values
-/// predicted(i) std(i), without standard deviations.
+/// Reads an observations file; with `ndata_expected` it must hold so many data.
+/// @throws StopRun " ERROR ..." naming the file or the line that is wrong; file_not_found
+Observations read_data_file(const std::string& name, DataColumns columns,
+                            std::optional<std::int32_t> ndata_expected = {});
+
+/// Writes a file with the layout of an observations file: for each datum its position and its value
+/// in nT, and its standard deviation where `std` is not empty.
+void write_data_file(const std::string& name, const Observations& observations,
+                     View1<const double> values, View1<const double> std = {});
+
+/// Writes BASE_NNN.EXTENSION with the predicted values predicted(i) std(i), without standard
+/// deviations.
 void write_predicted_data(std::string_view base, std::string_view extension,
                           const Observations& observations, View1<const double> predicted,
                           std::int32_t iteration);

@@ -33,7 +33,8 @@ std::vector<double> preconditioner(const Diagonals& diagonals, double beta,
 
 /// The conjugate-gradient step dm of the free cells, 0 elsewhere.
 CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::int32_t maxit,
-                          View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
+                          const CgWatch& watch, View1<const std::int32_t> mask,
+                          View1<const double> g, View1<double> dm) {
   if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
   const std::vector<double> P = preconditioner(problem.diagonals, beta, mask);
   std::vector<double> r = allocate<double>(as_size(g.size()), kRoutine);
@@ -41,7 +42,7 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
   const auto apply = [&](View1<const double> x, View1<double> y) {
     aprod(problem, mask, beta, x, y);
   };
-  return conjugate_gradients(apply, P, tol, maxit, r, dm);
+  return conjugate_gradients(apply, P, tol, maxit, watch, r, dm);
 }
 
 /// Frozen cells follow their gradient, by at most a tenth of the largest free move, so that one
@@ -101,7 +102,7 @@ void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& 
 }
 
 CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t maxit,
-                 CurrentModel& current, LinsolvState& state) {
+                 const CgWatch& watch, CurrentModel& current, LinsolvState& state) {
   const std::size_t ncell = current.model.size();
   if (state.truncated.empty()) state.truncated = allocate<std::int32_t>(ncell, kRoutine);
   std::vector<double> dm = allocate<double>(ncell, kRoutine);
@@ -110,7 +111,7 @@ CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t m
     std::vector<double> g = allocate<double>(ncell, kRoutine);
     formrhs(problem, current.model, current.value.predicted, beta, g);
     const std::vector<std::int32_t> mask = free_mask(length(dm), state);
-    result = solve_free_cells(problem, beta, tol, maxit, mask, g, dm);
+    result = solve_free_cells(problem, beta, tol, maxit, watch, mask, g, dm);
     move_frozen_cells(mask, g, dm);
   }
   line_search(problem, beta, dm, current, state);

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -11,6 +12,9 @@
 #include "base/view1.h"
 
 namespace quorivex {
+
+/// Told the iterations done and the relative residual after each iteration.
+using CgWatch = std::function<void(std::int32_t iterations, double residual)>;
 
 struct CgResult {
   std::int32_t iterations = 0;  ///< performed
@@ -25,7 +29,7 @@ struct CgResult {
 /// @param r      the right-hand side b on entry, the residual on return
 template <class Apply>
 CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std::int32_t maxit,
-                             View1<double> r, View1<double> dm) {
+                             const CgWatch& watch, View1<double> r, View1<double> dm) {
   const std::int64_t n = r.size();
   const auto dot = [n](View1<const double> a, View1<const double> b) {
     double sum = 0.0;
@@ -53,6 +57,7 @@ CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std
     }
     ++result.iterations;
     result.residual = std::sqrt(dot(r, r) / bb);
+    watch(result.iterations, result.residual);
     // Written so that a residual that is no number ends the iteration too: it will not improve.
     if (!(result.residual >= tol)) break;
   }

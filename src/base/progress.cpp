@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace quorivex {
+namespace {
+
+using std::chrono::duration;
+using std::chrono::milliseconds;
+
+constexpr int kBarWidth = 30;
+
+std::string clock_time(double seconds) {
+  const auto whole = static_cast<std::int64_t>(seconds + 0.5);
+  if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
+  return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+}  // namespace
+
+Progress::Progress(std::string what, std::int64_t total, Elsewhere elsewhere)
+    : what_(std::move(what)),
+      total_(total),
+      terminal_(::isatty(STDERR_FILENO) == 1),
+      silent_(!terminal_ && elsewhere == Elsewhere::nothing),
+      start_(Clock::now()),
+      next_(start_ + milliseconds(terminal_ ? 2'000 : 60'000)) {}
+
+Progress::~Progress() {
+  if (drawn_ && terminal_) std::fputs("\r\x1b[K", stderr);
+}
+
+void Progress::done(std::int64_t count, double share) {
+  if (silent_ || !(share > 0.0)) return;
+  share = std::min(share, 1.0);
+  const Clock::time_point now = Clock::now();
+  if (now < next_) return;
+  next_ = now + milliseconds(terminal_ ? 200 : 60'000);
+  const double elapsed = duration<double>(now - start_).count();
+  const std::string of_total = total_ > 0 ? fmt::format(" of {}", total_) : "";
+  const std::string state = fmt::format("{} {}{}, about {} to go", what_, count, of_total,
+                                        clock_time(elapsed * (1.0 / share - 1.0)));
+  if (terminal_) {
+    const int filled = static_cast<int>(kBarWidth * share);
+    fmt::print(stderr, "\r[{:#<{}}{:.<{}}] {}\x1b[K", "", filled, "", kBarWidth - filled, state);
+  } else {
+    fmt::print(stderr, "{}\n", state);
+  }
+  drawn_ = true;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "forward/prism_row.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+#include "base/for_this_processor.h"
+#include "base/stop_run.h"
+#include "forward/vector_maths.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kAligned = 1e-100;  // offsets below count as 0, so that no quotient overflows
+
+double sign(double x) { return static_cast<double>(x > 0.0) - static_cast<double>(x < 0.0); }
+
+/// What the nodes of one column have in common. Offsets are in units of the scale of the station.
+struct Column {
+  std::int64_t nodes = 0;
+  double east = 0.0;
+  double north = 0.0;
+  const double* up = nullptr;
+  const double* up_sign = nullptr;
+  const double* up_size = nullptr;
+  const double* log_north_of = nullptr;
+  const double* log_east_of = nullptr;
+  double log_aligned = 0.0;  // stands for the logarithm of a distance of 0
+};
+
+/// to[k] = ln of the distance from the line through node k and the point `across` beside it.
+QUORIVEX_FOR_THIS_PROCESSOR
+void log_distances(const double* up, double across, std::int64_t nodes, double log_aligned,
+                   double* to) {
+#pragma omp simd
+  for (std::int64_t k = 0; k < nodes; ++k) {
+    const double square = across * across + up[k] * up[k];
+    const double half_log = 0.5 * log(std::max(square, 4.0 * kAligned * kAligned));
+    to[k] = square > 0.0 ? half_log : log_aligned;
+  }
+}
+
+/// to[k] = the node function at node k of the column (theory, equation 5).
+QUORIVEX_FOR_THIS_PROCESSOR
+void node_function(const Column& column, const TensorWeights& w, double* to) {
+  const double x = column.east;
+  const double y = column.north;
+  const double across = x * x + y * y;
+  const double log_up_of = across > 0.0 ? 0.5 * log(across) : column.log_aligned;
+  // On a vertical face the arctangent jumps from -pi/2 to pi/2; its mean is 0.
+  const double x_weight = x == 0.0 ? 0.0 : w.uu - w.ee;
+  const double y_weight = y == 0.0 ? 0.0 : w.uu - w.nn;
+  const double y_over_x = x == 0.0 ? 0.0 : y / x;
+  const double x_over_y = y == 0.0 ? 0.0 : x / y;
+  const double x_size = std::abs(x);
+  const double y_size = std::abs(y);
+  const double x_log_weight = w.nu * sign(x);
+  const double y_log_weight = w.eu * sign(y);
+  const double* const up = column.up;
+  const double* const up_sign = column.up_sign;
+  const double* const up_size = column.up_size;
+  const double* const log_north_of = column.log_north_of;
+  const double* const log_east_of = column.log_east_of;
+#pragma omp simd
+  for (std::int64_t k = 0; k < column.nodes; ++k) {
+    const double r = std::max(std::sqrt(across + up[k] * up[k]), kAligned);
+    const double slope = up[k] / r;
+    to[k] = x_weight * atan(y_over_x * slope) + y_weight * atan(x_over_y * slope) +
+            w.en * up_sign[k] * (log(up_size[k] + r) - log_up_of) +
+            y_log_weight * (log(y_size + r) - log_north_of[k]) +
+            x_log_weight * (log(x_size + r) - log_east_of[k]);
+  }
+}
+
+/// The largest offset between the station and a node, as a power of two: dividing by it is exact
+/// and keeps the logarithms small where differences between cells are small.
+double station_scale(const Mesh& mesh, const Point& station) {
+  const double largest =
+      std::max({std::abs(mesh.easting_nodes.front() - station.easting),
+                std::abs(mesh.easting_nodes.back() - station.easting),
+                std::abs(mesh.northing_nodes.front() - station.northing),
+                std::abs(mesh.northing_nodes.back() - station.northing),
+                std::abs(mesh.z0 - station.elevation),
+                std::abs(mesh.z0 - mesh.depth_nodes.back() - station.elevation)});
+  return largest > 0.0 ? std::exp2(std::ceil(std::log2(largest))) : 1.0;
+}
+
+double offset(double node, double station, double scale) {
+  const double difference = (node - station) / scale;
+  return std::abs(difference) < kAligned ? 0.0 : difference;
+}
+
+double smallest_width(const Mesh& mesh) {
+  return std::min({*std::min_element(mesh.de.begin(), mesh.de.end()),
+                   *std::min_element(mesh.dn.begin(), mesh.dn.end()),
+                   *std::min_element(mesh.dz.begin(), mesh.dz.end())});
+}
+
+void place_station(const Mesh& mesh, const Point& station, double scale, PrismScratch& scratch) {
+  for (std::size_t i = 0; i < scratch.east.size(); ++i) {
+    scratch.east[i] = offset(mesh.easting_nodes[i], station.easting, scale);
+  }
+  for (std::size_t j = 0; j < scratch.north.size(); ++j) {
+    scratch.north[j] = offset(mesh.northing_nodes[j], station.northing, scale);
+  }
+  for (std::size_t k = 0; k < scratch.up.size(); ++k) {
+    const std::size_t node = std::min(k, mesh.depth_nodes.size() - 1);
+    scratch.up[k] = offset(mesh.z0 - mesh.depth_nodes[node], station.elevation, scale);
+    scratch.up_sign[k] = sign(scratch.up[k]);
+    scratch.up_size[k] = std::abs(scratch.up[k]);
+  }
+}
+
+/// The differences down the columns of plane j of the nodes, j from 0.
+void node_plane(std::size_t j, std::int32_t layers, Column column, const TensorWeights& weights,
+                PrismScratch& scratch) {
+  column.north = scratch.north[j];
+  log_distances(column.up, column.north, column.nodes, column.log_aligned,
+                scratch.log_east_of.data());
+  double* to = scratch.plane.data();
+  for (std::size_t i = 0; i < scratch.east.size(); ++i, to += layers) {
+    column.east = scratch.east[i];
+    column.log_north_of =
+        scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i);
+    node_function(column, weights, scratch.column.data());
+    for (std::int32_t k = 0; k < layers; ++k) {
+      to[k] = scratch.column[as_size(k)] - scratch.column[as_size(k + 1)];
+    }
+  }
+}
+
+/// A cell whose nodes lie on two sides of the station: `sides` is 2 around it, 1 with a node on it.
+struct Straddling {
+  std::int32_t cell = 0;
+  double sides = 0.0;
+};
+
+/// The cells of an axis around the station, at most two; `at_zero` is the side of a node on it.
+std::array<Straddling, 2> straddling(const std::vector<double>& offsets, std::int32_t cells,
+                                     double at_zero) {
+  std::array<Straddling, 2> found;
+  std::size_t count = 0;
+  const auto side = [=](double x) { return x == 0.0 ? at_zero : sign(x); };
+  for (std::int32_t i = 1; i <= cells && count < 2; ++i) {
+    const double sides = std::abs(side(offsets[as_size(i)]) - side(offsets[as_size(i - 1)]));
+    if (sides > 0.0) found[count++] = {i, sides};
+  }
+  return found;
+}
+
+/// Inside a cell the trace of its tensor is -4 pi, which the node function leaves out.
+void add_trace_inside(const Ground& ground, double uu, const PrismScratch& scratch,
+                      View1<double> row) {
+  constexpr double kBelow = -1.0;
+  const auto layers = straddling(scratch.up, ground.mesh.nz, kBelow);
+  if (layers[0].cell == 0) return;
+  for (const Straddling& j : straddling(scratch.north, ground.mesh.nn, 0.0)) {
+    for (const Straddling& i : straddling(scratch.east, ground.mesh.ne, 0.0)) {
+      if (i.cell == 0 || j.cell == 0) continue;
+      const std::int32_t top = ground.tops(j.cell, i.cell);
+      for (const Straddling& k : layers) {
+        if (k.cell <= top) continue;
+        row(ground.cells_before(j.cell, i.cell) + k.cell - top) -=
+            uu * std::numbers::pi / 2.0 * i.sides * j.sides * k.sides;
+      }
+    }
+  }
+}
+
+/// The cells of row j of columns from the planes of nodes before and behind it.
+void row_of_columns(const Ground& ground, std::int32_t j, const PrismScratch& scratch,
+                    View1<double> row) {
+  const std::int32_t nz = ground.mesh.nz;
+  for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
+    const std::int32_t top = ground.tops(j, i);
+    const std::size_t west = as_size((i - std::int64_t{1}) * nz + top);
+    const std::size_t east = west + as_size(nz);
+    double* to = row.data() + ground.cells_before(j, i);
+    for (std::size_t k = 0; k < as_size(nz - top); ++k) {
+      to[k] = (scratch.plane[east + k] - scratch.plane[west + k]) -
+              (scratch.plane_before[east + k] - scratch.plane_before[west + k]);
+    }
+  }
+}
+
+/// Cells first..last of an axis that hold the coordinate; two when it is the node between them.
+struct Touched {
+  std::int32_t first = 1;
+  std::int32_t last = 0;
+};
+
+/// `nodes` increase; no cell when the coordinate lies outside.
+Touched touched(const std::vector<double>& nodes, double coordinate) {
+  const auto cells = static_cast<std::int32_t>(nodes.size()) - 1;
+  if (!(coordinate >= nodes.front() && coordinate <= nodes.back())) return {};
+  const auto below = std::lower_bound(nodes.begin(), nodes.end(), coordinate) - nodes.begin();
+  const auto up_to = std::upper_bound(nodes.begin(), nodes.end(), coordinate) - nodes.begin();
+  return {std::max(static_cast<std::int32_t>(below), 1),
+          std::min(static_cast<std::int32_t>(up_to), cells)};
+}
+
+bool on_node(const std::vector<double>& nodes, double coordinate) {
+  return std::binary_search(nodes.begin(), nodes.end(), coordinate);
+}
+
+}  // namespace
+
+PrismScratch::PrismScratch(const Mesh& mesh) {
+  constexpr const char* kRoutine = "prism_row";
+  constexpr std::int64_t kVector = 8;  // doubles of the widest registers
+  stride = (mesh.nz + kVector) / kVector * kVector;
+  const auto doubles = [](std::int64_t count) {
+    return allocate<double>(as_size(count), kRoutine);
+  };
+  east = doubles(std::int64_t{mesh.ne} + 1);
+  north = doubles(std::int64_t{mesh.nn} + 1);
+  up = doubles(stride);
+  up_sign = doubles(stride);
+  up_size = doubles(stride);
+  log_north_of = doubles(stride * (std::int64_t{mesh.ne} + 1));
+  log_east_of = doubles(stride);
+  column = doubles(stride);
+  plane = doubles(mesh.nz * (std::int64_t{mesh.ne} + 1));
+  plane_before = plane;
+}
+
+void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
+               PrismScratch& scratch, View1<double> row) {
+  const Mesh& mesh = ground.mesh;
+  const double scale = station_scale(mesh, station);
+  place_station(mesh, station, scale, scratch);
+  Column column{.nodes = scratch.stride,
+                .up = scratch.up.data(),
+                .up_sign = scratch.up_sign.data(),
+                .up_size = scratch.up_size.data(),
+                .log_east_of = scratch.log_east_of.data(),
+                .log_aligned = std::log(1e-3 * smallest_width(mesh) / scale)};
+  for (std::size_t i = 0; i < scratch.east.size(); ++i) {
+    log_distances(column.up, scratch.east[i], column.nodes, column.log_aligned,
+                  scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i));
+  }
+  node_plane(0, mesh.nz, column, weights, scratch);
+  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
+    std::swap(scratch.plane_before, scratch.plane);
+    node_plane(as_size(j), mesh.nz, column, weights, scratch);
+    row_of_columns(ground, j, scratch, row);
+  }
+  add_trace_inside(ground, weights.uu, scratch, row);
+}
+
+bool on_cell_edge(const Ground& ground, const Point& station) {
+  const Mesh& mesh = ground.mesh;
+  const double depth = mesh.z0 - station.elevation;
+  const int planes = static_cast<int>(on_node(mesh.easting_nodes, station.easting)) +
+                     static_cast<int>(on_node(mesh.northing_nodes, station.northing)) +
+                     static_cast<int>(on_node(mesh.depth_nodes, depth));
+  if (planes < 2) return false;
+  const Touched layers = touched(mesh.depth_nodes, depth);
+  const Touched rows = touched(mesh.northing_nodes, station.northing);
+  const Touched columns = touched(mesh.easting_nodes, station.easting);
+  for (std::int32_t j = rows.first; j <= rows.last; ++j) {
+    for (std::int32_t i = columns.first; i <= columns.last; ++i) {
+      if (layers.last > ground.tops(j, i)) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace quorivex

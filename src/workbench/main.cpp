@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <new>
+#include <string_view>
+
+#include "base/prepare_process.h"
+#include "base/stop_run.h"
+#include "workbench/commands.h"
+
+namespace {
+
+constexpr int kFailure = 1;
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(" \n");
+  const std::size_t last = text.find_last_not_of(" \n");
+  return first == std::string_view::npos ? "" : text.substr(first, last - first + 1);
+}
+
+int run(int argc, char** argv) {
+  CLI::App qvx(
+      "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
+      "mesh\n"
+      "and a terrain to the sensitivity file that the inversion needs.\n"
+      "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.");
+  qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
+  qvx.require_subcommand(1);
+  qvx.footer(
+      "\nFrom stations to a model:\n"
+      "  qvx mesh --data survey.mag --output mesh.txt\n"
+      "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
+      "  quorivex survey.inp\n"
+      "\n'qvx SUBCOMMAND --help' says more of each.");
+  quorivex::add_mesh_command(qvx);
+  quorivex::add_sensitivity_command(qvx);
+  quorivex::add_forward_command(qvx);
+  quorivex::add_info_command(qvx);
+  try {
+    qvx.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return qvx.exit(error) == 0 ? 0 : kFailure;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  quorivex::prepare_process();
+  try {
+    return run(argc, argv);
+  } catch (const quorivex::StopRun& stop) {
+    fmt::print(stderr, "{}\n", trimmed(stop.console));
+  } catch (const std::bad_alloc&) {
+    fmt::print(stderr, "ERROR: not enough memory.\n");
+  }
+  return kFailure;
+}
