@@ -64,7 +64,7 @@ const SensitivityState& matrix() {
   return file.sens;
 }
 
-/// Both products with rows shared out among the threads, accumulators on the heap.
+/// Both products as plain loops: whole rows shared out among the threads, accumulators on the heap.
 void plain_loops(std::vector<double>& w) {
   const SensitivityState& sens = matrix();
   std::vector<double> d(kData);

@@ -42,12 +42,13 @@ struct Source {
     if (!holds) stop_run(fmt::format("ERROR reading sensitivity file {}\n {}", name, why));
   }
   void check_range(View1<const std::int32_t> values, std::int32_t least, std::int32_t most,
-                   std::string_view what) const {
+                   std::int64_t record, std::string_view what) const {
     if (all_in_range(values.data(), values.size(), least, most)) return;
     const auto* wrong = std::find_if(values.begin(), values.end(), [=](std::int32_t value) {
       return value < least || value > most;
     });
-    check(false, fmt::format("{} should lie from {} to {}; found {}.", what, least, most, *wrong));
+    check(false, fmt::format("Record {}: {} should lie from {} to {}; found {}.", record, what,
+                             least, most, *wrong));
   }
   /// Begins a record that must hold `count` items of `bytes` each, before they are allocated.
   void begin(std::int64_t count, std::size_t bytes) {
@@ -79,7 +80,7 @@ void read_column_tops(Source& source, SensitivityFile& to) {
   to.tops.ne = to.mesh.ne;
   to.tops.tops = allocate<std::int32_t>(as_size(columns), "getpar");
   source.need(source.file.read(to.tops.tops.data(), columns) && source.file.finish());
-  source.check_range(to.tops.tops, 0, to.mesh.nz, "Record 3: column tops");
+  source.check_range(to.tops.tops, 0, to.mesh.nz, 3, "column tops");
 }
 
 void read_filter(Source& source, SensitivityState& sens) {
@@ -140,27 +141,26 @@ void read_wtz(Source& source, SensitivityState& sens) {
 void read_sparse_row(Source& source, std::int64_t record, SensitivityState& sens) {
   std::int32_t nnz = 0;
   source.need(source.file.begin() && source.file.read(&nnz, 1));
-  source.check(nnz >= 0 && nnz <= sens.nwav,
-               fmt::format("Record {}: the number of coefficients should lie from 0 to {}; found "
-                           "{}.",
-                           record, sens.nwav, nnz));
-  source.need(nnz * SparseRows::kEntryBytes <= source.file.left_in_record() &&
-              nnz <= sens.Gs.room());
+  if (nnz < 0 || nnz > sens.nwav) {
+    source.check(false, fmt::format("Record {}: the number of coefficients should lie from 0 to "
+                                    "{}; found {}.",
+                                    record, sens.nwav, nnz));
+  }
+  source.need(nnz <= sens.Gs.room());
   std::byte* row = sens.Gs.append(nnz);
   source.need(source.file.read(row, nnz * SparseRows::kEntryBytes) && source.file.finish());
-  source.check_range(sens.Gs(sens.Gs.rows()).positions, 1, sens.nwav,
-                     fmt::format("Record {}: positions", record));
+  source.check_range(sens.Gs(sens.Gs.rows()).positions, 1, sens.nwav, record, "positions");
 }
 
 void read_sparse_rows(Source& source, SensitivityState& sens) {
-  // Each row has its frame and its count; what is left holds all entries and gdiag.
+  // Each row has its frame and its count; what is left holds the entries, and gdiag.
   const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12;
   source.need(left >= 0);
-  sens.Gs = SparseRows(sens.ndata, left / SparseRows::kEntryBytes);
+  const std::int64_t most = std::int64_t{sens.ndata} * sens.nwav;
+  sens.Gs = SparseRows(sens.ndata, std::min(left / SparseRows::kEntryBytes, most));
   for (std::int32_t i = 1; i <= sens.ndata; ++i) read_sparse_row(source, std::int64_t{6} + i, sens);
-  const double mean = static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1);
-  sens.nchunk =
-      std::max(static_cast<std::int32_t>(std::ceil(mean / 5000.0)), omp_get_max_threads());
+  sens.nchunk = pieces_of_rows(static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1),
+                               omp_get_max_threads());
 }
 
 void read_full_rows(Source& source, SensitivityState& sens, Report& report) {
@@ -177,8 +177,7 @@ void read_full_rows(Source& source, SensitivityState& sens, Report& report) {
   for (std::int32_t i = 1; i <= sens.ndata; ++i, row += nsens) {
     source.need(source.file.begin() && source.file.read(row, nsens) && source.file.finish());
   }
-  sens.nblock =
-      std::max(static_cast<std::int32_t>(std::ceil(sens.nsens / 10000.0)), omp_get_max_threads());
+  sens.nblock = blocks_of_cells(sens.nsens, omp_get_max_threads());
 }
 
 void read_gdiag(Source& source, SensitivityState& sens) {
@@ -188,6 +187,14 @@ void read_gdiag(Source& source, SensitivityState& sens) {
 }
 
 }  // namespace
+
+std::int32_t pieces_of_rows(double mean_entries, std::int32_t threads) {
+  return std::max(static_cast<std::int32_t>(std::ceil(mean_entries / 5000.0)), threads);
+}
+
+std::int32_t blocks_of_cells(std::int32_t nsens, std::int32_t threads) {
+  return std::max(static_cast<std::int32_t>(std::ceil(nsens / 10000.0)), threads);
+}
 
 SensitivityFile getpar(const std::string& name, Report& report) {
   std::optional<RecordFile> file = RecordFile::open(name);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "base/report.h"
@@ -22,5 +23,12 @@ struct SensitivityFile {
 /// @throws StopRun "ERROR reading sensitivity file NAME", with a second line that names the record
 ///         when the file is whole but says what cannot be; file_not_found; alloc_error("getpar...")
 SensitivityFile getpar(const std::string& name, Report& report);
+
+/// Pieces that each row is cut into for parallel products: one for 5000 entries of the mean row.
+std::int32_t pieces_of_rows(double mean_entries, std::int32_t threads);
+
+/// Blocks of 10000 cells for parallel products with a full matrix; like the pieces at least one a
+/// thread.
+std::int32_t blocks_of_cells(std::int32_t nsens, std::int32_t threads);
 
 }  // namespace quorivex

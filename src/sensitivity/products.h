@@ -17,11 +17,11 @@ namespace quorivex {
 void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
            View1<double> d);
 
-/// m = G^T d; m is an active vector or has one entry for each sensitivity cell.
+/// m = G^T d; m is an active vector or (full form) has one entry for each sensitivity cell.
 void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> d,
             View1<double> m);
 
-/// m_out = G^T G m_in, both active or both with one entry for each sensitivity cell.
+/// m_out = G^T G m_in, both active or (full form) both with one entry for each sensitivity cell.
 void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
              View1<double> m_out);
 

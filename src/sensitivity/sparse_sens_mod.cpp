@@ -41,8 +41,8 @@ void add_piece(const SparseRow& row, Piece piece, double t, double* p) {
 
 }  // namespace
 
-// The pieces go to the threads in contiguous shares: a share is the same part of every row, so the
-// work is even, and the bits of a result depend on the thread count alone.
+// The pieces go to the threads in contiguous shares, the same part of every row: the bits of a
+// result depend on the thread count alone, and where there is a piece a thread the work is even.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   PrivateSums sums(d.size(), "CALC_GV");

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensitivity/wavelet_grid.h"
 
-#include <algorithm>
-
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -24,7 +22,6 @@ void for_each_cell(const SensitivityState& sens, const ActiveCells& active, Visi
 
 void scatter_to_grid(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
                      View1<double> grid) {
-  std::fill(grid.begin(), grid.end(), 0.0);
   if (m.size() == active.ncell) {
     const View1<const std::int32_t> map(active.map);
     for_each_cell(sens, active, [&](std::int64_t cell, std::int64_t point) {

@@ -65,23 +65,34 @@ void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign, View1
   std::copy_n(work.begin(), n, a.begin());
 }
 
-void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
-         int isign) {
+Scratch::Scratch(const std::array<std::int32_t, 3>& counts) {
   const auto longest = as_size(*std::max_element(counts.begin(), counts.end()));
-  std::vector<double> line = allocate<double>(longest, "WTN");
-  std::vector<double> work = allocate<double>(longest, "WTN");
+  line = allocate<double>(longest, "WTN");
+  work = allocate<double>(longest, "WTN");
+}
+
+void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
+         int isign, Scratch& scratch) {
+  std::vector<double>& line = scratch.line;
   std::int64_t nprev = 1;
   for (const std::int64_t n : counts) {
     const std::int64_t nnew = n * nprev;
-    for (std::int64_t i2 = 0; n > kShortest && i2 < a.size(); i2 += nnew) {
+    for (std::int64_t i2 = 0; i2 < a.size(); i2 += nnew) {
+      if (n <= kShortest) break;
       for (std::int64_t i1 = 1; i1 <= nprev; ++i1) {
         for (std::int64_t k = 0; k < n; ++k) line[as_size(k)] = a(i1 + i2 + k * nprev);
-        transform_line(filter, line, n, isign, work);
+        transform_line(filter, line, n, isign, scratch.work);
         for (std::int64_t k = 0; k < n; ++k) a(i1 + i2 + k * nprev) = line[as_size(k)];
       }
     }
     nprev = nnew;
   }
+}
+
+void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
+         int isign) {
+  Scratch scratch(counts);
+  WTN(filter, a, counts, isign, scratch);
 }
 
 }  // namespace quorivex::WTN_MOD

@@ -25,8 +25,20 @@ Filter filter_setup(std::vector<double> low_pass);
 /// n is a power of two and at least 4. `work` has room for n values.
 void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign, View1<double> work);
 
+/// Two lines of the longest axis, the memory of a transform beyond its array.
+struct Scratch {
+  explicit Scratch(const std::array<std::int32_t, 3>& counts);
+
+  std::vector<double> line;
+  std::vector<double> work;
+};
+
 /// All levels along every axis of more than 4 points, in place. The first axis runs fastest; each
-/// such count is a power of two. Memory beyond the array: two lines of the longest axis.
+/// such count is a power of two.
+void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
+         int isign, Scratch& scratch);
+
+/// The same with scratch of its own.
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign);
 

@@ -123,9 +123,10 @@ TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtOneThread) {
   }
 }
 
-// Any path of the run that still takes the matrix for a full one, or the grid for the mesh.
+// Any path of the run that still takes the matrix for a full one, or the grid for the mesh; axes
+// of the grid exchanged.
 TEST(Inversion, ACompressedFileWithAllCoefficientsGivesTheModelOfTheFullFile) {
-  const Survey survey = make_survey({.ne = 7, .nn = 6, .nz = 5});
+  const Survey survey = make_survey({.ne = 3, .nn = 6, .nz = 9});
   const InputLines changed{{1, "2"}, {2, "1e4 0"}, {5, "VALUE 0.01"}, {9, "VALUE 0.03"}};
   const ScratchFolder full;
   const Rows rows = invert(full, survey, changed, kPlateau);

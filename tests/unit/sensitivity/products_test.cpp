@@ -61,7 +61,7 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
       {record(3, survey.nsens(), 2, 3, 3),
        record(200.0, 220.0, 250.0,
               std::vector{100.0, 125.0, 175.0, 180.0, 4.0, 5.0, 7.0, 10.0, 300.0}),
-       record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 4, 4), record(1, survey.wtz),
+       record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 3, 4), record(1, survey.wtz),
        record(2, 16, 3, 1.5F, -2.5F), record(0), record(1, 7, 4.0F, 99, 99),  // longer than needed
        record(survey.gdiag)});
   const ScratchFolder folder;
@@ -77,13 +77,18 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
   ASSERT_EQ(read.sens.Gs.rows(), 3);
   EXPECT_TRUE(read.sens.compressed);
   EXPECT_EQ(read.sens.filter.low, (std::vector{0.5, 0.25}));
-  EXPECT_EQ(read.sens.nwav, 32);
-  EXPECT_EQ(read.sens.nw1, 4);
+  EXPECT_EQ(read.sens.nwav, 24);
+  EXPECT_EQ(read.sens.grid_counts(), (std::array{4, 3, 2}));
   EXPECT_EQ(read.sens.Gs(1).positions(1), 16);
   EXPECT_EQ(read.sens.Gs(1).values(2), -2.5F);
   EXPECT_EQ(read.sens.Gs(2).values.size(), 0);
   EXPECT_EQ(read.sens.Gs(3).positions(1), 7);
-  EXPECT_EQ(read.sens.nchunk, omp_get_max_threads());
+  std::vector<std::string> full = sensitivity_records(survey);
+  full[3] = record(-1);
+  EXPECT_FALSE(getpar(folder.write("full.mtx", framed(full)), report).sens.compressed);
+  EXPECT_EQ(pieces_of_rows(12000.0, 8), 8);
+  EXPECT_EQ(pieces_of_rows(100000.0, 8), 20);
+  EXPECT_EQ(blocks_of_cells(25000, 2), 3);
 }
 
 }  // namespace
