@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "forward/cell_scale.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/for_this_processor.h"
+#include "base/progress.h"
+#include "base/stop_run.h"
+#include "forward/data_rows.h"
+#include "forward/vector_maths.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "cell_scale";
+constexpr double kFloor = 1e-3;  // of the largest value, for cells that no datum sees
+
+/// The stations as the kernel reads them.
+struct Stations {
+  std::int64_t count = 0;
+  const double* east = nullptr;
+  const double* north = nullptr;
+  const double* up = nullptr;
+};
+
+double inverse_power(const Point& a, double east, double north, double up, const ScaleRule& rule) {
+  const double r = std::hypot(a.easting - east, a.northing - north, a.elevation - up);
+  return std::pow(r + rule.offset, -rule.exponent);
+}
+
+struct Box {
+  Point centre;
+  Point half;  ///< half the widths
+};
+
+Box box_of(const Ground& ground, std::int32_t k, std::int32_t i, std::int32_t j) {
+  const Mesh& m = ground.mesh;
+  const Point half{m.de[as_size(i - 1)] / 2, m.dn[as_size(j - 1)] / 2, m.dz[as_size(k - 1)] / 2};
+  return {{m.easting_nodes[as_size(i - 1)] + half.easting,
+           m.northing_nodes[as_size(j - 1)] + half.northing, ground.elevation(k) - half.elevation},
+          half};
+}
+
+/// The sum over the stations of the squared inverse power of the distance to the cell's centre.
+QUORIVEX_FOR_THIS_PROCESSOR
+double sum_at_centre(const Stations& stations, const Point& centre, double offset,
+                     double exponent) {
+  double sum = 0.0;
+#pragma omp simd reduction(+ : sum)
+  for (std::int64_t s = 0; s < stations.count; ++s) {
+    const double x = stations.east[s] - centre.easting;
+    const double y = stations.north[s] - centre.northing;
+    const double z = stations.up[s] - centre.elevation;
+    sum += exp(-2.0 * exponent * log(std::sqrt(x * x + y * y + z * z) + offset));
+  }
+  return sum;
+}
+
+/// What stations near the cell add when the mean over the cell, at the 8 points of the Gauss rule,
+/// takes the place of the value at the centre.
+double near_correction(const Stations& stations, const Box& box, const ScaleRule& rule) {
+  const Point& c = box.centre;
+  const double reach = 3.0 * std::hypot(box.half.easting, box.half.northing, box.half.elevation);
+  const double g = 1.0 / std::sqrt(3.0);
+  double sum = 0.0;
+  for (std::int64_t s = 0; s < stations.count; ++s) {
+    const double x = stations.east[s] - c.easting;
+    const double y = stations.north[s] - c.northing;
+    const double z = stations.up[s] - c.elevation;
+    if (x * x + y * y + z * z > reach * reach) continue;
+    const Point station{stations.east[s], stations.north[s], stations.up[s]};
+    double mean = 0.0;
+    for (const double e : {-g, g}) {
+      for (const double n : {-g, g}) {
+        for (const double u : {-g, g}) {
+          mean += inverse_power(station, c.easting + e * box.half.easting,
+                                c.northing + n * box.half.northing,
+                                c.elevation + u * box.half.elevation, rule) /
+                  8.0;
+        }
+      }
+    }
+    const double at_centre = inverse_power(station, c.easting, c.northing, c.elevation, rule);
+    sum += mean * mean - at_centre * at_centre;
+  }
+  return sum;
+}
+
+void by_distance(const Ground& ground, const Observations& observations, const ScaleRule& rule,
+                 View1<double> wtz) {
+  const Stations stations{observations.ndata, observations.x.data(), observations.y.data(),
+                          observations.z.data()};
+  Progress progress("distances to the cells: row", ground.mesh.nn);
+  for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(ground, stations, rule, wtz, j)
+    for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
+      std::int64_t cell = ground.cells_before(j, i);
+      for (std::int32_t k = ground.tops(j, i) + 1; k <= ground.mesh.nz; ++k) {
+        const Box box = box_of(ground, k, i, j);
+        const double sum = sum_at_centre(stations, box.centre, rule.offset, rule.exponent) +
+                           near_correction(stations, box, rule);
+        wtz(++cell) = std::sqrt(std::sqrt(sum));
+      }
+    }
+    progress.done(j);
+  }
+}
+
+void by_depth(const Ground& ground, const ScaleRule& rule, View1<double> wtz) {
+  std::int64_t cell = 0;
+  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
+    const double surface = ground.elevation(ground.tops(j, i) + 1);
+    const double centre = 0.5 * (ground.elevation(k) + ground.elevation(k + 1));
+    wtz(++cell) = std::pow(surface - centre + rule.offset, -rule.exponent / 2.0);
+  });
+}
+
+void by_sensitivity(const Ground& ground, const Observations& observations, View1<double> wtz) {
+  for_each_row_batch(ground, observations, "sensitivities for the scale: datum",
+                     [&](const RowBatch& batch) { add_squares(batch, {}, wtz); });
+  std::int64_t cell = 0;
+  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
+    const Mesh& m = ground.mesh;
+    const double volume = m.de[as_size(i - 1)] * m.dn[as_size(j - 1)] * m.dz[as_size(k - 1)];
+    double& value = wtz(++cell);
+    value = std::sqrt(std::sqrt(value) / volume);
+  });
+}
+
+}  // namespace
+
+double default_offset(const Ground& ground) {
+  const Mesh& m = ground.mesh;
+  return 0.5 * std::min({*std::min_element(m.de.begin(), m.de.end()),
+                         *std::min_element(m.dn.begin(), m.dn.end()),
+                         *std::min_element(m.dz.begin(), m.dz.end())});
+}
+
+std::vector<double> cell_scale(const Ground& ground, const Observations& observations,
+                               const ScaleRule& rule) {
+  std::vector<double> wtz = allocate<double>(as_size(ground.cells()), kRoutine);
+  switch (rule.kind) {
+    case ScaleRule::Kind::distance:
+      by_distance(ground, observations, rule, wtz);
+      break;
+    case ScaleRule::Kind::depth:
+      by_depth(ground, rule, wtz);
+      break;
+    case ScaleRule::Kind::sensitivity:
+      by_sensitivity(ground, observations, wtz);
+      break;
+    case ScaleRule::Kind::none:
+      std::fill(wtz.begin(), wtz.end(), 1.0);
+      return wtz;
+  }
+  const double largest = *std::max_element(wtz.begin(), wtz.end());
+  for (double& value : wtz) value /= largest;
+  if (rule.kind == ScaleRule::Kind::sensitivity) {
+    for (double& value : wtz) value = std::max(value, kFloor);
+  }
+  if (!std::all_of(wtz.begin(), wtz.end(), [](double value) { return value > 0.0; })) {
+    stop_run(
+        " ERROR: the scale of the cells is not greater than 0 everywhere. Choose a smaller "
+        "exponent,\n"
+        " a larger offset, or no scale.");
+  }
+  return wtz;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <vector>
+
+#include "forward/ground.h"
+#include "mesh_io/observations.h"
+
+namespace quorivex {
+
+/// How the scale `wtz` of the cells makes up for the decay of the sensitivities (docs/theory.md,
+/// equations 8 to 10).
+struct ScaleRule {
+  enum class Kind { distance, depth, sensitivity, none };
+  Kind kind = Kind::distance;
+  double exponent = 3.0;  ///< of the distance or the depth
+  double offset = 0.0;    ///< m, added to the distance or the depth
+};
+
+/// Half the smallest width of a cell, the offset where none is given.
+double default_offset(const Ground& ground);
+
+/// wtz of each ground cell, the largest 1.
+std::vector<double> cell_scale(const Ground& ground, const Observations& observations,
+                               const ScaleRule& rule);
+
+}  // namespace quorivex

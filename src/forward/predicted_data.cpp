@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "forward/predicted_data.h"
+
+#include <cmath>
+#include <numeric>
+#include <random>
+
+#include "base/stop_run.h"
+#include "forward/data_rows.h"
+
+namespace quorivex {
+
+std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
+                                   View1<const double> model) {
+  std::vector<double> data = allocate<double>(as_size(observations.ndata), "predicted_data");
+  for_each_row_batch(ground, observations, "predicted data: datum", [&](const RowBatch& batch) {
+    const auto rows = static_cast<std::int32_t>(batch.rows.size());
+#pragma omp parallel for schedule(static, 1) default(none) shared(batch, rows, model, data)
+    for (std::int32_t t = 0; t < rows; ++t) {
+      const View1<double>& row = batch.rows[as_size(t)];
+      data[as_size(batch.first - 1 + t)] =
+          std::inner_product(row.begin(), row.end(), model.begin(), 0.0);
+    }
+  });
+  return data;
+}
+
+std::vector<double> add_noise(double floor, double percent, std::uint64_t seed,
+                              std::vector<double>& data) {
+  std::mt19937_64 random(seed);
+  std::normal_distribution<double> normal;
+  std::vector<double> deviations;
+  deviations.reserve(data.size());
+  for (double& value : data) {
+    deviations.push_back(floor + percent / 100.0 * std::abs(value));
+    value += deviations.back() * normal(random);
+  }
+  return deviations;
+}
+
+}  // namespace quorivex
