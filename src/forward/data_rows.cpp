@@ -46,9 +46,8 @@ void for_each_row_batch(const Ground& ground, const Observations& observations,
 void add_squares(const RowBatch& batch, View1<const double> scale, View1<double> sums) {
 #pragma omp parallel for schedule(static) default(none) shared(batch, scale, sums)
   for (std::int64_t c = 1; c <= sums.size(); ++c) {
-    double sum = 0.0;
-    for (const View1<double>& row : batch.rows) sum += row(c) * row(c);
-    sums(c) += scale.size() > 0 ? sum / (scale(c) * scale(c)) : sum;
+    const double factor = scale.size() > 0 ? 1.0 / (scale(c) * scale(c)) : 1.0;
+    for (const View1<double>& row : batch.rows) sums(c) += factor * row(c) * row(c);
   }
 }
 

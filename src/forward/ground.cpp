@@ -8,7 +8,7 @@
 namespace quorivex {
 namespace {
 
-void check_widths(const std::vector<double>& widths, const char* axis) {
+void check_axis(const std::vector<double>& widths, const char* axis) {
   for (std::size_t i = 0; i < widths.size(); ++i) {
     if (widths[i] > 0.0) continue;
     stop_run(fmt::format(
@@ -19,10 +19,13 @@ void check_widths(const std::vector<double>& widths, const char* axis) {
 
 }  // namespace
 
+void check_widths(const Mesh& mesh) {
+  check_axis(mesh.de, "easting");
+  check_axis(mesh.dn, "northing");
+  check_axis(mesh.dz, "depth");
+}
+
 Ground make_ground(Mesh mesh, ColumnTops tops) {
-  check_widths(mesh.de, "easting");
-  check_widths(mesh.dn, "northing");
-  check_widths(mesh.dz, "depth");
   Ground ground{std::move(mesh), std::move(tops), {}};
   const Mesh& m = ground.mesh;
   ground.before = allocate<std::int64_t>(as_size(std::int64_t{m.nn} * m.ne + 1), "make_ground");

@@ -25,7 +25,10 @@ struct Ground {
   double elevation(std::int32_t k) const { return mesh.z0 - mesh.depth_nodes[as_size(k - 1)]; }
 };
 
-/// @throws StopRun when a width is not positive or every cell is air
+/// @throws StopRun when a cell width is not greater than 0
+void check_widths(const Mesh& mesh);
+
+/// @throws StopRun when every cell is air; `mesh` has passed check_widths
 Ground make_ground(Mesh mesh, ColumnTops tops);
 
 /// Visits the ground cells in cell order: visit(k, i, j).

@@ -1,8 +1,141 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "base/report.h"
+#include "base/stop_run.h"
+#include "forward/predicted_data.h"
+#include "mesh_io/cell_vectors.h"
+#include "mesh_io/model_files.h"
+#include "sensitivity/getpar.h"
+#include "sensitivity/products.h"
 #include "workbench/commands.h"
+#include "workbench/survey_inputs.h"
 
 namespace quorivex {
+namespace {
 
-void add_forward_command(CLI::App& qvx) { qvx.add_subcommand("forward", "")->group(""); }
+constexpr const char* kRoutine = "forward";
+constexpr double kAir = -100.0;  // as model files mark it
+
+struct Options {
+  GroundSource ground;
+  std::string matrix;
+  std::string data;
+  std::string model;
+  std::string output;
+  double floor = 0.0;
+  double percent = 0.0;
+  std::uint64_t seed = 1;
+
+  bool noise() const { return floor > 0.0 || percent > 0.0; }
+};
+
+/// The model of the file, 0 in air, for every cell of the mesh.
+std::vector<double> read_model(const std::string& name, const ActiveCells& active) {
+  Report report;
+  std::vector<double> file = allocate<double>(as_size(active.total_cells), kRoutine);
+  read_full_model(name, "model", active, {}, file, report);
+  std::vector<double> model = allocate<double>(file.size(), kRoutine);
+  for_each_below(active, [&](std::int64_t cell) {
+    const double value = file[as_size(cell - 1)];
+    if (value != kAir) model[as_size(cell - 1)] = value;
+  });
+  return model;
+}
+
+std::vector<double> from_prisms(const Options& options, const Observations& data) {
+  const SurveyGround survey = read_ground(options.ground, data);
+  const Ground& ground = survey.ground;
+  Report report;
+  const ActiveCells active = get_active_cells("null", ground.mesh, ground.tops, report);
+  std::vector<double> cells = allocate<double>(as_size(ground.cells()), kRoutine);
+  full_to_below(active, read_model(options.model, active), cells);
+  return predicted_data(ground, data, cells);
+}
+
+std::vector<double> from_matrix(const Options& options, const SensitivityFile& file,
+                                const Observations& data) {
+  Report report;
+  const ActiveCells active = get_active_cells("null", file.mesh, file.tops, report);
+  require(length(file.sens.wtz) == active.cells_below_topo, "idx1 /= size(wtz)");
+  std::vector<double> model = read_model(options.model, active);
+  std::size_t below = 0;
+  for_each_below(active,
+                 [&](std::int64_t cell) { model[as_size(cell - 1)] *= file.sens.wtz[below++]; });
+  std::vector<double> values = allocate<double>(as_size(data.ndata), kRoutine);
+  gprod(file.sens, active, model, values);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] *= data.std[i];
+  return values;
+}
+
+std::vector<double> predict(const Options& options, Observations& data) {
+  if (options.matrix.empty()) {
+    data = read_data_file(options.data, DataColumns::as_found);
+    hint_at_units(data);
+    return from_prisms(options, data);
+  }
+  Report report;
+  const SensitivityFile file = getpar(options.matrix, report);
+  // The rows are divided by the standard deviations, which must be known to undo it.
+  data = read_data_file(options.data, DataColumns::values, file.sens.ndata);
+  return from_matrix(options, file, data);
+}
+
+void run(const Options& options) {
+  if (options.matrix.empty() == options.ground.mesh.empty()) {
+    stop_run(" ERROR: give either --mesh (with --topography or --elevation) or --matrix.");
+  }
+  keep_inputs(options.output, {options.data, options.model, options.matrix, options.ground.mesh,
+                               options.ground.topography});
+  Observations data;
+  std::vector<double> values = predict(options, data);
+  std::vector<double> deviations;
+  if (options.noise()) deviations = add_noise(options.floor, options.percent, options.seed, values);
+  write_data_file(options.output, data, values, deviations);
+  const auto [least, most] = std::minmax_element(values.begin(), values.end());
+  fmt::print("{}: {} data, {:.6g} to {:.6g} nT{}\n", options.output, data.ndata, *least, *most,
+             options.noise() ? ", noise included, with standard deviations" : "");
+}
+
+}  // namespace
+
+void add_forward_command(CLI::App& qvx) {
+  CLI::App* command =
+      qvx.add_subcommand("forward", "Compute the data of a model, with or without noise");
+  const auto o = std::make_shared<Options>();
+  command
+      ->add_option("--data", o->data,
+                   "Observations file: stations and directions; values are not used")
+      ->required();
+  command
+      ->add_option("--model", o->model,
+                   "Model file: susceptibility (SI) of every cell of the mesh in cell order, any\n"
+                   "number to a line, 10*0.5 for ten times 0.5; air cells count as 0")
+      ->required();
+  auto* const mesh = command->add_option("--mesh", o->ground.mesh, "Text mesh file");
+  add_terrain_options(*command, o->ground);
+  command
+      ->add_option(
+          "--matrix", o->matrix,
+          "Sensitivity file, in place of mesh and terrain; needs standard deviations in --data")
+      ->excludes(mesh);
+  command->add_option("--output", o->output, "File to write, in the layout of observations")
+      ->required();
+  command->add_option("--noise-floor", o->floor, "Standard deviation of Gaussian noise (nT)")
+      ->check(CLI::NonNegativeNumber);
+  command->add_option("--noise-percent", o->percent, "Percentage of each datum added to it")
+      ->check(CLI::NonNegativeNumber);
+  command->add_option("--seed", o->seed, "The same seed gives the same noise")
+      ->capture_default_str();
+  add_thread_option(*command);
+  command->footer(
+      "\nWith noise the output holds standard deviations and can be inverted.\n"
+      "Example:\n"
+      "  qvx forward --mesh mesh.txt --data stations.mag --model model.txt \\\n"
+      "              --noise-floor 2 --noise-percent 1 --output synthetic.mag");
+  command->callback([o] { run(*o); });
+}
 
 }  // namespace quorivex

@@ -1,8 +1,286 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <optional>
+
+#include "base/atomic_file.h"
+#include "base/record_writer.h"
+#include "base/stop_run.h"
+#include "forward/build_sensitivity.h"
+#include "forward/cell_scale.h"
+#include "forward/wavelet_filters.h"
 #include "workbench/commands.h"
+#include "workbench/survey_inputs.h"
 
 namespace quorivex {
+namespace {
 
-void add_sensitivity_command(CLI::App& qvx) { qvx.add_subcommand("sensitivity", "")->group(""); }
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+  GroundSource ground;
+  std::string data;
+  std::string output;
+  std::string wavelet = "daub4";
+  std::string scale = "distance";
+  double exponent = 3.0;
+  std::optional<double> offset;
+  CompressionRule rule;
+  bool plan = false;
+};
+
+const std::map<std::string, ScaleRule::Kind>& scale_kinds() {
+  static const std::map<std::string, ScaleRule::Kind> kKinds{
+      {"distance", ScaleRule::Kind::distance},
+      {"depth", ScaleRule::Kind::depth},
+      {"sensitivity", ScaleRule::Kind::sensitivity},
+      {"none", ScaleRule::Kind::none}};
+  return kKinds;
+}
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string bytes_in_words(double bytes) {
+  if (bytes >= 1e9) return fmt::format("{:.2f} GB", bytes / 1e9);
+  if (bytes >= 1e6) return fmt::format("{:.1f} MB", bytes / 1e6);
+  return fmt::format("{:.1f} kB", bytes / 1e3);
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + length(values) / 2;
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+Observations read_data_with_deviations(const std::string& name) {
+  Observations data = read_data_file(name, DataColumns::as_found);
+  if (data.std.empty()) {
+    stop_run(fmt::format(
+        " ERROR: {} holds no standard deviations, and each row of the matrix is divided by one.\n"
+        " Each line of a datum should hold easting, northing, elevation (m), {}value and\n"
+        " standard deviation (nT).",
+        name, data.idir == 1 ? "" : "inclination, declination, "));
+  }
+  return data;
+}
+
+ScaleRule scale_rule(const Options& options, const SurveyGround& survey) {
+  ScaleRule rule{.kind = scale_kinds().at(options.scale), .exponent = options.exponent};
+  rule.offset = default_offset(survey.ground);
+  // With depth, the offset is to make it about the distance to the stations.
+  if (rule.kind == ScaleRule::Kind::depth) {
+    rule.offset = std::max(rule.offset, survey.median_height);
+  }
+  rule.offset = options.offset.value_or(rule.offset);
+  return rule;
+}
+
+BuildOptions build_options(const Options& options) {
+  BuildOptions build{.low_pass = {}, .rule = options.rule};
+  if (options.wavelet != "none") build.low_pass = low_pass_filter(options.wavelet);
+  return build;
+}
+
+void print_size(const Ground& ground, const Observations& data, const BuildOptions& build,
+                double coefficients, double bytes) {
+  const double full = static_cast<double>(ground.cells()) * data.ndata;
+  if (!build.low_pass.empty()) {
+    const auto grid = wavelet_grid(ground.mesh);
+    fmt::print("  coefficients         {:.0f} ({:.0f} a datum) on a grid of {} x {} x {} points\n",
+               coefficients, coefficients / data.ndata, grid[0], grid[1], grid[2]);
+  }
+  fmt::print("  size                 {}, {:.2f} times smaller than in full form\n",
+             bytes_in_words(bytes), 4.0 * full / bytes);
+}
+
+void print_errors(const BuildSummary& summary, const Observations& data) {
+  if (summary.row_errors.empty()) return;
+  std::vector<double> errors = summary.row_errors;
+  std::sort(errors.begin(), errors.end());
+  const double mean = std::accumulate(errors.begin(), errors.end(), 0.0) / data.ndata;
+  const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1) + 0.5);
+  fmt::print(
+      "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
+      100.0 * mean, 100.0 * errors[at], 100.0 * errors.back());
+  fmt::print("  error of predicted data, where the median standard deviation is {:.3g} nT\n",
+             median(data.std));
+  for (const PredictionError& error : summary.prediction_errors) {
+    fmt::print("    {:<19}rms {:.3g} nT, largest {:.3g} nT\n", error.model, error.rms,
+               error.largest);
+  }
+}
+
+/// Every so many-th datum, enough for a few rows a thread.
+Observations probe_of(const Observations& data) {
+  const std::int32_t wanted = std::min(data.ndata, 4 * omp_get_max_threads());
+  Observations probe = data;
+  const auto thin = [&](std::vector<double>& values) {
+    if (values.empty()) return;
+    for (std::int64_t n = 0; n < wanted; ++n) {
+      values[as_size(n)] = values[as_size(n * data.ndata / wanted)];
+    }
+    values.resize(as_size(wanted));
+  };
+  for (auto* values : {&probe.x, &probe.y, &probe.z, &probe.datum_aincl, &probe.datum_adecl,
+                       &probe.obs, &probe.std}) {
+    thin(*values);
+  }
+  probe.ndata = wanted;
+  return probe;
+}
+
+void plan(const Ground& ground, const Observations& data, const ScaleRule& scale,
+          const BuildOptions& build) {
+  const Observations probe = probe_of(data);
+  const double share = static_cast<double>(data.ndata) / probe.ndata;
+  const Clock::time_point start = Clock::now();
+  const std::vector<double> wtz = cell_scale(ground, probe, scale);
+  const BuildSummary summary = build_sensitivity(ground, probe, wtz, build, [](auto) {});
+  const double seconds = seconds_since(start) * share;
+  const double coefficients = static_cast<double>(summary.coefficients) * share;
+  const auto cells = static_cast<double>(ground.cells());
+  const double bytes =
+      coefficients * (build.low_pass.empty() ? 4.0 : 8.0) + 12.0 * data.ndata + 16.0 * cells;
+  const auto grid =
+      build.low_pass.empty() ? std::array<std::int32_t, 3>{} : wavelet_grid(ground.mesh);
+  const double points = static_cast<double>(grid[0]) * grid[1] * grid[2];
+  const double threads = omp_get_max_threads();
+  fmt::print("Plan, from {} of the rows; no file is written.\n", probe.ndata);
+  fmt::print("  cells                {} below the ground, of {}\n", ground.cells(),
+             ground.mesh.cells());
+  fmt::print("  data                 {}\n", data.ndata);
+  print_size(ground, data, build, coefficients, bytes);
+  print_errors(summary, data);
+  fmt::print(
+      "  memory               {} to build, {} for the inversion\n",
+      bytes_in_words(threads * (12.0 * cells + 24.0 * points) + 24.0 * points + 40.0 * cells),
+      bytes_in_words(bytes + 280.0 * cells + 8.0 * points * (threads + 2)));
+  fmt::print("  time                 about {:.0f} s with {} threads\n", seconds, threads);
+}
+
+void write_file(const Options& options, const Ground& ground, const Observations& data,
+                const ScaleRule& scale, const BuildOptions& build) {
+  const Clock::time_point start = Clock::now();
+  std::int64_t bytes = 0;
+  AtomicFile file(options.output);
+  const std::vector<double> wtz = cell_scale(ground, data, scale);
+  const BuildSummary summary = build_sensitivity(ground, data, wtz, build, [&](auto parts) {
+    write_record(file, parts);
+    bytes += 8;
+    for (const std::string_view part : parts) bytes += length(part);
+  });
+  file.commit();
+  fmt::print("{}: {} data x {} cells\n", options.output, data.ndata, ground.cells());
+  print_size(ground, data, build, static_cast<double>(summary.coefficients),
+             static_cast<double>(bytes));
+  print_errors(summary, data);
+  fmt::print("  time                 {:.1f} s with {} threads\n", seconds_since(start),
+             omp_get_max_threads());
+}
+
+void run(const Options& options) {
+  if (options.output.empty() && !options.plan) {
+    stop_run(
+        " ERROR: --output is missing: the name of the sensitivity file (or --plan, to see its "
+        "size).");
+  }
+  const Observations data = read_data_with_deviations(options.data);
+  hint_at_units(data);
+  const SurveyGround survey = read_ground(options.ground, data);
+  const ScaleRule scale = scale_rule(options, survey);
+  const BuildOptions build = build_options(options);
+  if (options.plan) {
+    plan(survey.ground, data, scale, build);
+    return;
+  }
+  keep_inputs(options.output, {options.data, options.ground.mesh, options.ground.topography});
+  write_file(options, survey.ground, data, scale, build);
+}
+
+void add_scale_options(CLI::App& command, Options& o) {
+  std::vector<std::string> names;
+  for (const auto& [name, kind] : scale_kinds()) names.push_back(name);
+  command
+      .add_option("--scale", o.scale,
+                  "Scale wtz of the cells, which makes up for the decay of the sensitivities:\n"
+                  "distance (to all stations), depth, sensitivity (norm of the column), none")
+      ->check(CLI::IsMember(names))
+      ->capture_default_str();
+  command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  command
+      .add_option("--scale-offset", o.offset,
+                  "Metres added to distance or depth. Default: half the smallest cell width; for\n"
+                  "depth the stations' median height above the ground, where that is more")
+      ->check(CLI::PositiveNumber);
+}
+
+void add_compression_options(CLI::App& command, Options& o) {
+  std::vector<std::string> names = wavelet_names();
+  names.insert(names.begin(), "none");
+  command.add_option("--wavelet", o.wavelet, "Wavelet of the compression; none: the full form")
+      ->check(CLI::IsMember(names))
+      ->capture_default_str();
+  const auto rule = [&](const std::string& name, CompressionRule::Kind kind,
+                        const std::string& help) {
+    return command.add_option_function<double>(
+        name,
+        [&o, kind](double value) {
+          o.rule = {kind, value};
+        },
+        help);
+  };
+  using Kind = CompressionRule::Kind;
+  auto* const error =
+      rule("--error", Kind::relative_error,
+           "Relative error of each row: the fewest coefficients that stay within it\n"
+           "are kept. Default: 0.01")
+          ->check(CLI::Range(0.0, 1.0));
+  auto* const threshold =
+      rule("--threshold", Kind::threshold,
+           "Keep the coefficients of this magnitude or more instead (rows are divided\n"
+           "by standard deviations and scale)")
+          ->check(CLI::NonNegativeNumber);
+  auto* const keep = rule("--keep", Kind::fraction,
+                          "Keep so many of the largest coefficients of each row instead, as a\n"
+                          "fraction of the number of cells")
+                         ->check(CLI::Range(0.0, 1.0));
+  error->excludes(threshold)->excludes(keep);
+  threshold->excludes(keep);
+}
+
+}  // namespace
+
+void add_sensitivity_command(CLI::App& qvx) {
+  CLI::App* command = qvx.add_subcommand(
+      "sensitivity", "Compute the sensitivity file of a survey, which quorivex needs");
+  const auto o = std::make_shared<Options>();
+  command->add_option("--mesh", o->ground.mesh, "Text mesh file")->required();
+  command->add_option("--data", o->data, "Observations file with standard deviations (nT)")
+      ->required();
+  add_terrain_options(*command, o->ground);
+  command->add_option("--output", o->output, "Sensitivity file to write");
+  command->add_flag(
+      "--plan", o->plan,
+      "Tell cells, data, size, memory, error and time from a few rows; write nothing");
+  add_scale_options(*command, *o);
+  add_compression_options(*command, *o);
+  add_thread_option(*command);
+  command->footer(
+      "\nExample:\n"
+      "  qvx sensitivity --mesh mesh.txt --data survey.mag --topography terrain.txt \\\n"
+      "                  --output survey.mtx");
+  command->callback([o] { run(*o); });
+}
 
 }  // namespace quorivex

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "workbench/survey_inputs.h"
+
+#include <fmt/format.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+#include "base/report.h"
+#include "base/stop_run.h"
+#include "forward/data_rows.h"
+#include "topography/read_topography.h"
+#include "topography/triangulation.h"
+
+namespace quorivex {
+namespace {
+
+using Elevation = std::function<double(double easting, double northing)>;
+
+constexpr std::size_t kNamed = 3;  // stations that a warning names
+constexpr int kMostThreads = 999;
+
+void warn(const Observations& data, const std::vector<std::int32_t>& stations,
+          const std::string& what) {
+  if (stations.empty()) return;
+  fmt::print(stderr, "Warning: {} of {} stations {}:\n", stations.size(), data.ndata, what);
+  for (std::size_t n = 0; n < std::min(stations.size(), kNamed); ++n) {
+    const Point at = station_of(data, stations[n]);
+    fmt::print(stderr, "  datum {}: easting {:.2f}, northing {:.2f}, elevation {:.2f}\n",
+               stations[n], at.easting, at.northing, at.elevation);
+  }
+  if (stations.size() > kNamed) fmt::print(stderr, "  ...\n");
+}
+
+void check_stations(const Observations& data, const Ground& ground,
+                    const std::vector<double>& heights) {
+  const Mesh& m = ground.mesh;
+  std::vector<std::int32_t> below;
+  std::vector<std::int32_t> beside;
+  std::vector<std::int32_t> on_edge;
+  for (std::int32_t i = 1; i <= data.ndata; ++i) {
+    const Point at = station_of(data, i);
+    if (heights[as_size(i - 1)] < 0.0) below.push_back(i);
+    if (at.easting < m.easting_nodes.front() || at.easting > m.easting_nodes.back() ||
+        at.northing < m.northing_nodes.front() || at.northing > m.northing_nodes.back()) {
+      beside.push_back(i);
+    }
+    if (on_cell_edge(ground, at)) on_edge.push_back(i);
+  }
+  warn(data, below, "lie below the ground (right for boreholes only)");
+  warn(data, beside, "lie outside the mesh");
+  warn(data, on_edge,
+       "lie on an edge or corner of a cell, where the field is infinite; they get the value a\n"
+       "thousandth of the smallest cell width beside it. Shift the mesh or the station a little");
+}
+
+}  // namespace
+
+void add_terrain_options(CLI::App& command, GroundSource& source) {
+  auto* const terrain = command.add_option(
+      "--topography", source.topography,
+      "Topography file: the number of points, then easting, northing, elevation (m) of each.\n"
+      "Without it and without --elevation the top of the mesh is the ground");
+  command.add_option("--elevation", source.elevation, "Elevation (m) of a level ground")
+      ->excludes(terrain);
+}
+
+void add_thread_option(CLI::App& command) {
+  command
+      .add_option_function<int>(
+          "--threads", [](int threads) { omp_set_num_threads(threads); },
+          "Number of threads; all cores without it")
+      ->check(CLI::Range(1, kMostThreads));
+}
+
+SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
+  Report report;
+  Mesh mesh = read_mesh_file(source.mesh);
+  check_widths(mesh);
+  std::optional<Surface> surface;
+  if (!source.topography.empty()) {
+    surface.emplace(read_surface_points(source.topography, mesh, report));
+  }
+  const Elevation elevation = [&](double easting, double northing) {
+    return surface ? surface->elevation(easting, northing) : source.elevation.value_or(mesh.z0);
+  };
+  std::vector<double> heights;
+  for (std::int32_t i = 1; i <= observations.ndata; ++i) {
+    const Point at = station_of(observations, i);
+    heights.push_back(at.elevation - elevation(at.easting, at.northing));
+  }
+  ColumnTops tops = column_tops(mesh, elevation);
+  SurveyGround survey{make_ground(std::move(mesh), std::move(tops))};
+  check_stations(observations, survey.ground, heights);
+  const auto middle = heights.begin() + length(heights) / 2;
+  std::nth_element(heights.begin(), middle, heights.end());
+  survey.median_height = *middle;
+  return survey;
+}
+
+void hint_at_units(const Observations& observations) {
+  const double field = observations.geomag;
+  if (field > 0.0 && field < 1e-3) {
+    fmt::print(stderr,
+               "Hint: the field of {:g} nT looks like tesla. Multiply field, data and "
+               "standard deviations by 1e9.\n",
+               field);
+  } else if (!(field >= 20000.0 && field <= 70000.0)) {
+    fmt::print(stderr, "Hint: the field of {:g} nT is unlike the Earth's, 20,000 to 70,000 nT.\n",
+               field);
+  }
+  double largest = 0.0;
+  for (std::size_t i = 0; i < observations.obs.size(); ++i) {
+    largest = std::max(largest, std::abs(observations.obs[i] * observations.std[i]));
+  }
+  if (largest > 0.0 && largest < 1e-3) {
+    fmt::print(stderr,
+               "Hint: the largest of the data is {:g} nT; they look like tesla. Multiply "
+               "data and standard deviations by 1e9.\n",
+               largest);
+  }
+}
+
+void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs) {
+  for (const std::string& input : inputs) {
+    std::error_code missing;
+    if (std::filesystem::equivalent(input, output, missing)) {
+      stop_run(fmt::format(" ERROR: the output {} would replace a file that is read.", output));
+    }
+  }
+}
+
+}  // namespace quorivex

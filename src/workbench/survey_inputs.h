@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+
+#include "forward/ground.h"
+#include "mesh_io/observations.h"
+
+namespace quorivex {
+
+/// The mesh file and where the ground lies in it: a topography file, one elevation for all, or the
+/// top of the mesh.
+struct GroundSource {
+  std::string mesh;
+  std::string topography;
+  std::optional<double> elevation;
+};
+
+/// The ground with what lies above it.
+struct SurveyGround {
+  Ground ground;
+  double median_height = 0.0;  ///< of the stations above the ground, metres
+};
+
+void add_terrain_options(CLI::App& command, GroundSource& source);
+void add_thread_option(CLI::App& command);
+
+/// Reads mesh and terrain; warns on standard error of stations below the ground, beside the mesh,
+/// or on an edge of a cell.
+SurveyGround read_ground(const GroundSource& source, const Observations& observations);
+
+/// Hints on standard error: a field or data in tesla, a field unlike the Earth's.
+void hint_at_units(const Observations& observations);
+
+/// Ends the command when the output is one of the files that it reads.
+void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs);
+
+}  // namespace quorivex

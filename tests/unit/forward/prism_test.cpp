@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "forward/prism_row.h"
+#include "prism_mesh.h"
+
+namespace quorivex::test {
+namespace {
+
+std::vector<double> row_at(const Ground& ground, const Point& station, const Observations& survey) {
+  PrismScratch scratch(ground.mesh);
+  std::vector<double> row(static_cast<std::size_t>(ground.cells()));
+  prism_row(ground, station, tensor_weights(survey, 1), scratch, row);
+  return row;
+}
+
+double anomaly(const Ground& ground, const Point& station, const Observations& survey) {
+  double sum = 0.0;
+  for (const double value : row_at(ground, station, survey)) sum += value;
+  return sum;
+}
+
+const Ground& cube() {
+  static const Ground ground = ground_of({0, 50}, {0, 50}, {0, -50});
+  return ground;
+}
+
+// A sign, an axis or a factor of the kernel; 0/0 and log(0) in the plane of a face, on the line of
+// an edge. Values of the closed form with 60 digits, per component east, north and down.
+TEST(Prism, EqualsTheClosedFormAtEasyAndAtAlignedStations) {
+  struct Case {
+    Ground ground;
+    Point station;
+    double incl, decl, strength, chi, total, east, north, up;
+  };
+  const Ground slab = ground_of({100, 300}, {-50, 50}, {-100, -130});
+  const Ground far = ground_of({500000, 500050}, {7450000, 7450050}, {200, 180});
+  const Case cases[] = {{cube(),
+                         {25, 25, 50},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         15.18163393069141,
+                         -1.287925471449631,
+                         -5.165586924705343,
+                         -20.02493832602310},
+                        {cube(),
+                         {50.5, 50.5, 0.5},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         -115.2082317547063,
+                         -54.62275728838303,
+                         -98.32271738514910,
+                         72.72894696858412},
+                        {cube(),
+                         {50, 50, 10},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         -25.14019595261126,
+                         -33.01060008241527,
+                         -49.62996947560252,
+                         -1.378056592460906},
+                        {cube(),
+                         {50, 25, 0.1},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         -27.69315309662215,
+                         -396.3266498429429,
+                         -33.50370985332242,
+                         -36.90099420557895},
+                        {cube(),
+                         {80, 25, 0},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         -18.40762314979877,
+                         -16.99882378482419,
+                         -9.626421575830006,
+                         13.69490833792598},
+                        {cube(),
+                         {25, 25, -80},
+                         62,
+                         14,
+                         50000,
+                         0.01,
+                         35.49706831837602,
+                         -3.011374049574523,
+                         -12.07796162177812,
+                         -46.82148226437543},
+                        {slab,
+                         {37.5, -212.25, 12.125},
+                         -55,
+                         -25,
+                         55000,
+                         0.05,
+                         -5.041666184214194,
+                         0.3069317857109691,
+                         -3.980912771237262,
+                         -3.537609202808396},
+                        {far,
+                         {500062.5, 7450012.5, 240},
+                         -55,
+                         -25,
+                         55000,
+                         0.02,
+                         -5.357989902840277,
+                         14.95006731700465,
+                         -11.18368007447714,
+                         4.980336380395535}};
+  for (const Case& c : cases) {
+    const auto component = [&](double incl, double decl) {
+      return c.chi * anomaly(c.ground, c.station, field(c.incl, c.decl, c.strength, incl, decl));
+    };
+    const double tolerance =
+        2e-13 * std::max({std::abs(c.east), std::abs(c.north), std::abs(c.up)});
+    EXPECT_NEAR(component(c.incl, c.decl), c.total, tolerance) << c.total;
+    EXPECT_NEAR(component(0, 90), c.east, tolerance) << c.total;
+    EXPECT_NEAR(component(0, 0), c.north, tolerance) << c.total;
+    EXPECT_NEAR(component(-90, 0), c.up, tolerance) << c.total;
+  }
+}
+
+// Cancellation far away: the moment of the prism, seen as a dipole (Blakely 1995, "Potential Theory
+// in Gravity and Magnetic Applications", eq. 4.16).
+TEST(Prism, IsADipoleFarAway) {
+  const Observations survey = field(-35, 120, 48000, 20, -60);
+  const Direction f = field_direction(-35, 120);
+  const Direction a = field_direction(20, -60);
+  const double r[] = {9000, -7000, 3000};
+  const double r2 = r[0] * r[0] + r[1] * r[1] + r[2] * r[2];
+  const double fr = f.east * r[0] + f.north * r[1] + f.up * r[2];
+  const double ar = a.east * r[0] + a.north * r[1] + a.up * r[2];
+  const double fa = f.east * a.east + f.north * a.north + f.up * a.up;
+  const double dipole =
+      48000.0 * 125000.0 / (4 * std::numbers::pi) * (3 * fr * ar / r2 - fa) / (r2 * std::sqrt(r2));
+  const double got = anomaly(cube(), {25 + r[0], 25 + r[1], -25 + r[2]}, survey);
+  EXPECT_NEAR(got, dipole, 2e-5 * std::abs(dipole));
+}
+
+// Cells in the wrong order, a difference across the wrong node, air cells counted.
+TEST(Prism, CellsOfACutCubeAddUpToTheCubeAndLieInCellOrder) {
+  const Ground cut = ground_of({0, 10, 35, 50}, {0, 20, 50}, {40, 0, -5, -15, -30, -50}, 1);
+  const Observations survey = field(62, 14, 50000, 62, 14);
+  for (const Point& station : {Point{60, -20, 15}, {10, 20, 3}, {31, 22, -12}, {35, 70, -15}}) {
+    const std::vector<double> row = row_at(cut, station, survey);
+    ASSERT_EQ(row.size(), 24U);
+    EXPECT_NEAR(anomaly(cut, station, survey), anomaly(cube(), station, survey), 1e-10);
+    const Ground one = ground_of({10, 35}, {20, 50}, {-5, -15});
+    EXPECT_NEAR(row[1 + (1 + 1 * 3) * 4], anomaly(one, station, survey), 1e-10);
+  }
+}
+
+// A jump, an infinity or a NaN close to a face's plane or an edge's line, in it, and at a corner.
+TEST(Prism, IsContinuousAcrossEveryAlignmentOutsideAndFiniteOnEdges) {
+  const Observations survey = field(62, 14, 50000, -20, 70);
+  for (const Point& at : {Point{50, 25, 30},
+                          {50, 50, 30},
+                          {80, 25, 0},
+                          {80, 50, -50},
+                          {0, -30, 0},
+                          {-20, 0, -25},
+                          {0, 0, -90}}) {
+    const double exact = anomaly(cube(), at, survey);
+    for (const double shift : {1e-6, 1e-9, 1e-12, -1e-12, -1e-9, -1e-6}) {
+      const Point near{at.easting + shift, at.northing - shift, at.elevation + shift};
+      EXPECT_NEAR(anomaly(cube(), near, survey), exact, 1e-9 + 400 * std::abs(shift)) << shift;
+    }
+  }
+  for (const Point& at : {Point{50, 25, 0}, {0, 0, -20}, {50, 50, 0}, {0, 0, -50}}) {
+    EXPECT_TRUE(std::isfinite(anomaly(cube(), at, survey)));
+    EXPECT_TRUE(on_cell_edge(cube(), at));
+  }
+  EXPECT_FALSE(on_cell_edge(cube(), {50, 25, -20}));
+  EXPECT_FALSE(on_cell_edge(cube(), {50, 50, 1}));
+  EXPECT_FALSE(on_cell_edge(ground_of({0, 50}, {0, 50}, {50, 0, -50}, 1), {50, 50, 20}));
+}
+
+// The trace left out, or a cell that takes the trace of its neighbour; a station on the ground that
+// counts as buried.
+TEST(Prism, TraceIsThatOfPoissonInsideAndZeroOutside) {
+  const double trace = -4 * std::numbers::pi;
+  const Ground ground = ground_of({0, 20, 50}, {0, 30, 50}, {0, -10, -50});
+  const auto trace_at = [&](const Point& at, std::size_t cell) {
+    double sum = 0.0;
+    for (const auto& [incl, decl] : {std::pair{0.0, 90.0}, {0.0, 0.0}, {-90.0, 0.0}}) {
+      sum += row_at(ground, at, field(incl, decl, 4 * std::numbers::pi, incl, decl))[cell];
+    }
+    return sum;
+  };
+  EXPECT_NEAR(trace_at({30, 10, -20}, 3), trace, 1e-12);  // second column, second layer
+  EXPECT_NEAR(trace_at({30, 10, -20}, 2), 0.0, 1e-12);
+  EXPECT_NEAR(trace_at({20, 10, -20}, 3), trace / 2, 1e-12);  // on the face between two columns
+  EXPECT_NEAR(trace_at({30, 10, 0}, 2), 0.0, 1e-12);          // on the ground
+  EXPECT_NEAR(trace_at({30, 10, -10}, 2), trace, 1e-12);      // above the lower of two layers
+}
+
+// Inclination or declination with the wrong sign: in the northern hemisphere a body's low lies to
+// its magnetic north.
+TEST(Prism, LowLiesToTheNorthInTheNorthernHemisphere) {
+  const auto at = [](double incl, double decl, double east, double north) {
+    return anomaly(cube(), {25 + east, 25 + north, 60}, field(incl, decl, 50000, incl, decl));
+  };
+  EXPECT_LT(at(60, 0, 0, 120), 0.0);
+  EXPECT_GT(at(60, 0, 0, -40), -at(60, 0, 0, 120));
+  EXPECT_LT(at(-60, 0, 0, -120), 0.0);
+  EXPECT_LT(at(60, 30, 60, 104), at(60, 30, -60, 104));
+}
+
+}  // namespace
+}  // namespace quorivex::test

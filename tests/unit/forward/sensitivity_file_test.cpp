@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "base/record_writer.h"
+#include "base/stop_run.h"
+#include "forward/build_sensitivity.h"
+#include "forward/cell_scale.h"
+#include "forward/predicted_data.h"
+#include "forward/wavelet_filters.h"
+#include "prism_mesh.h"
+#include "scratch_folder.h"
+#include "sensitivity/getpar.h"
+#include "sensitivity/products.h"
+#include "values.h"
+
+namespace quorivex::test {
+namespace {
+
+const Ground& ground() {
+  static const Ground hills = [] {
+    Ground flat = ground_of({0, 60, 100, 120, 140, 180, 240}, {0, 30, 50, 70, 90, 120},
+                            {20, 10, 0, -10, -25, -45, -75, -120}, 1);
+    flat.tops.tops[7] = 2;
+    return make_ground(flat.mesh, flat.tops);
+  }();
+  return hills;
+}
+
+Observations stations() {
+  Observations survey = field(60, 10, 52000, 60, 10);
+  for (int i = 0; i < 23; ++i) {
+    survey.x.push_back(20 + 37 * i % 200);
+    survey.y.push_back(10 + 53 * i % 100);
+    survey.z.push_back(33 + i % 3);
+    survey.std.push_back(0.5 + i % 4);
+  }
+  survey.obs.resize(survey.std.size());
+  survey.ndata = 23;
+  return survey;
+}
+
+SensitivityFile built(const ScratchFolder& folder, const std::vector<double>& wtz,
+                      const BuildOptions& options, BuildSummary& summary) {
+  AtomicFile file(folder.path("s.mtx"));
+  summary = build_sensitivity(ground(), stations(), wtz, options,
+                              [&](auto parts) { write_record(file, parts); });
+  file.commit();
+  Report report;
+  return getpar(folder.path("s.mtx"), report);
+}
+
+// Records out of order, rows or columns scaled the wrong way, coefficients at the wrong places; a
+// row error that is not what was promised; gdiag of the normalised rows.
+TEST(SensitivityFile, ReadByTheInversionPredictsTheDataOfThePrisms) {
+  const Observations survey = stations();
+  const std::vector<double> wtz = cell_scale(ground(), survey, {.offset = 5.0});
+  std::vector<double> model = values_of_seed(as_size(ground().cells()), 7);
+  const std::vector<double> expected = predicted_data(ground(), survey, model);
+  for (std::size_t c = 0; c < model.size(); ++c) model[c] *= wtz[c];
+  for (const double error : {-1.0, 0.0, 0.02}) {  // full form, all coefficients, some
+    const ScratchFolder folder;
+    BuildOptions options{.low_pass = {}, .rule = {.value = error}};
+    if (error >= 0.0) options.low_pass = low_pass_filter("daub4");
+    BuildSummary summary;
+    const SensitivityFile file = built(folder, wtz, options, summary);
+    ASSERT_EQ(file.sens.nsens, ground().cells());
+    EXPECT_EQ(file.mesh.northing_nodes, ground().mesh.northing_nodes);
+    EXPECT_EQ(file.tops.tops, ground().tops.tops);
+    EXPECT_EQ(file.sens.wtz, wtz);
+    Report report;
+    const ActiveCells active = get_active_cells("null", file.mesh, file.tops, report);
+    std::vector<double> data(expected.size());
+    gprod(file.sens, active, model, data);
+    const double size = std::sqrt(dot(expected, expected) / 23.0);
+    for (std::size_t i = 0; i < data.size(); ++i)
+      EXPECT_NEAR(data[i] * survey.std[i], expected[i], (error > 0.0 ? 0.2 : 1e-5) * size) << error;
+    if (error > 0.0) {
+      const auto [least, most] =
+          std::minmax_element(summary.row_errors.begin(), summary.row_errors.end());
+      EXPECT_LE(*most, error);
+      EXPECT_GT(*least, 0.5 * error);
+      EXPECT_EQ(summary.coefficients, file.sens.Gs.entries());
+    }
+    Observations unit = survey;
+    double sum = 0.0;
+    std::vector<double> one(wtz.size());
+    one[40] = 1.0 / wtz[40];
+    for (const double value : predicted_data(ground(), unit, one)) sum += value * value;
+    EXPECT_NEAR(file.sens.gdiag[40], sum, 1e-12 * sum);
+  }
+}
+
+// Rows written in the order in which threads finish; sums in an order of their own.
+TEST(SensitivityFile, HasTheSameBytesForEveryNumberOfThreads) {
+  std::vector<std::string> files;
+  for (const int threads : {1, 2, 5}) {
+    omp_set_num_threads(threads);
+    const ScratchFolder folder;
+    BuildSummary summary;
+    const std::vector<double> wtz =
+        cell_scale(ground(), stations(), {.kind = ScaleRule::Kind::sensitivity});
+    built(folder, wtz, {low_pass_filter("sym4"), {}}, summary);
+    files.push_back(folder.read("s.mtx"));
+  }
+  EXPECT_TRUE(files[0] == files[1] && files[0] == files[2]);
+}
+
+// One coefficient too many or too few; ties that break the count.
+TEST(RowCompression, KeepsTheFewestCoefficientsThatAreAllowed) {
+  const std::vector<double> row{3, -1, 0, 2, 2, -2, 0.5, 0, 1, -4};
+  const auto kept = [&](const CompressionRule& rule) {
+    std::vector<double> work;
+    Cut cut = choose_cut(row, 5, rule, work);
+    std::vector<double> values;
+    std::copy_if(row.begin(), row.end(), std::back_inserter(values),
+                 [&](double c) { return cut.keeps(c); });
+    return values;
+  };
+  using Kind = CompressionRule::Kind;
+  const double energy = dot(row, row);
+  const auto error = [&](double dropped) { return std::sqrt(dropped / energy) * (1 + 1e-12); };
+  EXPECT_EQ(kept({Kind::relative_error, error(6.25)}), (std::vector<double>{3, 2, 2, -4}));
+  EXPECT_EQ(kept({Kind::relative_error, error(2.24)}), (std::vector<double>{3, -1, 2, 2, -2, -4}));
+  EXPECT_EQ(kept({Kind::relative_error, 1.0 + 1e-9}).size(), 0U);
+  EXPECT_EQ(kept({Kind::relative_error, 0.0}).size(), 8U);
+  EXPECT_EQ(kept({Kind::threshold, 2.0}).size(), 5U);
+  EXPECT_EQ(kept({Kind::fraction, 0.6}), (std::vector<double>{3, 2, -4}));
+}
+
+// A coefficient mistyped: sums of neighbours, and the moments that each family makes vanish.
+TEST(WaveletFilters, AreOrthonormalAndHaveTheirVanishingMoments) {
+  for (const std::string& name : wavelet_names()) {
+    const std::vector<double> c = low_pass_filter(name);
+    for (std::size_t shift = 0; shift < c.size(); shift += 2) {
+      const double product =
+          std::inner_product(c.begin() + static_cast<int>(shift), c.end(), c.begin(), 0.0);
+      EXPECT_NEAR(product, shift == 0 ? 1.0 : 0.0, 4e-16) << name;
+    }
+    for (std::size_t moment = 0; moment < c.size() / 2; ++moment) {
+      double sum = 0.0;
+      for (std::size_t k = 0; k < c.size(); ++k)
+        sum += (k % 2 == 0 ? 1 : -1) * std::pow(k, moment) * c[k];
+      EXPECT_NEAR(sum, 0.0, 1e-13 * std::pow(c.size(), moment)) << name << " moment " << moment;
+    }
+  }
+}
+
+// Cell sizes printed into the model: the same place must get the same scale however it is cut.
+TEST(CellScale, DoesNotDependOnTheSizesOfTheCells) {
+  Observations survey = field(60, 10, 52000, 60, 10);
+  for (int i = 0; i < 256; ++i) {
+    survey.x.push_back(-30 + 20 * (i % 16));
+    survey.y.push_back(-30 + 20 * (i / 16));
+    survey.z.push_back(50);
+  }
+  survey.ndata = 256;
+  std::vector<double> fine;
+  std::vector<double> graded;
+  for (int node = -30; node <= 270; node += 20) fine.push_back(node);
+  for (const int node : {-30, 10, 30, 50, 90, 110, 130, 190, 210, 270}) graded.push_back(node);
+  const std::vector<double> up{20, 10, -10, -20, -60, -80};
+  const Ground one = ground_of(fine, fine, up);
+  const Ground other = ground_of(graded, graded, up);
+  for (const auto kind : {ScaleRule::Kind::distance, ScaleRule::Kind::sensitivity}) {
+    const auto a = cell_scale(one, survey, {.kind = kind, .offset = 5.0});
+    const auto b = cell_scale(other, survey, {.kind = kind, .offset = 5.0});
+    EXPECT_EQ(*std::max_element(a.begin(), a.end()), 1.0);
+    for (std::size_t k = 0; k < 5; ++k) {
+      // Cells from 10 to 30 m and, three times as wide, from 130 to 190 m, against the fine middle.
+      const double same = b[k + 5 * (1 + 9)] / a[k + 5 * (2 + 2 * 15)];
+      const double wide = b[k + 5 * (6 + 6 * 9)] / a[k + 5 * (9 + 9 * 15)];
+      EXPECT_NEAR(wide / same, 1.0, 0.2) << "layer " << k + 1;
+    }
+  }
+  const auto depth = cell_scale(one, survey, {.kind = ScaleRule::Kind::depth, .offset = 5.0});
+  EXPECT_NEAR(depth[3] / depth[0], std::pow((60.0 + 5.0) / (5.0 + 5.0), -1.5), 1e-14);
+}
+
+}  // namespace
+}  // namespace quorivex::test
