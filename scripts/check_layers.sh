@@ -9,6 +9,7 @@ declare -A may_use=(
   [base]=""
   [mesh_io]="base"
   [sensitivity]="mesh_io base"
+  [topography]="mesh_io base"
   [objective]="mesh_io base"
   [solver]="sensitivity objective mesh_io base"
   [forward]="sensitivity topography mesh_io base"
