@@ -12,7 +12,7 @@ declare -A may_use=(
   [topography]="mesh_io base"
   [objective]="mesh_io base"
   [solver]="sensitivity objective mesh_io base"
-  [forward]="sensitivity topography mesh_io base"
+  [forward]="sensitivity mesh_io base"
   [workbench]="forward topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
