@@ -106,7 +106,7 @@ void print_errors(const BuildSummary& summary, const Observations& data) {
   if (summary.row_errors.empty()) return;
   std::vector<double> errors = summary.row_errors;
   std::sort(errors.begin(), errors.end());
-  const double mean = std::accumulate(errors.begin(), errors.end(), 0.0) / data.ndata;
+  const double mean = std::accumulate(errors.begin(), errors.end(), 0.0) / static_cast<double>(errors.size());
   const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1) + 0.5);
   fmt::print(
       "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
