@@ -4,7 +4,9 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <utility>
 
+#include "base/atomic_file.h"
 #include "base/free_format.h"
 #include "base/stop_run.h"
 #include "base/view1.h"
@@ -13,6 +15,7 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "mesh";
+constexpr std::size_t kColumns = 100;  // of a text mesh file
 
 std::vector<double> node_vector(std::int32_t cells) {
   return allocate<double>(as_size(std::int64_t{cells} + 1), kRoutine);
@@ -42,6 +45,22 @@ bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz) {
   return ne > 0 && nn > 0 && nz > 0 && std::int64_t{ne} * nn <= kMost / nz;
 }
 
+Mesh make_mesh(double west, double south, double top, std::vector<double> de,
+               std::vector<double> dn, std::vector<double> dz) {
+  Mesh mesh;
+  mesh.ne = static_cast<std::int32_t>(de.size());
+  mesh.nn = static_cast<std::int32_t>(dn.size());
+  mesh.nz = static_cast<std::int32_t>(dz.size());
+  mesh.easting_nodes = running_sums(west, de);
+  mesh.northing_nodes = running_sums(south, dn);
+  mesh.depth_nodes = running_sums(0.0, dz);
+  mesh.de = std::move(de);
+  mesh.dn = std::move(dn);
+  mesh.dz = std::move(dz);
+  mesh.z0 = top;
+  return mesh;
+}
+
 Mesh read_mesh_file(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("mesh", name);
@@ -62,24 +81,54 @@ Mesh read_mesh_file(const std::string& name) {
     return widths;
   };
 
-  Mesh mesh;
-  need(values.read(mesh.ne, mesh.nn, mesh.nz));
-  if (!valid_counts(mesh.ne, mesh.nn, mesh.nz)) {
+  std::int32_t ne = 0;
+  std::int32_t nn = 0;
+  std::int32_t nz = 0;
+  need(values.read(ne, nn, nz));
+  if (!valid_counts(ne, nn, nz)) {
     mesh_file_error(name,
                     fmt::format("\n The counts should be positive and give at most 2147483647 "
                                 "cells; found {} {} {}.",
-                                mesh.ne, mesh.nn, mesh.nz));
+                                ne, nn, nz));
   }
   double west = 0.0;
   double south = 0.0;
-  need(values.read(west, south, mesh.z0));
-  mesh.de = read_widths(mesh.ne);
-  mesh.dn = read_widths(mesh.nn);
-  mesh.dz = read_widths(mesh.nz);
-  mesh.easting_nodes = running_sums(west, mesh.de);
-  mesh.northing_nodes = running_sums(south, mesh.dn);
-  mesh.depth_nodes = running_sums(0.0, mesh.dz);
-  return mesh;
+  double top = 0.0;
+  need(values.read(west, south, top));
+  std::vector<double> de = read_widths(ne);
+  std::vector<double> dn = read_widths(nn);
+  std::vector<double> dz = read_widths(nz);
+  return make_mesh(west, south, top, std::move(de), std::move(dn), std::move(dz));
+}
+
+std::string width_list(const std::vector<double>& widths, std::size_t columns,
+                       std::string_view line_end) {
+  std::string text;
+  std::size_t line = 0;  // characters of the last line
+  for (std::size_t i = 0, end = 0; i < widths.size(); i = end) {
+    end = i + 1;
+    while (end < widths.size() && widths[end] == widths[i]) ++end;
+    const std::string item =
+        end - i > 1 ? fmt::format("{}*{}", end - i, widths[i]) : fmt::format("{}", widths[i]);
+    if (i > 0) {
+      const bool fits = line + 1 + item.size() <= columns;
+      text += fits ? " " : line_end;
+      line = fits ? line + 1 : 0;
+    }
+    text += item;
+    line += item.size();
+  }
+  return text + '\n';
+}
+
+void write_mesh_file(const std::string& name, const Mesh& mesh) {
+  AtomicFile file(name);
+  file.append(fmt::format("{} {} {}\n{} {} {}\n", mesh.ne, mesh.nn, mesh.nz,
+                          mesh.easting_nodes.front(), mesh.northing_nodes.front(), mesh.z0));
+  for (const std::vector<double>* widths : {&mesh.de, &mesh.dn, &mesh.dz}) {
+    file.append(width_list(*widths, kColumns));
+  }
+  file.commit();
 }
 
 std::optional<Mesh> read_mesh_record(RecordFile& file, std::int32_t nn, std::int32_t ne,

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/record_file.h"
@@ -30,9 +31,23 @@ struct Mesh {
 /// True when all counts are positive and the number of cells fits 32 bits.
 bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz);
 
+/// The mesh with these widths whose western, southern and upper faces lie at `west`, `south`,
+/// `top`.
+Mesh make_mesh(double west, double south, double top, std::vector<double> de,
+               std::vector<double> dn, std::vector<double> dz);
+
 /// Reads a text mesh file: ne nn nz; west, south and top of the mesh; the three lists of widths.
 /// @throws StopRun "ERROR reading mesh file: NAME", file_not_found
 Mesh read_mesh_file(const std::string& name);
+
+/// Writes a text mesh file with the fewest digits from which the same mesh is read.
+/// @throws StopRun "ERROR writing file NAME: REASON"
+void write_mesh_file(const std::string& name, const Mesh& mesh);
+
+/// Widths as in a text mesh file, "3*25 40": runs of equal ones with a repeat count, on lines of at
+/// most `columns` characters. The last line is ended too, the others are by `line_end`.
+std::string width_list(const std::vector<double>& widths, std::size_t columns,
+                       std::string_view line_end = "\n");
 
 /// Reads the mesh record of a sensitivity file: northing, easting and depth nodes, then z0.
 /// The counts come in that file's order. Nothing when the record cannot be read.

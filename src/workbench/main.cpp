@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <fmt/format.h>
-
 #include <cstdio>
+#include <exception>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "base/prepare_process.h"
@@ -24,7 +24,8 @@ int run(int argc, char** argv) {
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
       "mesh\n"
       "and a terrain to the sensitivity file that the inversion needs.\n"
-      "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.");
+      "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
+      "qvx");
   qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
   qvx.require_subcommand(1);
   qvx.footer(
@@ -48,13 +49,17 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  quorivex::prepare_process();
+  std::string message;
   try {
+    quorivex::prepare_process();
     return run(argc, argv);
   } catch (const quorivex::StopRun& stop) {
-    fmt::print(stderr, "{}\n", trimmed(stop.console));
+    message = trimmed(stop.console);
   } catch (const std::bad_alloc&) {
-    fmt::print(stderr, "ERROR: not enough memory.\n");
+    message = "ERROR: not enough memory.";
+  } catch (const std::exception& error) {
+    message = error.what();
   }
+  std::fprintf(stderr, "%s\n", message.c_str());
   return kFailure;
 }

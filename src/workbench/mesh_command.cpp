@@ -1,8 +1,195 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
 #include "workbench/commands.h"
+#include "workbench/in_words.h"
+#include "workbench/mesh_design.h"
+#include "workbench/survey_inputs.h"
 
 namespace quorivex {
+namespace {
 
-void add_mesh_command(CLI::App& qvx) { qvx.add_subcommand("mesh", "")->group(""); }
+constexpr std::int64_t kManyCells = 20'000'000;
+
+constexpr const char* kMeshHelp = R"(
+M and Z are metres; in brackets what is taken where nothing is given, rounded.
+
+Square core cells lie below all stations and half a cell beyond, on multiples
+of their width. Cells that widen outward pad them on each side, so that
+sources beyond the survey have a place. Layers are thin at the top and thicken
+with depth. A body is seen whole only where the survey is about twice as wide
+as the body is deep, so the layers reach half the survey's width.
+
+Where stations are dense along lines, half their distance asks for cells much
+narrower than the distance between the lines deserves. The program says so,
+and what --cell to try.
+
+Without a terrain the mesh top is the ground. The default keeps all stations
+above it; give --top where they fly high above the ground. With a terrain,
+--top should be at or above its highest point.
+
+Examples:
+  qvx mesh --data survey.mag --output mesh.txt
+  qvx mesh --data survey.mag --output mesh.txt --cell 50 --top 288
+)";
+
+struct MeshCommand {
+  std::string data;
+  std::string output;
+  MeshWishes wishes;
+};
+
+std::string survey_in_words(const Observations& data, const SurveyShape& shape) {
+  const auto axis = [](const char* name, const Extent& extent) {
+    return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.least, extent.most);
+  };
+  std::string text =
+      fmt::format("Survey: {} data at {} places\n", data.ndata, shape.stations.places) +
+      axis("easting", shape.easting) + axis("northing", shape.northing) +
+      axis("elevation", shape.elevation);
+  if (shape.stations.places > 1) {
+    text += fmt::format("  {:<10} {:.4g} m, the median distance of a place to the nearest other\n",
+                        "spacing", shape.stations.median);
+  }
+  return text;
+}
+
+std::string plan_in_words(const MeshPlan& plan, const Mesh& mesh) {
+  return fmt::format(
+             "  core of cells {} m wide; padding of {:.6g} m or more on each side, growth {}\n"
+             "  layers growing {} times to a depth of {:.6g} m or more, and {} below, growth {}:\n"
+             "  ",
+             plan.cell, plan.padding, plan.growth, plan.layer_growth, plan.depth,
+             plan.bottom_layers, plan.growth) +
+         width_list(mesh.dz, 96, "\n  ");
+}
+
+/// Lines that were measured densely ask for cells much narrower than what lies between the lines.
+std::string advice_on_lines(const SurveyShape& shape, const MeshPlan& plan) {
+  const std::optional<double> between = line_spacing(shape);
+  if (!between || plan.cell > 0.2 * *between) return "";
+  return fmt::format(
+      "Note: the stations seem to stand on lines about {} m apart, closer along the lines than\n"
+      "across. Between the lines the data resolve no bodies shallower than that; cells of a "
+      "quarter\n"
+      "of that distance, --cell {}, show the others and make a much smaller matrix.\n",
+      round_width(*between), round_width(0.25 * round_width(*between)));
+}
+
+std::string in_quotes_if_needed(const std::string& name) {
+  if (name.find_first_of(" \t'\"\\$&;()<>|*?[]#~`!") == std::string::npos) return name;
+  std::string quoted = "'";
+  for (const char c : name) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+std::string next_step(const MeshCommand& command, const Observations& data, const MeshPlan& plan) {
+  const auto matrix = std::filesystem::path(command.output)
+                          .replace_filename(std::filesystem::path(command.data).stem())
+                          .concat(".mtx");
+  return fmt::format(
+      "Written to {}. Its top, {} m, is the ground unless --topography or --elevation tells\n"
+      "another. Next{}:\n"
+      "  qvx sensitivity --mesh {} --data {} --output {}\n",
+      command.output, plan.top,
+      data.std.empty() ? ", once the file holds data with their standard deviations" : "",
+      in_quotes_if_needed(command.output), in_quotes_if_needed(command.data),
+      in_quotes_if_needed(matrix.string()));
+}
+
+void warn(const Observations& data, const MeshPlan& plan, const Mesh& mesh) {
+  const auto below =
+      std::count_if(data.z.begin(), data.z.end(), [&](double z) { return z < plan.top; });
+  if (below > 0) {
+    fmt::print(stderr,
+               "Warning: {} of {} stations lie below the mesh top of {} m. That is right only with "
+               "a\nterrain that lies below them; without one give a lower --top.\n",
+               below, data.ndata, plan.top);
+  }
+  if (mesh.cells() > kManyCells) {
+    fmt::print(stderr,
+               "Warning: {} cells are more than most machines can invert. Wider cells (--cell) or\n"
+               "thicker layers (--first-layer, --layer-growth) make fewer.\n",
+               mesh.cells());
+  }
+}
+
+void run(const MeshCommand& command) {
+  keep_inputs(command.output, {command.data});
+  const Observations data = read_data_file(command.data, DataColumns::as_found);
+  const SurveyShape shape = survey_shape(data);
+  const MeshPlan plan = plan_mesh(shape, command.wishes);
+  const Mesh mesh = design_mesh(shape, plan);
+  write_mesh_file(command.output, mesh);
+  const double matrix = 4.0 * static_cast<double>(mesh.cells()) * data.ndata;
+  fmt::print("{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
+             survey_in_words(data, shape), mesh_in_words(mesh), plan_in_words(plan, mesh),
+             bytes_in_words(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
+  std::fflush(stdout);
+  warn(data, plan, mesh);
+}
+
+/// A finite number from `least` to `most`.
+CLI::Validator number(double least, double most) {
+  return {[=](const std::string& text) -> std::string {
+            double value = 0.0;
+            const bool good = CLI::detail::lexical_cast(text, value);
+            if (good && value >= least && value <= most) return "";  // NaN is not
+            return fmt::format("should be a number from {} to {}, not {}", least, most, text);
+          },
+          ""};
+}
+
+}  // namespace
+
+void add_mesh_command(CLI::App& qvx) {
+  constexpr double kLeast = 0.001;
+  constexpr double kMost = 1e9;
+  auto* app = qvx.add_subcommand("mesh", "Design a mesh for the stations of a survey");
+  const auto command = std::make_shared<MeshCommand>();
+  MeshWishes& wishes = command->wishes;
+  const auto add = [app](const char* name, auto& value, const char* type, const char* help) {
+    return app->add_option(name, value, help)->type_name(type);
+  };
+  add("--data", command->data, "FILE", "Observations file; of its data only the positions are used")
+      ->required();
+  add("--output", command->output, "FILE", "Text mesh file to be written")->required();
+  add("--cell", wishes.cell, "M",
+      "Width of the core cells [half the median distance of a\n"
+      "station to the nearest other one]")
+      ->check(number(kLeast, kMost));
+  add("--padding", wishes.padding, "M",
+      "Padding on each side, at least; 0 for none [the longer\n"
+      "side of the survey]")
+      ->check(number(0.0, kMost));
+  add("--growth", wishes.growth, "F", "Each padding cell is so many times as wide as the last")
+      ->capture_default_str()
+      ->check(number(1.0, 10.0));
+  add("--top", wishes.top, "Z", "Elevation of the mesh top [just below the lowest station]")
+      ->check(number(-kMost, kMost));
+  add("--first-layer", wishes.first_layer, "M", "Thickness of the first layer [half a core cell]")
+      ->check(number(kLeast, kMost));
+  add("--layer-growth", wishes.layer_growth, "F",
+      "Each layer is so many times as thick as the one above")
+      ->capture_default_str()
+      ->check(number(1.0, 10.0));
+  add("--depth", wishes.depth, "M",
+      "Depth below the top that these layers reach, at least\n"
+      "[half the shorter side of the survey, or a quarter of\n"
+      "the longer one if that is more]")
+      ->check(number(kLeast, kMost));
+  add("--bottom-layers", wishes.bottom_layers, "N",
+      "Layers of padding below that depth, growing by --growth")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 100).description(""));
+  app->footer(kMeshHelp);
+  app->callback([command] { run(*command); });
+}
 
 }  // namespace quorivex

@@ -17,6 +17,7 @@
 #include "forward/cell_scale.h"
 #include "forward/wavelet_filters.h"
 #include "workbench/commands.h"
+#include "workbench/in_words.h"
 #include "workbench/survey_inputs.h"
 
 namespace quorivex {
@@ -47,12 +48,6 @@ const std::map<std::string, ScaleRule::Kind>& scale_kinds() {
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-std::string bytes_in_words(double bytes) {
-  if (bytes >= 1e9) return fmt::format("{:.2f} GB", bytes / 1e9);
-  if (bytes >= 1e6) return fmt::format("{:.1f} MB", bytes / 1e6);
-  return fmt::format("{:.1f} kB", bytes / 1e3);
 }
 
 double median(std::vector<double> values) {

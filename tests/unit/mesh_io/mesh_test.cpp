@@ -29,4 +29,19 @@ TEST(Mesh, ATextFileThatEndsEarlyOrClaimsTooManyCellsIsRefused) {
   }
 }
 
+TEST(Mesh, AWrittenFileGivesTheSameMeshBack) {
+  const ScratchFolder folder;
+  Numbers de(60, 0.1);
+  for (std::size_t i = 0; i < 30; ++i) de[i] = 1234.5 + static_cast<double>(i) / 3.0;
+  const Mesh mesh = make_mesh(455123.7, -12345678.25, -0.3, de, {7}, {1, 1, 2.5, 1});
+  write_mesh_file(folder.path("mesh"), mesh);
+  const Mesh read = read_mesh_file(folder.path("mesh"));
+  EXPECT_EQ(read.easting_nodes, mesh.easting_nodes);
+  EXPECT_EQ(read.northing_nodes, mesh.northing_nodes);
+  EXPECT_EQ(read.dz, mesh.dz);
+  EXPECT_EQ(read.z0, mesh.z0);
+  EXPECT_NE(folder.read("mesh").find(" 30*0.1\n7\n2*1 2.5 1\n"), std::string::npos);
+  EXPECT_EQ(width_list({10, 10, 20, 30}, 7, "|"), "2*10 20|30\n");
+}
+
 }  // namespace quorivex::test

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <limits>
+
+#include "compressed.h"
+#include "run_qvx.h"
+
+namespace quorivex::test {
+namespace {
+
+/// A survey of 20 x 10 stations, 40 m apart, without values.
+std::string locations() {
+  std::string text = "65 12 50000\n65 12 1\n200\n";
+  for (int i = 0; i < 200; ++i)
+    text += fmt::format("{} {} {}\n", 300007 + 40 * (i % 20), 6000003 + 40 * (i / 20), 512 + i % 7);
+  return text;
+}
+
+TEST(QvxMesh, TheFileHoldsTheMeshThatTheConsolePromises) {
+  const ScratchFolder folder;
+  folder.write("my survey.loc", locations());
+  const QvxRun run = run_qvx(folder, "mesh --data 'my survey.loc' --output m.txt");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  const Mesh mesh = read_mesh_file(folder.path("m.txt"));
+  EXPECT_EQ(std::count(mesh.de.begin(), mesh.de.end(), 20.0), 40);  // 760 m and 20 or more
+  EXPECT_EQ(std::count(mesh.dn.begin(), mesh.dn.end(), 20.0), 20);
+  EXPECT_LE(mesh.easting_nodes.front(), 300007.0 - 760.0);
+  EXPECT_GE(mesh.northing_nodes.back(), 6000363.0 + 760.0);
+  EXPECT_EQ(mesh.z0, 500.0);
+  EXPECT_EQ(mesh.dz.front(), 10.0);
+  for (const std::string& promise :
+       {fmt::format("{} x {} x {} cells", mesh.ne, mesh.nn, mesh.nz),
+        fmt::format("{} in all", mesh.cells()), std::string("spacing    40 m"),
+        fmt::format("{} to {} m, cells of 20 to {} m", mesh.easting_nodes.front(),
+                    mesh.easting_nodes.back(), mesh.de.front()),
+        fmt::format("takes {:.1f} MB", static_cast<double>(mesh.cells()) * 800e-6),
+        std::string("qvx sensitivity --mesh m.txt --data 'my survey.loc' --output "
+                    "'my survey.mtx'\n")}) {
+    EXPECT_NE(run.out.find(promise), std::string::npos) << promise << "\n" << run.out;
+  }
+  const std::string text = folder.read("m.txt");
+  for (std::size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1)
+    EXPECT_LE(end - at, 100U);
+}
+
+TEST(QvxMesh, EveryOptionArrivesInTheMesh) {
+  const ScratchFolder folder;
+  folder.write("s.loc", locations());
+  const QvxRun run = run_qvx(folder,
+                             "mesh --data s.loc --output m.txt --cell 100 --padding 500 --growth 2 "
+                             "--top 600.5 --first-layer 30 --layer-growth 1 --depth 90 "
+                             "--bottom-layers 2");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_NE(run.err.find("200 of 200 stations lie below the mesh top of 600.5 m"),
+            std::string::npos);
+  EXPECT_EQ(folder.read("m.txt"),
+            "14 10 5\n299300 5999300 600.5\n400 200 10*100 200 400\n400 200 6*100 200 400\n"
+            "3*30 60 120\n");
+}
+
+TEST(QvxMesh, RefusalsSayWhatToDoAndWriteNothing) {
+  const ScratchFolder folder;
+  folder.write("s.loc", locations());
+  folder.write("one.loc", "65 12 50000\n65 12 1\n2\n1 2 3\n1 2 3\n");
+  const std::string mesh = "mesh --output m.txt --data s.loc ";
+  expect_refused(folder, "mesh --output m.txt --data one.loc", "Give it in metres with --cell.");
+  expect_refused(folder, "mesh --output m.txt", "--data is required");
+  expect_refused(folder, "mesh --output m.txt --data x.loc", "data file not found: x.loc");
+  expect_refused(folder, "mesh --output ./s.loc --data s.loc", "would replace a file that is read");
+  expect_refused(folder, mesh + "--cell 0.002", "--cell");
+  for (const char* value : {"0", "-5", "nan", "inf", "5m"}) {
+    for (const char* option : {"--cell", "--first-layer", "--depth"})
+      expect_refused(folder, mesh + option + " " + value, option);
+  }
+  expect_refused(folder, mesh + "--growth 0.9", "--growth: should be a number from 1 to 10");
+  EXPECT_FALSE(folder.has("m.txt") || folder.has("m.txt.part"));
+  EXPECT_EQ(folder.read("s.loc"), locations());
+  EXPECT_EQ(run_qvx(folder, "mesh --output m.txt --data one.loc --cell 5").status, 0);
+}
+
+const Survey& survey() {
+  static const Survey made = make_survey({.ne = 5, .nn = 4, .nz = 3});
+  return made;
+}
+
+void expect_texts(const QvxRun& run, const std::vector<std::string>& texts) {
+  EXPECT_EQ(run.status, 0) << run.err;
+  for (const std::string& text : texts)
+    EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
+}
+
+TEST(QvxInfo, BothFormsInWords) {
+  const ScratchFolder folder;
+  folder.write("full.mtx", framed(sensitivity_records(survey())));
+  const QvxRun full = run_qvx(folder, "info full.mtx");
+  expect_texts(full, {"20 data to 35 cells", "5 x 4 x 3 cells", "60 in all",
+                      "1000 to 1125 m, cells of 25 m", "300 to 225 m", "35 cells are ground, 25",
+                      "full form, 2.8 kB", "(wtz): 0.714286 to 0.833333"});
+  EXPECT_EQ(full.out.find("Warning"), std::string::npos);
+
+  const std::vector<std::string> records = compressed_records(survey(), 4);
+  std::size_t bytes = 0;
+  for (std::size_t row = 6; row + 1 < records.size(); ++row) bytes += records[row].size() - 4;
+  folder.write("compressed.mtx", framed(records));
+  const QvxRun compressed = run_qvx(folder, "info compressed.mtx");
+  expect_texts(compressed, {"filter of 4 coefficients, grid of 8 x 4 x 4 points",
+                            fmt::format("{} coefficients in all", bytes / 8),
+                            fmt::format("  {:.1f} kB, {:.3g} times the 2.8 kB",
+                                        1e-3 * double(bytes), double(bytes) / 2800.0)});
+  EXPECT_EQ(compressed.out.find("Warning"), std::string::npos);
+}
+
+TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
+  const ScratchFolder folder;
+  std::vector<std::string> records = compressed_records(survey(), 4);
+  const auto expect_warning = [&](std::size_t number, const std::string& changed,
+                                  const std::string& text) {
+    std::vector<std::string> wrong = records;
+    wrong[number - 1] = changed;
+    folder.write("wrong.mtx", framed(wrong));
+    expect_texts(run_qvx(folder, "info wrong.mtx"), {"Warning: " + text});
+  };
+  std::vector<double> filter = orthonormal_filter(4);
+  filter[1] += 2e-6;
+  expect_warning(4, record(4, filter), "the wavelet filter is not orthonormal");
+  const double root = std::sqrt(0.5);
+  expect_warning(4, record(4, std::vector{0.5, 0.5, 0.5, 0.5}), "the wavelet filter is not");
+  expect_warning(4, record(3, std::vector{root, root, 0.0}), "the wavelet filter is not");
+  std::vector<double> values = survey().wtz;
+  values[7] = 0.0;
+  expect_warning(6, record(7, values),
+                 "wtz should be positive: 1 of 35 values, the first is "
+                 "number 8, 0.");
+  values = survey().gdiag;
+  values[3] = std::numeric_limits<double>::quiet_NaN();
+  expect_warning(records.size(), record(values), "gdiag should not be negative: 1 of 35");
+  expect_warning(3, record(std::vector<std::int32_t>(20, 1)), "the matrix has 35 columns, but 40");
+  expect_warning(8, record(1, 1, std::numeric_limits<float>::infinity()), "1 of 20 rows hold");
+}
+
+TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
+  const ScratchFolder folder;
+  const std::string whole = framed(sensitivity_records(survey()));
+  folder.write("cut.mtx", whole.substr(0, whole.size() - 5));
+  expect_refused(folder, "info cut.mtx", "ERROR reading sensitivity file cut.mtx");
+  expect_refused(folder, "info none.mtx", "sensitivity file not found: none.mtx");
+  expect_refused(folder, "info", "file is required");
+}
+
+}  // namespace
+}  // namespace quorivex::test
