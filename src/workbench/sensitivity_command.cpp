@@ -93,15 +93,16 @@ void print_size(const Ground& ground, const Observations& data, const BuildOptio
     fmt::print("  coefficients         {:.0f} ({:.0f} a datum) on a grid of {} x {} x {} points\n",
                coefficients, coefficients / data.ndata, grid[0], grid[1], grid[2]);
   }
-  fmt::print("  size                 {}, {:.2f} times smaller than in full form\n",
-             bytes_in_words(bytes), 4.0 * full / bytes);
+  fmt::print("  size                 {}, {:.1f} % of the full form\n", bytes_in_words(bytes),
+             25.0 * bytes / full);
 }
 
 void print_errors(const BuildSummary& summary, const Observations& data) {
   if (summary.row_errors.empty()) return;
   std::vector<double> errors = summary.row_errors;
   std::sort(errors.begin(), errors.end());
-  const double mean = std::accumulate(errors.begin(), errors.end(), 0.0) / static_cast<double>(errors.size());
+  const double mean =
+      std::accumulate(errors.begin(), errors.end(), 0.0) / static_cast<double>(errors.size());
   const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1) + 0.5);
   fmt::print(
       "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
@@ -112,6 +113,12 @@ void print_errors(const BuildSummary& summary, const Observations& data) {
     fmt::print("    {:<19}rms {:.3g} nT, largest {:.3g} nT\n", error.model, error.rms,
                error.largest);
   }
+}
+
+std::int64_t record_bytes(std::initializer_list<std::string_view> parts) {
+  std::int64_t bytes = 8;  // of the frame
+  for (const std::string_view part : parts) bytes += length(part);
+  return bytes;
 }
 
 /// Every so many-th datum, enough for a few rows a thread.
@@ -139,12 +146,16 @@ void plan(const Ground& ground, const Observations& data, const ScaleRule& scale
   const double share = static_cast<double>(data.ndata) / probe.ndata;
   const Clock::time_point start = Clock::now();
   const std::vector<double> wtz = cell_scale(ground, probe, scale);
-  const BuildSummary summary = build_sensitivity(ground, probe, wtz, build, [](auto) {});
+  std::int64_t written = 0;
+  const BuildSummary summary = build_sensitivity(
+      ground, probe, wtz, build, [&](auto parts) { written += record_bytes(parts); });
   const double seconds = seconds_since(start) * share;
   const double coefficients = static_cast<double>(summary.coefficients) * share;
   const auto cells = static_cast<double>(ground.cells());
-  const double bytes =
-      coefficients * (build.low_pass.empty() ? 4.0 : 8.0) + 12.0 * data.ndata + 16.0 * cells;
+  const bool full = build.low_pass.empty();
+  const double rows = static_cast<double>(summary.coefficients) * (full ? 4.0 : 8.0) +
+                      probe.ndata * (full ? 8.0 : 12.0);
+  const double bytes = static_cast<double>(written) + (share - 1.0) * rows;
   const auto grid =
       build.low_pass.empty() ? std::array<std::int32_t, 3>{} : wavelet_grid(ground.mesh);
   const double points = static_cast<double>(grid[0]) * grid[1] * grid[2];
@@ -170,8 +181,7 @@ void write_file(const Options& options, const Ground& ground, const Observations
   const std::vector<double> wtz = cell_scale(ground, data, scale);
   const BuildSummary summary = build_sensitivity(ground, data, wtz, build, [&](auto parts) {
     write_record(file, parts);
-    bytes += 8;
-    for (const std::string_view part : parts) bytes += length(part);
+    bytes += record_bytes(parts);
   });
   file.commit();
   fmt::print("{}: {} data x {} cells\n", options.output, data.ndata, ground.cells());

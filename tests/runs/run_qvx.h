@@ -17,10 +17,11 @@ struct QvxRun {
   std::string err;
 };
 
-/// Runs qvx in a folder.
-inline QvxRun run_qvx(const ScratchFolder& folder, const std::string& arguments) {
-  const std::string command = "cd '" + folder.path("") +
-                              "' && timeout -k 5 120 '" QVX_PROGRAM "' " + arguments +
+/// Runs qvx in a folder; `before` is a command of the shell that starts it.
+inline QvxRun run_qvx(const ScratchFolder& folder, const std::string& arguments,
+                      const std::string& before = "true") {
+  const std::string command = "cd '" + folder.path("") + "' && " + before +
+                              " && timeout -k 5 120 '" QVX_PROGRAM "' " + arguments +
                               " > out.txt 2> err.txt < /dev/null";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("out.txt"),

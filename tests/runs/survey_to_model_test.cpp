@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "mesh_io/mesh.h"
+#include "mesh_io/observations.h"
+#include "run_program.h"
+#include "run_qvx.h"
+
+namespace quorivex::test {
+namespace {
+
+constexpr const char* kMesh =
+    "14 14 8\n-100 -100 50\n100 12*25 100\n100 12*25 100\n2*10 4*20 2*50\n";
+constexpr const char* kField = "60 15 50000\n60 15 1\n";
+
+/// Stations over a slope from 20 to 35 m, 15 m above it. `tail` follows the position.
+std::string stations(const std::string& tail) {
+  std::string text = fmt::format("{}144\n", kField);
+  for (int i = 0; i < 144; ++i) {
+    const int east = 13 + 25 * (i % 12);
+    text += fmt::format("{} {} {}{}\n", east, 10 + 25 * (i / 12), 35 + east * 0.05, tail);
+  }
+  return text;
+}
+
+/// A folder with a small survey over a block in the cells 7 to 9 by 6 to 8, layers 4 and 5.
+class SurveyFolder : public ScratchFolder {
+ public:
+  SurveyFolder() {
+    write("mesh.txt", kMesh);
+    write("terrain.txt", "! slope\n4\n-500 -500 -5\n-500 800 -5\n800 -500 60\n800 800 60\n");
+    write("stations.txt", stations(""));
+    std::string model;
+    for (int j = 1; j <= 14; ++j) {
+      for (int i = 1; i <= 14; ++i) {
+        const bool block = i >= 7 && i <= 9 && j >= 6 && j <= 8;
+        model += block ? "-100 2*0 2*0.1 3*0\n" : "-100 7*0\n";
+      }
+    }
+    write("true.txt", model);
+  }
+
+  QvxRun qvx(const std::string& arguments) const { return run_qvx(*this, arguments); }
+};
+
+constexpr const char* kGround = "--mesh mesh.txt --topography terrain.txt";
+
+// A step of the way that does not fit the next one: noise and deviations, scale, signs, cell order.
+TEST(SurveyToModel, TheWholeWayFindsTheBlockAndReachesTheTarget) {
+  const SurveyFolder folder;
+  const std::string ground = kGround;
+  const std::string forward = "forward " + ground + " --data stations.txt --model true.txt ";
+  ASSERT_EQ(
+      folder.qvx(forward + "--noise-floor 1 --noise-percent 2 --seed 3 --output noisy.mag").status,
+      0);
+  ASSERT_EQ(folder.qvx(forward + "--output exact.mag").status, 0);
+  const QvxRun built =
+      folder.qvx("sensitivity " + ground + " --data noisy.mag --output s.mtx --error 0.005");
+  ASSERT_EQ(built.status, 0) << built.err;
+  EXPECT_NE(built.out.find("144 data x"), std::string::npos) << built.out;
+
+  const Observations noisy = read_data_file(folder.path("noisy.mag"), DataColumns::values);
+  EXPECT_TRUE(read_data_file(folder.path("exact.mag"), DataColumns::as_found).std.empty());
+  const auto exact_lines = folder.read("exact.mag");
+  ASSERT_EQ(
+      folder.qvx("forward --matrix s.mtx --data noisy.mag --model true.txt --output m.mag").status,
+      0);
+  double misfit = 0.0;
+  double largest = 0.0;
+  std::istringstream exact(exact_lines.substr(exact_lines.find("# of data\n") + 10));
+  const std::string from_matrix_text = folder.read("m.mag");
+  std::istringstream from_matrix(
+      from_matrix_text.substr(from_matrix_text.find("# of data\n") + 10));
+  for (std::size_t i = 0; i < noisy.obs.size(); ++i) {
+    double skip = 0.0;
+    double value = 0.0;
+    double approximate = 0.0;
+    exact >> skip >> skip >> skip >> value;
+    from_matrix >> skip >> skip >> skip >> approximate;
+    EXPECT_NEAR(approximate, value, 1.0) << "datum " << i + 1;
+    misfit += std::pow(noisy.obs[i] - value / noisy.std[i], 2);
+    largest = std::max(largest, std::abs(value));
+  }
+  EXPECT_NEAR(misfit / 144.0, 1.0, 0.3);
+  EXPECT_GT(largest, 50.0);
+
+  folder.write("run.inp",
+               "1\n1.0 0.02\nnoisy.mag\ns.mtx\nVALUE 0.001\nVALUE 0\nnull\nVALUE 0\nVALUE 1\nnull\n"
+               "SMOOTH_MOD\nnull\n");
+  const std::string console = run_program(folder, "run.inp 1");
+  ASSERT_NE(console.find("Target misfit reached."), std::string::npos) << console;
+  int pass = 1;
+  while (folder.has(fmt::format("quorivex_{:03}.sus", pass + 1))) ++pass;
+  std::istringstream text(folder.read(fmt::format("quorivex_{:03}.sus", pass)));
+  const std::vector<double> model{std::istream_iterator<double>(text), {}};
+  ASSERT_EQ(model.size(), 14U * 14U * 8U);
+  const auto at = std::max_element(model.begin(), model.end()) - model.begin();
+  EXPECT_GT(model[static_cast<std::size_t>(at)], 0.02);
+  EXPECT_NEAR(static_cast<double>(at % 8), 3.5, 1.5);
+  EXPECT_NEAR(static_cast<double>(at / 8 % 14), 7, 1);
+  EXPECT_NEAR(static_cast<double>(at / (8 * 14)), 6, 1);
+}
+
+TEST(SurveyToModel, PlanWritesNothingAndTellsTheSize) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  const std::string command =
+      std::string("sensitivity ") + kGround + " --data obs.mag --wavelet none";
+  const QvxRun plan = folder.qvx(command + " --plan --output s.mtx");
+  EXPECT_EQ(plan.status, 0) << plan.err;
+  EXPECT_FALSE(folder.has("s.mtx"));
+  const QvxRun built = folder.qvx(command + " --output s.mtx");
+  const auto size = [](const std::string& text) {
+    const std::size_t at = text.find("  size");
+    return text.substr(at, text.find('\n', at) - at);
+  };
+  EXPECT_EQ(size(plan.out), size(built.out));
+}
+
+TEST(SurveyToModel, WarnsAndHintsWhereDataCanHardlyBeMeant) {
+  const SurveyFolder folder;
+  std::string odd = fmt::format(
+      "60 15 5e-5\n60 15 1\n3\n100 100 -20 1e-8 1e-9\n5000 0 90 1e-8 1e-9\n"
+      "0 0 10 2e-8 1e-9\n");
+  folder.write("obs.mag", odd);
+  const QvxRun run =
+      folder.qvx("sensitivity --mesh mesh.txt --elevation 30 --data obs.mag --output s.mtx");
+  EXPECT_EQ(run.status, 0) << run.err;
+  for (const char* text : {"looks like tesla", "they look like tesla", "2 of 3 stations lie below",
+                           "datum 1: easting 100.00", "1 of 3 stations lie outside the mesh",
+                           "2 of 3 stations lie on an edge"}) {
+    EXPECT_NE(run.err.find(text), std::string::npos) << text << "\n" << run.err;
+  }
+}
+
+TEST(SurveyToModel, RefusalsNameTheCauseAndLeaveNoFile) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  folder.write("flat.txt", "2 2 2\n0 0 0\n10 0\n10 10\n5 5\n");
+  folder.write("away.txt", "3\n9000 9000 5\n9100 9000 5\n9000 9100 5\n");
+  const std::string build = "sensitivity --output s.mtx --data obs.mag ";
+  const std::string mesh = "--mesh mesh.txt ";
+  expect_refused(folder, "sensitivity --output s.mtx --data stations.txt " + mesh,
+                 "stations.txt holds no standard deviations");
+  expect_refused(folder, build + "--mesh flat.txt", "easting width 2 is 0");
+  expect_refused(folder, build + mesh + "--topography away.txt", "Topography is outside the mesh.");
+  expect_refused(folder, build + mesh + "--elevation -500", "all cells of the mesh lie above");
+  expect_refused(folder, build + mesh + "--topography terrain.txt --elevation 3", "excludes");
+  expect_refused(folder, build + mesh + "--wavelet daub5", "daub5");
+  expect_refused(folder, build + mesh + "--error 2", "--error");
+  expect_refused(folder, "sensitivity --data obs.mag " + mesh, "--output is missing");
+  expect_refused(folder, "sensitivity --output ./obs.mag --data obs.mag " + mesh, "would replace");
+  expect_refused(folder, "forward --data obs.mag --model true.txt --output f.mag", "--matrix");
+  expect_refused(folder, "forward --data obs.mag --model mesh.txt --output f.mag " + mesh, "model");
+  expect_refused(folder, "nonsense", "subcommand");
+  EXPECT_FALSE(folder.has("s.mtx") || folder.has("s.mtx.part") || folder.has("f.mag"));
+}
+
+// A build that a full disk ends: no file that looks whole, no half of one.
+TEST(SurveyToModel, AFullDiskLeavesNoFile) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  const QvxRun run = run_qvx(
+      folder, std::string("sensitivity --output s.mtx --data obs.mag ") + kGround, "ulimit -f 100");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("ERROR writing file s.mtx"), std::string::npos) << run.err;
+  EXPECT_FALSE(folder.has("s.mtx") || folder.has("s.mtx.part"));
+}
+
+}  // namespace
+}  // namespace quorivex::test
