@@ -103,7 +103,7 @@ void print_errors(const BuildSummary& summary, const Observations& data) {
   std::sort(errors.begin(), errors.end());
   const double mean =
       std::accumulate(errors.begin(), errors.end(), 0.0) / static_cast<double>(errors.size());
-  const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1) + 0.5);
+  const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1));
   fmt::print(
       "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
       100.0 * mean, 100.0 * errors[at], 100.0 * errors.back());
