@@ -21,6 +21,36 @@ constexpr std::int32_t kEntries = 10000;  // of each row
 constexpr std::int32_t kPoints = 64 * 128 * 128;
 constexpr double kBytes = 8.0 * kData * kEntries;
 
+/// The payload of a row: its count, rising positions, values. Dense among the coarse coefficients
+/// at the beginning, ever thinner further on.
+std::vector<std::int32_t> make_row(std::uint32_t& seed) {
+  std::vector<std::int32_t> row(1 + 2 * kEntries);
+  row[0] = kEntries;
+  for (std::int32_t k = 0; k < kEntries; ++k) {
+    seed = seed * 1664525U + 1013904223U;
+    const double share = (k + (seed >> 8) * 0x1p-24) / kEntries;
+    row[as_size(1 + k)] = static_cast<std::int32_t>(kPoints * share * share) % kPoints + 1;
+    const float value = static_cast<float>(seed >> 8) * 0x1p-24F - 0.5F;
+    std::memcpy(&row[as_size(1 + kEntries + k)], &value, sizeof(value));
+  }
+  return row;
+}
+
+/// The same rows as they lie in the file.
+const SparseRows& plain_rows() {
+  static const SparseRows rows = [] {
+    SparseRows made(kData, std::int64_t{kData} * kEntries);
+    std::uint32_t seed = 1;
+    for (std::int32_t i = 0; i < kData; ++i) {
+      const std::vector<std::int32_t> row = make_row(seed);
+      std::memcpy(made.append(kEntries), row.data() + 1,
+                  as_size(kEntries * SparseRows::kEntryBytes));
+    }
+    return made;
+  }();
+  return rows;
+}
+
 /// The file, with a mesh of 60 x 120 x 120 cells of which one column lies below the surface.
 const RecordFileForBench& sparse_file() {
   static const RecordFileForBench file("sparse_products_bench.mtx", [](RecordFileForBench& to) {
@@ -37,20 +67,8 @@ const RecordFileForBench& sparse_file() {
     to.record(std::vector<std::int32_t>{128, 128, 64});
     std::vector<std::int32_t> wtz(1 + 2 * 60);
     to.record(wtz);
-    std::vector<std::int32_t> row(1 + 2 * kEntries);
-    row[0] = kEntries;
     std::uint32_t seed = 1;
-    for (std::int32_t i = 0; i < kData; ++i) {
-      // Dense among the coarse coefficients at the beginning, ever thinner further on.
-      for (std::int32_t k = 0; k < kEntries; ++k) {
-        seed = seed * 1664525U + 1013904223U;
-        const double share = (k + (seed >> 8) * 0x1p-24) / kEntries;
-        row[as_size(1 + k)] = static_cast<std::int32_t>(kPoints * share * share) % kPoints + 1;
-        const float value = static_cast<float>(seed >> 8) * 0x1p-24F - 0.5F;
-        std::memcpy(&row[as_size(1 + kEntries + k)], &value, sizeof(value));
-      }
-      to.record(row);
-    }
+    for (std::int32_t i = 0; i < kData; ++i) to.record(make_row(seed));
     to.record(std::vector<double>(60, 1.0));
   });
   return file;
@@ -66,11 +84,11 @@ const SensitivityState& matrix() {
 
 /// Both products as plain loops: whole rows shared out among the threads, accumulators on the heap.
 void plain_loops(std::vector<double>& w) {
-  const SensitivityState& sens = matrix();
+  const SparseRows& rows = plain_rows();
   std::vector<double> d(kData);
 #pragma omp parallel for schedule(dynamic, 1)
   for (std::int32_t i = 0; i < kData; ++i) {
-    const SparseRow row = sens.Gs(i + 1);
+    const SparseRow row = rows(i + 1);
     for (std::int64_t k = 0; k < row.values.size(); ++k) {
       d[as_size(i)] +=
           static_cast<double>(row.values.data()[k]) * w[as_size(row.positions.data()[k] - 1)];
@@ -82,7 +100,7 @@ void plain_loops(std::vector<double>& w) {
     std::vector<double> p(w.size());
 #pragma omp for schedule(dynamic, 1)
     for (std::int32_t i = 0; i < kData; ++i) {
-      const SparseRow row = sens.Gs(i + 1);
+      const SparseRow row = rows(i + 1);
       for (std::int64_t k = 0; k < row.values.size(); ++k) {
         p[as_size(row.positions.data()[k] - 1)] +=
             static_cast<double>(row.values.data()[k]) * d[as_size(i)];

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <future>
 #include <limits>
 
 #include "base/for_this_processor.h"
@@ -138,27 +139,72 @@ void read_wtz(Source& source, SensitivityState& sens) {
   source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
 }
 
-void read_sparse_row(Source& source, std::int64_t record, SensitivityState& sens) {
-  std::int32_t nnz = 0;
-  source.need(source.file.begin() && source.file.read(&nnz, 1));
-  if (nnz < 0 || nnz > sens.nwav) {
-    source.check(false, fmt::format("Record {}: the number of coefficients should lie from 0 to "
-                                    "{}; found {}.",
-                                    record, sens.nwav, nnz));
+/// Reads the rows of a compressed matrix in batches.
+class RowReader {
+ public:
+  RowReader(Source& source, const SensitivityState& sens) : source_(source), sens_(sens) {
+    // Each row has its frame and its count; what is left holds the entries, and gdiag.
+    const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12;
+    source.need(left >= 0);
+    const std::int64_t entries =
+        std::min(left / SparseRows::kEntryBytes, std::int64_t{sens.ndata} * sens.nwav);
+    // Two batches are in memory beside the matrix; sixteenths keep them small against it.
+    batch_entries_ = std::clamp(entries / 16, std::min(entries, kFewest), kMost);
+    batch_rows_ = sens.ndata / 64 + 1;
   }
-  source.need(nnz <= sens.Gs.room());
-  std::byte* row = sens.Gs.append(nnz);
-  source.need(source.file.read(row, nnz * SparseRows::kEntryBytes) && source.file.finish());
-  source.check_range(sens.Gs(sens.Gs.rows()).positions, 1, sens.nwav, record, "positions");
-}
 
+  /// The next rows; none behind the last.
+  SparseRows next() {
+    SparseRows rows;
+    for (; read_ < sens_.ndata && rows.rows() < batch_rows_; ++read_) {
+      if (!begun_) begin_row();
+      if (rows.rows() == 0)
+        rows = SparseRows(batch_rows_, std::max(batch_entries_, std::int64_t{nnz_}));
+      if (nnz_ > rows.room()) break;
+      std::byte* row = rows.append(nnz_);
+      source_.need(source_.file.read(row, nnz_ * SparseRows::kEntryBytes) && source_.file.finish());
+      source_.check_range(rows(rows.rows()).positions, 1, sens_.nwav, record(), "positions");
+      begun_ = false;
+    }
+    return rows;
+  }
+
+ private:
+  static constexpr std::int64_t kFewest = std::int64_t{1} << 16;
+  static constexpr std::int64_t kMost = std::int64_t{1} << 24;
+
+  std::int64_t record() const { return std::int64_t{7} + read_; }
+
+  void begin_row() {
+    source_.need(source_.file.begin() && source_.file.read(&nnz_, 1));
+    if (nnz_ < 0 || nnz_ > sens_.nwav) {
+      source_.check(false, fmt::format("Record {}: the number of coefficients should lie from 0 "
+                                       "to {}; found {}.",
+                                       record(), sens_.nwav, nnz_));
+    }
+    source_.need(nnz_ * SparseRows::kEntryBytes <= source_.file.left_in_record());
+    begun_ = true;
+  }
+
+  Source& source_;
+  const SensitivityState& sens_;
+  std::int64_t batch_entries_ = 0;
+  std::int64_t batch_rows_ = 0;
+  std::int32_t read_ = 0;  // rows
+  std::int32_t nnz_ = 0;   // of the row that has begun
+  bool begun_ = false;
+};
+
+/// One batch is read while the one before it is built into the matrix.
 void read_sparse_rows(Source& source, SensitivityState& sens) {
-  // Each row has its frame and its count; what is left holds the entries, and gdiag.
-  const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12;
-  source.need(left >= 0);
-  const std::int64_t most = std::int64_t{sens.ndata} * sens.nwav;
-  sens.Gs = SparseRows(sens.ndata, std::min(left / SparseRows::kEntryBytes, most));
-  for (std::int32_t i = 1; i <= sens.ndata; ++i) read_sparse_row(source, std::int64_t{6} + i, sens);
+  RowReader reader(source, sens);
+  sens.Gs = SparseMatrix(sens.nwav, sens.ndata);
+  SparseRows rows = reader.next();
+  while (rows.rows() > 0) {
+    std::future<SparseRows> next = std::async([&] { return reader.next(); });
+    sens.Gs.append(rows);
+    rows = next.get();
+  }
   sens.nchunk = pieces_of_rows(static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1),
                                omp_get_max_threads());
 }

@@ -2,62 +2,15 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "base/raw_array.h"
 #include "base/view1.h"
+#include "sensitivity/sparse_matrix.h"
 #include "sensitivity/wtn_mod.h"
 
 namespace quorivex {
-
-/// Nonzero wavelet-domain coefficients of one row, in file order.
-struct SparseRow {
-  View1<const float> values;
-  View1<const std::int32_t> positions;  ///< from 1, in the wavelet grid
-};
-
-/// The rows of a compressed matrix, one behind the other as they lie in the file: the positions of
-/// a row, then its values, 8 bytes a coefficient.
-class SparseRows {
- public:
-  static constexpr std::int64_t kEntryBytes = sizeof(std::int32_t) + sizeof(float);
-
-  SparseRows() = default;
-  /// Room for so many rows with so many entries in all; what is not filled is never touched.
-  SparseRows(std::int64_t rows, std::int64_t entries) : bytes_(entries * kEntryBytes, "getpar Gs") {
-    try {
-      ends_.reserve(as_size(rows + 1));
-    } catch (const std::bad_alloc&) {
-      alloc_error("getpar");
-    }
-  }
-
-  /// Entries that can still be appended.
-  std::int64_t room() const { return bytes_.size() / kEntryBytes - entries(); }
-  /// Appends a row of nnz entries, at most `room()`; its bytes are to be filled through the result.
-  std::byte* append(std::int64_t nnz) {
-    std::byte* row = bytes_.data() + entries() * kEntryBytes;
-    ends_.push_back(entries() + nnz);
-    return row;
-  }
-
-  std::int64_t rows() const { return length(ends_) - 1; }
-  std::int64_t entries() const { return ends_.back(); }
-  SparseRow operator()(std::int64_t i) const {
-    const std::int64_t first = ends_[as_size(i - 1)];
-    const std::int64_t nnz = ends_[as_size(i)] - first;
-    const std::byte* row = bytes_.data() + first * kEntryBytes;
-    const auto* positions = reinterpret_cast<const std::int32_t*>(row);
-    const auto* values = reinterpret_cast<const float*>(positions + nnz);
-    return {{values, nnz}, {positions, nnz}};
-  }
-
- private:
-  RawArray<std::byte> bytes_;
-  std::vector<std::int64_t> ends_{0};  // of the rows; the first entry is where row 1 begins
-};
 
 /// Sensitivities of every datum to every cell below the column tops, a datum's row contiguous.
 struct FullMatrix {
@@ -79,7 +32,7 @@ struct SensitivityState {
   std::int32_t nw3 = 0;       ///< northing,
   std::int32_t nwav = 0;      ///< and all of them
   std::vector<double> wtz;    ///< scale of each sensitivity cell
-  SparseRows Gs;              ///< compressed form
+  SparseMatrix Gs;            ///< compressed form
   FullMatrix Gfull;           ///< full form
   std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one a sensitivity cell
   std::int32_t nchunk = 0;    ///< compressed form: pieces of each row in parallel products

@@ -1,79 +1,94 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensitivity/sparse_sens_mod.h"
 
-#include <algorithm>
-#include <cmath>
+#include <omp.h>
 
-#include "base/private_sums.h"
+#include <algorithm>
+
+#include "base/stop_run.h"
 
 namespace quorivex::SPARSE_SENS_MOD {
 namespace {
 
-/// The entries first .. last-1 of a row, from 0; none when first >= last.
-struct Piece {
-  std::int64_t first;
-  std::int64_t last;
-};
-
-Piece piece_of_row(std::int64_t nnz, std::int32_t nchunk, std::int32_t c) {
-  const auto pieces = static_cast<double>(nchunk);
-  const auto size = static_cast<std::int64_t>(std::ceil(static_cast<double>(nnz) / pieces));
-  return {(c - 1) * size, std::min(c * size, nnz)};
-}
-
-double dot_of_piece(const SparseRow& row, Piece piece, const double* w) {
-  const float* values = row.values.data();
-  const std::int32_t* positions = row.positions.data();
-  double sum = 0.0;
-  for (std::int64_t k = piece.first; k < piece.last; ++k) {
-    sum += static_cast<double>(values[k]) * w[positions[k] - 1];
+/// The dot product of a row's part in a block with the block's part of the grid. Four sums, so that
+/// an addition need not wait for the one before.
+double dot_of_row(const std::uint16_t* positions, const float* values, std::uint32_t count,
+                  const double* w) {
+  double s0 = 0.0;
+  double s1 = 0.0;
+  double s2 = 0.0;
+  double s3 = 0.0;
+  std::uint32_t k = 0;
+  for (; k + 4 <= count; k += 4) {
+    s0 += static_cast<double>(values[k]) * w[positions[k]];
+    s1 += static_cast<double>(values[k + 1]) * w[positions[k + 1]];
+    s2 += static_cast<double>(values[k + 2]) * w[positions[k + 2]];
+    s3 += static_cast<double>(values[k + 3]) * w[positions[k + 3]];
   }
-  return sum;
+  for (; k < count; ++k) s0 += static_cast<double>(values[k]) * w[positions[k]];
+  return (s0 + s1) + (s2 + s3);
 }
 
-void add_piece(const SparseRow& row, Piece piece, double t, double* p) {
-  const float* values = row.values.data();
-  const std::int32_t* positions = row.positions.data();
-  for (std::int64_t k = piece.first; k < piece.last; ++k) {
-    p[positions[k] - 1] += static_cast<double>(values[k]) * t;
+/// d(i) += the part of row i in block b, for the panel's rows.
+void add_rows(const SparsePanel& panel, std::int64_t b, const double* w, double* d) {
+  const std::uint16_t* positions = panel.positions.data() + panel.starts[as_size(b)];
+  const float* values = panel.values.data() + panel.starts[as_size(b)];
+  const std::uint32_t* counts = panel.counts_of(b);
+  for (std::int64_t i = 0; i < panel.rows; ++i) {
+    d[i] += dot_of_row(positions, values, counts[i], w);
+    positions += counts[i];
+    values += counts[i];
+  }
+}
+
+/// w += block b of S^T d for the panel's rows, in order.
+void spread_rows(const SparsePanel& panel, std::int64_t b, const double* d, double* w) {
+  const std::uint16_t* positions = panel.positions.data() + panel.starts[as_size(b)];
+  const float* values = panel.values.data() + panel.starts[as_size(b)];
+  const std::uint32_t* counts = panel.counts_of(b);
+  for (std::int64_t i = 0; i < panel.rows; ++i) {
+    const double t = d[i];
+    const std::uint32_t count = counts[i];
+    for (std::uint32_t k = 0; k < count; ++k) {
+      w[positions[k]] += static_cast<double>(values[k]) * t;
+    }
+    positions += count;
+    values += count;
   }
 }
 
 }  // namespace
 
-// The pieces go to the threads in contiguous shares, the same part of every row: the bits of a
-// result depend on the thread count alone, and where there is a piece a thread the work is even.
+// Every sum has one owner and a fixed order: a row's sum goes over the blocks in order, a point's
+// over the rows in order. Results are the same to the last bit for any number of threads.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
-  PrivateSums sums(d.size(), "CALC_GV");
-#pragma omp parallel default(none) shared(sens, w, sums)
-  {
-    const View1<double> p = sums.of_this_thread();
-#pragma omp for schedule(static)
-    for (std::int32_t c = 1; c <= sens.nchunk; ++c) {
-      for (std::int32_t i = 1; i <= sens.ndata; ++i) {
-        const SparseRow row = sens.Gs(i);
-        p(i) += dot_of_piece(row, piece_of_row(row.values.size(), sens.nchunk, c), w.data());
+  const SparseMatrix& matrix = sens.Gs;
+  const std::vector<std::int64_t> shares = matrix.even_shares(omp_get_max_threads());
+  const auto parts = length(shares) - 1;
+  std::fill(d.begin(), d.end(), 0.0);
+#pragma omp parallel for schedule(static, 1) default(none) shared(matrix, shares, parts, w, d)
+  for (std::int64_t part = 0; part < parts; ++part) {
+    for (std::int64_t b = 0; b < matrix.blocks(); ++b) {
+      for (std::int64_t p = shares[as_size(part)]; p < shares[as_size(part + 1)]; ++p) {
+        const SparsePanel& panel = matrix.panels()[as_size(p)];
+        add_rows(panel, b, w.data() + b * matrix.block_points(), d.data() + panel.rows_before);
       }
     }
   }
-  sums.add_up(d);
 }
 
 void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w) {
-  PrivateSums sums(w.size(), "CALC_GTV");
-#pragma omp parallel default(none) shared(sens, d, sums)
-  {
-    const View1<double> p = sums.of_this_thread();
-#pragma omp for schedule(static)
-    for (std::int32_t c = 1; c <= sens.nchunk; ++c) {
-      for (std::int32_t i = 1; i <= sens.ndata; ++i) {
-        const SparseRow row = sens.Gs(i);
-        add_piece(row, piece_of_row(row.values.size(), sens.nchunk, c), d(i), p.data());
-      }
+  const SparseMatrix& matrix = sens.Gs;
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, w, d)
+  for (std::int64_t b = 0; b < matrix.blocks(); ++b) {
+    const std::int64_t first = b * matrix.block_points();
+    double* slice = w.data() + first;
+    std::fill_n(slice, std::min(matrix.block_points(), w.size() - first), 0.0);
+    for (const SparsePanel& panel : matrix.panels()) {
+      spread_rows(panel, b, d.data() + panel.rows_before, slice);
     }
   }
-  sums.add_up(w);
 }
 
 void CALC_GTGV(const SensitivityState& sens, View1<double> w) {

@@ -52,7 +52,7 @@ std::string compressed_form(const SensitivityState& sens) {
   std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
   std::int64_t most = 0;
   for (std::int64_t i = 1; i <= sens.ndata; ++i) {
-    const std::int64_t nnz = sens.Gs(i).positions.size();
+    const std::int64_t nnz = sens.Gs.row_entries(i);
     fewest = std::min(fewest, nnz);
     most = std::max(most, nnz);
   }
@@ -72,11 +72,13 @@ std::string compressed_form(const SensitivityState& sens) {
   return text + "\n";
 }
 
-/// The matrix, the vectors and operators of a run and, in compressed form, one accumulator on the
-/// wavelet grid for each thread and two in common.
-double inversion_bytes(const SensitivityFile& file, int threads) {
-  const double grid = file.sens.compressed ? 8.0 * (threads + 2.0) * file.sens.nwav : 0.0;
-  return matrix_bytes(file.sens) + kBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
+/// The matrix, the vectors and operators of a run and, in compressed form, vectors on the wavelet
+/// grid.
+double inversion_bytes(const SensitivityFile& file) {
+  const double grid = file.sens.compressed ? 8.0 * 2.0 * file.sens.nwav : 0.0;
+  const double matrix =
+      file.sens.compressed ? static_cast<double>(file.sens.Gs.bytes()) : full_bytes(file.sens);
+  return matrix + kBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
 }
 
 /// The sentence `why` when `wrong` holds for some of the values, with their count and the first.
@@ -90,12 +92,13 @@ void look_for(const Values& values, Wrong wrong, const char* why, std::vector<st
 }
 
 void look_at_matrix(const SensitivityState& sens, std::vector<std::string>& found) {
-  const auto bad = [](float value) { return !std::isfinite(value); };
+  const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
   for (std::int64_t i = 1; i <= sens.ndata; ++i) {
-    const View1<const float> row =
-        sens.compressed ? sens.Gs(i).values : View1<const float>(sens.Gfull.row(i), sens.nsens);
-    if (std::any_of(row.begin(), row.end(), bad)) ++rows;
+    const bool good = sens.compressed
+                          ? sens.Gs.row_is_finite(i)
+                          : std::all_of(sens.Gfull.row(i), sens.Gfull.row(i) + sens.nsens, finite);
+    if (!good) ++rows;
   }
   if (rows > 0) {
     found.push_back(fmt::format("{} of {} rows hold values that are not finite", rows, sens.ndata));

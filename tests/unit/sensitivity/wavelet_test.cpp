@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -78,40 +79,64 @@ TEST(Wavelet, OnlyAxesOfMoreThanFourPointsAreTransformed) {
   for (std::size_t i = 0; i < 64; ++i) EXPECT_NEAR(a[i], expected[i], 1e-14) << i;
 }
 
-// A lost, doubled or shortened entry; a piece beyond a short row. All sums are exact in double.
-TEST(SparseSens, ProductsEqualThePlainLoopsForEveryChunkingAndThreadCount) {
-  SensitivityState sens;
-  sens.Gs = SparseRows(5, 85);
-  constexpr std::int32_t kPoints = 12800;  // enough for the sums of the threads to be shared out
-  std::vector<double> w(kPoints);
-  std::iota(w.begin(), w.end(), 0x1p-25 - 30.0);
-  const std::vector<double> t{1.0, -2.0, 0.5, 0x1p-30, 3.0};
-  std::vector<double> d(5);
-  std::vector<double> back(kPoints);
-  for (const std::int64_t nnz : {0, 1, 3, 17, 64}) {
-    const auto i = as_size(sens.Gs.rows());
+/// The payload bytes of a row with these positions, and its values -1, -7/8, -6/8, ...
+std::string row_bytes(const std::vector<std::int32_t>& positions) {
+  std::vector<float> values;
+  for (std::size_t k = 0; k < positions.size(); ++k)
+    values.push_back((static_cast<float>(k % 61) - 8.0F) / 8.0F);
+  return record(positions, values);
+}
+
+// An entry lost, doubled or moved at the edge of a block or of a panel, or by the sort of a row; a
+// sum whose order depends on the threads. All sums are exact in double.
+TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
+  const auto every = [](std::int32_t step, std::int32_t first, std::int32_t last) {
     std::vector<std::int32_t> positions;
-    std::vector<float> values;
-    for (std::int64_t k = 0; k < nnz; ++k) {
-      positions.push_back(static_cast<std::int32_t>((k * 27 + 5) % 64 * 200 + 1));
-      values.push_back(static_cast<float>(k - 9) / 8.0F);
-      d[i] += values.back() * w[as_size(positions.back() - 1)];
-      back[as_size(positions.back() - 1)] += values.back() * t[i];
+    for (std::int32_t p = first; p <= last; p += step) positions.push_back(p);
+    return positions;
+  };
+  for (const std::int32_t points : {1, 300, 512, 20000, 2200000}) {
+    SensitivityState sens;
+    std::vector<std::vector<std::int32_t>> rows{
+        {}, {points}, {1}, every(1, 1, std::min(points, 9000)), {}};
+    rows.push_back(every(97, 1, points));
+    std::reverse(rows.back().begin(), rows.back().end());
+    for (const std::int32_t edge : {256, 512, 16384, 32768}) {
+      if (edge < points) rows.push_back({edge, edge + 1, edge - 1, edge});
     }
-    const std::string bytes = record(positions, values);
-    std::memcpy(sens.Gs.append(nnz), bytes.data(), bytes.size());
-  }
-  sens.ndata = 5;
-  for (const int threads : {1, 2, 4}) {
-    omp_set_num_threads(threads);
-    for (const std::int32_t nchunk : {1, 2, 3, 7, 64, 65}) {
-      sens.nchunk = nchunk;
-      std::vector<double> got_d(5, kPoison);
-      std::vector<double> got_back(kPoints, kPoison);
+    sens.ndata = static_cast<std::int32_t>(rows.size());
+    sens.Gs = SparseMatrix(points, sens.ndata);
+    std::vector<double> w(as_size(points));
+    for (std::size_t at = 0; at < w.size(); ++at) w[at] = static_cast<double>(at % 1009) + 0x1p-20;
+    std::vector<double> t(rows.size());
+    std::iota(t.begin(), t.end(), 0x1p-20 - 3.0);
+    std::vector<double> d(rows.size());
+    std::vector<double> back(w.size());
+    const std::size_t panel = points == 20000 ? 1 : 4;  // rows
+    for (std::size_t first = 0; first < rows.size(); first += panel) {
+      SparseRows part(length(rows), 2200000);
+      for (std::size_t i = first; i < std::min(first + panel, rows.size()); ++i) {
+        const std::string bytes = row_bytes(rows[i]);
+        std::memcpy(part.append(length(rows[i])), bytes.data(), bytes.size());
+        for (std::size_t k = 0; k < rows[i].size(); ++k) {
+          const std::size_t at = as_size(rows[i][k] - 1);
+          const double value = (static_cast<double>(k % 61) - 8.0) / 8.0;
+          d[i] += value * w[at];
+          back[at] += value * t[i];
+        }
+      }
+      sens.Gs.append(part);
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i)
+      EXPECT_EQ(sens.Gs.row_entries(static_cast<std::int64_t>(i) + 1), length(rows[i]));
+    for (const int threads : {1, 2, 3, 4, 64}) {
+      omp_set_num_threads(threads);
+      std::vector<double> got_d(d.size(), kPoison);
+      std::vector<double> got_back(back.size(), kPoison);
       SPARSE_SENS_MOD::CALC_GV(sens, w, got_d);
       SPARSE_SENS_MOD::CALC_GTV(sens, t, got_back);
-      EXPECT_EQ(got_d, d) << nchunk << " pieces, " << threads << " threads";
-      EXPECT_TRUE(got_back == back) << nchunk << " pieces, " << threads << " threads";
+      EXPECT_EQ(got_d, d) << points << " points, " << threads << " threads";
+      EXPECT_TRUE(got_back == back) << points << " points, " << threads << " threads";
     }
   }
 }

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/raw_array.h"
+#include "base/view1.h"
+#include "sensitivity/sparse_rows.h"
+
+namespace quorivex {
+
+/// Consecutive rows cut by grid position: block by block, and in a block row after row, the
+/// coefficients whose positions fall into the block's range of points.
+struct SparsePanel {
+  std::int64_t rows_before = 0;
+  std::int64_t rows = 0;
+  RawArray<std::uint16_t> positions;  ///< from 0, within the block
+  RawArray<float> values;
+  std::vector<std::uint32_t> counts;  ///< rows x blocks: coefficients of a row in a block
+  std::vector<std::int64_t> starts;   ///< blocks + 1: where each block begins in the arrays
+
+  const std::uint32_t* counts_of(std::int64_t block) const { return counts.data() + block * rows; }
+};
+
+/// The sparse rows of a compressed matrix in panels. The products go over it block by block, so
+/// that the piece of the grid in use stays in a core's own cache. 6 bytes a coefficient and 4 a row
+/// and block. Within a row and block the positions rise, whatever their order was.
+class SparseMatrix {
+ public:
+  SparseMatrix() = default;
+  /// A matrix over a grid of so many points that is to have so many rows.
+  /// @throws StopRun alloc_error("getpar Gs") when its counts alone exceed the memory
+  SparseMatrix(std::int64_t points, std::int64_t rows);
+
+  /// Appends rows. Positions lie from 1 to the number of points; a row whose positions do not rise
+  /// is sorted in place first. Memory beyond the matrix: 8 bytes a block and row of these, and
+  /// where rows are to be sorted a copy of the longest a thread.
+  /// @throws StopRun alloc_error("getpar Gs")
+  void append(SparseRows& rows);
+
+  std::int64_t rows() const;
+  std::int64_t entries() const;
+  std::int64_t bytes() const;
+  /// Coefficients of row i, from 1.
+  std::int64_t row_entries(std::int64_t i) const;
+  /// True when all values of row i, from 1, are finite.
+  bool row_is_finite(std::int64_t i) const;
+
+  std::int64_t blocks() const { return blocks_; }
+  std::int64_t block_points() const { return std::int64_t{1} << block_bits_; }
+  const std::vector<SparsePanel>& panels() const { return panels_; }
+  /// The first panel of each of `parts` shares of about the same number of coefficients, and the
+  /// number of panels behind the last.
+  std::vector<std::int64_t> even_shares(int parts) const;
+
+ private:
+  const SparsePanel& panel_of_row(std::int64_t i) const;
+
+  int block_bits_ = 0;
+  std::int64_t blocks_ = 0;
+  std::vector<SparsePanel> panels_;
+};
+
+}  // namespace quorivex
