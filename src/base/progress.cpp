@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -17,7 +18,7 @@ using std::chrono::milliseconds;
 constexpr int kBarWidth = 30;
 
 std::string clock_time(double seconds) {
-  const auto whole = static_cast<std::int64_t>(seconds + 0.5);
+  const auto whole = static_cast<std::int64_t>(std::llround(seconds));
   if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
   return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
 }

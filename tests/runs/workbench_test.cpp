@@ -69,7 +69,10 @@ TEST(QvxMesh, RefusalsSayWhatToDoAndWriteNothing) {
   expect_refused(folder, "mesh --output m.txt", "--data is required");
   expect_refused(folder, "mesh --output m.txt --data x.loc", "data file not found: x.loc");
   expect_refused(folder, "mesh --output ./s.loc --data s.loc", "would replace a file that is read");
-  expect_refused(folder, mesh + "--cell 0.002", "--cell");
+  expect_refused(folder, mesh + "--cell 0.0005", "--cell");
+  expect_refused(folder, mesh + "--cell 0.01", "cells is too large");
+  expect_refused(folder, mesh + "--cell 0.001 --padding 2000 --growth 1", "along an axis");
+  expect_refused(folder, mesh + "--first-layer 0.001 --layer-growth 1 --depth 2000", "an axis");
   for (const char* value : {"0", "-5", "nan", "inf", "5m"}) {
     for (const char* option : {"--cell", "--first-layer", "--depth"})
       expect_refused(folder, mesh + option + " " + value, option);

@@ -125,22 +125,5 @@ TEST(MeshDesign, EveryStationHasHalfACoreCellAndThePaddingAroundIt) {
   }
 }
 
-TEST(MeshDesign, LayersReachTheDepthAndStandOnBottomLayers) {
-  const SurveyShape shape = survey_shape(lines(3, 3, 50, 100));
-  MeshPlan plan = plan_mesh(shape, {});
-  plan.first_layer = 7.3;
-  plan.layer_growth = 1.0;
-  plan.depth = 73.0;
-  plan.growth = 2.0;
-  Numbers expected(10, 7.3);
-  expected.insert(expected.end(), {14.5, 29.0, 58.0});  // 2 x 7.3 and so on, rounded
-  EXPECT_EQ(design_mesh(shape, plan).dz, expected);
-  plan.depth = 1e7;
-  EXPECT_THROW(design_mesh(shape, plan), StopRun);  // layers without end
-  plan.depth = 73.0;
-  plan.cell = 0.01;
-  EXPECT_THROW(design_mesh(shape, plan), StopRun);  // more cells than numbers
-}
-
 }  // namespace
 }  // namespace quorivex::test
