@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensitivity/wtn_mod.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <utility>
 
+#include "base/for_this_processor.h"
 #include "base/stop_run.h"
 
 namespace quorivex::WTN_MOD {
@@ -11,13 +14,108 @@ namespace {
 
 constexpr std::int64_t kShortest = 4;  // an axis of so many points, or fewer, stays as it is
 
-void transform_line(const Filter& filter, View1<double> line, std::int64_t n, int isign,
-                    View1<double> work) {
-  if (isign >= 0) {
-    for (std::int64_t nt = n; nt >= kShortest; nt /= 2) PWT(filter, line, nt, isign, work);
-  } else {
-    for (std::int64_t nt = kShortest; nt <= n; nt *= 2) PWT(filter, line, nt, isign, work);
+// Lines are transformed so many at a time, interleaved: point k of line l lies at k kLines + l, and
+// every multiply-add runs on neighbouring lines.
+constexpr std::int64_t kLines = 16;
+
+/// One level, forward: to = smooth half, then detail half of the first n points of the lines.
+QUORIVEX_FOR_THIS_PROCESSOR
+void forward_level(const double* low, const double* high, std::int64_t ncof, const double* from,
+                   std::int64_t n, double* to) {
+  const std::int64_t mask = n - 1;
+  const std::int64_t nh = n / 2;
+  for (std::int64_t ii = 0; ii < nh; ++ii) {
+    // ncof n keeps the sum positive, so that the mask wraps it round the line.
+    const std::int64_t ni = 2 * ii + 1 + ncof * n - ncof / 2;
+    double smooth[kLines] = {};
+    double detail[kLines] = {};
+    for (std::int64_t k = 0; k < ncof; ++k) {
+      const double* point = from + ((ni + k + 1) & mask) * kLines;
+#pragma omp simd
+      for (std::int64_t l = 0; l < kLines; ++l) {
+        smooth[l] += low[k] * point[l];
+        detail[l] += high[k] * point[l];
+      }
+    }
+    std::copy_n(smooth, kLines, to + ii * kLines);
+    std::copy_n(detail, kLines, to + (ii + nh) * kLines);
   }
+}
+
+/// One level, inverse: `to` gets n points of the lines from their smooth and detail halves.
+QUORIVEX_FOR_THIS_PROCESSOR
+void inverse_level(const double* low, const double* high, std::int64_t ncof, const double* from,
+                   std::int64_t n, double* to) {
+  const std::int64_t mask = n - 1;
+  const std::int64_t nh = n / 2;
+  std::fill_n(to, n * kLines, 0.0);
+  for (std::int64_t ii = 0; ii < nh; ++ii) {
+    const std::int64_t ni = 2 * ii + 1 + ncof * n - ncof / 2;
+    const double* smooth = from + ii * kLines;
+    const double* detail = from + (ii + nh) * kLines;
+    for (std::int64_t k = 0; k < ncof; ++k) {
+      double* point = to + ((ni + k + 1) & mask) * kLines;
+#pragma omp simd
+      for (std::int64_t l = 0; l < kLines; ++l)
+        point[l] += low[k] * smooth[l] + high[k] * detail[l];
+    }
+  }
+}
+
+void level(const Filter& filter, double* a, std::int64_t n, int isign, double* work) {
+  const auto one_level = isign >= 0 ? forward_level : inverse_level;
+  one_level(filter.low.data(), filter.high.data(), filter.ncof(), a, n, work);
+  std::copy_n(work, n * kLines, a);
+}
+
+/// All levels of lines of n points.
+void transform_lines(const Filter& filter, double* lines, std::int64_t n, int isign, double* work) {
+  if (isign >= 0) {
+    for (std::int64_t nt = n; nt >= kShortest; nt /= 2) level(filter, lines, nt, isign, work);
+  } else {
+    for (std::int64_t nt = kShortest; nt <= n; nt *= 2) level(filter, lines, nt, isign, work);
+  }
+}
+
+/// The lines of one axis. Line number m begins at first(m); its points lie nprev apart.
+struct Axis {
+  std::int64_t n = 0;      // points of a line
+  std::int64_t nprev = 1;  // lines side by side
+  std::int64_t lines = 0;
+
+  double* first(double* a, std::int64_t m) const { return a + m / nprev * nprev * n + m % nprev; }
+  std::int64_t groups() const { return (lines + kLines - 1) / kLines; }
+};
+
+/// Transforms group g of the axis' lines; those that a last group lacks are zero.
+void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int isign, double* a,
+                     double* lines, double* work) {
+  const std::int64_t count = std::min(kLines, axis.lines - g * kLines);
+  double* first[kLines];
+  for (std::int64_t l = 0; l < count; ++l) first[l] = axis.first(a, g * kLines + l);
+  if (count < kLines) std::fill_n(lines, axis.n * kLines, 0.0);
+  const bool side_by_side = first[count - 1] - first[0] == count - 1;
+  for (std::int64_t k = 0; k < axis.n; ++k) {
+    double* to = lines + k * kLines;
+    if (side_by_side) {
+      std::copy_n(first[0] + k * axis.nprev, count, to);
+    } else {
+      for (std::int64_t l = 0; l < count; ++l) to[l] = first[l][k * axis.nprev];
+    }
+  }
+  transform_lines(filter, lines, axis.n, isign, work);
+  for (std::int64_t k = 0; k < axis.n; ++k) {
+    const double* from = lines + k * kLines;
+    if (side_by_side) {
+      std::copy_n(from, count, first[0] + k * axis.nprev);
+    } else {
+      for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = from[l];
+    }
+  }
+}
+
+std::int64_t scratch_size(const std::array<std::int32_t, 3>& counts) {
+  return kLines * *std::max_element(counts.begin(), counts.end());
 }
 
 }  // namespace
@@ -34,65 +132,50 @@ Filter filter_setup(std::vector<double> low_pass) {
   return filter;
 }
 
-void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign, View1<double> work) {
-  const std::int64_t ncof = filter.ncof();
-  const std::int64_t mask = n - 1;
-  const std::int64_t nh = n / 2;
-  const View1<const double> low(filter.low);
-  const View1<const double> high(filter.high);
-  std::fill_n(work.begin(), n, 0.0);
-  for (std::int64_t ii = 1; ii <= nh; ++ii) {
-    // ncof n keeps the sum positive, so that the mask wraps it round the line.
-    const std::int64_t ni = 2 * ii - 1 + ncof * n - ncof / 2;
-    if (isign >= 0) {
-      double smooth = 0.0;
-      double detail = 0.0;
-      for (std::int64_t k = 1; k <= ncof; ++k) {
-        const double value = a(((ni + k) & mask) + 1);
-        smooth += low(k) * value;
-        detail += high(k) * value;
-      }
-      work(ii) = smooth;
-      work(ii + nh) = detail;
-    } else {
-      const double smooth = a(ii);
-      const double detail = a(ii + nh);
-      for (std::int64_t k = 1; k <= ncof; ++k) {
-        work(((ni + k) & mask) + 1) += low(k) * smooth + high(k) * detail;
-      }
-    }
-  }
-  std::copy_n(work.begin(), n, a.begin());
+void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign) {
+  std::vector<double> lines = allocate<double>(as_size(n * kLines), "PWT");
+  std::vector<double> work = allocate<double>(as_size(n * kLines), "PWT");
+  for (std::int64_t k = 0; k < n; ++k) lines[as_size(k * kLines)] = a(k + 1);
+  level(filter, lines.data(), n, isign, work.data());
+  for (std::int64_t k = 0; k < n; ++k) a(k + 1) = lines[as_size(k * kLines)];
 }
 
-Scratch::Scratch(const std::array<std::int32_t, 3>& counts) {
-  const auto longest = as_size(*std::max_element(counts.begin(), counts.end()));
-  line = allocate<double>(longest, "WTN");
-  work = allocate<double>(longest, "WTN");
-}
+Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
+    : lines(allocate<double>(as_size(scratch_size(counts)), "WTN")),
+      work(allocate<double>(as_size(scratch_size(counts)), "WTN")) {}
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {
-  std::vector<double>& line = scratch.line;
   std::int64_t nprev = 1;
   for (const std::int64_t n : counts) {
-    const std::int64_t nnew = n * nprev;
-    for (std::int64_t i2 = 0; i2 < a.size(); i2 += nnew) {
-      if (n <= kShortest) break;
-      for (std::int64_t i1 = 1; i1 <= nprev; ++i1) {
-        for (std::int64_t k = 0; k < n; ++k) line[as_size(k)] = a(i1 + i2 + k * nprev);
-        transform_line(filter, line, n, isign, scratch.work);
-        for (std::int64_t k = 0; k < n; ++k) a(i1 + i2 + k * nprev) = line[as_size(k)];
-      }
+    const Axis axis{n, nprev, a.size() / n};
+    for (std::int64_t g = 0; n > kShortest && g < axis.groups(); ++g) {
+      transform_group(filter, axis, g, isign, a.data(), scratch.lines.data(), scratch.work.data());
     }
-    nprev = nnew;
+    nprev *= n;
   }
 }
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign) {
-  Scratch scratch(counts);
-  WTN(filter, a, counts, isign, scratch);
+  // Of the calling thread, which allocates for all of the team: kept from one call to the next.
+  thread_local std::vector<Scratch> scratches;
+  const auto threads = static_cast<std::size_t>(omp_get_max_threads());
+  if (scratches.size() < threads || length(scratches.front().lines) < scratch_size(counts)) {
+    scratches.assign(threads, Scratch(counts));
+  }
+  Scratch* const of_thread = scratches.data();
+  std::int64_t nprev = 1;
+  for (const std::int64_t n : counts) {
+    const Axis axis{n, nprev, a.size() / n};
+    nprev *= n;
+    if (n <= kShortest) continue;
+#pragma omp parallel for schedule(static) default(none) shared(filter, axis, isign, a, of_thread)
+    for (std::int64_t g = 0; g < axis.groups(); ++g) {
+      Scratch& own = of_thread[omp_get_thread_num()];
+      transform_group(filter, axis, g, isign, a.data(), own.lines.data(), own.work.data());
+    }
+  }
 }
 
 }  // namespace quorivex::WTN_MOD

@@ -22,24 +22,25 @@ struct Filter {
 Filter filter_setup(std::vector<double> low_pass);
 
 /// One level on a(1..n) in place: forward for isign >= 0, smooth half first; else inverse.
-/// n is a power of two and at least 4. `work` has room for n values.
-void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign, View1<double> work);
+/// n is a power of two and at least 4.
+void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign);
 
-/// Two lines of the longest axis, the memory of a transform beyond its array.
+/// Work vectors of a thread: 16 lines of the longest axis, side by side, twice.
 struct Scratch {
   explicit Scratch(const std::array<std::int32_t, 3>& counts);
 
-  std::vector<double> line;
+  std::vector<double> lines;
   std::vector<double> work;
 };
 
-/// All levels along every axis of more than 4 points, in place. The first axis runs fastest; each
-/// such count is a power of two.
-void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
-         int isign, Scratch& scratch);
-
-/// The same with scratch of its own.
+/// All levels along every axis of more than 4 points, in place, on all threads. The first axis runs
+/// fastest; each such count is a power of two. Every line is transformed by itself, so that the
+/// bits do not depend on the threads. Work vectors are kept from one call to the next.
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign);
+
+/// The same on the calling thread alone, within the parallel region of a caller.
+void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
+         int isign, Scratch& scratch);
 
 }  // namespace quorivex::WTN_MOD

@@ -35,9 +35,8 @@ TEST(Wavelet, OneLevelEqualsTheDenseMatrixOfItsDefinition) {
       const std::vector<double> a = values_of_seed(n, ncof);
       std::vector<double> forward = a;
       std::vector<double> inverse = a;
-      std::vector<double> work(n, kPoison);
-      WTN_MOD::PWT(filter, forward, length(a), 0, work);
-      WTN_MOD::PWT(filter, inverse, length(a), -1, work);
+      WTN_MOD::PWT(filter, forward, length(a), 0);
+      WTN_MOD::PWT(filter, inverse, length(a), -1);
       for (std::size_t i = 0; i < n; ++i) {
         std::vector<double> column;
         for (std::size_t r = 0; r < n; ++r) column.push_back(W[r][i]);
@@ -63,6 +62,43 @@ TEST(Wavelet, TransformKeepsScalarProductsAndItsInverseUndoesIt) {
       EXPECT_NEAR(dot(back, b), product, 1e-11);
       WTN_MOD::WTN(filter, back, counts, -1);
       for (std::size_t i = 0; i < size; ++i) EXPECT_NEAR(back[i], a[i], 1e-12);
+    }
+  }
+}
+
+/// The transform line by line and level by level.
+void plain_transform(const WTN_MOD::Filter& filter, std::vector<double>& a,
+                     const std::array<std::int32_t, 3>& counts, int isign) {
+  std::size_t nprev = 1;
+  for (const std::int32_t count : counts) {
+    const auto n = as_size(count);
+    for (std::size_t start = 0; n > 4 && start < a.size(); ++start) {
+      if (start / nprev % n != 0) continue;
+      std::vector<double> line;
+      for (std::size_t k = 0; k < n; ++k) line.push_back(a[start + k * nprev]);
+      for (std::int64_t nt = isign > 0 ? count : 4; nt >= 4 && nt <= count;
+           nt = isign > 0 ? nt / 2 : nt * 2)
+        WTN_MOD::PWT(filter, line, nt, isign);
+      for (std::size_t k = 0; k < n; ++k) a[start + k * nprev] = line[k];
+    }
+    nprev *= n;
+  }
+}
+
+// A line shifted within its bundle, a last bundle that is not full, threads that share a buffer.
+TEST(Wavelet, BundlesOfLinesGiveTheBitsOfSingleLinesForEveryNumberOfThreads) {
+  const auto filter = WTN_MOD::filter_setup(orthonormal_filter(6));
+  for (const std::array<std::int32_t, 3> counts : {std::array{8, 3, 16}, {32, 8, 2}, {1, 64, 8}}) {
+    const auto size = as_size(std::int64_t{counts[0]} * counts[1] * counts[2]);
+    for (const int isign : {1, -1}) {
+      std::vector<double> expected = values_of_seed(size, 3);
+      plain_transform(filter, expected, counts, isign);
+      for (const int threads : {1, 2, 5}) {
+        omp_set_num_threads(threads);
+        std::vector<double> got = values_of_seed(size, 3);
+        WTN_MOD::WTN(filter, got, counts, isign);
+        EXPECT_EQ(got, expected) << threads << " threads";
+      }
     }
   }
 }
