@@ -1,41 +1,53 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "objective/calc_wtw_mod.h"
 
+#include <algorithm>
 #include <numeric>
 
 namespace quorivex::CALC_WTW_MOD {
 namespace {
 
-/// y += W^T W x, row by row: no vector of rows is needed between the two products.
-void add_WTW(const DifferenceOperator& op, View1<const double> x, View1<double> y) {
-  for (std::int64_t r = 1; r <= op.nrow; ++r) {
-    add_row(op.active, r, row_product(op.active, r, x), y);
-  }
-}
+/// The vectors of a product, from 0.
+struct Product {
+  const double* Ws;
+  const double* x;
+  const double* xs;
+  double* y;
+};
 
-void add_smallness(View1<const double> Ws, View1<const double> xs, View1<double> y) {
-  for (std::int64_t i = 1; i <= Ws.size(); ++i) y(i) += Ws(i) * Ws(i) * xs(i);
+/// y(c) for the cells first .. last-1. Memory traffic a cell, the neighbours' values in the caches:
+/// 24 bytes of weights, 16 of positions, 32 of the four vectors.
+void product_of_cells(const Stencil& stencil, const Product& p, std::int64_t first,
+                      std::int64_t last, std::int64_t ncell) {
+  const double* const wx = stencil.x.weights.data();
+  const double* const wy = stencil.y.weights.data();
+  const double* const wz = stencil.z_weights.data();
+  for (std::int64_t c = first; c < last; ++c) {
+    const double own = p.x[c];
+    const std::int32_t x_before = stencil.x.before[as_size(c)];
+    const std::int32_t y_before = stencil.y.before[as_size(c)];
+    const std::int64_t above = c > 0 ? c - 1 : 0;
+    const std::int64_t below = c + 1 < ncell ? c + 1 : c;
+    double sum =
+        wx[c] * (own - p.x[stencil.x.next[as_size(c)]]) + wx[x_before] * (own - p.x[x_before]);
+    sum += wy[c] * (own - p.x[stencil.y.next[as_size(c)]]) + wy[y_before] * (own - p.x[y_before]);
+    sum += wz[c] * (own - p.x[below]) + wz[above] * (own - p.x[above]);
+    p.y[c] = sum + p.Ws[c] * p.Ws[c] * p.xs[c];
+  }
+  if (stencil.influence.empty()) return;
+  for (std::int64_t c = first; c < last; ++c) p.y[c] += stencil.influence[as_size(c)] * p.x[c];
 }
 
 }  // namespace
 
 void calc_WTW_vec(const WeightingOperators& operators, View1<const double> x,
                   View1<const double> xs, View1<double> y) {
+  constexpr std::int64_t kPiece = 4096;
   const std::int64_t ncell = length(operators.Ws);
-  constexpr int kTerms = 4;
-  std::vector<double> work = allocate<double>(as_size(kTerms * ncell), "calc_WTW_vec");
-#pragma omp parallel for schedule(static) default(none) \
-    shared(operators, x, xs, work, ncell, kTerms)
-  for (int term = 0; term < kTerms; ++term) {
-    const View1<double> column(work.data() + term * ncell, ncell);
-    if (term == 0) add_WTW(operators.Wx, x, column);
-    if (term == 1) add_WTW(operators.Wy, x, column);
-    if (term == 2) add_WTW(operators.Wz, x, column);
-    if (term == 3) add_smallness(operators.Ws, xs, column);
-  }
-  const View1<const double> sum(work);
-  for (std::int64_t i = 1; i <= ncell; ++i) {
-    y(i) = sum(i) + sum(ncell + i) + sum(2 * ncell + i) + sum(3 * ncell + i);
+  const Product product{operators.Ws.data(), x.data(), xs.data(), y.data()};
+#pragma omp parallel for schedule(static) default(none) shared(operators, product, ncell, kPiece)
+  for (std::int64_t first = 0; first < ncell; first += kPiece) {
+    product_of_cells(operators.stencil, product, first, std::min(first + kPiece, ncell), ncell);
   }
 }
 

@@ -1,18 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "objective/model_norm.h"
 
+#include "base/ordered_sum.h"
+
 namespace quorivex {
 namespace {
 
+constexpr const char* kRoutine = "calc_model_norm";
+
 double difference_term(const DifferenceOperator& op, const std::vector<double>& fixed,
                        View1<const double> u) {
-  double sum = 0.0;
-  for (std::int64_t r = 1; r <= op.nrow; ++r) {
-    double v = row_product(op.active, r, u);
-    if (!fixed.empty()) v += fixed[as_size(r - 1)];
-    sum += v * v;
-  }
-  return sum;
+  return ordered_sum<double>(op.nrow, kRoutine, [&](std::int64_t first, std::int64_t last) {
+    double sum = 0.0;
+    for (std::int64_t r = first + 1; r <= last; ++r) {
+      double v = row_product(op.active, r, u);
+      if (!fixed.empty()) v += fixed[as_size(r - 1)];
+      sum += v * v;
+    }
+    return sum;
+  });
 }
 
 }  // namespace
@@ -27,14 +33,18 @@ ModelNorm calc_model_norm(const WeightingOperators& operators, const InactiveTer
   std::vector<double> difference;
   View1<const double> u = model;
   if (mref_in_derivatives) {
-    difference = allocate<double>(operators.Ws.size(), "calc_model_norm");
+    difference = allocate<double>(operators.Ws.size(), kRoutine);
     u = difference;
   }
-  for (std::int64_t i = 1; i <= Ws.size(); ++i) {
-    const double from_mref = model(i) - mref(i);
-    norm.s += Ws(i) * from_mref * (Ws(i) * from_mref);
-    if (mref_in_derivatives) difference[as_size(i - 1)] = from_mref;
-  }
+  norm.s = ordered_sum<double>(Ws.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+    double sum = 0.0;
+    for (std::int64_t i = first + 1; i <= last; ++i) {
+      const double from_mref = model(i) - mref(i);
+      sum += Ws(i) * from_mref * (Ws(i) * from_mref);
+      if (mref_in_derivatives) difference[as_size(i - 1)] = from_mref;
+    }
+    return sum;
+  });
   norm.x = difference_term(operators.Wx, inactive.x, u);
   norm.y = difference_term(operators.Wy, inactive.y, u);
   norm.z = difference_term(operators.Wz, inactive.z, u);

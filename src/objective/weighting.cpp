@@ -221,6 +221,7 @@ WeightingOperators calc_W_components(const std::string& weightFile, const Mesh& 
   operators.Wx = get_Wx(cells, w.x, alphas.n);
   operators.Wy = get_Wy(cells, w.y, alphas.e);
   operators.Wz = get_Wz(cells, w.z, alphas.z);
+  operators.stencil = make_stencil(operators.Wx, operators.Wy, operators.Wz, length(operators.Ws));
   return operators;
 }
 

@@ -8,17 +8,10 @@
 #include "mesh_io/active_cells.h"
 #include "mesh_io/mesh.h"
 #include "objective/alphas.h"
-#include "objective/csr_half.h"
+#include "objective/difference_operator.h"
+#include "objective/stencil.h"
 
 namespace quorivex {
-
-/// First differences along one axis, one row for each pair of neighbours, also those without
-/// entries. `inactive` is empty when the run has no inactive cells with influence.
-struct DifferenceOperator {
-  std::int64_t nrow = 0;
-  CsrHalf active;
-  CsrHalf inactive;
-};
 
 /// The operators of the model objective. x is the northing axis, y the easting axis, z depth.
 struct WeightingOperators {
@@ -26,6 +19,7 @@ struct WeightingOperators {
   DifferenceOperator Wx;
   DifferenceOperator Wy;
   DifferenceOperator Wz;
+  Stencil stencil;  ///< what products with W^T W read
 };
 
 /// Builds the operators. A row joins cell c1 with its next neighbour c2 along the axis:

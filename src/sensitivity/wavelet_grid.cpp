@@ -6,11 +6,12 @@
 namespace quorivex {
 namespace {
 
-/// Calls visit(cell, point), both from 1, for every cell of the mesh in cell order.
+/// Calls visit(cell, point), both from 1, for every cell of the mesh, on all threads.
 template <class Visit>
 void for_each_cell(const SensitivityState& sens, const ActiveCells& active, Visit visit) {
-  std::int64_t cell = 0;
+#pragma omp parallel for schedule(static) default(none) shared(sens, active, visit)
   for (std::int64_t j = 0; j < active.nn; ++j) {
+    std::int64_t cell = j * active.ne * active.nz;
     for (std::int64_t i = 0; i < active.ne; ++i) {
       const std::int64_t above = (i + j * sens.nw2) * sens.nw1;
       for (std::int64_t k = 1; k <= active.nz; ++k) visit(++cell, above + k);

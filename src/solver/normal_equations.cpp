@@ -34,11 +34,13 @@ void aprod(const Problem& problem, View1<const std::int32_t> mask, double beta,
   constexpr const char* kRoutine = "aprod";
   std::vector<double> masked = allocate<double>(as_size(x.size()), kRoutine);
   const View1<double> xm(masked);
+#pragma omp parallel for schedule(static) default(none) shared(mask, x, xm)
   for (std::int64_t i = 1; i <= x.size(); ++i) xm(i) = mask(i) * x(i);
   gtgprod(problem.sens, problem.active, xm, y);
   std::vector<double> model_term = allocate<double>(as_size(x.size()), kRoutine);
   const View1<double> v(model_term);
   CALC_WTW_MOD::calc_WTW_vec(problem.weights, xm, xm, v);
+#pragma omp parallel for schedule(static) default(none) shared(mask, beta, v, x, y)
   for (std::int64_t i = 1; i <= x.size(); ++i) y(i) = mask(i) * (y(i) + beta * v(i));
 }
 

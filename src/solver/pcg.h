@@ -21,42 +21,52 @@ struct CgResult {
   double residual = 0.0;        ///< |r| / |b| at the end
 };
 
+/// The two scalar products of a residual: r.r and r.P r.
+struct ResidualSums {
+  double square = 0.0;
+  double rho = 0.0;
+
+  ResidualSums& operator+=(const ResidualSums& other) {
+    square += other.square;
+    rho += other.rho;
+    return *this;
+  }
+};
+
+/// dm += a p, r -= a q, and the sums of the new residual, in one pass over the vectors.
+ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
+                       View1<const double> q, View1<double> dm, View1<double> r);
+
+/// p = P r + ratio p
+void turn_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p);
+
+double dot_product(View1<const double> a, View1<const double> b);
+
 /// Preconditioned conjugate gradients for A dm = b from dm = 0, until the relative residual is
 /// below `tol` or `maxit` iterations are done (Hestenes and Stiefel 1952, with diagonal
-/// preconditioner P). A right-hand side of zero leaves dm = 0.
+/// preconditioner P). A right-hand side of zero leaves dm = 0. The bits of the sums do not depend
+/// on the number of threads.
 ///
 /// @param apply  apply(x, y) sets y = A x; A symmetric and positive definite on the free cells
 /// @param r      the right-hand side b on entry, the residual on return
 template <class Apply>
 CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std::int32_t maxit,
                              const CgWatch& watch, View1<double> r, View1<double> dm) {
-  const std::int64_t n = r.size();
-  const auto dot = [n](View1<const double> a, View1<const double> b) {
-    double sum = 0.0;
-    for (std::int64_t i = 1; i <= n; ++i) sum += a(i) * b(i);
-    return sum;
-  };
-  CgResult result;
-  const double bb = dot(r, r);
-  if (bb == 0.0) return result;
-  std::vector<double> direction = allocate<double>(as_size(n), "linsolv");
-  std::vector<double> product = allocate<double>(as_size(n), "linsolv");
+  std::vector<double> direction = allocate<double>(as_size(r.size()), "linsolv");
+  std::vector<double> product = allocate<double>(as_size(r.size()), "linsolv");
   const View1<double> p(direction);
   const View1<double> q(product);
+  CgResult result;
+  ResidualSums sums = take_step(0.0, P, p, q, dm, r);
+  const double bb = sums.square;
+  if (bb == 0.0) return result;
   double rho_before = 1.0;
   while (result.iterations < maxit) {
-    double rho = 0.0;
-    for (std::int64_t i = 1; i <= n; ++i) rho += P(i) * r(i) * r(i);
-    const double ratio = rho / std::exchange(rho_before, rho);
-    for (std::int64_t i = 1; i <= n; ++i) p(i) = P(i) * r(i) + ratio * p(i);
+    turn_direction(sums.rho / std::exchange(rho_before, sums.rho), P, r, p);
     apply(p, q);
-    const double a = rho / dot(p, q);
-    for (std::int64_t i = 1; i <= n; ++i) {
-      dm(i) += a * p(i);
-      r(i) -= a * q(i);
-    }
+    sums = take_step(sums.rho / dot_product(p, q), P, p, q, dm, r);
     ++result.iterations;
-    result.residual = std::sqrt(dot(r, r) / bb);
+    result.residual = std::sqrt(sums.square / bb);
     watch(result.iterations, result.residual);
     // Written so that a residual that is no number ends the iteration too: it will not improve.
     if (!(result.residual >= tol)) break;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fmt/format.h>
-#include <omp.h>
 
 #include <memory>
 #include <string>
@@ -15,7 +14,7 @@ void run(const std::string& name) {
   Report report;
   report.leave_console();
   const SensitivityFile file = getpar(name, report);
-  fmt::print("{}: {}", name, sensitivity_in_words(file, omp_get_max_threads()));
+  fmt::print("{}: {}", name, sensitivity_in_words(file));
   const std::vector<std::string> doubts = doubts_about(file);
   for (const std::string& doubt : doubts) fmt::print("Warning: {}.\n", doubt);
   if (!doubts.empty()) fmt::print("Compute the file anew before it is inverted.\n");

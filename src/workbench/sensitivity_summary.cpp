@@ -119,7 +119,7 @@ double filter_defect(View1<const double> low_pass) {
   return defect;
 }
 
-std::string sensitivity_in_words(const SensitivityFile& file, int threads) {
+std::string sensitivity_in_words(const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
   const std::int64_t air = air_cells(file);
   return fmt::format("Sensitivities of {} data to {} cells\n\n", sens.ndata, sens.nsens) +
@@ -130,9 +130,8 @@ std::string sensitivity_in_words(const SensitivityFile& file, int threads) {
               : fmt::format("Matrix: full form, {}\n", bytes_in_words(full_bytes(sens)))) +
          fmt::format("Scale of the cells (wtz): {}\n", range_in_words(sens.wtz)) +
          fmt::format("Diagonal of G^T G (gdiag): {}\n\n", range_in_words(sens.gdiag)) +
-         fmt::format("An inversion takes about {} of memory with {} thread{}.\n",
-                     bytes_in_words(inversion_bytes(file, threads)), threads,
-                     threads == 1 ? "" : "s");
+         fmt::format("An inversion takes about {} of memory.\n",
+                     bytes_in_words(inversion_bytes(file)));
 }
 
 std::vector<std::string> doubts_about(const SensitivityFile& file) {

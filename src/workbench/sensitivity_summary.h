@@ -14,8 +14,7 @@ namespace quorivex {
 double filter_defect(View1<const double> low_pass);
 
 /// What a sensitivity file holds, in lines of text.
-/// @param threads  of the inversion whose memory is estimated
-std::string sensitivity_in_words(const SensitivityFile& file, int threads);
+std::string sensitivity_in_words(const SensitivityFile& file);
 
 /// What the reader of a sensitivity file accepts but an inversion should not be given, a sentence
 /// or two each; empty for a good file.

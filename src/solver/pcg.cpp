@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "solver/pcg.h"
+
+#include "base/ordered_sum.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "linsolv";
+
+}  // namespace
+
+ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
+                       View1<const double> q, View1<double> dm, View1<double> r) {
+  return ordered_sum<ResidualSums>(r.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+    double square = 0.0;
+    double rho = 0.0;
+#pragma omp simd reduction(+ : square, rho)
+    for (std::int64_t i = first; i < last; ++i) {
+      dm.data()[i] += a * p.data()[i];
+      const double left = r.data()[i] - a * q.data()[i];
+      r.data()[i] = left;
+      square += left * left;
+      rho += P.data()[i] * left * left;
+    }
+    return ResidualSums{square, rho};
+  });
+}
+
+void turn_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
+#pragma omp parallel for simd schedule(static) default(none) shared(ratio, P, r, p)
+  for (std::int64_t i = 0; i < r.size(); ++i) {
+    p.data()[i] = P.data()[i] * r.data()[i] + ratio * p.data()[i];
+  }
+}
+
+double dot_product(View1<const double> a, View1<const double> b) {
+  return ordered_sum<double>(a.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+    double sum = 0.0;
+#pragma omp simd reduction(+ : sum)
+    for (std::int64_t i = first; i < last; ++i) sum += a.data()[i] * b.data()[i];
+    return sum;
+  });
+}
+
+}  // namespace quorivex
