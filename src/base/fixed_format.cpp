@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <iterator>
 
 namespace quorivex {
 namespace {
@@ -15,9 +16,18 @@ std::string_view word_for(double value) {
 
 }  // namespace
 
+void append_sci(std::string& text, double value, int width, int decimals) {
+  if (!std::isfinite(value)) {
+    text += right(word_for(value), width);
+    return;
+  }
+  fmt::format_to(std::back_inserter(text), "{:{}.{}E}", value, width, decimals);
+}
+
 std::string sci(double value, int width, int decimals) {
-  if (!std::isfinite(value)) return right(word_for(value), width);
-  return fmt::format("{:{}.{}E}", value, width, decimals);
+  std::string text;
+  append_sci(text, value, width, decimals);
+  return text;
 }
 
 std::string fixed(double value, int width, int decimals) {

@@ -13,6 +13,9 @@ namespace quorivex {
 /// One digit before the point: sci(0.001, 11, 4) is " 1.0000E-03".
 std::string sci(double value, int width, int decimals);
 
+/// The same at the end of a text.
+void append_sci(std::string& text, double value, int width, int decimals);
+
 /// Fixed point: fixed(65.0, 10, 2) is "     65.00".
 std::string fixed(double value, int width, int decimals);
 

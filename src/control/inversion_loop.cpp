@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/fixed_format.h"
+#include "base/phase_times.h"
 #include "base/progress.h"
 #include "control/next_beta.h"
 #include "control/program_name.h"
@@ -61,6 +62,7 @@ PassResult run_pass(const Problem& problem, std::int32_t number, double beta, Cu
   report.both(labelled("    data misfit: ", pass.misfit));
   report.summary(summary_row(pass));
   report.flush_summary();
+  const PhaseTimer timer(Phase::write);
   write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
   output_model(kProgram, "sus", current.model, number, problem.sens.wtz, problem.active,
                problem.fixed);

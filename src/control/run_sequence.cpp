@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "base/fixed_format.h"
+#include "base/phase_times.h"
 #include "base/stop_run.h"
 #include "control/input_file.h"
 #include "control/inversion_loop.h"
@@ -76,6 +77,11 @@ std::string parameter_block(const std::string& input_name, const InversionParame
   return text + "\n\n";
 }
 
+SensitivityFile read_sensitivity_file(const std::string& name, Report& report) {
+  const PhaseTimer timer(Phase::read);
+  return getpar(name, report);
+}
+
 }  // namespace
 
 void run_sequence(const std::vector<std::string>& arguments, Report& report) {
@@ -93,7 +99,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   double beta = start_beta(par);
   report.log(parameter_block(input_name, par));
 
-  const SensitivityFile file = getpar(par.mtxFile, report);
+  const SensitivityFile file = read_sensitivity_file(par.mtxFile, report);
   const Observations data = read_data_file(par.obsFile, DataColumns::values, file.sens.ndata);
   report.log(right("# of data:", 30) + whole(data.ndata, 9) + "\n\n");
   ModelSetup setup = setup_models({.active_cells = par.activeCellFile,
@@ -141,6 +147,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   report.both(timer.since_start("TOTAL"));
   report_date("QUORIVEX ended on: ", report);
   report.close();
+  report_phase_times();
 }
 
 }  // namespace quorivex

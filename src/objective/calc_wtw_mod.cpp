@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "base/phase_times.h"
+
 namespace quorivex::CALC_WTW_MOD {
 namespace {
 
@@ -42,6 +44,7 @@ void product_of_cells(const Stencil& stencil, const Product& p, std::int64_t fir
 
 void calc_WTW_vec(const WeightingOperators& operators, View1<const double> x,
                   View1<const double> xs, View1<double> y) {
+  const PhaseTimer timer(Phase::model_term);
   constexpr std::int64_t kPiece = 4096;
   const std::int64_t ncell = length(operators.Ws);
   const Product product{operators.Ws.data(), x.data(), xs.data(), y.data()};

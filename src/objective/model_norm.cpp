@@ -2,6 +2,7 @@
 #include "objective/model_norm.h"
 
 #include "base/ordered_sum.h"
+#include "base/phase_times.h"
 
 namespace quorivex {
 namespace {
@@ -26,6 +27,7 @@ double difference_term(const DifferenceOperator& op, const std::vector<double>& 
 ModelNorm calc_model_norm(const WeightingOperators& operators, const InactiveTerms& inactive,
                           bool mref_in_derivatives, View1<const double> model,
                           View1<const double> mref) {
+  const PhaseTimer timer(Phase::model_term);
   const View1<const double> Ws(operators.Ws);
   require(model.size() == Ws.size() && mref.size() == Ws.size(),
           "size(model) /= ncell .or. size(mref) /= ncell");

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/for_this_processor.h"
+#include "base/phase_times.h"
 #include "base/stop_run.h"
 
 namespace quorivex::FULL_SENS_MOD {
@@ -98,6 +99,7 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
 // one thread: results are the same to the last bit for any number of threads.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
+  const PhaseTimer timer(Phase::matrix);
   std::fill(d.begin(), d.end(), 0.0);
   const std::int64_t fours = (d.size() + kRows - 1) / kRows;
 #pragma omp parallel default(none) shared(sens, x, d, fours)
@@ -115,6 +117,7 @@ void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<dou
 }
 
 void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<double> x) {
+  const PhaseTimer timer(Phase::matrix);
 #pragma omp parallel for schedule(static) default(none) shared(sens, d, x)
   for (std::int32_t b = 1; b <= sens.nblock; ++b) {
     const Block block = block_of_cells(b, sens.nsens);

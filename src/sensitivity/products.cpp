@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensitivity/products.h"
 
+#include "base/phase_times.h"
 #include "base/stop_run.h"
 #include "mesh_io/cell_vectors.h"
 #include "sensitivity/full_sens_mod.h"
@@ -10,14 +11,21 @@
 
 namespace quorivex {
 
-using WTN_MOD::WTN;
+namespace {
+
+void transform(const SensitivityState& sens, View1<double> grid, int isign) {
+  const PhaseTimer timer(Phase::transform);
+  WTN_MOD::WTN(sens.filter, grid, sens.grid_counts(), isign);
+}
+
+}  // namespace
 
 void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
            View1<double> d) {
   if (sens.compressed) {
     std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gprod");
     scatter_to_grid(sens, active, m, grid);
-    WTN(sens.filter, grid, sens.grid_counts(), 1);
+    transform(sens, grid, 1);
     SPARSE_SENS_MOD::CALC_GV(sens, grid, d);
     return;
   }
@@ -36,7 +44,7 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
   if (sens.compressed) {
     std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gtprod");
     SPARSE_SENS_MOD::CALC_GTV(sens, d, grid);
-    WTN(sens.filter, grid, sens.grid_counts(), -1);
+    transform(sens, grid, -1);
     gather_from_grid(sens, active, grid, m);
     return;
   }
@@ -54,9 +62,9 @@ void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<cons
   if (sens.compressed) {
     std::vector<double> grid = allocate<double>(as_size(sens.nwav), "gtgprod");
     scatter_to_grid(sens, active, m_in, grid);
-    WTN(sens.filter, grid, sens.grid_counts(), 1);
+    transform(sens, grid, 1);
     SPARSE_SENS_MOD::CALC_GTGV(sens, grid);
-    WTN(sens.filter, grid, sens.grid_counts(), -1);
+    transform(sens, grid, -1);
     gather_from_grid(sens, active, grid, m_out);
     return;
   }

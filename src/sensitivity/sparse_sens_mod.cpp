@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "base/phase_times.h"
 #include "base/stop_run.h"
 
 namespace quorivex::SPARSE_SENS_MOD {
@@ -63,6 +64,7 @@ void spread_rows(const SparsePanel& panel, std::int64_t b, const double* d, doub
 // over the rows in order. Results are the same to the last bit for any number of threads.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
+  const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
   const std::vector<std::int64_t> shares = matrix.even_shares(omp_get_max_threads());
   const auto parts = length(shares) - 1;
@@ -79,6 +81,7 @@ void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> 
 }
 
 void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w) {
+  const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
 #pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, w, d)
   for (std::int64_t b = 0; b < matrix.blocks(); ++b) {

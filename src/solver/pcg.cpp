@@ -2,6 +2,7 @@
 #include "solver/pcg.h"
 
 #include "base/ordered_sum.h"
+#include "base/phase_times.h"
 
 namespace quorivex {
 namespace {
@@ -12,6 +13,7 @@ constexpr const char* kRoutine = "linsolv";
 
 ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
                        View1<const double> q, View1<double> dm, View1<double> r) {
+  const PhaseTimer timer(Phase::vectors);
   return ordered_sum<ResidualSums>(r.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
     double square = 0.0;
     double rho = 0.0;
@@ -28,6 +30,7 @@ ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
 }
 
 void turn_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
+  const PhaseTimer timer(Phase::vectors);
 #pragma omp parallel for simd schedule(static) default(none) shared(ratio, P, r, p)
   for (std::int64_t i = 0; i < r.size(); ++i) {
     p.data()[i] = P.data()[i] * r.data()[i] + ratio * p.data()[i];
@@ -35,6 +38,7 @@ void turn_direction(double ratio, View1<const double> P, View1<const double> r, 
 }
 
 double dot_product(View1<const double> a, View1<const double> b) {
+  const PhaseTimer timer(Phase::vectors);
   return ordered_sum<double>(a.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
     double sum = 0.0;
 #pragma omp simd reduction(+ : sum)
