@@ -13,10 +13,11 @@ namespace quorivex {
 std::string numbered_name(std::string_view base, std::int32_t pass, std::string_view extension);
 
 /// A file that appears under its name only when it is complete: it grows as NAME.part beside its
-/// place and takes its name in `commit`. Without a commit nothing is left behind.
+/// place and takes its name in `commit`. An end by an exception leaves nothing behind, a signal
+/// NAME.part. A link is followed; a device, a pipe or a folder of that name is refused.
 class AtomicFile {
  public:
-  explicit AtomicFile(std::string name);
+  explicit AtomicFile(const std::string& name);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
   ~AtomicFile();

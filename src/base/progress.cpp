@@ -2,12 +2,15 @@
 #include "base/progress.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <utility>
+
+#include "base/view1.h"
 
 namespace quorivex {
 namespace {
@@ -21,6 +24,12 @@ std::string clock_time(double seconds) {
   const auto whole = static_cast<std::int64_t>(std::llround(seconds));
   if (whole < 3600) return fmt::format("{}:{:02}", whole / 60, whole % 60);
   return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+int terminal_columns() {
+  winsize size{};
+  const bool known = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+  return known ? size.ws_col : 80;
 }
 
 }  // namespace
@@ -48,8 +57,13 @@ void Progress::done(std::int64_t count, double share) {
   const std::string state = fmt::format("{} {}{}, about {} to go", what_, count, of_total,
                                         clock_time(elapsed * (1.0 / share - 1.0)));
   if (terminal_) {
-    const int filled = static_cast<int>(kBarWidth * share);
-    fmt::print(stderr, "\r[{:#<{}}{:.<{}}] {}\x1b[K", "", filled, "", kBarWidth - filled, state);
+    // On one line of the terminal: a line that wraps could not be drawn over.
+    const int columns = terminal_columns() - 1;
+    const int width = std::clamp(columns - static_cast<int>(state.size()) - 3, 0, kBarWidth);
+    const int filled = static_cast<int>(width * share);
+    const std::string line =
+        fmt::format("[{:#<{}}{:.<{}}] {}", "", filled, "", width - filled, state);
+    fmt::print(stderr, "\r{}\x1b[K", line.substr(0, as_size(columns)));
   } else {
     fmt::print(stderr, "{}\n", state);
   }

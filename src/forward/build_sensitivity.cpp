@@ -82,6 +82,7 @@ Setup make_setup(const Ground& ground, const Observations& observations,
               .filter = WTN_MOD::filter_setup(options.low_pass),
               .models = {},
               .model_grids = {}};
+  setup.counts = {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn};
   if (!setup.compressed()) return setup;
   setup.counts = wavelet_grid(ground.mesh);
   setup.points = std::int64_t{setup.counts[0]} * setup.counts[1] * setup.counts[2];
@@ -204,17 +205,22 @@ std::array<std::int32_t, 3> wavelet_grid(const Mesh& mesh) {
           static_cast<std::int32_t>(north)};
 }
 
+void check_fits_file(const Mesh& mesh, std::int64_t cells, bool compressed) {
+  // The longest record with a value a cell holds wtz: a count and 8 bytes each.
+  if (!fits_record(4 + 8 * cells)) {
+    stop_run(fmt::format(
+        " ERROR: {} cells below the ground are more than a sensitivity file can hold (268435455).\n"
+        " Make the mesh coarser.",
+        cells));
+  }
+  if (compressed) wavelet_grid(mesh);
+}
+
 BuildSummary build_sensitivity(const Ground& ground, const Observations& observations,
                                const std::vector<double>& wtz, const BuildOptions& options,
                                const RecordSink& sink) {
+  check_fits_file(ground.mesh, ground.cells(), !options.low_pass.empty());
   const Setup setup = make_setup(ground, observations, wtz, options);
-  if (!setup.compressed() && !fits_record(ground.cells() * std::int64_t{sizeof(float)})) {
-    stop_run(
-        fmt::format(" ERROR: a row of {} cells in full form is longer than a record of the "
-                    "sensitivity file can\n"
-                    " be (536870911 cells). Compress the matrix: --wavelet daub4.",
-                    ground.cells()));
-  }
   write_head(setup, sink);
   BuildSummary summary;
   for (const TestModel& model : setup.models) summary.prediction_errors.push_back({model.name});

@@ -40,11 +40,16 @@ struct BuildSummary {
 /// @throws StopRun when its points exceed 32 bits
 std::array<std::int32_t, 3> wavelet_grid(const Mesh& mesh);
 
+/// Refuses what a sensitivity file cannot hold, before any work is done.
+/// @throws StopRun when its records of `cells` values, or the points of the wavelet grid, are too
+///         many
+void check_fits_file(const Mesh& mesh, std::int64_t cells, bool compressed);
+
 /// Computes the sensitivity file of a survey and hands its records to `sink` one after another:
 /// rows divided by the standard deviations, columns by `wtz` (one value a ground cell). Memory: a
 /// row and a wavelet grid a thread and a few vectors, whatever the number of data; the records do
 /// not depend on the number of threads.
-/// @throws StopRun when a row does not fit a record, or single precision
+/// @throws StopRun as check_fits_file; when a row does not fit a record, or single precision
 BuildSummary build_sensitivity(const Ground& ground, const Observations& observations,
                                const std::vector<double>& wtz, const BuildOptions& options,
                                const RecordSink& sink);

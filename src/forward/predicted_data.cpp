@@ -33,6 +33,10 @@ std::vector<double> add_noise(double floor, double percent, std::uint64_t seed,
   deviations.reserve(data.size());
   for (double& value : data) {
     deviations.push_back(floor + percent / 100.0 * std::abs(value));
+    if (!(deviations.back() > 0.0)) {
+      stop_run(
+          " ERROR: a datum of 0 nT has a standard deviation of 0. Give the noise a floor in nT.");
+    }
     value += deviations.back() * normal(random);
   }
   return deviations;

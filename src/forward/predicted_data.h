@@ -16,6 +16,7 @@ std::vector<double> predicted_data(const Ground& ground, const Observations& obs
 
 /// Gaussian noise with standard deviations of `floor` nT plus `percent` of each datum's magnitude,
 /// added to `data`; returns the standard deviations. The same seed gives the same noise.
+/// @throws StopRun when a standard deviation is 0
 std::vector<double> add_noise(double floor, double percent, std::uint64_t seed,
                               std::vector<double>& data);
 

@@ -185,24 +185,25 @@ void row_of_columns(const Ground& ground, std::int32_t j, const PrismScratch& sc
   }
 }
 
-/// Cells first..last of an axis that hold the coordinate; two when it is the node between them.
+/// Cells first..last of an axis that hold the station; two when it is on the node between them.
 struct Touched {
   std::int32_t first = 1;
   std::int32_t last = 0;
+  bool on_node = false;
 };
 
-/// `nodes` increase; no cell when the coordinate lies outside.
-Touched touched(const std::vector<double>& nodes, double coordinate) {
-  const auto cells = static_cast<std::int32_t>(nodes.size()) - 1;
-  if (!(coordinate >= nodes.front() && coordinate <= nodes.back())) return {};
-  const auto below = std::lower_bound(nodes.begin(), nodes.end(), coordinate) - nodes.begin();
-  const auto up_to = std::upper_bound(nodes.begin(), nodes.end(), coordinate) - nodes.begin();
-  return {std::max(static_cast<std::int32_t>(below), 1),
-          std::min(static_cast<std::int32_t>(up_to), cells)};
-}
-
-bool on_node(const std::vector<double>& nodes, double coordinate) {
-  return std::binary_search(nodes.begin(), nodes.end(), coordinate);
+/// `offsets` of the axis' nodes from the station, rising or falling; no cell when it lies outside.
+Touched touched(const std::vector<double>& offsets, std::int32_t cells) {
+  Touched found;
+  for (std::int32_t i = cells; i >= 1; --i) {
+    const double first = offsets[as_size(i - 1)];
+    const double last = offsets[as_size(i)];
+    if (sign(first) * sign(last) > 0.0) continue;
+    if (found.last == 0) found.last = i;
+    found.first = i;
+    found.on_node = found.on_node || first == 0.0 || last == 0.0;
+  }
+  return found;
 }
 
 }  // namespace
@@ -250,16 +251,15 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
   add_trace_inside(ground, weights.uu, scratch, row);
 }
 
-bool on_cell_edge(const Ground& ground, const Point& station) {
+bool on_cell_edge(const Ground& ground, const Point& station, PrismScratch& scratch) {
   const Mesh& mesh = ground.mesh;
-  const double depth = mesh.z0 - station.elevation;
-  const int planes = static_cast<int>(on_node(mesh.easting_nodes, station.easting)) +
-                     static_cast<int>(on_node(mesh.northing_nodes, station.northing)) +
-                     static_cast<int>(on_node(mesh.depth_nodes, depth));
+  place_station(mesh, station, station_scale(mesh, station), scratch);
+  const Touched layers = touched(scratch.up, mesh.nz);
+  const Touched rows = touched(scratch.north, mesh.nn);
+  const Touched columns = touched(scratch.east, mesh.ne);
+  const int planes = static_cast<int>(layers.on_node) + static_cast<int>(rows.on_node) +
+                     static_cast<int>(columns.on_node);
   if (planes < 2) return false;
-  const Touched layers = touched(mesh.depth_nodes, depth);
-  const Touched rows = touched(mesh.northing_nodes, station.northing);
-  const Touched columns = touched(mesh.easting_nodes, station.easting);
   for (std::int32_t j = rows.first; j <= rows.last; ++j) {
     for (std::int32_t i = columns.first; i <= columns.last; ++i) {
       if (layers.last > ground.tops(j, i)) return true;

@@ -38,6 +38,6 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
                PrismScratch& scratch, View1<double> row);
 
 /// True when the station lies on an edge or corner of a ground cell, where the field is infinite.
-bool on_cell_edge(const Ground& ground, const Point& station);
+bool on_cell_edge(const Ground& ground, const Point& station, PrismScratch& scratch);
 
 }  // namespace quorivex

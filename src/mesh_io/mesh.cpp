@@ -66,7 +66,13 @@ Mesh read_mesh_file(const std::string& name) {
   if (!file) file_not_found("mesh", name);
   FreeFormat values(*file);
   const auto need = [&](bool read) {
-    if (!read) mesh_file_error(name);
+    if (!read) {
+      mesh_file_error(
+          name,
+          "\n Expected numbers: the counts ne nn nz; west, south and top of the mesh; ne "
+          "widths along easting,\n nn along northing and nz down, each list on lines "
+          "of its own.");
+    }
     values.next_line();
   };
   const auto read_widths = [&](std::int32_t count) {

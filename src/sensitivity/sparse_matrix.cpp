@@ -114,12 +114,12 @@ SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows) {
 
 void SparseMatrix::append(SparseRows& rows) {
   sort_rows(rows);
-  SparsePanel panel{.rows_before = this->rows(),
-                    .rows = rows.rows(),
-                    .positions = RawArray<std::uint16_t>(rows.entries(), kRoutine),
-                    .values = RawArray<float>(rows.entries(), kRoutine),
-                    .counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine),
-                    .starts = {}};
+  SparsePanel panel;
+  panel.rows_before = this->rows();
+  panel.rows = rows.rows();
+  panel.positions = {rows.entries(), kRoutine};
+  panel.values = {rows.entries(), kRoutine};
+  panel.counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine);
   std::vector<std::int64_t> places =
       allocate<std::int64_t>(as_size(rows.rows() * blocks_), kRoutine);
   count(rows, block_bits_, blocks_, panel, places);
@@ -172,7 +172,7 @@ bool SparseMatrix::row_is_finite(std::int64_t i) const {
 }
 
 std::vector<std::int64_t> SparseMatrix::even_shares(int parts) const {
-  const double all = static_cast<double>(entries());
+  const auto all = static_cast<double>(entries());
   std::vector<std::int64_t> firsts{0};
   double behind = 0.0;
   for (std::int64_t p = 0; p < length(panels_); ++p) {

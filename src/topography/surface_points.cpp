@@ -48,7 +48,13 @@ SurfacePoints read_points(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("topography", name);
   const auto need = [&](bool read) {
-    if (!read) stop_run(fmt::format("ERROR reading topography file {}", name));
+    if (!read) {
+      stop_run(
+          fmt::format("ERROR reading topography file {}\n"
+                      " Expected the number of points, and then easting, northing and elevation on "
+                      "a line each.",
+                      name));
+    }
   };
   std::string line;
   do {

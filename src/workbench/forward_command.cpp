@@ -11,13 +11,15 @@
 #include "sensitivity/getpar.h"
 #include "sensitivity/products.h"
 #include "workbench/commands.h"
+#include "workbench/options.h"
 #include "workbench/survey_inputs.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "forward";
-constexpr double kAir = -100.0;  // as model files mark it
+constexpr double kAir = -100.0;     // as model files mark it
+constexpr double kMostNoise = 1e6;  // nT, or percent
 
 struct Options {
   GroundSource ground;
@@ -79,7 +81,7 @@ std::vector<double> predict(const Options& options, Observations& data) {
   Report report;
   const SensitivityFile file = getpar(options.matrix, report);
   // The rows are divided by the standard deviations, which must be known to undo it.
-  data = read_data_file(options.data, DataColumns::values, file.sens.ndata);
+  data = read_data_with_deviations(options.data, file.sens.ndata);
   return from_matrix(options, file, data);
 }
 
@@ -105,30 +107,30 @@ void add_forward_command(CLI::App& qvx) {
   CLI::App* command =
       qvx.add_subcommand("forward", "Compute the data of a model, with or without noise");
   const auto o = std::make_shared<Options>();
-  command
-      ->add_option("--data", o->data,
-                   "Observations file: stations and directions; values are not used")
+  const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
+    return command->add_option(name, value, help)->type_name(type);
+  };
+  add("--data", o->data, "FILE", "Observations file: stations and directions; values are not used")
       ->required();
-  command
-      ->add_option("--model", o->model,
-                   "Model file: susceptibility (SI) of every cell of the mesh in cell order, any\n"
-                   "number to a line, 10*0.5 for ten times 0.5; air cells count as 0")
+  add("--model", o->model, "FILE",
+      "Model file: susceptibility (SI) of every cell of the\n"
+      "mesh in cell order, any number to a line, 10*0.5 for\n"
+      "ten times 0.5; air cells count as 0")
       ->required();
-  auto* const mesh = command->add_option("--mesh", o->ground.mesh, "Text mesh file");
+  auto* const mesh = add("--mesh", o->ground.mesh, "FILE", "Text mesh file");
   add_terrain_options(*command, o->ground);
-  command
-      ->add_option(
-          "--matrix", o->matrix,
-          "Sensitivity file, in place of mesh and terrain; needs standard deviations in --data")
-      ->excludes(mesh);
-  command->add_option("--output", o->output, "File to write, in the layout of observations")
-      ->required();
-  command->add_option("--noise-floor", o->floor, "Standard deviation of Gaussian noise (nT)")
-      ->check(CLI::NonNegativeNumber);
-  command->add_option("--noise-percent", o->percent, "Percentage of each datum added to it")
-      ->check(CLI::NonNegativeNumber);
-  command->add_option("--seed", o->seed, "The same seed gives the same noise")
-      ->capture_default_str();
+  add("--matrix", o->matrix, "FILE",
+      "Sensitivity file, in place of mesh and terrain; needs\n"
+      "standard deviations in --data")
+      ->excludes(mesh)
+      ->excludes(command->get_option("--topography"))
+      ->excludes(command->get_option("--elevation"));
+  add("--output", o->output, "FILE", "File to write, in the layout of observations")->required();
+  add("--noise-floor", o->floor, "NT", "Standard deviation of Gaussian noise [0, no noise]")
+      ->check(number(0.0, kMostNoise));
+  add("--noise-percent", o->percent, "P", "Percentage of each datum added to it [0]")
+      ->check(number(0.0, kMostNoise));
+  add("--seed", o->seed, "N", "The same seed gives the same noise")->capture_default_str();
   add_thread_option(*command);
   command->footer(
       "\nWith noise the output holds standard deviations and can be inverted.\n"

@@ -19,6 +19,12 @@ std::string_view trimmed(std::string_view text) {
   return first == std::string_view::npos ? "" : text.substr(first, last - first + 1);
 }
 
+/// Picks the subcommand of a name.
+struct Named {
+  const char* name;
+  bool operator()(const CLI::App* app) const { return app->get_name() == name; }
+};
+
 int run(int argc, char** argv) {
   CLI::App qvx(
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
@@ -38,6 +44,11 @@ int run(int argc, char** argv) {
   quorivex::add_sensitivity_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
+  if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
+    std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",
+                 argv[1]);
+    return kFailure;
+  }
   try {
     qvx.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -52,7 +63,9 @@ int main(int argc, char** argv) {
   std::string message;
   try {
     quorivex::prepare_process();
-    return run(argc, argv);
+    const int status = run(argc, argv);
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    message = "ERROR: what the command has to say could not be written to standard output.";
   } catch (const quorivex::StopRun& stop) {
     message = trimmed(stop.console);
   } catch (const std::bad_alloc&) {

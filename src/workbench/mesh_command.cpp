@@ -10,6 +10,7 @@
 #include "workbench/commands.h"
 #include "workbench/in_words.h"
 #include "workbench/mesh_design.h"
+#include "workbench/options.h"
 #include "workbench/survey_inputs.h"
 
 namespace quorivex {
@@ -135,22 +136,9 @@ void run(const MeshCommand& command) {
   warn(data, plan, mesh);
 }
 
-/// A finite number from `least` to `most`.
-CLI::Validator number(double least, double most) {
-  return {[=](const std::string& text) -> std::string {
-            double value = 0.0;
-            const bool good = CLI::detail::lexical_cast(text, value);
-            if (good && value >= least && value <= most) return "";  // NaN is not
-            return fmt::format("should be a number from {} to {}, not {}", least, most, text);
-          },
-          ""};
-}
-
 }  // namespace
 
 void add_mesh_command(CLI::App& qvx) {
-  constexpr double kLeast = 0.001;
-  constexpr double kMost = 1e9;
   auto* app = qvx.add_subcommand("mesh", "Design a mesh for the stations of a survey");
   const auto command = std::make_shared<MeshCommand>();
   MeshWishes& wishes = command->wishes;
@@ -163,18 +151,18 @@ void add_mesh_command(CLI::App& qvx) {
   add("--cell", wishes.cell, "M",
       "Width of the core cells [half the median distance of a\n"
       "station to the nearest other one]")
-      ->check(number(kLeast, kMost));
+      ->check(number(kLeastLength, kMostLength));
   add("--padding", wishes.padding, "M",
       "Padding on each side, at least; 0 for none [the longer\n"
       "side of the survey]")
-      ->check(number(0.0, kMost));
+      ->check(number(0.0, kMostLength));
   add("--growth", wishes.growth, "F", "Each padding cell is so many times as wide as the last")
       ->capture_default_str()
       ->check(number(1.0, 10.0));
   add("--top", wishes.top, "Z", "Elevation of the mesh top [just below the lowest station]")
-      ->check(number(-kMost, kMost));
+      ->check(number(-kMostLength, kMostLength));
   add("--first-layer", wishes.first_layer, "M", "Thickness of the first layer [half a core cell]")
-      ->check(number(kLeast, kMost));
+      ->check(number(kLeastLength, kMostLength));
   add("--layer-growth", wishes.layer_growth, "F",
       "Each layer is so many times as thick as the one above")
       ->capture_default_str()
@@ -183,7 +171,7 @@ void add_mesh_command(CLI::App& qvx) {
       "Depth below the top that these layers reach, at least\n"
       "[half the shorter side of the survey, or a quarter of\n"
       "the longer one if that is more]")
-      ->check(number(kLeast, kMost));
+      ->check(number(kLeastLength, kMostLength));
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")
       ->capture_default_str()

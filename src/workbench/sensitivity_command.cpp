@@ -18,6 +18,7 @@
 #include "forward/wavelet_filters.h"
 #include "workbench/commands.h"
 #include "workbench/in_words.h"
+#include "workbench/options.h"
 #include "workbench/survey_inputs.h"
 
 namespace quorivex {
@@ -54,18 +55,6 @@ double median(std::vector<double> values) {
   const auto middle = values.begin() + length(values) / 2;
   std::nth_element(values.begin(), middle, values.end());
   return *middle;
-}
-
-Observations read_data_with_deviations(const std::string& name) {
-  Observations data = read_data_file(name, DataColumns::as_found);
-  if (data.std.empty()) {
-    stop_run(fmt::format(
-        " ERROR: {} holds no standard deviations, and each row of the matrix is divided by one.\n"
-        " Each line of a datum should hold easting, northing, elevation (m), {}value and\n"
-        " standard deviation (nT).",
-        name, data.idir == 1 ? "" : "inclination, declination, "));
-  }
-  return data;
 }
 
 ScaleRule scale_rule(const Options& options, const SurveyGround& survey) {
@@ -121,9 +110,8 @@ std::int64_t record_bytes(std::initializer_list<std::string_view> parts) {
   return bytes;
 }
 
-/// Every so many-th datum, enough for a few rows a thread.
-Observations probe_of(const Observations& data) {
-  const std::int32_t wanted = std::min(data.ndata, 4 * omp_get_max_threads());
+/// Every so many-th datum.
+Observations probe_of(const Observations& data, std::int32_t wanted) {
   Observations probe = data;
   const auto thin = [&](std::vector<double>& values) {
     if (values.empty()) return;
@@ -140,22 +128,47 @@ Observations probe_of(const Observations& data) {
   return probe;
 }
 
-void plan(const Ground& ground, const Observations& data, const ScaleRule& scale,
-          const BuildOptions& build) {
-  const Observations probe = probe_of(data);
+/// What is left of a build when a few rows of it have been made.
+struct Estimate {
+  BuildSummary probe;
+  double coefficients = 0.0;
+  double bytes = 0.0;
+  double seconds = 0.0;
+};
+
+Estimate estimate(const Ground& ground, const Observations& data, const Observations& probe,
+                  const ScaleRule& scale, const BuildOptions& build) {
   const double share = static_cast<double>(data.ndata) / probe.ndata;
   const Clock::time_point start = Clock::now();
   const std::vector<double> wtz = cell_scale(ground, probe, scale);
+  const double scale_seconds = seconds_since(start);
+  // A build of fewer rows takes the same fixed time; the difference is that of rows alone.
+  const Observations few = probe_of(probe, (probe.ndata + 3) / 4);
+  const Clock::time_point before_few = Clock::now();
+  build_sensitivity(ground, few, wtz, build, [](auto) {});
+  const double few_seconds = seconds_since(before_few);
+  const Clock::time_point before_probe = Clock::now();
   std::int64_t written = 0;
-  const BuildSummary summary = build_sensitivity(
-      ground, probe, wtz, build, [&](auto parts) { written += record_bytes(parts); });
-  const double seconds = seconds_since(start) * share;
-  const double coefficients = static_cast<double>(summary.coefficients) * share;
-  const auto cells = static_cast<double>(ground.cells());
+  Estimate found;
+  found.probe = build_sensitivity(ground, probe, wtz, build,
+                                  [&](auto parts) { written += record_bytes(parts); });
+  const double more_seconds = std::max(seconds_since(before_probe) - few_seconds, 0.0);
+  found.seconds = scale_seconds * share + few_seconds +
+                  more_seconds / std::max(probe.ndata - few.ndata, 1) * data.ndata;
+  found.coefficients = static_cast<double>(found.probe.coefficients) * share;
   const bool full = build.low_pass.empty();
-  const double rows = static_cast<double>(summary.coefficients) * (full ? 4.0 : 8.0) +
+  const double rows = static_cast<double>(found.probe.coefficients) * (full ? 4.0 : 8.0) +
                       probe.ndata * (full ? 8.0 : 12.0);
-  const double bytes = static_cast<double>(written) + (share - 1.0) * rows;
+  found.bytes = static_cast<double>(written) + (share - 1.0) * rows;
+  return found;
+}
+
+void plan(const Ground& ground, const Observations& data, const ScaleRule& scale,
+          const BuildOptions& build) {
+  const std::int32_t wanted = std::max(32, 4 * omp_get_max_threads());
+  const Observations probe = probe_of(data, std::min(data.ndata, wanted));
+  const Estimate found = estimate(ground, data, probe, scale, build);
+  const auto cells = static_cast<double>(ground.cells());
   const auto grid =
       build.low_pass.empty() ? std::array<std::int32_t, 3>{} : wavelet_grid(ground.mesh);
   const double points = static_cast<double>(grid[0]) * grid[1] * grid[2];
@@ -164,13 +177,13 @@ void plan(const Ground& ground, const Observations& data, const ScaleRule& scale
   fmt::print("  cells                {} below the ground, of {}\n", ground.cells(),
              ground.mesh.cells());
   fmt::print("  data                 {}\n", data.ndata);
-  print_size(ground, data, build, coefficients, bytes);
-  print_errors(summary, data);
+  print_size(ground, data, build, found.coefficients, found.bytes);
+  print_errors(found.probe, data);
   fmt::print(
       "  memory               {} to build, {} for the inversion\n",
       bytes_in_words(threads * (12.0 * cells + 24.0 * points) + 24.0 * points + 40.0 * cells),
-      bytes_in_words(bytes + 280.0 * cells + 8.0 * points * (threads + 2)));
-  fmt::print("  time                 about {:.0f} s with {} threads\n", seconds, threads);
+      bytes_in_words(found.bytes + kRunBytesPerCell * cells + 16.0 * points));
+  fmt::print("  time                 about {:.0f} s\n", found.seconds);
 }
 
 void write_file(const Options& options, const Ground& ground, const Observations& data,
@@ -188,8 +201,7 @@ void write_file(const Options& options, const Ground& ground, const Observations
   print_size(ground, data, build, static_cast<double>(summary.coefficients),
              static_cast<double>(bytes));
   print_errors(summary, data);
-  fmt::print("  time                 {:.1f} s with {} threads\n", seconds_since(start),
-             omp_get_max_threads());
+  fmt::print("  time                 {:.1f} s\n", seconds_since(start));
 }
 
 void run(const Options& options) {
@@ -203,6 +215,7 @@ void run(const Options& options) {
   const SurveyGround survey = read_ground(options.ground, data);
   const ScaleRule scale = scale_rule(options, survey);
   const BuildOptions build = build_options(options);
+  check_fits_file(survey.ground.mesh, survey.ground.cells(), !build.low_pass.empty());
   if (options.plan) {
     plan(survey.ground, data, scale, build);
     return;
@@ -216,50 +229,58 @@ void add_scale_options(CLI::App& command, Options& o) {
   for (const auto& [name, kind] : scale_kinds()) names.push_back(name);
   command
       .add_option("--scale", o.scale,
-                  "Scale wtz of the cells, which makes up for the decay of the sensitivities:\n"
-                  "distance (to all stations), depth, sensitivity (norm of the column), none")
-      ->check(CLI::IsMember(names))
+                  "Scale wtz of the cells, which makes up for the decay\n"
+                  "of the sensitivities: by distance (to all stations),\n"
+                  "depth, sensitivity (norm of the column), or none")
+      ->type_name("KIND")
+      ->check(CLI::IsMember(names).description(""))
       ->capture_default_str();
   command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
-      ->check(CLI::PositiveNumber)
+      ->type_name("P")
+      ->check(number(kLeastLength, 100.0))
       ->capture_default_str();
   command
       .add_option("--scale-offset", o.offset,
-                  "Metres added to distance or depth. Default: half the smallest cell width; for\n"
-                  "depth the stations' median height above the ground, where that is more")
-      ->check(CLI::PositiveNumber);
+                  "Metres added to distance or depth [half the smallest\n"
+                  "cell width; for depth the stations' median height\n"
+                  "above the ground, where that is more]")
+      ->type_name("M")
+      ->check(number(kLeastLength, kMostLength));
 }
 
 void add_compression_options(CLI::App& command, Options& o) {
   std::vector<std::string> names = wavelet_names();
   names.insert(names.begin(), "none");
-  command.add_option("--wavelet", o.wavelet, "Wavelet of the compression; none: the full form")
-      ->check(CLI::IsMember(names))
+  command
+      .add_option("--wavelet", o.wavelet,
+                  "Wavelet of the compression: haar, daub4, daub6, daub8,\n"
+                  "sym4; or none, for the full form")
+      ->type_name("NAME")
+      ->check(CLI::IsMember(names).description(""))
       ->capture_default_str();
-  const auto rule = [&](const std::string& name, CompressionRule::Kind kind,
-                        const std::string& help) {
-    return command.add_option_function<double>(
-        name,
-        [&o, kind](double value) {
-          o.rule = {kind, value};
-        },
-        help);
-  };
   using Kind = CompressionRule::Kind;
-  auto* const error =
-      rule("--error", Kind::relative_error,
-           "Relative error of each row: the fewest coefficients that stay within it\n"
-           "are kept. Default: 0.01")
-          ->check(CLI::Range(0.0, 1.0));
-  auto* const threshold =
-      rule("--threshold", Kind::threshold,
-           "Keep the coefficients of this magnitude or more instead (rows are divided\n"
-           "by standard deviations and scale)")
-          ->check(CLI::NonNegativeNumber);
-  auto* const keep = rule("--keep", Kind::fraction,
-                          "Keep so many of the largest coefficients of each row instead, as a\n"
-                          "fraction of the number of cells")
-                         ->check(CLI::Range(0.0, 1.0));
+  const auto rule = [&](const char* name, Kind kind, double least, double most, const char* help) {
+    return command
+        .add_option_function<double>(
+            name,
+            [&o, kind](double value) {
+              o.rule = {kind, value};
+            },
+            help)
+        ->type_name("X")
+        ->check(number(least, most));
+  };
+  constexpr double kLeastShare = 1e-12;
+  auto* const error = rule("--error", Kind::relative_error, 0.0, 0.9,
+                           "Relative error of each row: the fewest coefficients\n"
+                           "that stay within it are kept [0.01]");
+  auto* const threshold = rule("--threshold", Kind::threshold, 0.0, kMostLength,
+                               "Keep the coefficients of this magnitude or more\n"
+                               "instead (rows are divided by standard deviations and\n"
+                               "scale)");
+  auto* const keep = rule("--keep", Kind::fraction, kLeastShare, 1.0,
+                          "Keep so many of the largest coefficients of each row\n"
+                          "instead, as a fraction of the number of cells");
   error->excludes(threshold)->excludes(keep);
   threshold->excludes(keep);
 }
@@ -270,11 +291,12 @@ void add_sensitivity_command(CLI::App& qvx) {
   CLI::App* command = qvx.add_subcommand(
       "sensitivity", "Compute the sensitivity file of a survey, which quorivex needs");
   const auto o = std::make_shared<Options>();
-  command->add_option("--mesh", o->ground.mesh, "Text mesh file")->required();
+  command->add_option("--mesh", o->ground.mesh, "Text mesh file")->type_name("FILE")->required();
   command->add_option("--data", o->data, "Observations file with standard deviations (nT)")
+      ->type_name("FILE")
       ->required();
   add_terrain_options(*command, o->ground);
-  command->add_option("--output", o->output, "Sensitivity file to write");
+  command->add_option("--output", o->output, "Sensitivity file to write")->type_name("FILE");
   command->add_flag(
       "--plan", o->plan,
       "Tell cells, data, size, memory, error and time from a few rows; write nothing");

@@ -15,7 +15,6 @@ namespace quorivex {
 namespace {
 
 constexpr double kOrthonormal = 1e-6;
-constexpr double kBytesPerCell = 280.0;  // of a run beside the matrix (docs/performance.md)
 
 std::int64_t air_cells(const SensitivityFile& file) {
   return std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
@@ -78,7 +77,7 @@ double inversion_bytes(const SensitivityFile& file) {
   const double grid = file.sens.compressed ? 8.0 * 2.0 * file.sens.nwav : 0.0;
   const double matrix =
       file.sens.compressed ? static_cast<double>(file.sens.Gs.bytes()) : full_bytes(file.sens);
-  return matrix + kBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
+  return matrix + kRunBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
 }
 
 /// The sentence `why` when `wrong` holds for some of the values, with their count and the first.

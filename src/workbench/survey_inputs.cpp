@@ -16,6 +16,7 @@
 #include "forward/data_rows.h"
 #include "topography/read_topography.h"
 #include "topography/triangulation.h"
+#include "workbench/options.h"
 
 namespace quorivex {
 namespace {
@@ -37,9 +38,22 @@ void warn(const Observations& data, const std::vector<std::int32_t>& stations,
   if (stations.size() > kNamed) fmt::print(stderr, "  ...\n");
 }
 
+/// Places that are none would spoil the kernel's numbers.
+void check_places(const Observations& data) {
+  for (std::int32_t i = 1; i <= data.ndata; ++i) {
+    const Point at = station_of(data, i);
+    const double farthest =
+        std::max({std::abs(at.easting), std::abs(at.northing), std::abs(at.elevation)});
+    if (farthest <= kMostLength) continue;
+    stop_run(fmt::format(
+        " ERROR: datum {} lies {:g} m away; coordinates should be metres of a map.", i, farthest));
+  }
+}
+
 void check_stations(const Observations& data, const Ground& ground,
                     const std::vector<double>& heights) {
   const Mesh& m = ground.mesh;
+  PrismScratch scratch(m);
   std::vector<std::int32_t> below;
   std::vector<std::int32_t> beside;
   std::vector<std::int32_t> on_edge;
@@ -50,7 +64,7 @@ void check_stations(const Observations& data, const Ground& ground,
         at.northing < m.northing_nodes.front() || at.northing > m.northing_nodes.back()) {
       beside.push_back(i);
     }
-    if (on_cell_edge(ground, at)) on_edge.push_back(i);
+    if (on_cell_edge(ground, at, scratch)) on_edge.push_back(i);
   }
   warn(data, below, "lie below the ground (right for boreholes only)");
   warn(data, beside, "lie outside the mesh");
@@ -62,11 +76,15 @@ void check_stations(const Observations& data, const Ground& ground,
 }  // namespace
 
 void add_terrain_options(CLI::App& command, GroundSource& source) {
-  auto* const terrain = command.add_option(
-      "--topography", source.topography,
-      "Topography file: the number of points, then easting, northing, elevation (m) of each.\n"
-      "Without it and without --elevation the top of the mesh is the ground");
-  command.add_option("--elevation", source.elevation, "Elevation (m) of a level ground")
+  auto* const terrain = command
+                            .add_option("--topography", source.topography,
+                                        "Topography file: the number of points, then easting,\n"
+                                        "northing, elevation (m) of each. Without it and without\n"
+                                        "--elevation the top of the mesh is the ground")
+                            ->type_name("FILE");
+  command.add_option("--elevation", source.elevation, "Elevation of a level ground")
+      ->type_name("Z")
+      ->check(number(-kMostLength, kMostLength))
       ->excludes(terrain);
 }
 
@@ -75,7 +93,8 @@ void add_thread_option(CLI::App& command) {
       .add_option_function<int>(
           "--threads", [](int threads) { omp_set_num_threads(threads); },
           "Number of threads; all cores without it")
-      ->check(CLI::Range(1, kMostThreads));
+      ->type_name("N")
+      ->check(CLI::Range(1, kMostThreads).description(""));
 }
 
 SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
@@ -89,6 +108,7 @@ SurveyGround read_ground(const GroundSource& source, const Observations& observa
   const Elevation elevation = [&](double easting, double northing) {
     return surface ? surface->elevation(easting, northing) : source.elevation.value_or(mesh.z0);
   };
+  check_places(observations);
   std::vector<double> heights;
   for (std::int32_t i = 1; i <= observations.ndata; ++i) {
     const Point at = station_of(observations, i);
@@ -101,6 +121,19 @@ SurveyGround read_ground(const GroundSource& source, const Observations& observa
   std::nth_element(heights.begin(), middle, heights.end());
   survey.median_height = *middle;
   return survey;
+}
+
+Observations read_data_with_deviations(const std::string& name,
+                                       std::optional<std::int32_t> ndata_expected) {
+  Observations data = read_data_file(name, DataColumns::as_found, ndata_expected);
+  if (data.std.empty()) {
+    stop_run(fmt::format(
+        " ERROR: {} holds no standard deviations, and each row of the matrix is divided by one.\n"
+        " Each line of a datum should hold easting, northing, elevation (m), {}value and\n"
+        " standard deviation (nT).",
+        name, data.idir == 1 ? "" : "inclination, declination, "));
+  }
+  return data;
 }
 
 void hint_at_units(const Observations& observations) {
@@ -128,9 +161,11 @@ void hint_at_units(const Observations& observations) {
 
 void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs) {
   for (const std::string& input : inputs) {
-    std::error_code missing;
-    if (std::filesystem::equivalent(input, output, missing)) {
-      stop_run(fmt::format(" ERROR: the output {} would replace a file that is read.", output));
+    for (const std::string& written : {output, output + ".part"}) {
+      std::error_code missing;
+      if (std::filesystem::equivalent(input, written, missing)) {
+        stop_run(fmt::format(" ERROR: the output {} would replace a file that is read.", output));
+      }
     }
   }
 }

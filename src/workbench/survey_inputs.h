@@ -33,6 +33,11 @@ void add_thread_option(CLI::App& command);
 /// or on an edge of a cell.
 SurveyGround read_ground(const GroundSource& source, const Observations& observations);
 
+/// Reads observations whose standard deviations are needed.
+/// @throws StopRun also where they are missing, saying so
+Observations read_data_with_deviations(const std::string& name,
+                                       std::optional<std::int32_t> ndata_expected = {});
+
 /// Hints on standard error: a field or data in tesla, a field unlike the Earth's.
 void hint_at_units(const Observations& observations);
 

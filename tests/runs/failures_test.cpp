@@ -310,7 +310,8 @@ TEST(Failures, AnOutputFileThatCannotBeWrittenIsNamedAndNotLeftHalfWritten) {
         Row{"quorivex.out", "/dev/full", "No space left on device", {}},
         Row{pre + ".part", "/dev/full", "No space left on device", {}},
         Row{sus + ".part", "/dev/full", "No space left on device", {pre}},
-        Row{sus, "", "Is a directory", {pre, sus}}}) {
+        Row{sus, "", "it is not a regular file", {pre, sus}},
+        Row{sus, "/dev/null", "it is not a regular file", {pre, sus}}}) {
     const Case folder;
     if (to.empty()) std::filesystem::create_directory(folder.path(name));
     if (!to.empty()) std::filesystem::create_symlink(to, folder.path(name));

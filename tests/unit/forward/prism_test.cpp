@@ -23,6 +23,11 @@ double anomaly(const Ground& ground, const Point& station, const Observations& s
   return sum;
 }
 
+bool on_edge(const Ground& ground, const Point& station) {
+  PrismScratch scratch(ground.mesh);
+  return on_cell_edge(ground, station, scratch);
+}
+
 const Ground& cube() {
   static const Ground ground = ground_of({0, 50}, {0, 50}, {0, -50});
   return ground;
@@ -179,11 +184,13 @@ TEST(Prism, IsContinuousAcrossEveryAlignmentOutsideAndFiniteOnEdges) {
   }
   for (const Point& at : {Point{50, 25, 0}, {0, 0, -20}, {50, 50, 0}, {0, 0, -50}}) {
     EXPECT_TRUE(std::isfinite(anomaly(cube(), at, survey)));
-    EXPECT_TRUE(on_cell_edge(cube(), at));
+    EXPECT_TRUE(on_edge(cube(), at));
   }
-  EXPECT_FALSE(on_cell_edge(cube(), {50, 25, -20}));
-  EXPECT_FALSE(on_cell_edge(cube(), {50, 50, 1}));
-  EXPECT_FALSE(on_cell_edge(ground_of({0, 50}, {0, 50}, {50, 0, -50}, 1), {50, 50, 20}));
+  // Decimals for which (top - depth) - elevation and (top - elevation) - depth differ.
+  EXPECT_TRUE(on_edge(ground_of({0, 50}, {0, 50}, {288.3, 288.3 - 0.1, 258}), {50, 25, 288.2}));
+  EXPECT_FALSE(on_edge(cube(), {50, 25, -20}));
+  EXPECT_FALSE(on_edge(cube(), {50, 50, 1}));
+  EXPECT_FALSE(on_edge(ground_of({0, 50}, {0, 50}, {50, 0, -50}, 1), {50, 50, 20}));
 }
 
 // The trace left out, or a cell that takes the trace of its neighbour; a station on the ground that

@@ -58,7 +58,10 @@ TEST(Topography, FilesThatCannotBeUsedStopWithTheirMessage) {
                            "3\n0 0 0\n90 0 0\n0 90", "3\n0 0 0\n90 0 x\n0 90 0",
                            "3\n! c\n0 0 0\n90 0 0\n0 90 0", "2147483647\n0 0 0\n90 0 0"}) {
     const Outcome bad(text);
-    EXPECT_EQ(bad.end, "\nERROR reading topography file " + bad.name + "\n\n") << text;
+    EXPECT_EQ(bad.end, "\nERROR reading topography file " + bad.name +
+                           "\n Expected the number of points, and then easting, northing and "
+                           "elevation on a line each.\n\n")
+        << text;
   }
   for (const char* text :
        {"2\n100 0 0\n150 50 0", "2\n-9 0 0\n0 50 0", "2\n0 100 0\n50 150 0", "2\n0 -9 0\n50 0 0"})

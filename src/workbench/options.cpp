@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "workbench/options.h"
+
+#include <fmt/format.h>
+
+namespace quorivex {
+
+CLI::Validator number(double least, double most) {
+  return {[=](const std::string& text) -> std::string {
+            double value = 0.0;
+            const bool good = CLI::detail::lexical_cast(text, value);
+            if (good && value >= least && value <= most) return "";  // NaN is not
+            return fmt::format("should be a number from {} to {}, not {}", least, most, text);
+          },
+          ""};
+}
+
+}  // namespace quorivex
