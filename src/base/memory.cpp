@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/memory.h"
 
+#include <sys/mman.h>
+
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 #include <new>
@@ -30,6 +33,21 @@ std::uint64_t available_memory() {
 
 void expect_memory(std::uint64_t bytes) {
   if (bytes >= kLarge && bytes > available_memory()) throw std::bad_alloc();
+}
+
+void* raw_memory(std::size_t bytes) {
+  constexpr std::size_t kLargePage = std::size_t{2} << 20U;
+  expect_memory(bytes);
+  const bool large = bytes >= 4 * kLargePage;
+  // The size is to be a multiple of the alignment.
+  const std::size_t alignment = large ? kLargePage : alignof(std::max_align_t);
+  void* memory =
+      bytes > SIZE_MAX - alignment
+          ? nullptr
+          : std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+  if (memory == nullptr && bytes > 0) throw std::bad_alloc();
+  if (large) ::madvise(memory, bytes, MADV_HUGEPAGE);
+  return memory;
 }
 
 }  // namespace quorivex

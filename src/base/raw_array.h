@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -21,8 +22,7 @@ class RawArray {
   /// `size` elements of undefined value; when memory is short, `alloc_error(label)`.
   RawArray(std::int64_t size, std::string_view label) : size_(size) {
     try {
-      expect_memory(as_size(size) * sizeof(T));
-      data_ = std::make_unique_for_overwrite<T[]>(as_size(size));
+      data_.reset(static_cast<T*>(raw_memory(as_size(size) * sizeof(T))));
     } catch (const std::bad_alloc&) {
       alloc_error(label);
     }
@@ -35,7 +35,10 @@ class RawArray {
   View1<const T> view() const { return {data_.get(), size_}; }
 
  private:
-  std::unique_ptr<T[]> data_;
+  struct Free {
+    void operator()(T* data) const { std::free(data); }
+  };
+  std::unique_ptr<T[], Free> data_;
   std::int64_t size_ = 0;
 };
 

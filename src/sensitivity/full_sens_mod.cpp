@@ -4,6 +4,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 
 #include "base/for_this_processor.h"
 #include "base/phase_times.h"
@@ -12,49 +13,77 @@
 namespace quorivex::FULL_SENS_MOD {
 namespace {
 
-constexpr std::int64_t kBlockCells = 10000;
-
-/// The cells first+1 .. first+count; count is 0 for the blocks behind the last cell.
-struct Block {
-  std::int64_t first;
-  std::int64_t count;
-};
-
-Block block_of_cells(std::int64_t b, std::int64_t nsens) {
-  const std::int64_t first = std::min((b - 1) * kBlockCells, nsens);
-  return {first, std::min(kBlockCells, nsens - first)};
-}
-
+// The piece of the model that belongs to a slice of so many cells, 128 KiB, stays in a core's own
+// cache while all rows pass.
+constexpr std::int64_t kSliceCells = 16384;
 // Rows are taken four at a time: one load of the model serves four rows, and four independent
 // sums keep the arithmetic ahead of the memory.
 constexpr std::int64_t kRows = 4;
+constexpr std::int64_t kStep = 16;  // cells, of which a row's coefficients fill a cache line
 
-/// p(i) += the dot product of the block's piece of row i with x, for every row.
-/// `g` is the block's piece of the first row, rows lie `stride` apart.
+/// Four rows' pieces of a slice.
+struct FourRows {
+  FourRows(const float* g, std::int64_t stride)
+      : g0(g), g1(g + stride), g2(g1 + stride), g3(g2 + stride) {}
+
+  /// Asks for the coefficients some steps behind j. The processor's own look-ahead ends at every
+  /// page, and the four rows are four streams.
+  void fetch_ahead(std::int64_t j) const {
+    constexpr std::int64_t kAhead = 256;
+    __builtin_prefetch(g0 + j + kAhead);
+    __builtin_prefetch(g1 + j + kAhead);
+    __builtin_prefetch(g2 + j + kAhead);
+    __builtin_prefetch(g3 + j + kAhead);
+  }
+
+  const float* g0;
+  const float* g1;
+  const float* g2;
+  const float* g3;
+};
+
+/// Eight sums side by side, as wide as the widest vectors.
+using Sums = std::array<double, 8>;
+constexpr std::int64_t kSums = 8;
+
+double total_of(const Sums& s) {
+  return ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+}
+
+/// p(i) += the dot product of the slice's piece of row i with x, for every row.
+/// `g` is the slice's piece of the first row, rows lie `stride` apart.
 QUORIVEX_FOR_THIS_PROCESSOR
 void add_dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
                       std::int64_t count, double* p) {
   std::int64_t i = 0;
   for (; i + kRows <= rows; i += kRows, g += kRows * stride) {
-    const float* g0 = g;
-    const float* g1 = g + stride;
-    const float* g2 = g + 2 * stride;
-    const float* g3 = g + 3 * stride;
-    double s0 = 0.0;
-    double s1 = 0.0;
-    double s2 = 0.0;
-    double s3 = 0.0;
-#pragma omp simd reduction(+ : s0, s1, s2, s3)
-    for (std::int64_t j = 0; j < count; ++j) {
-      s0 += static_cast<double>(g0[j]) * x[j];
-      s1 += static_cast<double>(g1[j]) * x[j];
-      s2 += static_cast<double>(g2[j]) * x[j];
-      s3 += static_cast<double>(g3[j]) * x[j];
+    const FourRows at(g, stride);
+    Sums s0{};
+    Sums s1{};
+    Sums s2{};
+    Sums s3{};
+    std::int64_t j = 0;
+    for (; j + kStep <= count; j += kStep) {
+      at.fetch_ahead(j);
+      for (std::int64_t half = j; half < j + kStep; half += kSums) {
+        for (std::int64_t k = 0; k < kSums; ++k) {
+          s0[as_size(k)] += static_cast<double>(at.g0[half + k]) * x[half + k];
+          s1[as_size(k)] += static_cast<double>(at.g1[half + k]) * x[half + k];
+          s2[as_size(k)] += static_cast<double>(at.g2[half + k]) * x[half + k];
+          s3[as_size(k)] += static_cast<double>(at.g3[half + k]) * x[half + k];
+        }
+      }
     }
-    p[i] += s0;
-    p[i + 1] += s1;
-    p[i + 2] += s2;
-    p[i + 3] += s3;
+    for (; j < count; ++j) {
+      s0[0] += static_cast<double>(at.g0[j]) * x[j];
+      s1[0] += static_cast<double>(at.g1[j]) * x[j];
+      s2[0] += static_cast<double>(at.g2[j]) * x[j];
+      s3[0] += static_cast<double>(at.g3[j]) * x[j];
+    }
+    p[i] += total_of(s0);
+    p[i + 1] += total_of(s1);
+    p[i + 2] += total_of(s2);
+    p[i + 3] += total_of(s3);
   }
   for (; i < rows; ++i, g += stride) {
     double s = 0.0;
@@ -70,21 +99,24 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
                        std::int64_t count, double* x) {
   std::int64_t i = 0;
   for (; i + kRows <= rows; i += kRows, g += kRows * stride) {
-    const float* g0 = g;
-    const float* g1 = g + stride;
-    const float* g2 = g + 2 * stride;
-    const float* g3 = g + 3 * stride;
+    const FourRows at(g, stride);
     const double d0 = d[i];
     const double d1 = d[i + 1];
     const double d2 = d[i + 2];
     const double d3 = d[i + 3];
+    const auto add = [&](std::int64_t j) {
+      double sum = x[j] + static_cast<double>(at.g0[j]) * d0;
+      sum += static_cast<double>(at.g1[j]) * d1;
+      sum += static_cast<double>(at.g2[j]) * d2;
+      x[j] = sum + static_cast<double>(at.g3[j]) * d3;
+    };
+    std::int64_t j = 0;
+    for (; j + kStep <= count; j += kStep) {
+      at.fetch_ahead(j);
 #pragma omp simd
-    for (std::int64_t j = 0; j < count; ++j) {
-      double sum = x[j] + static_cast<double>(g0[j]) * d0;
-      sum += static_cast<double>(g1[j]) * d1;
-      sum += static_cast<double>(g2[j]) * d2;
-      x[j] = sum + static_cast<double>(g3[j]) * d3;
+      for (std::int64_t k = j; k < j + kStep; ++k) add(k);
     }
+    for (; j < count; ++j) add(j);
   }
   for (; i < rows; ++i, g += stride) {
     const double weight = d[i];
@@ -95,7 +127,7 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
 
 }  // namespace
 
-// A datum's sum goes over the blocks of cells in order, a cell's over the rows in order, each by
+// A datum's sum goes over the slices of cells in order, a cell's over the rows in order, each by
 // one thread: results are the same to the last bit for any number of threads.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
@@ -108,23 +140,24 @@ void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<dou
     const std::int64_t first = fours * omp_get_thread_num() / threads * kRows;
     const std::int64_t last =
         std::min(fours * (omp_get_thread_num() + 1) / threads * kRows, d.size());
-    for (std::int32_t b = 1; first < last && b <= sens.nblock; ++b) {
-      const Block block = block_of_cells(b, sens.nsens);
-      add_dot_products(sens.Gfull.row(first + 1) + block.first, sens.nsens, last - first,
-                       x.data() + block.first, block.count, d.data() + first);
+    for (std::int64_t cell = 0; first < last && cell < sens.nsens; cell += kSliceCells) {
+      add_dot_products(sens.Gfull.row(first + 1) + cell, sens.nsens, last - first, x.data() + cell,
+                       std::min(std::int64_t{kSliceCells}, sens.nsens - cell), d.data() + first);
     }
   }
 }
 
 void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<double> x) {
   const PhaseTimer timer(Phase::matrix);
-#pragma omp parallel for schedule(static) default(none) shared(sens, d, x)
-  for (std::int32_t b = 1; b <= sens.nblock; ++b) {
-    const Block block = block_of_cells(b, sens.nsens);
-    double* piece = x.data() + block.first;
-    std::fill_n(piece, block.count, 0.0);
-    add_weighted_rows(sens.Gfull.row(1) + block.first, sens.nsens, d.size(), d.data(), block.count,
-                      piece);
+  // Narrower slices where the cells are few, so that every thread has several.
+  const std::int64_t share = sens.nsens / (4 * omp_get_max_threads()) / kStep * kStep;
+  const std::int64_t slice = std::clamp(share, 8 * kStep, kSliceCells);
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(sens, d, x, slice)
+  for (std::int64_t cell = 0; cell < sens.nsens; cell += slice) {
+    const std::int64_t count = std::min<std::int64_t>(slice, sens.nsens - cell);
+    std::fill_n(x.data() + cell, count, 0.0);
+    add_weighted_rows(sens.Gfull.row(1) + cell, sens.nsens, d.size(), d.data(), count,
+                      x.data() + cell);
   }
 }
 

@@ -14,9 +14,9 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
-// A block of 2^14 doubles fills 128 KiB, a part of a core's second-level cache. Small grids have
-// smaller blocks, so that there is one for every core.
-constexpr int kMostBits = 14;
+// A block of 2^15 doubles fills 256 KiB, a part of a core's second-level cache. Small grids have
+// smaller blocks, so that there is one for every core. From 2^13 to 2^16 the size hardly matters.
+constexpr int kMostBits = 15;
 constexpr int kLeastBits = 8;
 constexpr int kBlocksWanted = 6;  // as a power of two
 
