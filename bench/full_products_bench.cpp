@@ -2,7 +2,6 @@
 // Products with a full matrix of 250,000 cells by 2,000 data on all cores, against a vectorised sum
 // of the same floats (the read bandwidth of the machine) and against the plain loops.
 #include <fmt/format.h>
-#include <omp.h>
 
 #include <cmath>
 #include <vector>
@@ -23,7 +22,6 @@ const SensitivityState& matrix() {
     SensitivityState made;
     made.nsens = kCells;
     made.ndata = kData;
-    made.nblock = std::max(kCells / 10000, omp_get_max_threads());
     made.Gfull = {kCells, RawArray<float>(std::int64_t{kCells} * kData, "bench")};
     float* values = made.Gfull.values.data();
 #pragma omp parallel for

@@ -36,7 +36,7 @@ struct SensitivityState {
   FullMatrix Gfull;           ///< full form
   std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one a sensitivity cell
   std::int32_t nchunk = 0;    ///< compressed form: pieces of each row in parallel products
-  std::int32_t nblock = 0;    ///< full form: blocks of 10000 cells in parallel products
+  std::int32_t nblock = 0;    ///< full form: blocks of 10000 cells, at least one a thread
 
   std::array<std::int32_t, 3> grid_counts() const { return {nw1, nw2, nw3}; }
 };

@@ -158,6 +158,45 @@ TEST(SurveyToModel, RefusalsNameTheCauseAndLeaveNoFile) {
   EXPECT_FALSE(folder.has("s.mtx") || folder.has("s.mtx.part") || folder.has("f.mag"));
 }
 
+// Directions of the header taken for those of the datum; a file of both that the way back misreads.
+TEST(SurveyToModel, EachDatumMayHaveADirectionOfItsOwn) {
+  const SurveyFolder folder;
+  const std::string forward = std::string("forward --model true.txt ") + kGround + " --data ";
+  const auto predicted = [&](const std::string& name, const std::string& text) {
+    folder.write(name, text);
+    EXPECT_EQ(folder.qvx(forward + name + " --noise-floor 1e-9 --output p.mag").status, 0);
+    return read_data_file(folder.path("p.mag"), DataColumns::values);
+  };
+  const std::string place = "160 150 45 ";
+  const auto north = predicted("n.txt", "60 15 50000\n0 0 1\n1\n" + place);
+  const auto down = predicted("d.txt", "60 15 50000\n90 0 1\n1\n" + place);
+  const auto own =
+      predicted("o.txt", "60 15 50000\n12 34 0\n2\n" + place + "0 0\n" + place + "90 0\n");
+  ASSERT_EQ(own.obs.size(), 2U);
+  EXPECT_EQ(own.incl, 60);
+  EXPECT_GT(std::abs(own.obs[0] * own.std[0]), 1.0);
+  for (const auto& [datum, expected] : {std::pair{0U, &north}, {1U, &down}})
+    EXPECT_NEAR(own.obs[datum] * own.std[datum], expected->obs[0] * expected->std[0], 1e-6);
+}
+
+// A limit or a size that "not a number" slips through; work begun that cannot be kept.
+TEST(SurveyToModel, WhatCannotBeMeantIsRefusedBeforeTheWorkBegins) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  folder.write("far.mag", "60 15 50000\n60 15 1\n1\n1e300 0 0 5 1\n");
+  folder.write("huge.txt", "600 600 1200\n0 0 0\n600*10\n600*10\n1200*10\n");
+  const std::string build = "sensitivity --output s.mtx --data obs.mag --mesh ";
+  for (const char* option : {"--error nan", "--threshold nan", "--keep 0", "--keep nan",
+                             "--elevation inf", "--scale-exponent nan", "--threads 0"})
+    expect_refused(folder, build + "mesh.txt " + option, "--");
+  const std::string forward = "forward --mesh mesh.txt --data obs.mag --model true.txt --output f ";
+  for (const char* option : {"--noise-floor nan", "--noise-percent -1"})
+    expect_refused(folder, forward + option, "noise");
+  expect_refused(folder, build + "huge.txt", "432000000 cells below the ground are more");
+  expect_refused(folder, "sensitivity --output s.mtx --data far.mag --mesh mesh.txt", "metres");
+  EXPECT_FALSE(folder.has("s.mtx") || folder.has("f"));
+}
+
 // A build that a full disk ends: no file that looks whole, no half of one.
 TEST(SurveyToModel, AFullDiskLeavesNoFile) {
   const SurveyFolder folder;
