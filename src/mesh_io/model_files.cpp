@@ -8,6 +8,7 @@
 #include "base/atomic_file.h"
 #include "base/fixed_format.h"
 #include "base/list_reader.h"
+#include "base/parallel_text.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -47,22 +48,7 @@ void scale_by_wtz(const ActiveCells& active, const CellScale& wtz, Scale scale) 
   for_each_below(active, [&](std::int64_t cell) { scale(cell, (*wtz)(++idx1)); });
 }
 
-constexpr std::int32_t kRowsFormatted = 16;
 constexpr std::int64_t kLineBytes = 16;  // more than a line needs
-
-/// The lines of row j of the columns; `below` counts the cells below the column tops before it.
-void format_row(const ActiveCells& active, const std::vector<double>& full, View1<const double> wtz,
-                std::int32_t j, std::int64_t below, std::string& text) {
-  text.clear();
-  std::size_t cell = as_size((j - std::int64_t{1}) * active.ne * active.nz);
-  for (std::int32_t i = 1; i <= active.ne; ++i) {
-    for (std::int32_t k = 1; k <= active.nz; ++k, ++cell) {
-      const bool ground = k > active.tops(j, i);
-      append_sci(text, ground ? full[cell] / wtz(++below) : kAir, 12, 5);
-      text.push_back('\n');
-    }
-  }
-}
 
 }  // namespace
 
@@ -114,25 +100,26 @@ void output_model(std::string_view base, std::string_view extension, View1<const
   std::vector<double> full = allocate<double>(active.map.size(), "output_model");
   active_to_full(active, fixed, model, full);
   AtomicFile file(numbered_name(base, iteration, extension));
-  std::vector<std::int64_t> below;  // cells below the column tops before each row of columns
+  const auto top = [&](std::int64_t column) {
+    return active.tops(static_cast<std::int32_t>((column - 1) / active.ne + 1),
+                       static_cast<std::int32_t>((column - 1) % active.ne + 1));
+  };
+  const std::int64_t columns = std::int64_t{active.nn} * active.ne;
+  std::vector<std::int64_t> below_before = allocate<std::int64_t>(as_size(columns), "output_model");
   std::int64_t idx1 = 0;
-  for (std::int32_t j = 1; j <= active.nn; ++j) {
-    below.push_back(idx1);
-    for (std::int32_t i = 1; i <= active.ne; ++i) idx1 += active.nz - active.tops(j, i);
+  for (std::int64_t column = 1; column <= columns; ++column) {
+    below_before[as_size(column - 1)] = idx1;
+    idx1 += active.nz - top(column);
   }
-  // Some rows of columns at a time, each formatted by one thread.
-  std::vector<std::string> texts(kRowsFormatted);
-  const std::size_t bytes = as_size(std::int64_t{active.ne} * active.nz * kLineBytes);
-  for (std::int32_t first = 1; first <= active.nn; first += kRowsFormatted) {
-    const std::int32_t rows = std::min(kRowsFormatted, active.nn - first + 1);
-    for (std::int32_t r = 0; r < rows; ++r) texts[as_size(r)].reserve(bytes);
-#pragma omp parallel for schedule(dynamic, 1) default(none) \
-    shared(active, full, wtz, below, texts, first, rows)
-    for (std::int32_t r = 0; r < rows; ++r) {
-      format_row(active, full, wtz, first + r, below[as_size(first + r - 1)], texts[as_size(r)]);
-    }
-    for (std::int32_t r = 0; r < rows; ++r) file.append(texts[as_size(r)]);
-  }
+  append_in_parallel(
+      file, columns, active.nz * kLineBytes, [&](std::int64_t column, std::string& text) {
+        std::size_t cell = as_size((column - 1) * active.nz);
+        std::int64_t below = below_before[as_size(column - 1)];
+        for (std::int32_t k = 1; k <= active.nz; ++k, ++cell) {
+          append_sci(text, k > top(column) ? full[cell] / wtz(++below) : kAir, 12, 5);
+          text.push_back('\n');
+        }
+      });
   file.commit();
 }
 

@@ -9,12 +9,14 @@
 #include "base/atomic_file.h"
 #include "base/fixed_format.h"
 #include "base/free_format.h"
+#include "base/parallel_text.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
 namespace {
 
 constexpr std::size_t kLongestLine = 1000;
+constexpr std::int64_t kLineBytes = 128;  // more than a line that is written needs
 
 /// The lines of a data file without comments and blank lines.
 class DataLines {
@@ -124,14 +126,19 @@ void write_data_file(const std::string& name, const Observations& observations,
   file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + "     " + whole(o.idir, 2) + "   " +
               "  !! aincl, adecl, idir\n");
   file.append(whole(o.ndata, 7) + std::string(23, ' ') + "  !! # of data\n");
-  for (std::int64_t i = 1; i <= values.size(); ++i) {
+  append_in_parallel(file, values.size(), kLineBytes, [&](std::int64_t i, std::string& text) {
     const std::size_t at = as_size(i - 1);
-    std::string line = sci(o.x[at], 17, 9) + sci(o.y[at], 17, 9) + sci(o.z[at], 17, 9) + "  ";
-    if (o.idir == 0) line += sci(o.datum_aincl[at], 12, 4) + sci(o.datum_adecl[at], 12, 4) + "  ";
-    line += sci(values(i), 14, 6);
-    if (std.size() > 0) line += sci(std(i), 14, 6);
-    file.append(line + "\n");
-  }
+    for (const double coordinate : {o.x[at], o.y[at], o.z[at]}) append_sci(text, coordinate, 17, 9);
+    text += "  ";
+    if (o.idir == 0) {
+      append_sci(text, o.datum_aincl[at], 12, 4);
+      append_sci(text, o.datum_adecl[at], 12, 4);
+      text += "  ";
+    }
+    append_sci(text, values(i), 14, 6);
+    if (std.size() > 0) append_sci(text, std(i), 14, 6);
+    text.push_back('\n');
+  });
   file.commit();
 }
 
