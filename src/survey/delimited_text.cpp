@@ -56,8 +56,14 @@ std::optional<double> to_number(std::string_view text) {
 }
 
 char guess_separator(std::string_view line) {
+  std::string unquoted;
+  bool quoted = false;
+  for (const char c : trim(line)) {
+    if (c == '"') quoted = !quoted;
+    if (!quoted) unquoted.push_back(c);
+  }
   for (const char c : {'\t', ';', ','}) {
-    if (trim(line).find(c) != std::string_view::npos) return c;
+    if (unquoted.find(c) != std::string::npos) return c;
   }
   return kBlanks;
 }

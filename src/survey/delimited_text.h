@@ -19,7 +19,7 @@ std::string_view trim(std::string_view text);
 std::string lower_case(std::string_view text);
 
 /// What a line of a table is cut at, guessed from the line: the first of tab, semicolon and comma
-/// that stands in it, otherwise blanks.
+/// that stands in it outside quotes, otherwise blanks.
 char guess_separator(std::string_view line);
 
 /// The fields of a line, trimmed. A field in double quotes may hold the separator, and "" stands

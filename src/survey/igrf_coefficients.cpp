@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::size_t kCount = kIgrfDegree * (kIgrfDegree + 2);
 constexpr double kFirstYear = 1900.0;
-constexpr double kDaysAYear = 365.25;  // the table's changes are nT a day
 
 [[noreturn]] void unknown_layout(const char* what) {
   stop_run(fmt::format(" ERROR: the IGRF table that this program was built with has no {}.", what));
@@ -67,7 +66,6 @@ std::vector<IgrfEpoch> read_epochs() {
     epoch.year = kFirstYear + kIgrfInterval * static_cast<double>(epochs.size());
     epoch.coefficients = file.next();
     epoch.change = file.next();
-    for (double& change : epoch.change) change *= kDaysAYear;
     epochs.push_back(std::move(epoch));
   }
   // The change must lead from each epoch to the next: that holds for no other order of the arrays.
