@@ -13,7 +13,8 @@ declare -A may_use=(
   [objective]="mesh_io base"
   [solver]="sensitivity objective mesh_io base"
   [forward]="sensitivity mesh_io base"
-  [workbench]="forward topography solver sensitivity objective mesh_io base"
+  [survey]="topography mesh_io base"
+  [workbench]="forward survey topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -118,9 +119,16 @@ Observations read_data_file(const std::string& name, DataColumns columns,
 }
 
 void write_data_file(const std::string& name, const Observations& observations,
-                     View1<const double> values, View1<const double> std) {
+                     View1<const double> values, View1<const double> std,
+                     const std::vector<std::string>& comments) {
   const Observations& o = observations;
   AtomicFile file(name);
+  for (std::string comment : comments) {
+    // A name with a line end must not leave its comment.
+    std::replace_if(
+        comment.begin(), comment.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    file.append("! " + comment + "\n");
+  }
   file.append(fixed(o.incl, 10, 2) + fixed(o.decl, 10, 2) + fixed(o.geomag, 10, 2) +
               "  !! incl, decl, geomag\n");
   file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + "     " + whole(o.idir, 2) + "   " +

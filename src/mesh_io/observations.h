@@ -42,9 +42,10 @@ Observations read_data_file(const std::string& name, DataColumns columns,
                             std::optional<std::int32_t> ndata_expected = {});
 
 /// Writes a file with the layout of an observations file: for each datum its position and its value
-/// in nT, and its standard deviation where `std` is not empty.
+/// in nT, and its standard deviation where `std` is not empty. Comments come first, a line each.
 void write_data_file(const std::string& name, const Observations& observations,
-                     View1<const double> values, View1<const double> std = {});
+                     View1<const double> values, View1<const double> std = {},
+                     const std::vector<std::string>& comments = {});
 
 /// Writes BASE_NNN.EXTENSION with the predicted values predicted(i) std(i), without standard
 /// deviations.

@@ -195,4 +195,10 @@ SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh, Rep
   return points;
 }
 
+SurfacePoints read_surface_points(const std::string& name, Report& report) {
+  SurfacePoints points = read_points(name);
+  refuse_duplicates(points, report);
+  return points;
+}
+
 }  // namespace quorivex

@@ -24,4 +24,8 @@ struct SurfacePoints {
 ///         points with equal easting and northing, after a list of them; file_not_found
 SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh, Report& report);
 
+/// The points of the file alone, for a ground without a mesh.
+/// @throws StopRun for a malformed file or equal places as above; file_not_found
+SurfacePoints read_surface_points(const std::string& name, Report& report);
+
 }  // namespace quorivex

@@ -10,6 +10,7 @@ namespace quorivex {
 
 void add_sensitivity_command(CLI::App& qvx);
 void add_forward_command(CLI::App& qvx);
+void add_survey_command(CLI::App& qvx);
 void add_mesh_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
 

@@ -36,10 +36,12 @@ int run(int argc, char** argv) {
   qvx.require_subcommand(1);
   qvx.footer(
       "\nFrom stations to a model:\n"
+      "  qvx survey --table flight.csv --easting X --northing Y --elevation Z --field tmi ...\n"
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
       "  quorivex survey.inp\n"
       "\n'qvx SUBCOMMAND --help' says more of each.");
+  quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
   quorivex::add_forward_command(qvx);

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "survey/delimited_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace quorivex {
+namespace {
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+/// Takes a field in quotes, its closing quote included; without one it ends with the line.
+std::string take_quoted(std::string_view& rest) {
+  std::string field;
+  rest.remove_prefix(1);
+  while (!rest.empty()) {
+    const char c = rest.front();
+    rest.remove_prefix(1);
+    if (c == '"') {
+      if (!rest.starts_with('"')) return field;
+      rest.remove_prefix(1);
+    }
+    field.push_back(c);
+  }
+  return field;
+}
+
+}  // namespace
+
+std::string_view trim(std::string_view text) {
+  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+std::optional<double> to_number(std::string_view text) {
+  std::string digits(text);
+  std::replace_if(
+      digits.begin(), digits.end(), [](char c) { return c == 'D' || c == 'd'; }, 'e');
+  const char* first = digits.data();
+  const char* last = first + digits.size();
+  if (digits.starts_with('+') && !digits.starts_with("+-")) ++first;
+  double value = 0.0;
+  const auto [stop, error] = std::from_chars(first, last, value);
+  if (error != std::errc() || stop != last || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
+
+char guess_separator(std::string_view line) {
+  std::string unquoted;
+  bool quoted = false;
+  for (const char c : trim(line)) {
+    if (c == '"') quoted = !quoted;
+    if (!quoted) unquoted.push_back(c);
+  }
+  for (const char c : {'\t', ';', ','}) {
+    if (unquoted.find(c) != std::string::npos) return c;
+  }
+  return kBlanks;
+}
+
+std::vector<std::string> split_fields(std::string_view line, char separator) {
+  std::vector<std::string> fields;
+  const auto ends = [separator](char c) {
+    return separator == kBlanks ? is_blank(c) : c == separator;
+  };
+  const auto skip_blanks = [&](std::string_view& rest) {
+    while (!rest.empty() && is_blank(rest.front()) && rest.front() != separator) {
+      rest.remove_prefix(1);
+    }
+  };
+  std::string_view rest = line;
+  if (separator == kBlanks) rest = trim(rest);
+  if (rest.ends_with('\r')) rest.remove_suffix(1);
+  if (rest.empty()) return fields;
+  while (true) {
+    skip_blanks(rest);
+    std::string field;
+    if (rest.starts_with('"')) field = take_quoted(rest);
+    const auto end = std::find_if(rest.begin(), rest.end(), ends);
+    const auto length = static_cast<std::size_t>(end - rest.begin());
+    fields.push_back(field + std::string(trim(rest.substr(0, length))));
+    rest.remove_prefix(length);
+    if (rest.empty()) return fields;
+    rest.remove_prefix(1);
+    if (separator == kBlanks) rest = trim(rest);
+  }
+}
+
+}  // namespace quorivex

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "survey/geomagnetic_field.h"
+
+#include <GeographicLib/Constants.hpp>
+#include <GeographicLib/Geocentric.hpp>
+#include <GeographicLib/MagneticModel.hpp>
+#include <GeographicLib/SphericalHarmonic.hpp>
+#include <GeographicLib/UTMUPS.hpp>
+#include <GeographicLib/Utility.hpp>
+#include <fmt/format.h>
+
+#include <cmath>
+#include <vector>
+
+#include "base/stop_run.h"
+#include "survey/delimited_text.h"
+#include "survey/igrf_coefficients.h"
+
+namespace quorivex {
+namespace {
+
+namespace Geo = GeographicLib;
+
+constexpr double kRadius = 6371200.0;  // metres, of the model's sphere
+
+/// Coefficients of a year in the order of the library: by order m, then by degree n from m, the
+/// cosines from degree 0 and the sines without order 0.
+struct Harmonics {
+  std::vector<double> cosine;
+  std::vector<double> sine;
+};
+
+Harmonics harmonics(const IgrfEpoch& epoch, double years) {
+  const auto coefficient = [&](std::size_t k) {
+    return epoch.coefficients[k] + years * epoch.change[k];
+  };
+  Harmonics h;
+  for (std::size_t m = 0; m <= kIgrfDegree; ++m) {
+    for (std::size_t n = m; n <= kIgrfDegree; ++n) {
+      const std::size_t before = n * n - 1;  // coefficients of lower degrees
+      if (m == 0) {
+        h.cosine.push_back(n == 0 ? 0.0 : coefficient(before));
+      } else {
+        h.cosine.push_back(coefficient(before + 2 * m - 1));
+        h.sine.push_back(coefficient(before + 2 * m));
+      }
+    }
+  }
+  return h;
+}
+
+const IgrfEpoch& epoch_of(double year) {
+  const std::vector<IgrfEpoch>& epochs = igrf_epochs();
+  const double end = epochs.back().year + kIgrfInterval;
+  if (!(year >= epochs.front().year && year <= end)) {
+    stop_run(fmt::format(
+        " ERROR: {} holds the field of the years {} to {}, not of {}. Give --inclination,\n"
+        " --declination and --strength instead.",
+        igrf_name(), epochs.front().year, end, year));
+  }
+  std::size_t e = epochs.size() - 1;
+  while (epochs[e].year > year) --e;
+  return epochs[e];
+}
+
+}  // namespace
+
+MainField igrf_field(const Place& place, double year) {
+  if (!(std::abs(place.latitude) <= 90.0 && std::abs(place.longitude) <= 360.0)) {
+    stop_run(fmt::format(" ERROR: longitude {} and latitude {} are no place on Earth.",
+                         place.longitude, place.latitude));
+  }
+  const IgrfEpoch& epoch = epoch_of(year);
+  const Harmonics h = harmonics(epoch, year - epoch.year);
+  const Geo::SphericalHarmonic potential(h.cosine, h.sine, static_cast<int>(kIgrfDegree), kRadius,
+                                         Geo::SphericalHarmonic::SCHMIDT);
+  double x = 0.0;
+  double y = 0.0;
+  double z = 0.0;
+  std::vector<double> axes(9);  // columns: east, north and up
+  Geo::Geocentric::WGS84().Forward(place.latitude, place.longitude, place.height, x, y, z, axes);
+  double gx = 0.0;
+  double gy = 0.0;
+  double gz = 0.0;
+  potential(x, y, z, gx, gy, gz);
+  const auto along = [&](std::size_t axis) {
+    return -kRadius * (axes[axis] * gx + axes[axis + 3] * gy + axes[axis + 6] * gz);
+  };
+  MainField field;
+  double horizontal = 0.0;
+  Geo::MagneticModel::FieldComponents(along(0), along(1), along(2), horizontal, field.strength,
+                                      field.declination, field.inclination);
+  return field;
+}
+
+double decimal_year(const std::string& date) {
+  if (const auto year = to_number(date); year && *year >= 1000.0 && *year < 10000.0) return *year;
+  try {
+    if (date.find('-') != std::string::npos) return Geo::Utility::fractionalyear<double>(date);
+  } catch (const std::exception&) {  // the refusal below says more
+  }
+  stop_run(
+      fmt::format(" ERROR: the date should be a year such as 1990.5 or a day such as "
+                  "1990-07-01, not {}",
+                  date));
+}
+
+MapPlace place_of_utm(const std::string& zone, double easting, double northing) {
+  MapPlace map;
+  try {
+    int number = 0;
+    bool north = true;
+    double scale = 0.0;
+    Geo::UTMUPS::DecodeZone(zone, number, north);
+    if (number < 1) throw Geo::GeographicErr("zones have numbers from 1 to 60, and N or S");
+    Geo::UTMUPS::Reverse(number, north, easting, northing, map.place.latitude, map.place.longitude,
+                         map.convergence, scale);
+  } catch (const Geo::GeographicErr& error) {
+    stop_run(fmt::format(" ERROR: {:.10g} E {:.10g} N cannot be UTM coordinates of zone {}: {}",
+                         easting, northing, zone, error.what()));
+  }
+  return map;
+}
+
+}  // namespace quorivex

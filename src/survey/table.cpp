@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "survey/table.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "base/stop_run.h"
+#include "base/text_file.h"
+#include "base/view1.h"
+#include "survey/delimited_text.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::size_t kLongestLine = 1'000'000;
+constexpr std::size_t kShown = 160;  // characters of a line in a message
+constexpr std::int64_t kListed = 5;  // faults in a message
+constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
+
+std::string shown(std::string_view line) {
+  std::string text(line.substr(0, kShown));
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
+  return line.size() > kShown ? text + " ..." : text;
+}
+
+/// Collects what is wrong with the rows, so that one run tells more than the first fault.
+class Faults {
+ public:
+  explicit Faults(const std::string& name) : name_(name) {}
+
+  void add(std::int64_t number, const std::string& why, std::string_view line) {
+    if (++count_ > kListed) return;
+    list_ += fmt::format(" line {}: {}\n    {}\n", number, why, shown(line));
+  }
+  void refuse_any() const {
+    if (count_ == 0) return;
+    const std::string more =
+        count_ > kListed ? fmt::format(" and {} more\n", count_ - kListed) : "";
+    stop_run(fmt::format(
+        " ERROR: {} holds values that cannot be used:\n{}{} Correct them, or name the marks of "
+        "missing values (--missing '*') to leave\n such rows out.",
+        name_, list_, more));
+  }
+
+ private:
+  const std::string& name_;
+  std::int64_t count_ = 0;
+  std::string list_;
+};
+
+/// The marks of missing values, and the numbers that are usual as such.
+class Marks {
+ public:
+  explicit Marks(const std::vector<std::string>& marks) {
+    for (const std::string& mark : marks) {
+      if (mark == "none") {
+        usual_are_numbers_ = true;
+      } else if (const auto number = to_number(mark)) {
+        numbers_.push_back(*number);
+      } else {
+        texts_.push_back(mark == "empty" ? "" : mark);
+      }
+    }
+  }
+
+  bool marks(const std::string& field) const {
+    if (std::find(texts_.begin(), texts_.end(), field) != texts_.end()) return true;
+    const auto value = numbers_.empty() ? std::nullopt : to_number(field);
+    return value && std::find(numbers_.begin(), numbers_.end(), *value) != numbers_.end();
+  }
+  bool looks_like_one(double value) const {
+    constexpr std::array kUsual{-9999.0, -99999.0, -999999.0, -9999999.0};
+    return !usual_are_numbers_ && std::find(kUsual.begin(), kUsual.end(), value) != kUsual.end();
+  }
+
+ private:
+  std::vector<double> numbers_;
+  std::vector<std::string> texts_;
+  bool usual_are_numbers_ = false;
+};
+
+/// The name of the line that a row such as "Line 100" or "Tie: 5" begins.
+std::optional<std::string> begins_line(std::string_view row) {
+  constexpr std::array kWords{"line", "tie", "base", "test", "trend", "random", "special"};
+  constexpr std::string_view kBetween = " \t:,;";
+  const std::string_view text = trim(row);
+  const std::size_t end = std::min(text.find_first_of(kBetween), text.size());
+  const std::string word = lower_case(text.substr(0, end));
+  if (std::find(kWords.begin(), kWords.end(), word) == kWords.end()) return std::nullopt;
+  std::string_view rest = text.substr(end);
+  rest.remove_prefix(std::min(rest.find_first_not_of(kBetween), rest.size()));
+  if (rest.find_first_of(" \t,;") != std::string_view::npos) return std::nullopt;
+  return word + " " + std::string(rest);
+}
+
+class TableReader {
+ public:
+  TableReader(const std::string& name, const TableRequest& request)
+      : name_(name), request_(request), marks_(request.missing), faults_(name) {
+    for (const WantedColumn& column : request.columns) wanted_.push_back(column.column);
+    if (!request.line_column.empty()) wanted_.push_back(request.line_column);
+    by_name_ = std::any_of(wanted_.begin(), wanted_.end(),
+                           [](const std::string& column) { return column_number(column) == 0; });
+    table_.columns.resize(request.columns.size());
+    table_.missing.resize(request.columns.size());
+  }
+
+  Table read() {
+    std::optional<TextFile> file = TextFile::open(name_);
+    if (!file) file_not_found("table", name_);
+    std::string line;
+    for (number_ = 1; file->read_line(line, kLongestLine); ++number_) {
+      if (line.size() == kLongestLine) {
+        stop_run(
+            fmt::format(" ERROR: {} line {} is longer than a million characters.", name_, number_));
+      }
+      if (number_ == 1 && line.starts_with(kUtf8Mark)) line.erase(0, 3);
+      take_line(line);
+    }
+    faults_.refuse_any();
+    if (table_.rows == 0) stop_run(fmt::format(" ERROR: {} holds no row of data.", name_));
+    return std::move(table_);
+  }
+
+ private:
+  void take_line(const std::string& line) {
+    const std::string_view text = trim(line);
+    if (text.empty()) return;
+    if (std::string_view("#/!%").find(text.front()) != std::string_view::npos) {
+      if (by_name_ && places_.empty()) look_for_header(text);
+      return;
+    }
+    if (auto begun = begins_line(text)) {
+      if (request_.line_column.empty()) begun_line_ = line_of_name(*begun);
+      return;
+    }
+    if (places_.empty() && !take_first_row(line)) return;
+    if (separator_ == 0) {
+      separator_ = request_.separator != 0 ? request_.separator : guess_separator(line);
+    }
+    take_row(line, split_fields(line, separator_));
+  }
+
+  /// XYZ files name their columns in a comment.
+  void look_for_header(std::string_view comment) {
+    comment.remove_prefix(std::min(comment.find_first_not_of("#/!% \t"), comment.size()));
+    const char separator = request_.separator != 0 ? request_.separator : guess_separator(comment);
+    const std::vector<std::string> names = split_fields(comment, separator);
+    std::vector<std::size_t> places;
+    for (const std::string& column : wanted_) {
+      const auto place = place_of(column, names);
+      if (!place) return;
+      places.push_back(*place);
+    }
+    set_places(std::move(places), names);
+  }
+
+  /// Finds the columns; true when the first row is one of data.
+  bool take_first_row(const std::string& line) {
+    separator_ = request_.separator != 0 ? request_.separator : guess_separator(line);
+    const std::vector<std::string> fields = split_fields(line, separator_);
+    std::vector<std::size_t> places;
+    for (const std::string& column : wanted_) {
+      const auto place = place_of(column, fields);
+      if (!place) {
+        std::string names;
+        for (const std::string& field : fields) names += " '" + field + "'";
+        stop_run(fmt::format(" ERROR: {} line {} should name a column '{}', once. It holds:{}",
+                             name_, number_, column, shown(names)));
+      }
+      places.push_back(*place);
+    }
+    const bool data = !by_name_ && any_value(fields, places);
+    set_places(std::move(places), data ? std::vector<std::string>{} : fields);
+    return data;
+  }
+
+  bool any_value(const std::vector<std::string>& fields,
+                 const std::vector<std::size_t>& places) const {
+    for (std::size_t c = 0; c < request_.columns.size(); ++c) {
+      if (places[c] >= fields.size()) continue;
+      const std::string& field = fields[places[c]];
+      if (to_number(field) || marks_.marks(field)) return true;
+    }
+    return false;
+  }
+
+  void set_places(std::vector<std::size_t> places, const std::vector<std::string>& names) {
+    for (const std::size_t place : places) {
+      table_.names.push_back(place < names.size() ? names[place] : fmt::format("#{}", place + 1));
+    }
+    places_ = std::move(places);
+  }
+
+  /// The name as it stands comes before one that differs in capitals.
+  static std::optional<std::size_t> place_of(const std::string& column,
+                                             const std::vector<std::string>& names) {
+    if (const std::int64_t number = column_number(column)) return as_size(number - 1);
+    for (const bool exact : {true, false}) {
+      const auto same = [&](const std::string& name) {
+        return exact ? name == column : lower_case(name) == lower_case(column);
+      };
+      const auto count = std::count_if(names.begin(), names.end(), same);
+      if (count > 1) return std::nullopt;
+      if (count == 1) {
+        return as_size(std::find_if(names.begin(), names.end(), same) - names.begin());
+      }
+    }
+    return std::nullopt;
+  }
+
+  void take_row(const std::string& line, const std::vector<std::string>& fields) {
+    ++table_.rows;
+    const std::size_t last = *std::max_element(places_.begin(), places_.end());
+    if (last >= fields.size()) {
+      return faults_.add(
+          number_, fmt::format("should have {} columns or more, not {}", last + 1, fields.size()),
+          line);
+    }
+    row_.clear();
+    std::optional<std::size_t> marked;
+    for (std::size_t c = 0; c < request_.columns.size(); ++c) {
+      const std::string& field = fields[places_[c]];
+      const bool is_marked = marks_.marks(field);
+      if (is_marked && !marked) marked = c;
+      row_.push_back(0.0);
+      if (!is_marked && !take_value(c, field, line)) return;
+    }
+    if (marked) {
+      ++table_.missing[*marked];
+      return;
+    }
+    for (std::size_t c = 0; c < row_.size(); ++c) table_.columns[c].push_back(row_[c]);
+    table_.number.push_back(number_);
+    if (!request_.line_column.empty()) begun_line_ = line_of_name(fields[places_.back()]);
+    if (begun_line_ < 0) begun_line_ = line_of_name("");
+    table_.line.push_back(begun_line_);
+  }
+
+  bool take_value(std::size_t c, const std::string& field, const std::string& line) {
+    const WantedColumn& wanted = request_.columns[c];
+    const auto value = to_number(field);
+    if (!value || *value < wanted.least || *value > wanted.most) {
+      faults_.add(number_,
+                  fmt::format("{} (column {}) should be a number from {} to {}, not '{}'",
+                              wanted.what, places_[c] + 1, wanted.least, wanted.most, shown(field)),
+                  line);
+      return false;
+    }
+    if (marks_.looks_like_one(*value)) {
+      faults_.add(number_,
+                  fmt::format("{} (column {}) of {} looks like a mark of a missing value; "
+                              "'--missing {}' leaves it out, '--missing none' takes it",
+                              wanted.what, places_[c] + 1, field, field),
+                  line);
+      return false;
+    }
+    row_.back() = *value;
+    return true;
+  }
+
+  std::int32_t line_of_name(const std::string& line) {
+    const auto [at, added] =
+        line_numbers_.emplace(line, static_cast<std::int32_t>(table_.line_names.size()));
+    if (added) table_.line_names.push_back(line);
+    return at->second;
+  }
+
+  const std::string& name_;
+  const TableRequest& request_;
+  Marks marks_;
+  Faults faults_;
+  std::vector<std::string> wanted_;  // the line column is the last one
+  bool by_name_ = false;
+  std::vector<std::size_t> places_;  // of the wanted columns, from 0; empty: not yet known
+  char separator_ = 0;
+  std::int64_t number_ = 0;
+  std::int32_t begun_line_ = -1;
+  std::map<std::string, std::int32_t> line_numbers_;
+  std::vector<double> row_;
+  Table table_;
+};
+
+}  // namespace
+
+std::int64_t column_number(const std::string& column) {
+  const std::string digits = column.starts_with('#') ? column.substr(1) : column;
+  const bool number =
+      !digits.empty() && digits.size() < 7 && digits.find_first_not_of("0123456789") == digits.npos;
+  return number ? std::stoll(digits) : 0;
+}
+
+Table read_table(const std::string& name, const TableRequest& request) {
+  try {
+    return TableReader(name, request).read();
+  } catch (const std::bad_alloc&) {
+    alloc_error("read_table");
+  }
+}
+
+}  // namespace quorivex

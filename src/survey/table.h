@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace quorivex {
+
+/// A column of numbers that is wanted of a table.
+struct WantedColumn {
+  std::string what;    ///< what it holds, for messages: "easting"
+  std::string column;  ///< its name in the table, or its number from 1
+  double least = 0.0;  ///< values beyond `least` and `most` are refused
+  double most = 0.0;
+};
+
+struct TableRequest {
+  std::vector<WantedColumn> columns;
+  std::string line_column;           ///< holds the names of lines; empty: see Table::line
+  char separator = 0;                ///< 0: found in the table; ' ': runs of blanks and tabs
+  std::vector<std::string> missing;  ///< marks of missing values; "empty" is an empty field,
+                                     ///< "none" takes -9999 and the like as numbers
+};
+
+/// The rows of a table without those that hold a mark of a missing value in a wanted column.
+struct Table {
+  std::vector<std::vector<double>> columns;  ///< as requested, one value a row
+  std::vector<std::int32_t> line;            ///< of each row: its place in line_names, from 0
+  std::vector<std::string> line_names;       ///< from the line column, or from rows "Line 100";
+                                             ///< one without a name where there are none
+  std::vector<std::int64_t> number;          ///< of each row: its line of the file, from 1
+  std::int64_t rows = 0;                     ///< with those that are left out
+  std::vector<std::int64_t> missing;         ///< rows left out, by the first column that is marked
+  std::vector<std::string> names;            ///< of the columns as requested, "#3" without a header
+};
+
+/// Reads a text table: comment lines (first character #, /, ! or %), a header where columns are
+/// asked for by name (a comment line that holds all of them, or the first row), then a row a line.
+/// A row of one of the words Line, Tie, Base, Test, Trend, Random and Special with at most one name
+/// begins a line, as in XYZ files.
+/// @throws StopRun naming the first five lines with a value that is not a number, out of range,
+///         missing without a mark that was named, or looks like such a mark; file_not_found
+Table read_table(const std::string& name, const TableRequest& request);
+
+/// The number of a column given as "3" or "#3", 0 for a name.
+std::int64_t column_number(const std::string& column);
+
+}  // namespace quorivex

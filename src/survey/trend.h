@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+
+#include "survey/thinning.h"
+
+namespace quorivex {
+
+/// A regional field that is plane: level + east (E - easting) + north (N - northing).
+struct Trend {
+  double easting = 0.0;  ///< of the centre, metres
+  double northing = 0.0;
+  double level = 0.0;  ///< nT, at the centre
+  double east = 0.0;   ///< nT/m
+  double north = 0.0;
+
+  double at(double e, double n) const {
+    return level + east * (e - easting) + north * (n - northing);
+  }
+};
+
+enum class TrendKind { constant, plane };
+enum class TrendFit {
+  squares,  ///< least squares
+  absolute  ///< least absolute residuals: an anomaly on few of the stations hardly moves it
+};
+
+/// Fits a constant or a plane to the stations farther than `beyond` (m) from the centre; a
+/// negative number takes all. Absolute residuals: the median for a constant; for a plane,
+/// least squares reweighted by 1 / |residual| (Schlossmacher 1973, J. Am. Stat. Assoc. 68).
+/// @throws StopRun for fewer than three stations, or stations on one line that leave a plane open
+Trend fit_trend(const Stations& stations, TrendKind kind, TrendFit fit, double easting,
+                double northing, double beyond);
+
+void remove_trend(const Trend& trend, Stations& stations);
+
+/// "358.61 nT at 455900 E 7556700 N, and 16.86 nT/km eastward, 25.36 nT/km northward"
+std::string trend_in_words(const Trend& trend, TrendKind kind);
+
+}  // namespace quorivex

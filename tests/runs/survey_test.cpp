@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include "mesh_io/observations.h"
+#include "run_qvx.h"
+
+namespace quorivex::test {
+namespace {
+
+constexpr const char* kColumns = "survey --table t.csv --easting X --northing Y --field T ";
+constexpr const char* kGiven = "--inclination 60 --declination 12.5 --strength 50000 ";
+constexpr const char* kOutput = "--floor 2 --percent 10 --output o.mag ";
+
+std::string table() {
+  std::string text = "flight,T,Z,Y,X\n";
+  for (int line = 0; line < 3; ++line) {
+    for (int i = 0; i < 10; ++i) {
+      const bool lost = line == 1 && i == 4;
+      text += fmt::format("L{},{},{},{},{}\n", line, lost ? "*" : fmt::format("{}", 100 + 10 * i),
+                          300 + i, 7000000 + 200 * line, 450000 + 10 * i);
+    }
+  }
+  return text;
+}
+
+// Thinning before the trend, the trend before the deviations, north and east in their places.
+TEST(QvxSurvey, TheOutputHoldsWhatTheReportCounts) {
+  const ScratchFolder folder;
+  folder.write("t.csv", table());
+  const QvxRun run = run_qvx(folder, std::string(kColumns) + kGiven + kOutput +
+                                         "--elevation Z --line flight --spacing 30 --missing '*' "
+                                         "--remove plane --centre 450000,7000000 "
+                                         "--given 90,1000,5 --convergence 1.5");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  for (const char* text : {"30 rows read, 1 left out as marked missing (field 1)",
+                           "thinned away: 17 (nearest to every 30 m along 3 lines); used: 12",
+                           "removed: plane 90 nT at 450000 E 7000000 N, 1000 nT/km eastward and 5 "
+                           "nT/km northward (as given)",
+                           "declination from grid north is 11.00", "Written to o.mag: 12 data"}) {
+    EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
+  }
+  const std::string file = folder.read("o.mag");
+  EXPECT_NE(file.find("\n! removed: plane 90 nT"), std::string::npos) << file;
+  const Observations o = read_data_file(folder.path("o.mag"), DataColumns::values);
+  EXPECT_EQ(o.ndata, 12);
+  EXPECT_EQ(o.idir, 1);
+  for (const auto& [value, expected] : {std::pair{o.incl, 60.0},
+                                        {o.decl, 11.0},
+                                        {o.aincl, 60.0},
+                                        {o.adecl, 11.0},
+                                        {o.geomag, 50000.0}})
+    EXPECT_EQ(value, expected);
+  for (std::size_t i = 0; i < 12; ++i) {
+    const double line = double(i / 4);
+    const double step = 3.0 * double(i % 4);
+    EXPECT_EQ(o.x[i], 450000.0 + 10.0 * step);
+    EXPECT_EQ(o.y[i], 7000000.0 + 200.0 * line);
+    EXPECT_EQ(o.z[i], 300.0 + step);
+    const double datum = 100.0 + 10.0 * step - 90.0 - 10.0 * step - line;
+    EXPECT_NEAR(o.obs[i] * o.std[i], datum, 1e-5);
+    EXPECT_NEAR(o.std[i], 2.0 + 0.1 * datum, 1e-5);
+  }
+}
+
+TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
+  const ScratchFolder folder;
+  folder.write("t.csv", table());
+  folder.write("hill.txt",
+               "4\n440000 6990000 50\n440000 7010000 50\n460000 6990000 250\n"
+               "460000 7010000 250\n");
+  folder.write("hill.asc",
+               "ncols 2\nnrows 2\nxllcenter 440000\nyllcenter 6990000\n"
+               "cellsize 20000\n50 250\n50 250\n");
+  const auto elevations = [&](const std::string& options) {
+    const QvxRun run =
+        run_qvx(folder, std::string(kColumns) + kOutput + "--missing '*' " + options);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return read_data_file(folder.path("o.mag"), DataColumns::values);
+  };
+  for (const std::string terrain : {"--topography hill.txt ", "--topography hill.asc "}) {
+    EXPECT_NEAR(elevations(terrain + kGiven + "--height 80").z[9], 150.0 + 0.9 + 80.0, 1e-6);
+    EXPECT_NEAR(elevations(terrain + kGiven + "--height Z").z[9], 150.9 + 309.0, 1e-6);
+    EXPECT_NEAR(elevations(terrain + kGiven + "--height '#3'").z[9], 150.9 + 309.0, 1e-6);
+  }
+  // The same place told in two ways; the convergence turns the grid's north.
+  const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
+  const Observations at = elevations(
+      "--elevation Z --date 2000 --at 13.9,63.1 --height-above-sea 300 --convergence -1");
+  EXPECT_NEAR(utm.incl, at.incl, 0.1);
+  EXPECT_NEAR(utm.geomag, at.geomag, 20.0);
+  EXPECT_NEAR(utm.decl, at.decl, 0.1);
+}
+
+TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
+  const ScratchFolder folder;
+  folder.write("t.csv", table());
+  folder.write("gap.asc",
+               "ncols 2\nnrows 2\nxllcenter 0\nyllcenter 0\ncellsize 9000000\n"
+               "NODATA_value 0\n1 1\n1 0\n");
+  const std::string start = std::string(kColumns) + kOutput;
+  const std::string good = start + "--missing '*' --elevation Z ";
+  expect_refused(folder, start + kGiven + "--elevation Z",
+                 "line 16: field (column 2) should be a number from -200000 to 200000, not '*'\n"
+                 "    L1,*,304,7000200,450040\n");
+  expect_refused(folder, good + kGiven + "--height 3", "give either --elevation, or --height");
+  expect_refused(folder, start + kGiven + "--height 3", "need each other");
+  expect_refused(folder, start + kGiven + "--missing '*' --height 3 --topography gap.asc",
+                 "has no elevation at 450000 E 7000000 N, the station of line 2 of t.csv");
+  expect_refused(folder, good + "--inclination 60", "the field is either");
+  expect_refused(folder, good + "--date 1990", "needs one place");
+  expect_refused(folder, good + "--date 1990 --utm 33N --at 1,2", "needs one place");
+  expect_refused(folder, good + "--date 2200 --utm 33N", "the years 1900 to 20");
+  expect_refused(folder, good + kGiven + "--centre 1,2", "need --remove");
+  expect_refused(folder, good + kGiven + "--remove plane --given 5", "--given should hold level");
+  expect_refused(folder, good + kGiven + "--remove ramp", "--remove");
+  expect_refused(folder, good + kGiven + "--separator ab", "--separator should be");
+  expect_refused(folder, good + kGiven + "--grid 5 --spacing 5", "--spacing");
+  expect_refused(folder, good + kGiven + "--line Line", "should name a column 'Line', once");
+  expect_refused(
+      folder,
+      std::string(kColumns) + kGiven + "--missing '*' --elevation Z --floor 1 --output ./t.csv",
+      "would replace a file that is read");
+  EXPECT_FALSE(folder.has("o.mag") || folder.has("o.mag.part"));
+}
+
+TEST(QvxSurvey, GridAndFitsAreStatedAndAWholeFieldIsNoticed) {
+  const ScratchFolder folder;
+  std::string text = "X Y Z T\n";
+  for (int i = 0; i < 400; ++i)
+    text += fmt::format("{} {} 100 {}\n", 450000 + 5 * (i % 20), 7000000 + 5 * (i / 20), 50000 + i);
+  folder.write("t.csv", text);
+  const std::string start = std::string(kColumns) + kOutput + kGiven + "--elevation Z --grid 50 ";
+  const QvxRun whole = run_qvx(folder, start + "--grid-keeps median");
+  EXPECT_NE(whole.out.find("thinned away: 396 (station with the median of each 50 m cell)"),
+            std::string::npos);
+  EXPECT_NE(whole.err.find("look like the whole field"), std::string::npos);
+  const QvxRun fitted = run_qvx(folder, start + "--remove constant --fit robust --missing none");
+  EXPECT_EQ(fitted.status, 0) << fitted.err;
+  EXPECT_EQ(fitted.err, "");
+  EXPECT_NE(folder.read("o.mag").find("! removed: constant 50"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quorivex::test

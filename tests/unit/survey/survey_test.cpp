@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "base/stop_run.h"
+#include "scratch_folder.h"
+#include "survey/geomagnetic_field.h"
+#include "survey/igrf_coefficients.h"
+#include "survey/terrain.h"
+#include "survey/thinning.h"
+#include "survey/trend.h"
+#include "values.h"
+
+namespace quorivex::test {
+namespace {
+
+using Kept = std::vector<std::size_t>;
+
+void add(Stations& stations, double e, double n, double field, std::int32_t line = 0) {
+  stations.easting.push_back(e);
+  stations.northing.push_back(n);
+  stations.elevation.push_back(0.0);
+  stations.field.push_back(field);
+  stations.line.push_back(line);
+  stations.number.push_back(static_cast<std::int64_t>(stations.number.size()) + 1);
+}
+
+// Distances from the first station; a line that bends, one that runs back, and a gap.
+TEST(Thinning, AlongLinesByThePathOfEachLine) {
+  Stations s;
+  add(s, 0, 0, 0);       // line 0: 0
+  add(s, 0, 30, 0);      // 30
+  add(s, 900, 0, 0, 1);  // line 1: 0
+  add(s, 0, 60, 0);      // 60, nearest to 50
+  add(s, 40, 60, 0);     // 100
+  add(s, 840, 0, 0, 1);  // 60: nearest to 50
+  add(s, 48, 60, 0);     // 108
+  add(s, 548, 60, 0);    // 608 after a gap: nearest to 600
+  add(s, 800, 0, 0, 1);  // 100
+  EXPECT_EQ(thin_along_lines(s, 50.0), (Kept{0, 2, 3, 4, 5, 7, 8}));
+  EXPECT_EQ(thin_along_lines(s, 1e6), (Kept{0, 2}));
+  EXPECT_EQ(thin_along_lines(s, 0.5).size(), s.size());
+  EXPECT_EQ(thin_along_lines({}, 5.0), Kept{});
+}
+
+TEST(Thinning, ToAGridOneStationACell) {
+  Stations s;
+  add(s, 100, 0, 9);     // cell 1, 0
+  add(s, -1, -1, 1);     // cell -1, -1
+  add(s, 160, 50, 4);    // 1, 0: near the centre at 150, 50
+  add(s, 199.9, 99, 3);  // 1, 0
+  add(s, 149, 50, 8);    // 1, 0: nearest, second largest
+  add(s, 150, 100, 5);   // 1, 1
+  EXPECT_EQ(thin_to_grid(s, 100.0, GridChoice::nearest), (Kept{1, 4, 5}));
+  EXPECT_EQ(thin_to_grid(s, 100.0, GridChoice::median), (Kept{1, 2, 5}));  // of 3 4 8 9
+  const Stations kept = select(s, {1, 4});
+  EXPECT_EQ(kept.field, (std::vector<double>{1, 8}));
+  EXPECT_EQ(kept.number, (std::vector<std::int64_t>{2, 5}));
+}
+
+// 400 stations about a far centre, a plane, and an anomaly on a tenth of them.
+Stations plane_with_anomaly(double anomaly) {
+  Stations s;
+  for (int i = 0; i < 400; ++i) {
+    const double e = 456000.0 + 50.0 * (i % 20 - 9.5);
+    const double n = 7556000.0 + 80.0 * (std::floor(i / 20) - 9.5);
+    const bool hit = std::hypot(e - 456000.0, n - 7556000.0) < 200.0;
+    add(s, e, n, 300.0 + 0.02 * (e - 456000.0) - 0.03 * (n - 7556000.0) + (hit ? anomaly : 0.0));
+  }
+  return s;
+}
+
+void expect_plane(const Trend& trend, double tolerance) {
+  EXPECT_NEAR(trend.level, 300.0, tolerance);
+  EXPECT_NEAR(trend.east, 0.02, tolerance * 1e-3);
+  EXPECT_NEAR(trend.north, -0.03, tolerance * 1e-3);
+}
+
+TEST(Trends, FitsFindThePlaneAndTheRobustOnePassesOverTheAnomaly) {
+  const auto fit = [](const Stations& s, TrendKind kind, TrendFit how, double beyond) {
+    return fit_trend(s, kind, how, 456000.0, 7556000.0, beyond);
+  };
+  const Stations anomalous = plane_with_anomaly(5000.0);
+  expect_plane(fit(plane_with_anomaly(0.0), TrendKind::plane, TrendFit::squares, -1), 1e-9);
+  expect_plane(fit(anomalous, TrendKind::plane, TrendFit::absolute, -1), 1e-4);
+  expect_plane(fit(anomalous, TrendKind::plane, TrendFit::squares, 200.0), 1e-9);
+  EXPECT_GT(fit(anomalous, TrendKind::plane, TrendFit::squares, -1).level, 350.0);
+  Stations three;
+  for (const double field : {1.0, 2.0, 9.0}) add(three, field, field, field);
+  EXPECT_DOUBLE_EQ(fit(three, TrendKind::constant, TrendFit::squares, -1).level, 4.0);
+  EXPECT_DOUBLE_EQ(fit(three, TrendKind::constant, TrendFit::absolute, -1).level, 2.0);
+  for (const TrendFit how : {TrendFit::squares, TrendFit::absolute})
+    EXPECT_THROW(fit(three, TrendKind::plane, how, -1), StopRun);  // on one line
+  EXPECT_THROW(fit(anomalous, TrendKind::plane, TrendFit::squares, 2000.0), StopRun);
+
+  Stations s = plane_with_anomaly(0.0);
+  remove_trend(fit(s, TrendKind::plane, TrendFit::squares, -1), s);
+  for (const double value : s.field) EXPECT_NEAR(value, 0.0, 1e-9);
+}
+
+// The least sum of absolute residuals is where no step in any direction lowers it.
+TEST(Trends, NoPlaneNearTheRobustOneHasSmallerAbsoluteResiduals) {
+  Stations s = plane_with_anomaly(700.0);
+  const std::vector<double> noise = values_of_seed(s.size(), 5);
+  for (std::size_t i = 0; i < s.size(); ++i) s.field[i] += 20.0 * noise[i];
+  const Trend best = fit_trend(s, TrendKind::plane, TrendFit::absolute, 456000.0, 7556000.0, -1);
+  const auto sum = [&](const Trend& t) {
+    double total = 0.0;
+    for (std::size_t i = 0; i < s.size(); ++i)
+      total += std::abs(s.field[i] - t.at(s.easting[i], s.northing[i]));
+    return total;
+  };
+  for (const double step : {-0.01, 0.01}) {
+    Trend level = best;
+    Trend east = best;
+    Trend north = best;
+    level.level += step;
+    east.east += step * 1e-3;
+    north.north += step * 1e-3;
+    for (const Trend& other : {level, east, north}) EXPECT_LE(sum(best), sum(other) + 1e-6);
+  }
+}
+
+TEST(Terrains, AGridIsReadFromTheNorthAndBilinearBetweenItsNodes) {
+  const ScratchFolder folder;
+  const std::string values = "5 6 -1\n1 2 3\n";
+  const Terrain t = read_terrain(folder.write(
+      "g.asc",
+      "NCOLS 3\nnrows 2\nxllcorner 95\nyllcenter 200\ncellsize 10\nNODATA_value -1\n" + values));
+  EXPECT_EQ(t.elevation(100, 200), 1.0);  // south-west
+  EXPECT_EQ(t.elevation(100, 210), 5.0);
+  EXPECT_EQ(t.elevation(105, 205), 3.5);
+  EXPECT_EQ(t.elevation(0, 0), 1.0);
+  EXPECT_EQ(t.elevation(110, 300), 6.0);
+  EXPECT_EQ(t.elevation(500, 200), 3.0);
+  EXPECT_TRUE(std::isnan(t.elevation(111, 201)));
+  EXPECT_TRUE(t.covers(120, 210) && !t.covers(121, 210) && !t.covers(99, 205));
+
+  const Terrain points = read_terrain(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 3\n"));
+  EXPECT_DOUBLE_EQ(points.elevation(2, 3), 1.8);
+  for (const char* bad : {"ncols 3\nnrows 2\nxllcorner 0\nyllcorner 0\ncellsize 10\n1 2 3 4 5\n",
+                          "ncols 1000000\nnrows 1000000\nxllcorner 0\nyllcorner 0\ncellsize 1\n1",
+                          "ncols 3\nnrows 2\nxllcorner 0\ncellsize 10\n1 2 3 4 5 6\n",
+                          "ncols 3\nnrows 2.5\n", "ncols\n", "ncols 3\nrows 3\n"})
+    EXPECT_THROW(read_terrain(folder.write("bad.asc", bad)), StopRun) << bad;
+}
+
+// Of the calculator of the model's publishers, IGRF-13: definitive for both dates' epochs.
+TEST(GeomagneticField, AgreesWithPublishedValues) {
+  const MainField osborne = igrf_field({140.575, -22.094, 350.0}, 1990.5);
+  EXPECT_NEAR(osborne.inclination, -53.36, 0.006);
+  EXPECT_NEAR(osborne.declination, 6.66, 0.006);
+  EXPECT_NEAR(osborne.strength, 52083.0, 2.0);
+}
+
+// Wrong order or interpolation of epochs would break the line between them.
+TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
+  const Place place{10.0, 50.0, 0.0};
+  const auto at = [&](double year) { return igrf_field(place, year).strength; };
+  EXPECT_NEAR(at(1995.0 - 1e-6), at(1995.0), 0.01);
+  EXPECT_NEAR(at(1992.5), 0.5 * (at(1990.0) + at(1995.0)), 2.0);
+  EXPECT_GT(std::abs(at(1990.0) - at(1995.0)), 20.0);
+  const double end = igrf_epochs().back().year + 5.0;
+  EXPECT_GT(at(end), 40000.0);
+  for (const double year : {1899.9, end + 0.1, std::nan("")}) {
+    try {
+      at(year);
+      ADD_FAILURE() << year;
+    } catch (const StopRun& stop) {
+      EXPECT_NE(stop.console.find("the years 1900 to 20"), std::string::npos) << stop.console;
+    }
+  }
+  EXPECT_THROW(igrf_field({0.0, 91.0, 0.0}, 2000.0), StopRun);
+  EXPECT_THROW(igrf_field({std::nan(""), 9.0, 0.0}, 2000.0), StopRun);
+}
+
+TEST(GeomagneticField, DatesAndUtmCoordinates) {
+  EXPECT_EQ(decimal_year("1990.5"), 1990.5);
+  EXPECT_EQ(decimal_year("2011-01-01"), 2011.0);
+  EXPECT_NEAR(decimal_year("1990-07-02"), 1990.5, 0.002);
+  for (const char* bad : {"", "x", "1990-13-01", "1990-02-31", "90-", "1.7.1990", "nan", "now"})
+    EXPECT_THROW(decimal_year(bad), StopRun) << bad;
+
+  const MapPlace map = place_of_utm("54S", 455900.0, 7556700.0);  // west of 141 E, southern
+  EXPECT_NEAR(map.place.longitude, 140.5725, 1e-3);
+  EXPECT_NEAR(map.place.latitude, -22.0944, 1e-3);
+  EXPECT_NEAR(map.convergence, 0.16, 0.005);
+  for (const char* bad : {"", "61S", "54", "S", "x"})
+    EXPECT_THROW(place_of_utm(bad, 455900.0, 7556700.0), StopRun) << bad;
+  EXPECT_THROW(place_of_utm("54S", 4559000.0, 7556700.0), StopRun);
+}
+
+}  // namespace
+}  // namespace quorivex::test
