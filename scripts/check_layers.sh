@@ -14,7 +14,8 @@ declare -A may_use=(
   [solver]="sensitivity objective mesh_io base"
   [forward]="sensitivity mesh_io base"
   [results]="sensitivity mesh_io base"
-  [workbench]="results forward topography solver sensitivity objective mesh_io base"
+  [export]="results sensitivity mesh_io base"
+  [workbench]="export results forward topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <string_view>
 
@@ -55,10 +56,9 @@ void read_input_copy(TextFile& file, RunLog& log) {
 
 /// A line that every pass writes; what stands behind the last of them is why the run ended.
 bool of_a_pass(std::string_view line) {
-  for (const char* label : {"Iteration:", "   beta: ", "misfit: ", "beta cpu time:"}) {
-    if (line.find(label) != std::string_view::npos) return true;
-  }
-  return false;
+  constexpr std::array kLabels{"Iteration:", "   beta: ", "misfit: ", "beta cpu time:"};
+  return std::ranges::any_of(
+      kLabels, [=](const char* label) { return line.find(label) != std::string_view::npos; });
 }
 
 }  // namespace
