@@ -23,8 +23,6 @@ class AtomicFile {
   ~AtomicFile();
 
   void append(std::string_view text) { file_.append(text); }
-  /// Where the file lies until it is complete, for a library that writes it by name.
-  const std::string& part_name() const { return part_name_; }
   void commit();
 
  private:

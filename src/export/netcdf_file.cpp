@@ -3,10 +3,12 @@
 
 #include <fmt/format.h>
 #include <netcdf.h>
+#include <netcdf_mem.h>
 
 #include <array>
 #include <cmath>
-#include <filesystem>
+#include <cstdlib>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -17,14 +19,15 @@
 namespace quorivex {
 namespace {
 
+constexpr std::size_t kFirstBytes = std::size_t{1} << 20;
 constexpr int kDeflate = 2;  // more takes longer and saves a few per cent
 
-/// A netCDF file being written, with the library's status codes as StopRun.
+/// A netCDF file that grows in memory, with the library's status codes as StopRun. Where the disk
+/// is full the library would not only fail but crash, so that it never gets to see the disk.
 class NetcdfFile {
  public:
-  /// `path` is where the file lies until it is complete, `name` what messages call it.
-  NetcdfFile(const std::string& path, std::string name) : name_(std::move(name)) {
-    need(nc_create(path.c_str(), NC_NETCDF4 | NC_CLOBBER, &id_));
+  explicit NetcdfFile(std::string name) : name_(std::move(name)) {
+    need(nc_create_mem("model.nc", NC_NETCDF4, kFirstBytes, &id_));
     open_ = true;
     int before = 0;
     need(nc_set_fill(id_, NC_NOFILL, &before));  // every value is written
@@ -71,9 +74,13 @@ class NetcdfFile {
            const std::array<std::size_t, 3>& count, const std::vector<float>& values) {
     need(nc_put_vara_float(id_, variable, start.data(), count.data(), values.data()));
   }
-  void close() {
+  /// Completes the file and appends its bytes.
+  void close(AtomicFile& to) {
     open_ = false;
-    need(nc_close(id_));
+    NC_memio whole{};
+    need(nc_close_memio(id_, &whole));
+    const std::unique_ptr<void, decltype(&std::free)> memory(whole.memory, &std::free);
+    to.append({static_cast<const char*>(memory.get()), whole.size});
   }
 
  private:
@@ -153,8 +160,7 @@ void describe_file(NetcdfFile& file, const std::string& run_name, const SummaryR
 void write_model_netcdf(const std::string& name, const ModelGrid& grid, const std::string& run_name,
                         const SummaryRow& row) {
   AtomicFile place(name);
-  // The library takes some relative names for drives or addresses.
-  NetcdfFile file(std::filesystem::absolute(place.part_name()).string(), name);
+  NetcdfFile file(name);
   describe_file(file, run_name, row);
   const int two = file.dimension("bounds", 2);
   const Axis elevation(file, "elevation", "Z", "altitude", grid.elevation_nodes, two);
@@ -171,7 +177,7 @@ void write_model_netcdf(const std::string& name, const ModelGrid& grid, const st
   file.end_definitions();
   for (const Axis* axis : {&elevation, &northing, &easting}) axis->put(file);
   put_model(file, model, grid);
-  file.close();
+  file.close(place);
   place.commit();
 }
 

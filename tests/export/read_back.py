@@ -83,6 +83,12 @@ def read_vtk(reader, path):
     return reader.GetOutput()
 
 
+def bounds_of(grid, cell):
+    bounds = [0.0] * 6
+    grid.GetCellBounds(cell, bounds)
+    return bounds
+
+
 def rows_of(path):
     with open(path, newline="") as file:
         return list(csv.DictReader(file))
@@ -112,7 +118,7 @@ class ReadBack(unittest.TestCase):
         self.assertEqual(grid.GetNumberOfCells(), expected.size)
         values = grid.GetCellData().GetArray("susceptibility")
         for cell in range(expected.size):
-            bounds = np.array(grid.GetCellBounds(cell)).reshape(3, 2)
+            bounds = np.array(bounds_of(grid, cell)).reshape(3, 2)
             at = tuple(np.searchsorted(f, b.mean()) - 1 for f, b in zip(faces, bounds))
             np.testing.assert_allclose([f[i:i + 2] for f, i in zip(faces, at)], bounds, rtol=1e-12)
             self.assertEqual(grid.IsCellVisible(cell), not np.isnan(expected[at]), at)
@@ -135,7 +141,7 @@ class ReadBack(unittest.TestCase):
                                   model_of(self.folder, number), nodes())
         # A hidden cell reaches above the lowest ground of its column, a shown one does not.
         for cell in range(grid.GetNumberOfCells()):
-            west, east, south, north, _, top = grid.GetCellBounds(cell)
+            west, east, south, north, _, top = bounds_of(grid, cell)
             lowest = min(ground(x, y) for x in (west, east) for y in (south, north))
             self.assertEqual(grid.IsCellVisible(cell), top <= lowest + 1e-6)
         sets = xml.etree.ElementTree.parse(self.folder / "m & m.pvd").findall(".//DataSet")
