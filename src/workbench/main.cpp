@@ -29,7 +29,8 @@ int run(int argc, char** argv) {
   CLI::App qvx(
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
       "mesh\n"
-      "and a terrain to the sensitivity file that the inversion needs.\n"
+      "and a terrain to the sensitivity file that the inversion needs, and from its results to other\n"
+      "programs.\n"
       "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
       "qvx");
   qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
@@ -40,12 +41,14 @@ int run(int argc, char** argv) {
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
       "  quorivex survey.inp\n"
+      "  qvx export survey.inp --vtr model.vtr\n"
       "\n'qvx SUBCOMMAND --help' says more of each.");
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
+  quorivex::add_export_command(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
     std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",
                  argv[1]);

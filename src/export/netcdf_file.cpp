@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "export/netcdf_file.h"
+
+#include <fmt/format.h>
+#include <netcdf.h>
+#include <netcdf_mem.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "base/atomic_file.h"
+#include "base/stop_run.h"
+#include "base/view1.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::size_t kFirstBytes = std::size_t{1} << 20;
+constexpr int kDeflate = 2;  // more takes longer and saves a few per cent
+
+/// A netCDF file that grows in memory, with the library's status codes as StopRun. Where the disk
+/// is full the library would not only fail but crash, so that it never gets to see the disk.
+class NetcdfFile {
+ public:
+  explicit NetcdfFile(std::string name) : name_(std::move(name)) {
+    need(nc_create_mem("model.nc", NC_NETCDF4, kFirstBytes, &id_));
+    open_ = true;
+    int before = 0;
+    need(nc_set_fill(id_, NC_NOFILL, &before));  // every value is written
+  }
+  NetcdfFile(const NetcdfFile&) = delete;
+  NetcdfFile& operator=(const NetcdfFile&) = delete;
+  ~NetcdfFile() {
+    if (open_) nc_close(id_);
+  }
+
+  int dimension(const char* name, std::int64_t size) {
+    int dimension = 0;
+    need(nc_def_dim(id_, name, as_size(size), &dimension));
+    return dimension;
+  }
+  template <std::size_t Rank>
+  int variable(const char* name, nc_type type, const std::array<int, Rank>& dimensions) {
+    int variable = 0;
+    need(nc_def_var(id_, name, type, static_cast<int>(Rank), dimensions.data(), &variable));
+    return variable;
+  }
+  /// `variable` is NC_GLOBAL for an attribute of the file.
+  void attribute(int variable, const char* name, const std::string& text) {
+    need(nc_put_att_text(id_, variable, name, text.size(), text.c_str()));
+  }
+  void attribute(int variable, const char* name, double value) {
+    need(nc_put_att_double(id_, variable, name, NC_DOUBLE, 1, &value));
+  }
+  void attribute(int variable, const char* name, int value) {
+    need(nc_put_att_int(id_, variable, name, NC_INT, 1, &value));
+  }
+  /// The value of cells without one, compression, and the piece of the array that is written and
+  /// compressed as a whole.
+  void layout(int variable, float fill, const std::array<std::size_t, 3>& piece) {
+    need(nc_put_att_float(id_, variable, "_FillValue", NC_FLOAT, 1, &fill));
+    need(nc_def_var_chunking(id_, variable, NC_CHUNKED, piece.data()));
+    need(nc_def_var_deflate(id_, variable, 1, 1, kDeflate));
+  }
+  void end_definitions() { need(nc_enddef(id_)); }
+  void put(int variable, const std::vector<double>& values) {
+    need(nc_put_var_double(id_, variable, values.data()));
+  }
+  void put(int variable, const std::array<std::size_t, 3>& start,
+           const std::array<std::size_t, 3>& count, const std::vector<float>& values) {
+    need(nc_put_vara_float(id_, variable, start.data(), count.data(), values.data()));
+  }
+  /// Completes the file and appends its bytes.
+  void close(AtomicFile& to) {
+    open_ = false;
+    NC_memio whole{};
+    need(nc_close_memio(id_, &whole));
+    const std::unique_ptr<void, decltype(&std::free)> memory(whole.memory, &std::free);
+    to.append({static_cast<const char*>(memory.get()), whole.size});
+  }
+
+ private:
+  void need(int status) const {
+    if (status == NC_NOERR) return;
+    stop_run(fmt::format(" ERROR writing file {}: {}", name_, nc_strerror(status)));
+  }
+
+  std::string name_;
+  int id_ = 0;
+  bool open_ = false;
+};
+
+/// A coordinate with the faces of its cells.
+class Axis {
+ public:
+  Axis(NetcdfFile& file, const char* name, const char* axis, const char* standard_name,
+       const std::vector<double>& nodes, int two)
+      : centres_(middles(nodes)), dimension_(file.dimension(name, length(centres_))) {
+    for (std::size_t i = 1; i < nodes.size(); ++i) {
+      faces_.insert(faces_.end(), {nodes[i - 1], nodes[i]});
+    }
+    const std::string bounds = std::string(name) + "_bounds";
+    variable_ = file.variable<1>(name, NC_DOUBLE, {dimension_});
+    bounds_ = file.variable<2>(bounds.c_str(), NC_DOUBLE, {dimension_, two});
+    file.attribute(variable_, "standard_name", standard_name);
+    file.attribute(variable_, "long_name", name);
+    file.attribute(variable_, "units", "m");
+    file.attribute(variable_, "axis", axis);
+    file.attribute(variable_, "bounds", bounds);
+  }
+
+  void put(NetcdfFile& file) const {
+    file.put(variable_, centres_);
+    file.put(bounds_, faces_);
+  }
+  int dimension() const { return dimension_; }
+  int variable() const { return variable_; }
+
+ private:
+  std::vector<double> centres_;
+  std::vector<double> faces_;  // lower and upper of each cell
+  int dimension_;
+  int variable_ = 0;
+  int bounds_ = 0;
+};
+
+void put_model(NetcdfFile& file, int variable, const ModelGrid& grid) {
+  const std::array<std::size_t, 3> count{1, as_size(grid.nn), as_size(grid.ne)};
+  std::vector<float> layer = allocate<float>(as_size(grid.nn * grid.ne), "write_model_netcdf");
+  for (std::int64_t k = 0; k < grid.nz; ++k) {
+    auto to = layer.begin();
+    for (std::int64_t j = 0; j < grid.nn; ++j) {
+      for (std::int64_t i = 0; i < grid.ne; ++i) {
+        const double value = grid(i, j, k);
+        *to++ = std::isnan(value) ? NC_FILL_FLOAT : static_cast<float>(value);
+      }
+    }
+    file.put(variable, {as_size(k), 0, 0}, count, layer);
+  }
+}
+
+void describe_file(NetcdfFile& file, const std::string& run_name, const SummaryRow& row) {
+  file.attribute(NC_GLOBAL, "Conventions", "CF-1.8");
+  file.attribute(NC_GLOBAL, "title",
+                 fmt::format("Magnetic susceptibility: pass {} of {}", row.pass, run_name));
+  file.attribute(NC_GLOBAL, "source", "quorivex, 3-D inversion of magnetic data");
+  file.attribute(NC_GLOBAL, "history",
+                 fmt::format("qvx export {}: pass {} of {}", QUORIVEX_VERSION, row.pass, run_name));
+  file.attribute(NC_GLOBAL, "pass", row.pass);
+  file.attribute(NC_GLOBAL, "beta", row.beta);
+  file.attribute(NC_GLOBAL, "data_misfit", row.misfit);
+}
+
+}  // namespace
+
+void write_model_netcdf(const std::string& name, const ModelGrid& grid, const std::string& run_name,
+                        const SummaryRow& row) {
+  AtomicFile place(name);
+  NetcdfFile file(name);
+  describe_file(file, run_name, row);
+  const int two = file.dimension("bounds", 2);
+  const Axis elevation(file, "elevation", "Z", "altitude", grid.elevation_nodes, two);
+  file.attribute(elevation.variable(), "positive", "up");
+  const Axis northing(file, "northing", "Y", "projection_y_coordinate", grid.northing_nodes, two);
+  const Axis easting(file, "easting", "X", "projection_x_coordinate", grid.easting_nodes, two);
+  const int model =
+      file.variable<3>("susceptibility", NC_FLOAT,
+                       {elevation.dimension(), northing.dimension(), easting.dimension()});
+  file.layout(model, NC_FILL_FLOAT, {1, as_size(grid.nn), as_size(grid.ne)});
+  file.attribute(model, "long_name", "magnetic susceptibility (SI)");
+  file.attribute(model, "units", "1");
+  file.attribute(model, "comment", "constant within each cell; cells without a value are air");
+  file.end_definitions();
+  for (const Axis* axis : {&elevation, &northing, &easting}) axis->put(file);
+  put_model(file, model, grid);
+  file.close(place);
+  place.commit();
+}
+
+}  // namespace quorivex

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "export/model_grid.h"
+#include "mesh_io/observations.h"
+#include "results/pass_files.h"
+
+namespace quorivex {
+
+// VTK XML files (version 1.0) with appended raw data, little-endian, 64-bit counts, as in "VTK File
+// Formats for VTK Version 4.2", section "XML File Formats". x is easting, y northing, z elevation,
+// in metres.
+
+/// Rectilinear grid with the cell data `susceptibility` (float32, 0 in air) and `vtkGhostType`
+/// (uint8, 32 in air: such cells are hidden).
+void write_model_vtr(const std::string& name, const ModelGrid& grid);
+
+/// A point a station with `datum` (from 1), `observed`, `standard_deviation`, `predicted`,
+/// `residual` (nT) and `normalised_residual`.
+void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit);
+
+/// A file of a collection.
+struct CollectionEntry {
+  std::int32_t pass = 0;  ///< its time
+  std::int32_t part = 0;  ///< tells files of the same pass apart
+  std::string file;       ///< in the folder of the collection
+};
+
+/// ParaView collection: one time step a pass.
+void write_collection(const std::string& name, const std::vector<CollectionEntry>& entries);
+
+}  // namespace quorivex

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
+
+#include <charconv>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "base/fixed_format.h"
+#include "base/stop_run.h"
+#include "export/csv_files.h"
+#include "export/netcdf_file.h"
+#include "export/vtk_files.h"
+#include "results/pass_files.h"
+#include "workbench/commands.h"
+#include "workbench/survey_inputs.h"
+
+namespace quorivex {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+  std::string run;
+  std::string pass = "last";
+  std::string vtr;
+  std::string netcdf;
+  std::string csv;
+  std::string points;
+  std::string data_csv;
+  bool core = false;
+  bool no_air = false;
+
+  bool all() const { return pass == "all"; }
+  bool model() const { return !(vtr.empty() && netcdf.empty() && csv.empty()); }
+  bool data() const { return !(points.empty() && data_csv.empty()); }
+};
+
+using Collections = std::map<std::string, std::vector<CollectionEntry>>;
+
+/// FILE, or FILE_NNN with the pass's number before the extension when all passes are wanted.
+std::string name_for(const Options& options, const std::string& file, std::int32_t pass) {
+  if (!options.all()) return file;
+  const fs::path path(file);
+  const std::string name =
+      fmt::format("{}_{}{}", path.stem().string(), three_digits(pass), path.extension().string());
+  return (path.parent_path() / name).string();
+}
+
+std::vector<FinishedPass> wanted_passes(const Options& options, const FinishedRun& run) {
+  if (options.all()) return run.passes;
+  if (options.pass == "last") return {run.passes.back()};
+  std::int32_t number = 0;
+  const char* end = options.pass.data() + options.pass.size();
+  const auto [stop, error] = std::from_chars(options.pass.data(), end, number);
+  if (stop != end || error != std::errc()) {
+    stop_run(
+        fmt::format(" ERROR: --pass should be a number, last or all; found {}.", options.pass));
+  }
+  return {find_pass(run, number)};
+}
+
+std::string collection_name(const std::string& file) {
+  return fs::path(file).replace_extension(".pvd").string();
+}
+
+/// Every file that will be written.
+std::vector<std::string> names_to_write(const Options& options,
+                                        const std::vector<FinishedPass>& passes) {
+  std::vector<std::string> names;
+  for (const FinishedPass& pass : passes) {
+    for (const std::string& file :
+         {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
+      if (!file.empty()) names.push_back(name_for(options, file, pass.row.pass));
+    }
+  }
+  if (!options.all()) return names;
+  std::set<std::string> collections;  // model and points may share one
+  for (const std::string& file : {options.vtr, options.points}) {
+    if (!file.empty()) collections.insert(collection_name(file));
+  }
+  names.insert(names.end(), collections.begin(), collections.end());
+  return names;
+}
+
+/// No output may replace what the run read or left, or another output.
+void check_outputs(const Options& options, const FinishedRun& run,
+                   const std::vector<FinishedPass>& passes) {
+  if (!options.model() && !options.data()) {
+    stop_run(
+        " ERROR: nothing to write: name a file with --vtr, --netcdf, --csv, --points or "
+        "--data-csv.");
+  }
+  const InversionParameters& par = run.parameters;
+  std::set<fs::path> places;
+  for (const std::string& name : names_to_write(options, passes)) {
+    if (!places.insert(fs::absolute(name).lexically_normal()).second) {
+      stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
+    }
+    keep_inputs(name, {run.input_file, path_in(run, par.obsFile), path_in(run, par.mtxFile),
+                       path_in(run, par.initialModel), path_in(run, par.referenceModel),
+                       path_in(run, par.activeCellFile), path_in(run, par.lowerBounds),
+                       path_in(run, par.upperBounds), path_in(run, par.weightFile)});
+    for (const FinishedPass& left : run.passes) {
+      keep_inputs(name, {left.model_file, left.predicted_file});
+    }
+  }
+}
+
+void say_how_it_ended(const FinishedRun& run) {
+  for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
+  if (!run.ended.empty()) return;
+  if (run.ending.empty()) {
+    fmt::print(stderr, "Note: the run goes on, or was cut off; pass {} is the last so far.\n",
+               run.passes.back().row.pass);
+  } else {
+    fmt::print(stderr, "Note: the run stopped early: {}\n", run.ending);
+  }
+}
+
+/// Adds a file to the collection that has its name with the extension .pvd.
+void collect(const std::string& file, const std::string& written, std::int32_t pass,
+             Collections& collections) {
+  std::vector<CollectionEntry>& entries = collections[collection_name(file)];
+  const bool first = entries.empty() || entries.back().pass != pass;
+  entries.push_back({.pass = pass,
+                     .part = first ? 0 : entries.back().part + 1,
+                     .file = fs::path(written).filename().string()});
+}
+
+void export_model(const Options& options, const FinishedRun& run, const FinishedPass& pass,
+                  Collections& collections) {
+  const std::int32_t number = pass.row.pass;
+  const ModelGrid grid =
+      make_model_grid(run.mesh, options.core ? Extent::core : Extent::whole, read_model(run, pass));
+  const ValueRange range = value_range(grid);
+  const auto written = [&](const std::string& name) {
+    fmt::print("{}: pass {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,
+               number, grid.ne, grid.nn, grid.nz, grid.cells() - range.count, range.least,
+               range.most);
+  };
+  if (!options.vtr.empty()) {
+    const std::string name = name_for(options, options.vtr, number);
+    write_model_vtr(name, grid);
+    collect(options.vtr, name, number, collections);
+    written(name);
+  }
+  if (!options.netcdf.empty()) {
+    const std::string name = name_for(options, options.netcdf, number);
+    write_model_netcdf(name, grid, fs::path(run.input_file).filename().string(), pass.row);
+    written(name);
+  }
+  if (!options.csv.empty()) {
+    const std::string name = name_for(options, options.csv, number);
+    write_model_csv(name, grid, !options.no_air);
+    written(name);
+  }
+}
+
+void export_data(const Options& options, const FinishedRun& run, const FinishedPass& pass,
+                 Collections& collections) {
+  const std::int32_t number = pass.row.pass;
+  const DataFit fit = data_fit(run.observations, read_predicted(run, pass));
+  const auto written = [&](const std::string& name) {
+    fmt::print("{}: pass {}, {} data, misfit {:.6g}\n", name, number, fit.observed.size(),
+               pass.row.misfit);
+  };
+  if (!options.points.empty()) {
+    const std::string name = name_for(options, options.points, number);
+    write_data_vtp(name, run.observations, fit);
+    collect(options.points, name, number, collections);
+    written(name);
+  }
+  if (!options.data_csv.empty()) {
+    const std::string name = name_for(options, options.data_csv, number);
+    write_data_csv(name, run.observations, fit);
+    written(name);
+  }
+}
+
+void run_export(const Options& options) {
+  const FinishedRun run = read_finished_run(options.run);
+  const std::vector<FinishedPass> passes = wanted_passes(options, run);
+  check_outputs(options, run, passes);
+  say_how_it_ended(run);
+  Collections collections;
+  for (const FinishedPass& pass : passes) {
+    if (options.model()) export_model(options, run, pass, collections);
+    if (options.data()) export_data(options, run, pass, collections);
+  }
+  if (!options.all()) return;
+  for (const auto& [name, entries] : collections) {
+    write_collection(name, entries);
+    fmt::print("{}: {} passes\n", name, passes.size());
+  }
+}
+
+}  // namespace
+
+void add_export_command(CLI::App& qvx) {
+  CLI::App* command =
+      qvx.add_subcommand("export", "Write models and data of a run for other programs");
+  const auto o = std::make_shared<Options>();
+  const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
+    return command->add_option(name, value, help)->type_name(type);
+  };
+  add("RUN", o->run, "FILE",
+      "Input file of the inversion. Files that it names, and\n"
+      "those that the run left, are looked for in the current\n"
+      "folder if the run was there, otherwise beside it")
+      ->required();
+  add("--pass", o->pass, "N",
+      "Number of the pass, 'last' or 'all'; 'all' numbers the\nfiles: "
+      "model.vtr becomes model_001.vtr, model_002.vtr ...")
+      ->capture_default_str();
+  add("--vtr", o->vtr, "FILE",
+      "Model as VTK rectilinear grid, air hidden; with --pass\n"
+      "all also a .pvd collection that ParaView animates");
+  add("--netcdf", o->netcdf, "FILE",
+      "Model as netCDF-4 with CF conventions, for xarray, GMT\n"
+      "and QGIS");
+  add("--csv", o->csv, "FILE",
+      "Model as table: centres, sizes (m) and susceptibility\n"
+      "(SI) of the cells, empty in air");
+  add("--points", o->points, "FILE",
+      "Data as VTK points (.vtp): observed, predicted, residual\n"
+      "= observed - predicted (nT), and the residual in\n"
+      "standard deviations");
+  add("--data-csv", o->data_csv, "FILE", "The same data as table");
+  command->add_flag("--core", o->core,
+                    "Models without padding: only columns from the first to\n"
+                    "the last cell of the commonest width. GMT and QGIS\n"
+                    "place only evenly spaced grids rightly");
+  command->add_flag("--no-air", o->no_air, "Leave air cells out of --csv");
+  command->footer(
+      "\nCoordinates are easting, northing and elevation (upward) in metres.\n"
+      "Example:\n"
+      "  qvx export survey.inp --vtr model.vtr --points data.vtp\n"
+      "  qvx export survey.inp --core --netcdf model.nc");
+  command->callback([o] { run_export(*o); });
+}
+
+}  // namespace quorivex
