@@ -13,7 +13,9 @@ declare -A may_use=(
   [objective]="mesh_io base"
   [solver]="sensitivity objective mesh_io base"
   [forward]="sensitivity mesh_io base"
-  [workbench]="forward topography solver sensitivity objective mesh_io base"
+  [companion]="forward sensitivity mesh_io base"
+  [check]="companion forward solver sensitivity objective mesh_io base"
+  [workbench]="check companion forward topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
 
@@ -31,6 +33,8 @@ for folder in */; do
     allowed=" $folder ${may_use[$folder]} "
     # The models' set-up has the bounds read, and is a library of its own for that reason.
     case "$file" in mesh_io/setup_models.*) allowed+="objective " ;; esac
+    # What a run does before its first pass is checked with the run's own functions.
+    case "$folder:$included" in check:control/run_setup.h) allowed+="control " ;; esac
     if [[ "$included" == mesh_io/setup_models.h && "$file" != control/* &&
       "$file" != mesh_io/setup_models.cpp ]] || [[ "$allowed" != *" $layer "* ]]; then
       echo "src/$file:$line: $folder must not include $included"
