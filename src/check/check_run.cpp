@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <optional>
 
 #include "check/matrix_checks.h"
 #include "check/model_checks.h"
@@ -101,11 +102,16 @@ bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, F
 }
 
 /// What needs the matrix: its origin, the models, and the first step of the run.
-void check_fit(const InversionParameters& par, const std::string& mesh_file, bool survey,
-               RunSetup& setup, Findings& findings) {
+void check_fit(const InversionParameters& par, const std::string& mesh_file,
+               const std::optional<Mesh>& wanted, bool survey, RunSetup& setup,
+               Findings& findings) {
   Findings::section("Sensitivity file and observations");
-  if (!mesh_file.empty()) check_mesh(mesh_file, setup.file.mesh, findings);
-  if (!setup.data.x.empty()) check_origin(par.mtxFile, setup.file, setup.data, findings);
+  if (wanted) check_mesh(mesh_file, *wanted, setup.file.mesh, findings);
+  if (survey) {
+    check_origin(par.mtxFile, setup.file, setup.data, findings);
+  } else {
+    Findings::note("not compared, because the numbers of data differ or data are missing");
+  }
   Findings::section("Models");
   const bool models = check_models(par, setup, findings);
   Findings::section("Weights");
@@ -125,6 +131,8 @@ void check_fit(const InversionParameters& par, const std::string& mesh_file, boo
 }  // namespace
 
 int check_run(const std::string& input_file, const std::string& mesh_file) {
+  std::optional<Mesh> wanted;
+  if (!mesh_file.empty()) wanted = read_mesh_file(mesh_file);
   Findings findings;
   fmt::print("What a run of {} would find; nothing is written.\n", input_file);
   InversionParameters par;
@@ -133,7 +141,7 @@ int check_run(const std::string& input_file, const std::string& mesh_file) {
   const bool matrix = read_matrix(par, setup, findings);
   const bool survey = read_survey(par, matrix, setup, findings);
   if (matrix) {
-    check_fit(par, mesh_file, survey, setup, findings);
+    check_fit(par, mesh_file, wanted, survey, setup, findings);
   } else {
     Findings::section("Weights");
     check_alphas(par, nullptr, setup, findings);

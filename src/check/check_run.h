@@ -10,6 +10,7 @@ namespace quorivex {
 /// on with what can still be checked. Writes no file.
 /// @param mesh_file  text mesh that the sensitivity file should have; empty for any
 /// @return           0 fine, 1 warnings, 2 errors
+/// @throws StopRun for a mesh file that cannot be read
 int check_run(const std::string& input_file, const std::string& mesh_file);
 
 }  // namespace quorivex

@@ -28,7 +28,7 @@ std::string counted(int number, std::string_view what) {
 void Findings::section(std::string_view title) { fmt::print("\n{}\n", title); }
 
 void Findings::fact(std::string_view name, std::string_view text) {
-  fmt::print("  {:<21} {}\n", name, text);
+  fmt::print("  {:<23} {}\n", name, text);
 }
 
 void Findings::line(std::string_view text) { fmt::print("  {}\n", text); }
@@ -64,11 +64,13 @@ int Findings::close() const {
   return errors_ > 0 ? 2 : warnings_ > 0 ? 1 : 0;
 }
 
-std::string range_in_words(const std::vector<double>& values, std::string_view unit) {
+std::string range_in_words(const std::vector<double>& values, std::string_view unit, int digits) {
   if (values.empty()) return "no values";
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  if (*least == *most) return fmt::format("{:.6g} {} everywhere", *least, unit);
-  return fmt::format("{:.6g} to {:.6g} {}", *least, *most, unit);
+  const std::string from = fmt::format("{:.{}g}", *least, digits);
+  const std::string to = fmt::format("{:.{}g}", *most, digits);
+  return from == to ? fmt::format("{} {} everywhere", from, unit)
+                    : fmt::format("{} to {} {}", from, to, unit);
 }
 
 double median_of(std::vector<double> values) {

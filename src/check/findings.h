@@ -46,8 +46,9 @@ class Findings {
   int errors_ = 0;
 };
 
-/// "0.001 to 0.2 SI", or "0.001 SI everywhere".
-std::string range_in_words(const std::vector<double>& values, std::string_view unit);
+/// "0.001 to 0.2 SI", or "0.001 SI everywhere", with so many significant digits.
+std::string range_in_words(const std::vector<double>& values, std::string_view unit,
+                           int digits = 6);
 
 /// The middle one of the sorted values, of an even number the upper; there is at least one.
 double median_of(std::vector<double> values);

@@ -12,8 +12,10 @@ namespace quorivex {
 /// Says what the sensitivity file holds, and warns of what would spoil an inversion.
 void check_matrix(const SensitivityFile& file, Findings& findings);
 
-/// Warns when the sensitivity file has another mesh than this text mesh file, beyond a millimetre.
-void check_mesh(const std::string& mesh_file, const Mesh& mesh, Findings& findings);
+/// Warns when the sensitivity file's mesh is not the one that is wanted, that of a text mesh file,
+/// to a millimetre.
+void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
+                Findings& findings);
 
 /// Warns when the matrix was made of other stations, directions or standard deviations than those
 /// of the observations, as far as its companion tells.

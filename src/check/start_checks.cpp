@@ -22,9 +22,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
 // Conjugate-gradient iterations of whole runs: 10 to 25 passes to a target, 3 to 10 with a fixed
-// beta, 10 to 40 iterations each.
-constexpr std::array<double, 2> kIterationsToTarget{100.0, 1000.0};
-constexpr std::array<double, 2> kIterationsAtBeta{30.0, 400.0};
+// beta, 20 to 40 iterations each.
+constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
+constexpr std::array<double, 2> kIterationsAtBeta{60.0, 400.0};
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();

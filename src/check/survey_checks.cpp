@@ -13,6 +13,7 @@ constexpr double kLeastField = 20000.0;  // nT, of the Earth
 constexpr double kMostField = 70000.0;
 constexpr double kTesla = 1e-3;       // fields and data below are rather tesla than nT
 constexpr double kLeastShare = 1e-3;  // of the data's range, for a standard deviation
+constexpr int kDigits = 10;           // of a coordinate
 constexpr double kMillimetre = 1e-3;  // the rounding of a station on the ground
 
 std::vector<double> in_nanotesla(const Observations& o) {
@@ -99,9 +100,9 @@ std::vector<std::string> unit_hints(const Observations& o) {
 void check_survey(const Observations& o, Findings& findings) {
   const std::vector<double> values = in_nanotesla(o);
   Findings::fact("data", fmt::format("{}", o.ndata));
-  Findings::fact("easting", range_in_words(o.x, "m"));
-  Findings::fact("northing", range_in_words(o.y, "m"));
-  Findings::fact("elevation", range_in_words(o.z, "m"));
+  Findings::fact("easting", range_in_words(o.x, "m", kDigits));
+  Findings::fact("northing", range_in_words(o.y, "m", kDigits));
+  Findings::fact("elevation", range_in_words(o.z, "m", kDigits));
   Findings::fact("field", fmt::format("{} nT, {}", o.geomag, angles(o.incl, o.decl)));
   check_directions(o, findings);
   Findings::fact("observed values", fmt::format("{}, median {:.6g} nT",

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "base/stop_run.h"
 #include "check/sensitivity_summary.h"
 #include "companion/companion.h"
 #include "workbench/commands.h"
@@ -15,7 +16,14 @@ namespace {
 
 /// What the companion says, if there is one.
 void print_companion(const std::string& name, const SensitivityFile& file) {
-  const std::optional<Companion> companion = read_companion(name);
+  std::optional<Companion> companion;
+  try {
+    companion = read_companion(name);
+  } catch (const StopRun& wrong) {
+    fmt::print("Warning: the companion is of no use.{}",
+               wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 2));
+    return;
+  }
   if (!companion) return;
   const std::string info = companion_name(name);
   const std::vector<std::string> strange = strangeness(*companion, name, file);
