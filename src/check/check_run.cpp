@@ -89,16 +89,25 @@ bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, F
   const auto read = [&](std::optional<std::int32_t> expected) {
     setup.data = read_data_file(par.obsFile, DataColumns::values, expected);
   };
-  if (!findings.attempt([&] { read({}); })) return false;
+  bool fits = false;
+  if (!matrix) {
+    if (!findings.attempt([&] { read({}); })) return false;
+  } else {
+    fits = findings.attempt([&] { read(setup.file.sens.ndata); });
+    try {
+      if (!fits) read({});  // another number of data is no reason to look no further
+    } catch (const StopRun&) {
+      return false;
+    }
+  }
   check_survey(setup.data, findings);
   if (!matrix) return false;
   check_stations(setup.data, setup.file.mesh, setup.file.tops, findings);
-  const std::int32_t rows = setup.file.sens.ndata;
-  if (setup.data.ndata == rows) return true;
-  findings.attempt([&] { read(rows); });
-  Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
-                             setup.data.ndata, rows));
-  return false;
+  if (!fits) {
+    Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
+                               setup.data.ndata, setup.file.sens.ndata));
+  }
+  return fits;
 }
 
 /// What needs the matrix: its origin, the models, and the first step of the run.

@@ -37,6 +37,7 @@ class Hash {
 
 std::uint64_t of_directions(const Observations& o) {
   Hash hash;
+  hash.value(length(o.x));
   for (std::size_t i = 0; i < o.x.size(); ++i) {
     hash.value(o.idir == 1 ? o.aincl : o.datum_aincl[i]);
     hash.value(o.idir == 1 ? o.adecl : o.datum_adecl[i]);

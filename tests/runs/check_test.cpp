@@ -231,6 +231,7 @@ TEST(QvxCheck, ErrorsAreTheRunsMessagesAndTheOtherChecksGoOn) {
   const CheckFolder folder;
   folder.write("few.txt", "0.1\n");
   folder.write("cut.mtx", folder.read("s.mtx").substr(0, 5000));
+  folder.write("cut.mag", "60 15 50000\n60 15 1\n29\n1 2 3\n");
   folder.write("29.mag", std::regex_replace(survey(), std::regex("30\n"), "29\n"));
   for (const auto& [lines, message] :
        {std::pair{InputLines{{1, "3"}}, "ERROR: model should be 1 or 2."},
@@ -238,6 +239,7 @@ TEST(QvxCheck, ErrorsAreTheRunsMessagesAndTheOtherChecksGoOn) {
         {InputLines{{2, "1e5 0"}}, "Target misfit is too large to be meaningful."},
         {InputLines{{3, "none.mag"}}, "ERROR: data file not found: none.mag"},
         {InputLines{{3, "29.mag"}}, "ERROR: Number of data is inconsistent in obs and mtx files."},
+        {InputLines{{3, "cut.mag"}}, "ERROR: Number of data is inconsistent in obs and mtx files."},
         {InputLines{{4, "cut.mtx"}}, "ERROR reading sensitivity file cut.mtx"},
         {InputLines{{5, "few.txt"}}, "ERROR: end reached reading initial model file few.txt"},
         {InputLines{{6, "few.txt"}}, "ERROR: end reached reading reference model file few.txt"},
