@@ -91,7 +91,7 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
   std::vector<double> scale = allocate<double>(as_size(models.active.ncell), "check_models");
   below_to_active(models.active, wtz, scale);
   const auto show = [&](const char* name, const std::vector<double>& model) {
-    const std::vector<double> values = in_si(model, scale);
+    std::vector<double> values = in_si(model, scale);
     Findings::fact(name, range_in_words(values, "SI"));
     return values;
   };
