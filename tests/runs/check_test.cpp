@@ -56,14 +56,14 @@ class CheckFolder : public ScratchFolder {
   }
   void build(const std::string& output, const std::string& ground) const {
     const QvxRun run =
-        run_qvx(*this, "sensitivity --data obs.mag --output " + output + " " + ground);
+        run_qvx(*this, "sensitivity --threads 1 --data obs.mag --output " + output + " " + ground);
     ASSERT_EQ(run.status, 0) << run.err;
   }
 
   /// The check ends with this status and closing line, and says these texts.
   std::string expect(int status, const std::string& closing, const std::vector<std::string>& texts,
                      const std::string& options = "") const {
-    const QvxRun run = run_qvx(*this, "check run.inp" + options);
+    const QvxRun run = run_qvx(*this, "check run.inp --threads 1" + options);
     EXPECT_EQ(run.status, status) << run.out << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_TRUE(run.out.ends_with("\n\n" + closing + "\n")) << closing << "\n" << run.out;
@@ -104,7 +104,7 @@ TEST(QvxCheck, AGoodRunIsFineItsFiguresAreTheRunsAndTheFolderStaysAsItWas) {
       " --mesh mesh.txt");
   EXPECT_EQ(text.find("note:"), std::string::npos) << text;
   EXPECT_EQ(contents(folder), before);
-  run_program(folder, "run.inp");
+  run_program(folder, "run.inp 1");
   const std::string log = folder.read("quorivex.log");
   const auto expect_same = [&](const char* checked, const char* logged) {
     const double value = number_after(log, logged);
@@ -253,7 +253,7 @@ TEST(QvxCheck, ErrorsAreTheRunsMessagesAndTheOtherChecksGoOn) {
     const auto before = contents(folder);
     folder.expect(2, "1 error", {"error: the run would stop here and say\n", message});
     EXPECT_EQ(contents(folder), before);
-    EXPECT_NE(run_program(folder, "run.inp").find(message), std::string::npos) << message;
+    EXPECT_NE(run_program(folder, "run.inp 1").find(message), std::string::npos) << message;
     for (const char* name : {"quorivex.log", "quorivex.out"})
       std::filesystem::remove(folder.path(name));
     std::filesystem::remove(folder.path("console.txt"));
