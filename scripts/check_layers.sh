@@ -16,7 +16,9 @@ declare -A may_use=(
   [survey]="topography mesh_io base"
   [results]="sensitivity mesh_io base"
   [export]="results sensitivity mesh_io base"
-  [workbench]="export results forward survey topography solver sensitivity objective mesh_io base"
+  [companion]="forward sensitivity mesh_io base"
+  [check]="companion forward solver sensitivity objective mesh_io base"
+  [workbench]="check companion export results forward survey topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
 
@@ -34,10 +36,11 @@ for folder in */; do
     allowed=" $folder ${may_use[$folder]} "
     # The models' set-up has the bounds read, and is a library of its own for that reason.
     case "$file" in mesh_io/setup_models.*) allowed+="objective " ;; esac
-    # The results of a run are read with its input file, whose reader is a library of its own.
+    # The input file's reader and the set-up of a run are libraries of their own.
     case "$folder:$included" in
       results:control/input_file.h | results:control/program_name.h) allowed+="control " ;;
       workbench:control/input_file.h) allowed+="control " ;;
+      check:control/run_setup.h) allowed+="control " ;;
     esac
     if [[ "$included" == mesh_io/setup_models.h && "$file" != control/* &&
       "$file" != mesh_io/setup_models.cpp ]] || [[ "$allowed" != *" $layer "* ]]; then

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "control/run_setup.h"
 #include "objective/alphas.h"
 #include "solver/objective_value.h"
 
@@ -19,12 +20,6 @@ struct PassResult {
   double objective = 0.0;
   std::int32_t cg_iterations = 0;
   std::int32_t truncated_cells = 0;
-};
-
-/// What mode 1 aims at.
-struct Target {
-  double chifact = 0.0;
-  double misfit = 0.0;  ///< number of data times chifact
 };
 
 /// "!"-lines of the start and the heading of the table; `target` only in mode 1.

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "base/raw_array.h"
 #include "base/record_writer.h"
@@ -216,6 +217,16 @@ void check_fits_file(const Mesh& mesh, std::int64_t cells, bool compressed) {
   if (compressed) wavelet_grid(mesh);
 }
 
+RowErrors row_errors(const BuildSummary& summary) {
+  std::vector<double> errors = summary.row_errors;
+  std::sort(errors.begin(), errors.end());
+  const auto count = static_cast<double>(errors.size());
+  const auto most = static_cast<std::size_t>(0.95 * (count - 1.0));
+  return {.mean = std::accumulate(errors.begin(), errors.end(), 0.0) / count,
+          .most = errors[most],
+          .largest = errors.back()};
+}
+
 BuildSummary build_sensitivity(const Ground& ground, const Observations& observations,
                                const std::vector<double>& wtz, const BuildOptions& options,
                                const RecordSink& sink) {
@@ -224,12 +235,12 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
   write_head(setup, sink);
   BuildSummary summary;
   for (const TestModel& model : setup.models) summary.prediction_errors.push_back({model.name});
-  std::vector<double> gdiag = allocate<double>(wtz.size(), kRoutine);
+  summary.gdiag = allocate<double>(wtz.size(), kRoutine);
   std::vector<RowWork> works;
   for_each_row_batch(ground, observations, "sensitivities: datum", [&](const RowBatch& batch) {
     const auto rows = static_cast<std::int32_t>(batch.rows.size());
     while (works.size() < batch.rows.size()) works.emplace_back(setup);
-    add_squares(batch, wtz, gdiag);
+    add_squares(batch, wtz, summary.gdiag);
 #pragma omp parallel for schedule(static, 1) num_threads(rows) default(none) \
     shared(setup, observations, batch, works, rows)
     for (std::int32_t t = 0; t < rows; ++t) {
@@ -242,7 +253,7 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
       add_to_summary(setup, works[as_size(t)], summary);
     }
   });
-  sink({bytes_of(gdiag)});
+  sink({bytes_of(summary.gdiag)});
   for (PredictionError& error : summary.prediction_errors) {
     error.rms = std::sqrt(error.rms / observations.ndata);
   }

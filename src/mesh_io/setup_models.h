@@ -31,6 +31,19 @@ struct ModelSetup {
   Bounds bounds;
 };
 
+// The steps of setup_models that are no plain calls.
+
+/// @throws StopRun as get_active_cells, and when the reference model is to enter the derivatives
+///         although there are inactive cells with influence
+ActiveCells read_active_cells(const ModelSources& sources, const Mesh& mesh, const ColumnTops& tops,
+                              Report& report);
+/// Fills `fixed` and `mref` for the active cells of `setup`.
+void read_reference(const std::string& source, View1<const double> wtz, ModelSetup& setup,
+                    Report& report);
+/// Fills `model` likewise.
+void read_initial(const std::string& source, View1<const double> wtz, ModelSetup& setup,
+                  Report& report);
+
 /// Reads active cells, reference model, initial model and bounds, in this order, and checks the
 /// initial model against the bounds. `wtz` has one entry for each cell below the column tops.
 ModelSetup setup_models(const ModelSources& sources, const Mesh& mesh, const ColumnTops& tops,

@@ -13,6 +13,7 @@ void add_forward_command(CLI::App& qvx);
 void add_survey_command(CLI::App& qvx);
 void add_mesh_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
+void add_check_command(CLI::App& qvx);
 void add_export_command(CLI::App& qvx);
 
 }  // namespace quorivex

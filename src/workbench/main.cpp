@@ -11,7 +11,10 @@
 
 namespace {
 
-constexpr int kFailure = 1;
+/// The status of a command that failed; that of `qvx check` sets it apart from mere warnings.
+int failure(int argc, char** argv) {
+  return argc > 1 && std::string_view(argv[1]) == "check" ? 2 : 1;
+}
 
 std::string_view trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \n");
@@ -40,6 +43,7 @@ int run(int argc, char** argv) {
       "  qvx survey --table flight.csv --easting X --northing Y --elevation Z --field tmi ...\n"
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
+      "  qvx check survey.inp\n"
       "  quorivex survey.inp\n"
       "  qvx export survey.inp --vtr model.vtr\n"
       "\n'qvx SUBCOMMAND --help' says more of each.");
@@ -48,16 +52,19 @@ int run(int argc, char** argv) {
   quorivex::add_sensitivity_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
+  quorivex::add_check_command(qvx);
   quorivex::add_export_command(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
     std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",
                  argv[1]);
-    return kFailure;
+    return failure(argc, argv);
   }
   try {
     qvx.parse(argc, argv);
+  } catch (const CLI::RuntimeError& end) {
+    return end.get_exit_code();  // of a command that has told the rest
   } catch (const CLI::ParseError& error) {
-    return qvx.exit(error) == 0 ? 0 : kFailure;
+    return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
   }
   return 0;
 }
@@ -79,5 +86,5 @@ int main(int argc, char** argv) {
     message = error.what();
   }
   std::fprintf(stderr, "%s\n", message.c_str());
-  return kFailure;
+  return failure(argc, argv);
 }

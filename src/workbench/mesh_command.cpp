@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "mesh_io/in_words.h"
 #include "workbench/commands.h"
-#include "workbench/in_words.h"
 #include "workbench/mesh_design.h"
 #include "workbench/options.h"
 #include "workbench/survey_inputs.h"

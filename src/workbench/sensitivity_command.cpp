@@ -7,17 +7,18 @@
 #include <cstdio>
 #include <map>
 #include <memory>
-#include <numeric>
 #include <optional>
 
 #include "base/atomic_file.h"
 #include "base/record_writer.h"
 #include "base/stop_run.h"
+#include "check/run_needs.h"
+#include "companion/describe_build.h"
 #include "forward/build_sensitivity.h"
 #include "forward/cell_scale.h"
 #include "forward/wavelet_filters.h"
+#include "mesh_io/in_words.h"
 #include "workbench/commands.h"
-#include "workbench/in_words.h"
 #include "workbench/options.h"
 #include "workbench/survey_inputs.h"
 
@@ -88,14 +89,10 @@ void print_size(const Ground& ground, const Observations& data, const BuildOptio
 
 void print_errors(const BuildSummary& summary, const Observations& data) {
   if (summary.row_errors.empty()) return;
-  std::vector<double> errors = summary.row_errors;
-  std::sort(errors.begin(), errors.end());
-  const double mean =
-      std::accumulate(errors.begin(), errors.end(), 0.0) / static_cast<double>(errors.size());
-  const auto at = static_cast<std::size_t>(0.95 * static_cast<double>(errors.size() - 1));
+  const RowErrors errors = row_errors(summary);
   fmt::print(
       "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
-      100.0 * mean, 100.0 * errors[at], 100.0 * errors.back());
+      100.0 * errors.mean, 100.0 * errors.most, 100.0 * errors.largest);
   fmt::print("  error of predicted data, where the median standard deviation is {:.3g} nT\n",
              median(data.std));
   for (const PredictionError& error : summary.prediction_errors) {
@@ -186,17 +183,45 @@ void plan(const Ground& ground, const Observations& data, const ScaleRule& scale
   fmt::print("  time                 about {:.0f} s\n", found.seconds);
 }
 
+/// What the companion says of the options, with the files that were read.
+std::vector<Figure> choices(const Options& options, const ScaleRule& scale,
+                            const BuildOptions& build) {
+  std::string compression = "none";
+  if (!build.low_pass.empty()) {
+    using Kind = CompressionRule::Kind;
+    const char* rule = build.rule.kind == Kind::relative_error ? "error"
+                       : build.rule.kind == Kind::threshold    ? "threshold"
+                                                               : "keep";
+    compression = fmt::format("{}, {} {}", options.wavelet, rule, build.rule.value);
+  }
+  const GroundSource& ground = options.ground;
+  return {{"scale_rule", fmt::format("{}, exponent {}, offset {} m", options.scale, scale.exponent,
+                                     scale.offset)},
+          {"compression", compression},
+          {"mesh_file", ground.mesh},
+          {"data_file", options.data},
+          {"ground", !ground.topography.empty() ? ground.topography
+                     : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
+                                                : "the top of the mesh"},
+          {"program", "qvx " QUORIVEX_VERSION}};
+}
+
 void write_file(const Options& options, const Ground& ground, const Observations& data,
                 const ScaleRule& scale, const BuildOptions& build) {
   const Clock::time_point start = Clock::now();
   std::int64_t bytes = 0;
   AtomicFile file(options.output);
+  AtomicFile info(companion_name(options.output));
   const std::vector<double> wtz = cell_scale(ground, data, scale);
   const BuildSummary summary = build_sensitivity(ground, data, wtz, build, [&](auto parts) {
     write_record(file, parts);
     bytes += record_bytes(parts);
   });
   file.commit();
+  Companion companion = describe_build(ground, data, wtz, build, summary, bytes);
+  for (Figure& figure : choices(options, scale, build)) companion.figures.push_back(figure);
+  info.append(companion_text(companion));
+  info.commit();
   fmt::print("{}: {} data x {} cells\n", options.output, data.ndata, ground.cells());
   print_size(ground, data, build, static_cast<double>(summary.coefficients),
              static_cast<double>(bytes));
@@ -220,7 +245,9 @@ void run(const Options& options) {
     plan(survey.ground, data, scale, build);
     return;
   }
-  keep_inputs(options.output, {options.data, options.ground.mesh, options.ground.topography});
+  for (const std::string& output : {options.output, companion_name(options.output)}) {
+    keep_inputs(output, {options.data, options.ground.mesh, options.ground.topography});
+  }
   write_file(options, survey.ground, data, scale, build);
 }
 

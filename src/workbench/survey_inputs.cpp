@@ -13,6 +13,7 @@
 
 #include "base/report.h"
 #include "base/stop_run.h"
+#include "check/survey_checks.h"
 #include "forward/data_rows.h"
 #include "topography/read_topography.h"
 #include "topography/triangulation.h"
@@ -137,26 +138,7 @@ Observations read_data_with_deviations(const std::string& name,
 }
 
 void hint_at_units(const Observations& observations) {
-  const double field = observations.geomag;
-  if (field > 0.0 && field < 1e-3) {
-    fmt::print(stderr,
-               "Hint: the field of {:g} nT looks like tesla. Multiply field, data and "
-               "standard deviations by 1e9.\n",
-               field);
-  } else if (!(field >= 20000.0 && field <= 70000.0)) {
-    fmt::print(stderr, "Hint: the field of {:g} nT is unlike the Earth's, 20,000 to 70,000 nT.\n",
-               field);
-  }
-  double largest = 0.0;
-  for (std::size_t i = 0; i < observations.obs.size(); ++i) {
-    largest = std::max(largest, std::abs(observations.obs[i] * observations.std[i]));
-  }
-  if (largest > 0.0 && largest < 1e-3) {
-    fmt::print(stderr,
-               "Hint: the largest of the data is {:g} nT; they look like tesla. Multiply "
-               "data and standard deviations by 1e9.\n",
-               largest);
-  }
+  for (const std::string& hint : unit_hints(observations)) fmt::print(stderr, "Hint: {}\n", hint);
 }
 
 void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs) {

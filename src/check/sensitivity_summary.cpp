@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/sensitivity_summary.h"
+#include "check/sensitivity_summary.h"
 
 #include <fmt/format.h>
 
@@ -8,8 +8,9 @@
 #include <limits>
 #include <numeric>
 
+#include "check/run_needs.h"
 #include "forward/wavelet_filters.h"
-#include "workbench/in_words.h"
+#include "mesh_io/in_words.h"
 
 namespace quorivex {
 namespace {
@@ -18,15 +19,6 @@ constexpr double kOrthonormal = 1e-6;
 
 std::int64_t air_cells(const SensitivityFile& file) {
   return std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
-}
-
-double full_bytes(const SensitivityState& sens) {
-  return 4.0 * static_cast<double>(sens.ndata) * sens.nsens;
-}
-
-double matrix_bytes(const SensitivityState& sens) {
-  return sens.compressed ? static_cast<double>(sens.Gs.entries() * SparseRows::kEntryBytes)
-                         : full_bytes(sens);
 }
 
 std::string range_in_words(const std::vector<double>& values) {
@@ -69,15 +61,6 @@ std::string compressed_form(const SensitivityState& sens) {
                         bytes_in_words(full_bytes(sens)));
   }
   return text + "\n";
-}
-
-/// The matrix, the vectors and operators of a run and, in compressed form, vectors on the wavelet
-/// grid.
-double inversion_bytes(const SensitivityFile& file) {
-  const double grid = file.sens.compressed ? 8.0 * 2.0 * file.sens.nwav : 0.0;
-  const double matrix =
-      file.sens.compressed ? static_cast<double>(file.sens.Gs.bytes()) : full_bytes(file.sens);
-  return matrix + kRunBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
 }
 
 /// The sentence `why` when `wrong` holds for some of the values, with their count and the first.

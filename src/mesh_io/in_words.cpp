@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/in_words.h"
+#include "mesh_io/in_words.h"
 
 #include <fmt/format.h>
 

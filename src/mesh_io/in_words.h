@@ -7,9 +7,6 @@
 
 namespace quorivex {
 
-/// Memory of a run of the inversion beside its matrix, in bytes a cell (docs/performance.md).
-inline constexpr double kRunBytesPerCell = 280.0;
-
 /// "1.95 GB": bytes in decimal units, from kB to GB.
 std::string bytes_in_words(double bytes);
 

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "check/check_run.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <optional>
+
+#include "check/matrix_checks.h"
+#include "check/model_checks.h"
+#include "check/start_checks.h"
+#include "check/survey_checks.h"
+
+namespace quorivex {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Files that the input file names are looked for in the current folder.
+void check_folder(const std::string& input_file, const InversionParameters& par) {
+  const fs::path folder = fs::path(input_file).parent_path();
+  std::error_code none;
+  for (const std::string& name :
+       {par.obsFile, par.mtxFile, par.initialModel, par.referenceModel, par.activeCellFile,
+        par.lowerBounds, par.upperBounds, par.weightFile}) {
+    if (folder.empty() || name.empty() || fs::exists(name, none)) continue;
+    if (!fs::exists(folder / name, none)) continue;
+    Findings::note(
+        fmt::format("{} is in {}; a run looks for its files in the folder in which it is started",
+                    name, folder.string()));
+    return;
+  }
+}
+
+/// Results that lie in the current folder already.
+void check_old_results() {
+  std::error_code none;
+  int results = 0;
+  for (auto entry = fs::directory_iterator(".", none); !none && entry != fs::directory_iterator();
+       entry.increment(none)) {
+    const std::string name = entry->path().filename().string();
+    const bool numbered = name.starts_with("quorivex_");
+    if (numbered && (name.ends_with(".sus") || name.ends_with(".pre"))) ++results;
+  }
+  if (results == 0) return;
+  Findings::note(fmt::format(
+      "{} results of an earlier run are in this folder; a new run replaces those of the same\n"
+      "pass and leaves the others",
+      results));
+}
+
+bool check_input(const std::string& input_file, InversionParameters& par, Findings& findings) {
+  Findings::section(fmt::format("Input file {}", input_file));
+  Report quiet;
+  quiet.leave_console();
+  if (!findings.attempt([&] { par = read_input_file(input_file, quiet); })) return false;
+  Findings::fact("mode", par.mode == 1 ? fmt::format("1, target misfit with chifact {}", par.par)
+                         : par.par > 0 ? fmt::format("2, beta {} is kept", par.par)
+                                       : "2, the program chooses beta and keeps it");
+  for (const auto& [label, name] : {std::pair{"observations", par.obsFile},
+                                    {"sensitivity file", par.mtxFile},
+                                    {"initial model", par.initialModel},
+                                    {"reference model", par.referenceModel},
+                                    {"active cells", par.activeCellFile},
+                                    {"lower bounds", par.lowerBounds},
+                                    {"upper bounds", par.upperBounds},
+                                    {"alphas", par.alphaLine},
+                                    {"3-D weights", par.weightFile}}) {
+    Findings::fact(label, name);
+  }
+  check_folder(input_file, par);
+  check_old_results();
+  findings.attempt([&] { start_beta(par); });
+  return true;
+}
+
+bool read_matrix(const InversionParameters& par, RunSetup& setup, Findings& findings) {
+  Findings::section(fmt::format("Sensitivity file {}", par.mtxFile));
+  Report quiet;
+  quiet.leave_console();
+  if (!findings.attempt([&] { setup.file = getpar(par.mtxFile, quiet); })) return false;
+  check_matrix(setup.file, findings);
+  return true;
+}
+
+/// True when the observations could be read and belong to as many data as the matrix.
+bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, Findings& findings) {
+  Findings::section(fmt::format("Observations {}", par.obsFile));
+  const auto read = [&](std::optional<std::int32_t> expected) {
+    setup.data = read_data_file(par.obsFile, DataColumns::values, expected);
+  };
+  bool fits = false;
+  if (!matrix) {
+    if (!findings.attempt([&] { read({}); })) return false;
+  } else {
+    fits = findings.attempt([&] { read(setup.file.sens.ndata); });
+    try {
+      if (!fits) read({});  // another number of data is no reason to look no further
+    } catch (const StopRun&) {
+      return false;
+    }
+  }
+  check_survey(setup.data, findings);
+  if (!matrix) return false;
+  check_stations(setup.data, setup.file.mesh, setup.file.tops, findings);
+  if (!fits) {
+    Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
+                               setup.data.ndata, setup.file.sens.ndata));
+  }
+  return fits;
+}
+
+/// What needs the matrix: its origin, the models, and the first step of the run.
+void check_fit(const InversionParameters& par, const std::string& mesh_file,
+               const std::optional<Mesh>& wanted, bool survey, RunSetup& setup,
+               Findings& findings) {
+  Findings::section("Sensitivity file and observations");
+  if (wanted) check_mesh(mesh_file, *wanted, setup.file.mesh, findings);
+  if (survey) {
+    check_origin(par.mtxFile, setup.file, setup.data, findings);
+  } else {
+    Findings::note("not compared, because the numbers of data differ or data are missing");
+  }
+  Findings::section("Models");
+  const bool models = check_models(par, setup, findings);
+  Findings::section("Weights");
+  const bool alphas = check_alphas(par, &setup.file.mesh, setup, findings);
+  const bool terms = alphas && models && findings.attempt([&] {
+    derive_terms(par, setup);
+    show_weights(par.weightFile, setup.file.mesh);
+  });
+  Findings::section("Start of the run");
+  if (!terms || !survey) {
+    Findings::note("not checked, because the run would stop before");
+    return;
+  }
+  findings.attempt([&] { check_start(par, setup, findings); });
+}
+
+}  // namespace
+
+int check_run(const std::string& input_file, const std::string& mesh_file) {
+  std::optional<Mesh> wanted;
+  if (!mesh_file.empty()) wanted = read_mesh_file(mesh_file);
+  Findings findings;
+  fmt::print("What a run of {} would find; nothing is written.\n", input_file);
+  InversionParameters par;
+  if (!check_input(input_file, par, findings)) return findings.close();
+  RunSetup setup;
+  const bool matrix = read_matrix(par, setup, findings);
+  const bool survey = read_survey(par, matrix, setup, findings);
+  if (matrix) {
+    check_fit(par, mesh_file, wanted, survey, setup, findings);
+  } else {
+    Findings::section("Weights");
+    check_alphas(par, nullptr, setup, findings);
+    Findings::note("models, bounds and 3-D weights are not checked without the sensitivity file");
+  }
+  return findings.close();
+}
+
+}  // namespace quorivex

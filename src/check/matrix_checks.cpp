@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "check/matrix_checks.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cmath>
+#include <map>
+#include <optional>
+
+#include "check/sensitivity_summary.h"
+#include "companion/companion.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kMillimetre = 1e-3;
+
+/// Why the matrix does not serve for observations that differ in a part.
+std::string other_part(const std::string& part) {
+  static const std::map<std::string, const char*> kWhat{
+      {"stations", "other stations: a position, their number or their order differs"},
+      {"field", "another inducing field: inclination, declination or strength differs"},
+      {"directions", "other directions of the anomaly"},
+      {"deviations",
+       "other standard deviations, by which its rows are divided: a value or their order differs"}};
+  return kWhat.at(part);
+}
+
+bool same_axis(const std::vector<double>& a, const std::vector<double>& b) {
+  const auto close = [](double x, double y) { return std::abs(x - y) <= kMillimetre; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), close);
+}
+
+std::vector<double> elevations(const Mesh& mesh) {
+  std::vector<double> nodes;
+  for (const double depth : mesh.depth_nodes) nodes.push_back(mesh.z0 - depth);
+  return nodes;
+}
+
+}  // namespace
+
+void check_matrix(const SensitivityFile& file, Findings& findings) {
+  const std::string text = sensitivity_in_words(file);
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    if (end > at) Findings::line(std::string_view(text).substr(at, end - at));
+    at = end + 1;
+  }
+  for (const std::string& doubt : doubts_about(file)) findings.warning(doubt);
+}
+
+void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
+                Findings& findings) {
+  std::vector<std::string> axes;
+  if (!same_axis(wanted.easting_nodes, mesh.easting_nodes)) axes.emplace_back("easting");
+  if (!same_axis(wanted.northing_nodes, mesh.northing_nodes)) axes.emplace_back("northing");
+  if (!same_axis(elevations(wanted), elevations(mesh))) axes.emplace_back("elevation");
+  if (axes.empty()) {
+    Findings::fact("mesh", fmt::format("that of {}", mesh_file));
+  } else {
+    findings.warning(fmt::format(
+        "the sensitivity file was made for another mesh than that of {}; they differ along {}",
+        mesh_file, fmt::join(axes, ", ")));
+  }
+}
+
+void check_origin(const std::string& name, const SensitivityFile& file,
+                  const Observations& observations, Findings& findings) {
+  std::optional<Companion> companion;
+  try {
+    companion = read_companion(name);
+  } catch (const StopRun& wrong) {
+    findings.warning(
+        fmt::format("the companion of the sensitivity file is of no use.{}",
+                    wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 1)));
+    return;
+  }
+  const std::string info = companion_name(name);
+  if (!companion) {
+    Findings::note(fmt::format(
+        "{} is not there, so that only the number of data tells whether the sensitivity file\n"
+        "was made for these observations. qvx sensitivity writes it.",
+        info));
+    return;
+  }
+  const std::vector<std::string> strange = strangeness(*companion, name, file);
+  if (!strange.empty()) {
+    findings.warning(fmt::format(
+        "{} is not of this sensitivity file ({} differ), which was replaced or damaged. Whether\n"
+        "it was made for these observations cannot be told; compute it anew with qvx sensitivity",
+        info, fmt::join(strange, ", ")));
+    return;
+  }
+  const std::vector<std::string> others = differing_parts(*companion, survey_parts(observations));
+  for (const std::string& part : others) {
+    findings.warning(
+        fmt::format("the sensitivity file was made for {}.\nCompute it anew with qvx sensitivity",
+                    other_part(part)));
+  }
+  if (others.empty()) {
+    Findings::fact("sensitivity file", "made for these stations, directions and deviations");
+  }
+}
+
+}  // namespace quorivex

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "check/start_checks.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "base/free_format.h"
+#include "solver/normal_equations.h"
+#include "solver/objective_value.h"
+
+namespace quorivex {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double kLowChifact = 0.1;
+// Conjugate-gradient iterations of whole runs: 10 to 25 passes to a target, 3 to 10 with a fixed
+// beta, 20 to 40 iterations each.
+constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
+constexpr std::array<double, 2> kIterationsAtBeta{60.0, 400.0};
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string seconds_in_words(double seconds) {
+  if (seconds >= 2.0 * 3600.0) return fmt::format("{:.1f} hours", seconds / 3600.0);
+  if (seconds >= 120.0) return fmt::format("{:.0f} minutes", seconds / 60.0);
+  return fmt::format("{:.2g} s", seconds);
+}
+
+double length_scale(double alpha, double alpha_s) { return std::sqrt(alpha / alpha_s); }
+
+void compare_lengths(const Alphas& alphas, const Mesh& mesh) {
+  const auto compare = [&](const char* axis, double alpha, const std::vector<double>& widths) {
+    const double length_m = length_scale(alpha, alphas.s);
+    const double least = *std::min_element(widths.begin(), widths.end());
+    if (alphas.s > 0.0 && length_m < least) {
+      Findings::note(fmt::format(
+          "the length scale along {}, {:.4g} m, is less than a cell ({:.4g} m): hardly any\n"
+          "smoothing in that direction",
+          axis, length_m, least));
+    }
+  };
+  compare("easting", alphas.e, mesh.de);
+  compare("northing", alphas.n, mesh.dn);
+  compare("depth", alphas.z, mesh.dz);
+}
+
+/// Seconds of one iteration of the conjugate gradients, from the second of two products.
+double seconds_of_iteration(const Problem& problem, double beta, View1<const double> model) {
+  const std::vector<std::int32_t> free =
+      allocate<std::int32_t>(as_size(model.size()), "check_start", 1);
+  std::vector<double> product = allocate<double>(as_size(model.size()), "check_start");
+  aprod(problem, free, beta, model, product);
+  const Clock::time_point start = Clock::now();
+  aprod(problem, free, beta, model, product);
+  return seconds_since(start);
+}
+
+void check_target_in_reach(const Target& target, double misfit, double misfit_of_zero,
+                           Findings& findings) {
+  if (!(target.misfit > 0.0)) {
+    findings.warning(
+        "chifact should be positive: this target cannot be reached, and the run goes on until it\n"
+        "fails to lower the objective function");
+  } else if (target.chifact < kLowChifact) {
+    findings.warning(fmt::format(
+        "chifact {:.4g} asks for residuals of {:.2g} standard deviations on average, which is\n"
+        "hardly within reach; 1 fits the data as well as their errors say",
+        target.chifact, std::sqrt(target.chifact)));
+  } else if (misfit_of_zero <= target.misfit && misfit >= target.misfit) {
+    findings.warning(
+        "a model of zero everywhere would reach the target: the standard deviations are too large\n"
+        "for these data, or data and standard deviations have different units");
+  }
+}
+
+void show_time(const InversionParameters& par, double seconds) {
+  const auto& iterations = par.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
+  Findings::fact("time of an iteration", fmt::format("{}, measured", seconds_in_words(seconds)));
+  Findings::fact(
+      "time of a run",
+      fmt::format("about {} to {}, estimated for {:.0f} to {:.0f} iterations",
+                  seconds_in_words(seconds * iterations[0]),
+                  seconds_in_words(seconds * iterations[1]), iterations[0], iterations[1]));
+}
+
+}  // namespace
+
+bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& setup,
+                  Findings& findings) {
+  Report quiet;
+  quiet.leave_console();
+  if (!findings.attempt([&] { setup.alphas = read_alphas(par.alphaLine, quiet); })) return false;
+  const Alphas& a = setup.alphas;
+  Findings::fact("alphas", fmt::format("smallness {:.4g}, easting {:.4g}, northing {:.4g}, depth "
+                                       "{:.4g}",
+                                       a.s, a.e, a.n, a.z));
+  if (a.s > 0.0) {
+    Findings::fact("length scales", fmt::format("easting {:.4g}, northing {:.4g}, depth {:.4g} m",
+                                                length_scale(a.e, a.s), length_scale(a.n, a.s),
+                                                length_scale(a.z, a.s)));
+  }
+  Findings::fact("reference model",
+                 par.mrefInDerivatives ? "in smallness and differences" : "in the smallness alone");
+  if (mesh != nullptr) compare_lengths(a, *mesh);
+  return true;
+}
+
+void show_weights(const std::string& name, const Mesh& mesh) {
+  if (name.starts_with("null") || name.starts_with("NULL")) {
+    Findings::fact("3-D weights", "none, 1 everywhere");
+    return;
+  }
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) return;
+  const std::int64_t ne = mesh.ne;
+  const std::int64_t nn = mesh.nn;
+  const std::int64_t nz = mesh.nz;
+  FreeFormat values(*file);
+  for (const auto& [term, count] : {std::pair{"smallness", nz * ne * nn},
+                                    {"easting", nz * (ne - 1) * nn},
+                                    {"northing", nz * ne * (nn - 1)},
+                                    {"depth", (nz - 1) * ne * nn}}) {
+    double least = std::numeric_limits<double>::infinity();
+    double most = 0.0;
+    for (std::int64_t i = 0; i < count; ++i) {
+      double value = 0.0;
+      if (!values.read(value)) return;  // the run's own reader has said so
+      least = std::min(least, value);
+      most = std::max(most, value);
+    }
+    if (count > 0) {
+      Findings::fact(fmt::format("weights of {}", term),
+                     fmt::format("{:.4g} to {:.4g}", least, most));
+    }
+  }
+}
+
+void check_start(const InversionParameters& par, RunSetup& setup, Findings& findings) {
+  const Problem problem = setup.problem(par.mrefInDerivatives);
+  const ObjectiveValue value = evaluate_objective(problem, setup.models.model);
+  const double ndata = setup.data.ndata;
+  double misfit_of_zero = 0.0;
+  for (const double observed : setup.data.obs) misfit_of_zero += observed * observed;
+  const auto per_datum = [&](double misfit) {
+    return fmt::format("{:.6g}, {:.4g} a datum", misfit, misfit / ndata);
+  };
+  Findings::fact("initial misfit", per_datum(value.misfit));
+  Findings::fact("misfit without rock", per_datum(misfit_of_zero));
+  if (!std::isfinite(value.misfit) || !std::isfinite(value.norm.total)) {
+    findings.error(
+        "misfit or norm of the initial model is not a finite number, and no pass can lower it;\n"
+        "look at the warnings about the sensitivity file");
+    return;
+  }
+  const std::optional<Target> target = target_of(par, setup.data.ndata);
+  if (target) {
+    Findings::fact("target misfit", fmt::format("{:.6g}, chifact {:.4g} times the number of data",
+                                                target->misfit, target->chifact));
+    findings.attempt([&] { check_target(target, value.misfit); });
+    check_target_in_reach(*target, value.misfit, misfit_of_zero, findings);
+  }
+  const bool given = par.mode == 2 && par.par > 0.0;
+  const double chosen = chosen_beta(setup.diagonals);
+  const double beta = given ? par.par : chosen;
+  if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
+  Findings::fact(given ? "estimated beta" : "beta of the first pass",
+                 fmt::format("{:.6g}, estimated from the diagonals", chosen));
+  if (!(beta > 0.0) || !std::isfinite(beta)) {
+    findings.warning("beta should be a positive number; look at gdiag of the sensitivity file");
+    return;
+  }
+  show_time(par, seconds_of_iteration(problem, beta, setup.models.model));
+}
+
+}  // namespace quorivex

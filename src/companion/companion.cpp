@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "companion/companion.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+#include "base/fixed_format.h"
+#include "base/stop_run.h"
+#include "base/text_file.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::size_t kLongestLine = 2000;
+constexpr std::size_t kMostFigures = 1000;
+
+constexpr const char* kHead =
+    "! What the sensitivity file of the same name was made of, written with it by qvx "
+    "sensitivity.\n"
+    "! The fingerprints stand for the numbers of each part (XXH3, 64 bits). qvx check compares "
+    "them\n"
+    "! with what a run reads. Compute the sensitivity file anew rather than change this one.\n";
+
+const std::vector<std::string>& part_names() {
+  static const std::vector<std::string> kNames = [] {
+    std::vector<std::string> names;
+    for (const auto& parts : {matrix_parts({}), survey_parts({})}) {
+      for (const Part& part : parts) names.push_back(part.name);
+    }
+    return names;
+  }();
+  return kNames;
+}
+
+std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '?');
+  return text;
+}
+
+template <class T>
+bool read_whole(std::string_view text, T& value, int base) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+/// A name and, after blanks, its text.
+Figure split(std::string_view line) {
+  const std::size_t blank = std::min(line.find(' '), line.size());
+  const std::size_t text = std::min(line.find_first_not_of(' ', blank), line.size());
+  return {std::string(line.substr(0, blank)), std::string(line.substr(text))};
+}
+
+struct Reader {
+  const std::string& name;
+  Companion companion{};
+  bool has_bytes = false;
+
+  [[noreturn]] void refuse(const std::string& why) const {
+    stop_run(fmt::format(
+        " ERROR reading {}: {}.\n Remove it, or compute the sensitivity file anew.", name, why));
+  }
+
+  void take(const Figure& line, std::int64_t number) {
+    const auto check = [&](bool good, const char* expected) {
+      if (!good) {
+        refuse(fmt::format("line {} should hold {}; found \"{} {}\"", number, expected, line.name,
+                           line.text));
+      }
+    };
+    const bool is_part =
+        std::find(part_names().begin(), part_names().end(), line.name) != part_names().end();
+    if (line.name == "bytes") {
+      check(!has_bytes && read_whole(line.text, companion.bytes, 10) && companion.bytes >= 0,
+            "the bytes of the sensitivity file, once");
+      has_bytes = true;
+    } else if (is_part) {
+      const auto same = [&](const Part& part) { return part.name == line.name; };
+      Part part{line.name, 0};
+      check(std::none_of(companion.parts.begin(), companion.parts.end(), same) &&
+                line.text.size() == 16 && read_whole(line.text, part.fingerprint, 16),
+            "the fingerprint of a part once, 16 hexadecimal digits");
+      companion.parts.push_back(part);
+    } else {
+      if (companion.figures.size() == kMostFigures) refuse("it has too many lines");
+      companion.figures.push_back(line);
+    }
+  }
+
+  void check_complete() const {
+    if (!has_bytes) refuse("the line \"bytes\" is missing");
+    for (const std::string& part : part_names()) {
+      const auto same = [&](const Part& found) { return found.name == part; };
+      if (std::none_of(companion.parts.begin(), companion.parts.end(), same)) {
+        refuse(fmt::format("the line \"{}\" is missing", part));
+      }
+    }
+  }
+};
+
+}  // namespace
+
+std::string companion_name(const std::string& sensitivity_file) {
+  return sensitivity_file + ".info";
+}
+
+std::string companion_text(const Companion& companion) {
+  std::string text = kHead + fmt::format("{:<20} {}\n", "bytes", companion.bytes);
+  for (const Part& part : companion.parts) {
+    text += fmt::format("{:<20} {:016x}\n", part.name, part.fingerprint);
+  }
+  for (const Figure& figure : companion.figures) {
+    text += fmt::format("{:<20} {}\n", figure.name, printable(figure.text));
+  }
+  return text;
+}
+
+std::optional<Companion> read_companion(const std::string& sensitivity_file) {
+  const std::string name = companion_name(sensitivity_file);
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) return std::nullopt;
+  Reader reader{name};
+  std::string line;
+  for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
+    line.resize(trim_right(line).size());
+    if (!line.empty() && line.front() != '!') reader.take(split(printable(line)), number);
+  }
+  reader.check_complete();
+  return std::move(reader.companion);
+}
+
+std::vector<std::string> differing_parts(const Companion& companion, const std::vector<Part>& now) {
+  std::vector<std::string> names;
+  for (const Part& part : now) {
+    const bool known =
+        std::find(companion.parts.begin(), companion.parts.end(), part) != companion.parts.end();
+    if (!known) names.push_back(part.name);
+  }
+  return names;
+}
+
+std::vector<std::string> strangeness(const Companion& companion, const std::string& name,
+                                     const SensitivityFile& file) {
+  std::vector<std::string> names = differing_parts(companion, matrix_parts(file));
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(name, error);
+  if (error || bytes != static_cast<std::uintmax_t>(companion.bytes)) {
+    names.insert(names.begin(), "size");
+  }
+  return names;
+}
+
+}  // namespace quorivex

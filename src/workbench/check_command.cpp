@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <memory>
+#include <string>
+
+#include "check/check_run.h"
+#include "workbench/commands.h"
+#include "workbench/survey_inputs.h"
+
+namespace quorivex {
+namespace {
+
+struct Options {
+  std::string input;
+  std::string mesh;
+};
+
+void run(const Options& options) {
+  const int status = check_run(options.input, options.mesh);
+  if (status != 0) throw CLI::RuntimeError(status);
+}
+
+}  // namespace
+
+void add_check_command(CLI::App& qvx) {
+  auto* app = qvx.add_subcommand("check", "Say whether an inversion can start, and with what");
+  const auto o = std::make_shared<Options>();
+  app->add_option("input", o->input, "Input file of quorivex")->required()->type_name("RUN.inp");
+  app->add_option("--mesh", o->mesh, "Text mesh that the sensitivity file should have")
+      ->type_name("FILE");
+  add_thread_option(*app);
+  app->footer(R"(
+Reads all files of the run with the checks that quorivex makes, takes the first
+step, and says what it found: counts and ranges (metres, nT, SI), weights,
+bounds, memory and time, initial misfit, target and beta. Lines with error: are
+where the run would stop; warning: what will hardly give a good model; note:
+what is worth knowing. Writes no file, and takes as much memory as the run.
+
+Exit status: 0 fine, 1 warnings, 2 errors.
+
+Example:
+  qvx check survey.inp
+)");
+  app->callback([o] { run(*o); });
+}
+
+}  // namespace quorivex
