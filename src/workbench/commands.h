@@ -12,5 +12,6 @@ void add_sensitivity_command(CLI::App& qvx);
 void add_forward_command(CLI::App& qvx);
 void add_mesh_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
+void add_report_command(CLI::App& qvx);
 
 }  // namespace quorivex

@@ -39,11 +39,13 @@ int run(int argc, char** argv) {
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
       "  quorivex survey.inp\n"
+      "  qvx report survey.inp\n"
       "\n'qvx SUBCOMMAND --help' says more of each.");
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
+  quorivex::add_report_command(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
     std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",
                  argv[1]);
