@@ -57,7 +57,7 @@ Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<doub
   double side = mean_spacing(x, y);
   if (!(side > 0.0)) return {};
   Squares squares = sorted_into_squares(x, y, values, side);
-  for (int i = 0; i < kMostWidenings && length(squares) * kDataPerSquare > n; ++i) {
+  for (int i = 0; i < kMostWidenings && static_cast<double>(squares.size()) * kDataPerSquare > n; ++i) {
     side *= 1.2;
     squares = sorted_into_squares(x, y, values, side);
   }

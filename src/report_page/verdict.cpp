@@ -127,7 +127,7 @@ Verdict verdict(const Findings& f, std::size_t flags) {
                              f.misfit, f.misfit / *f.target, *f.target, passes);
   }
   if (!f.ended) v.sentences.emplace_back("The run has not come to its end: it was stopped, or goes on.");
-  if (!f.ending.empty()) v.sentences.push_back(fmt::format("The run ended with: {}", f.ending));
+  if (!f.ending.empty() && !target_reached(f)) v.sentences.push_back(fmt::format("The run ended with: {}", f.ending));
   v.sentences.push_back(fmt::format("Chi-squared is {:.3g} per datum, {}.", f.residuals.per_datum,
                                     fit_in_words(f.residuals.per_datum)));
   v.sentences.push_back(outliers_in_words(f));
