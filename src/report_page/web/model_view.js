@@ -81,8 +81,8 @@ function crosshair(view, section) {
   const x = centreOf(view, section.across);
   const y = centreOf(view, section.up);
   return [
-    line({x0: x, x1: x, yref: 'paper', y0: 0, y1: 1}),
-    line({y0: y, y1: y, xref: 'paper', x0: 0, x1: 1}),
+    line({x0: x, x1: x, yref: 'y domain', y0: 0, y1: 1}),
+    line({y0: y, y1: y, xref: 'x domain', x0: 0, x1: 1}),
   ];
 }
 
