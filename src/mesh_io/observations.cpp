@@ -115,6 +115,31 @@ Observations read_data_file(const std::string& name, DataColumns columns,
   return data;
 }
 
+std::vector<double> read_predicted_data(const std::string& name, std::int32_t ndata) {
+  DataLines lines(name);
+  double skipped = 0.0;
+  std::int32_t idir = 1;
+  std::int32_t count = 0;
+  lines.read(skipped, skipped, skipped);
+  lines.read(skipped, skipped, idir);
+  lines.read(count);
+  if (count != ndata) {
+    stop_run(fmt::format(" ERROR: {} should hold {} data, as the observations do; found {}.", name,
+                         ndata, count));
+  }
+  std::vector<double> values;  // grows with the lines that are there
+  for (std::int32_t i = 1; i <= count; ++i) {
+    double value = 0.0;
+    if (idir == 0) {
+      lines.read(skipped, skipped, skipped, skipped, skipped, value);
+    } else {
+      lines.read(skipped, skipped, skipped, value);
+    }
+    values.push_back(value);
+  }
+  return values;
+}
+
 void write_data_file(const std::string& name, const Observations& observations,
                      View1<const double> values, View1<const double> std) {
   const Observations& o = observations;

@@ -139,6 +139,23 @@ void read_wtz(Source& source, SensitivityState& sens) {
   source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
 }
 
+Source open_source(const std::string& name) {
+  std::optional<RecordFile> file = RecordFile::open(name);
+  if (!file) file_not_found("sensitivity", name);
+  return {name, std::move(*file)};
+}
+
+/// Records 1 to 5.
+void read_heading(Source& source, SensitivityFile& to) {
+  read_counts(source, to);
+  std::optional<Mesh> mesh = read_mesh_record(source.file, to.mesh.nn, to.mesh.ne, to.mesh.nz);
+  source.need(mesh.has_value());
+  to.mesh = std::move(*mesh);
+  read_column_tops(source, to);
+  read_filter(source, to.sens);
+  read_grid(source, to.mesh, to.sens);
+}
+
 /// Reads the rows of a compressed matrix in batches.
 class RowReader {
  public:
@@ -242,18 +259,17 @@ std::int32_t blocks_of_cells(std::int32_t nsens, std::int32_t threads) {
   return std::max(static_cast<std::int32_t>(std::ceil(nsens / 10000.0)), threads);
 }
 
-SensitivityFile getpar(const std::string& name, Report& report) {
-  std::optional<RecordFile> file = RecordFile::open(name);
-  if (!file) file_not_found("sensitivity", name);
-  Source source{name, std::move(*file)};
+SensitivityFile read_sensitivity_heading(const std::string& name) {
+  Source source = open_source(name);
   SensitivityFile to;
-  read_counts(source, to);
-  std::optional<Mesh> mesh = read_mesh_record(source.file, to.mesh.nn, to.mesh.ne, to.mesh.nz);
-  source.need(mesh.has_value());
-  to.mesh = std::move(*mesh);
-  read_column_tops(source, to);
-  read_filter(source, to.sens);
-  read_grid(source, to.mesh, to.sens);
+  read_heading(source, to);
+  return to;
+}
+
+SensitivityFile getpar(const std::string& name, Report& report) {
+  Source source = open_source(name);
+  SensitivityFile to;
+  read_heading(source, to);
   report.flush_log();
   read_wtz(source, to.sens);
   if (to.sens.compressed) {

@@ -24,6 +24,11 @@ struct SensitivityFile {
 ///         when the file is whole but says what cannot be; file_not_found; alloc_error("getpar...")
 SensitivityFile getpar(const std::string& name, Report& report);
 
+/// Reads what stands before the rows: counts, mesh, column tops, and the form of the matrix. The
+/// rest of the result is empty.
+/// @throws StopRun as `getpar` does
+SensitivityFile read_sensitivity_heading(const std::string& name);
+
 /// Pieces that each row is cut into for parallel products: one for 5000 entries of the mean row.
 std::int32_t pieces_of_rows(double mean_entries, std::int32_t threads);
 

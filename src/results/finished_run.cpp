@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "results/finished_run.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <numeric>
+
+#include "base/atomic_file.h"
+#include "base/report.h"
+#include "base/stop_run.h"
+#include "control/program_name.h"
+#include "results/run_log.h"
+#include "sensitivity/getpar.h"
+
+namespace quorivex {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string in_folder(const std::string& folder, const std::string& name) {
+  return folder.empty() ? name : (fs::path(folder) / name).string();
+}
+
+bool is_file(const std::string& name) {
+  std::error_code missing;
+  return fs::is_regular_file(name, missing);
+}
+
+/// The folder whose log is that of the input file, and the log.
+std::pair<std::string, RunLog> find_log(const std::string& input_file) {
+  const std::vector<std::string> wanted = lines_that_count(input_file);
+  const std::string beside = fs::path(input_file).parent_path().string();
+  std::vector<std::string> folders{""};
+  if (!beside.empty()) folders.push_back(beside);
+  std::string other;
+  for (const std::string& folder : folders) {
+    const std::string name = in_folder(folder, kLogName);
+    if (!is_file(name)) continue;
+    RunLog log = read_run_log(name);
+    if (log.input_lines == wanted) return {folder, std::move(log)};
+    other += fmt::format(
+        "\n {} is the log of a run of {}, whose lines were not those that {} holds now.", name,
+        log.input_name, input_file);
+  }
+  if (other.empty()) {
+    stop_run(fmt::format(
+        " ERROR: no run of {} is here: {} is neither in the current folder nor beside the input "
+        "file.\n Run quorivex {} first, or call this command in the folder of the run.",
+        input_file, kLogName, input_file));
+  }
+  stop_run(
+      fmt::format(" ERROR: no run of {} is here.{}\n Run quorivex {} again, or call this "
+                  "command in the folder of its run.",
+                  input_file, other, input_file));
+}
+
+void check_nodes(const std::vector<double>& nodes, const char* axis, const std::string& name) {
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    if (std::isfinite(nodes[i]) && (i == 0 || nodes[i] > nodes[i - 1])) continue;
+    stop_run(
+        fmt::format(" ERROR: the {} nodes of the mesh in {} should increase; node {} is {} "
+                    "after {}.",
+                    axis, name, i + 1, nodes[i], i == 0 ? 0.0 : nodes[i - 1]));
+  }
+}
+
+void read_mesh(FinishedRun& run) {
+  const std::string name = path_in(run, run.parameters.mtxFile);
+  SensitivityFile file = read_sensitivity_heading(name);
+  check_nodes(file.mesh.easting_nodes, "easting", name);
+  check_nodes(file.mesh.northing_nodes, "northing", name);
+  check_nodes(file.mesh.depth_nodes, "depth", name);
+  if (!std::isfinite(file.mesh.z0)) {
+    stop_run(fmt::format(" ERROR: the top of the mesh in {} should be an elevation; found {}.",
+                         name, file.mesh.z0));
+  }
+  const std::int64_t air =
+      std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
+  if (file.sens.nsens != file.mesh.cells() - air) {
+    stop_run(
+        fmt::format(" ERROR: {} cells lie below the column tops of {}, but its matrix has {} "
+                    "columns.",
+                    file.mesh.cells() - air, name, file.sens.nsens));
+  }
+  run.nsens = file.sens.nsens;
+  run.compressed = file.sens.compressed;
+  run.observations =
+      read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
+  run.mesh = std::move(file.mesh);
+  run.tops = std::move(file.tops);
+}
+
+void read_passes(FinishedRun& run, const RunLog& log) {
+  const std::string name = in_folder(run.folder, kSummaryName);
+  const RunSummary summary = read_run_summary(name);
+  if (summary.started != log.started) {
+    stop_run(
+        fmt::format(" ERROR: {} is of the run that started on {}, the log of one that started "
+                    "on {}.\n Run quorivex {} again.",
+                    name, summary.started, log.started, run.input_file));
+  }
+  if (!summary.note.empty()) run.notes.push_back(summary.note + ".");
+  run.initial_norm = summary.initial_norm;
+  run.initial_misfit = summary.initial_misfit;
+  run.alphas.assign(summary.alphas.begin(), summary.alphas.end());
+  for (const SummaryRow& row : summary.rows) {
+    const FinishedPass pass{
+        .row = row,
+        .model_file = in_folder(run.folder, numbered_name(kProgram, row.pass, "sus")),
+        .predicted_file = in_folder(run.folder, numbered_name(kProgram, row.pass, "pre"))};
+    std::string missing;
+    for (const std::string& file : {pass.model_file, pass.predicted_file}) {
+      if (!is_file(file)) missing += (missing.empty() ? "" : " and ") + file;
+    }
+    if (missing.empty()) {
+      run.passes.push_back(pass);
+    } else {
+      run.notes.push_back(fmt::format("Pass {} is left out: without {}.", row.pass, missing));
+    }
+  }
+  if (!run.passes.empty()) return;
+  std::string text = fmt::format(" ERROR: the run of {} has left no pass.", run.input_file);
+  for (const std::string& note : run.notes) text += "\n " + note;
+  if (!log.ending.empty()) text += "\n Its log ends with: " + log.ending;
+  stop_run(text);
+}
+
+}  // namespace
+
+FinishedRun read_finished_run(const std::string& input_file) {
+  Report report;
+  report.leave_console();
+  FinishedRun run;
+  run.input_file = input_file;
+  run.parameters = read_input_file(input_file, report);
+  auto [folder, log] = find_log(input_file);
+  run.folder = std::move(folder);
+  run.started = log.started;
+  run.ended = log.ended;
+  run.ending = log.ending;
+  read_passes(run, log);
+  read_mesh(run);
+  if (run.parameters.mode == 1) run.target = run.observations.ndata * run.parameters.par;
+  return run;
+}
+
+std::string path_in(const FinishedRun& run, const std::string& name) {
+  return in_folder(run.folder, name);
+}
+
+const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number) {
+  const auto pass = std::find_if(run.passes.begin(), run.passes.end(),
+                                 [=](const FinishedPass& p) { return p.row.pass == number; });
+  if (pass != run.passes.end()) return *pass;
+  std::string text =
+      fmt::format(" ERROR: the run of {} has no pass {}; its passes are {} to {}.", run.input_file,
+                  number, run.passes.front().row.pass, run.passes.back().row.pass);
+  for (const std::string& note : run.notes) text += "\n " + note;
+  stop_run(text);
+}
+
+}  // namespace quorivex

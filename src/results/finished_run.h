@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "control/input_file.h"
+#include "mesh_io/column_tops.h"
+#include "mesh_io/mesh.h"
+#include "mesh_io/observations.h"
+#include "results/run_summary.h"
+
+namespace quorivex {
+
+/// A pass with the two files that it left.
+struct FinishedPass {
+  SummaryRow row;
+  std::string model_file;      ///< quorivex_NNN.sus, with the run's folder
+  std::string predicted_file;  ///< quorivex_NNN.pre, likewise
+};
+
+/// What a run read and left behind, but for the sensitivities. Models and predicted data are read
+/// by `read_model` and `read_predicted` of results/pass_files.h.
+struct FinishedRun {
+  std::string input_file;  ///< as it was given
+  std::string folder;      ///< where the run left its files; "" is the current folder
+  InversionParameters parameters;
+  Mesh mesh;  ///< nodes are finite and increase
+  ColumnTops tops;
+  std::int32_t nsens = 0;   ///< cells below the column tops
+  bool compressed = false;  ///< form of the sensitivity file
+  Observations observations;
+  std::string started;           ///< date and time
+  std::string ended;             ///< likewise; empty for a run that stopped early or goes on
+  std::string ending;            ///< why it ended, in the run's words; may be empty
+  std::optional<double> target;  ///< misfit that mode 1 aims at: number of data times chifact
+  NormTerms initial_norm;
+  double initial_misfit = 0.0;
+  std::vector<double> alphas;        ///< s, e, n, z
+  std::vector<FinishedPass> passes;  ///< at least one; passes 1, 2, ... whose files are there
+  std::vector<std::string> notes;    ///< what is missing, a sentence each; mostly empty
+};
+
+/// Reads the input file and everything around it.
+///
+/// Names in the input file, quorivex.log and quorivex.out are relative to the folder that the run
+/// was in: the current one where its log is that of this input file, otherwise the input file's.
+/// @throws StopRun for a run that is not there, of another input file, without a pass, or whose
+///         files do not belong together
+FinishedRun read_finished_run(const std::string& input_file);
+
+/// The name as seen from here of a file that the run knows as `name`.
+std::string path_in(const FinishedRun& run, const std::string& name);
+
+/// The pass of that number. @throws StopRun saying which there are
+const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number);
+
+}  // namespace quorivex

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "results/pass_files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <new>
+
+#include "base/list_reader.h"
+#include "base/stop_run.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kAir = -100.0;
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+// Half a unit of the last digit that is printed, of predicted data and of the misfit.
+constexpr double kHalfUnit = 0.5e-6;
+
+/// The values of a model file; memory follows the file, not the size that the mesh claims.
+std::vector<double> read_values(const std::string& name, std::int64_t cells) {
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) file_not_found("model", name);
+  std::error_code missing;
+  const auto bytes = static_cast<std::int64_t>(std::filesystem::file_size(name, missing));
+  std::vector<double> values;
+  FreeFormat from(*file);
+  try {
+    if (!missing) values.reserve(as_size(std::min(cells, bytes / 2 + 1)));
+    for (std::int64_t cell = 1; cell <= cells; ++cell) {
+      double value = 0.0;
+      const Read read = from.next(value);
+      if (read != Read::value) list_error(read, "model file", name);
+      values.push_back(value);
+    }
+  } catch (const std::bad_alloc&) {
+    alloc_error("read_model");
+  }
+  expect_no_more<double>(from, "model file", name);
+  return values;
+}
+
+[[noreturn]] void wrong_tops(const FinishedRun& run, const std::string& name, std::int32_t k,
+                             std::int32_t i, std::int32_t j, double value, bool air) {
+  stop_run(
+      fmt::format(" ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
+                  " Model and sensitivity file are of different runs: run quorivex {} again.",
+                  k, i, j, air ? "air" : "below the ground", run.parameters.mtxFile, name, value,
+                  run.input_file));
+}
+
+}  // namespace
+
+std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass) {
+  const Mesh& mesh = run.mesh;
+  const std::string& source = run.parameters.activeCellFile;
+  const bool all_active = source.starts_with("null") || source.starts_with("NULL");
+  std::vector<double> values = read_values(pass.model_file, mesh.cells());
+  double* cell = values.data();
+  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
+    for (std::int32_t i = 1; i <= mesh.ne; ++i) {
+      const std::int32_t top = run.tops(j, i);
+      for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
+        const bool air = k <= top;
+        if (air != (*cell == kAir) && (air || all_active)) {
+          wrong_tops(run, pass.model_file, k, i, j, *cell, air);
+        }
+        if (*cell == kAir) *cell = kNoValue;
+      }
+    }
+  }
+  return values;
+}
+
+std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& pass) {
+  const Observations& data = run.observations;
+  std::vector<double> predicted = read_predicted_data(pass.predicted_file, data.ndata);
+  double misfit = 0.0;
+  double rounding = 0.0;  // that the digits of the file may make in it
+  for (std::size_t i = 0; i < predicted.size(); ++i) {
+    const double residual = data.obs[i] - predicted[i] / data.std[i];
+    const double digits = kHalfUnit * std::abs(predicted[i]) / data.std[i];
+    misfit += residual * residual;
+    rounding += digits * (2.0 * std::abs(residual) + digits);
+  }
+  const double stated = pass.row.misfit;
+  if (!(std::abs(misfit - stated) <= 2.0 * (rounding + kHalfUnit * stated) + 1e-9)) {
+    stop_run(fmt::format(
+        " ERROR: the predicted data in {} have a misfit of {:.6g}, but the run states {:.6g} for "
+        "pass {}.\n The file is of another run, or {} was changed since: run quorivex {} again.",
+        pass.predicted_file, misfit, stated, pass.row.pass, run.parameters.obsFile,
+        run.input_file));
+  }
+  return predicted;
+}
+
+DataFit data_fit(const Observations& observations, std::vector<double> predicted) {
+  DataFit fit;
+  fit.predicted = std::move(predicted);
+  const std::size_t ndata = fit.predicted.size();
+  fit.observed = allocate<double>(ndata, "data_fit");
+  fit.residual = allocate<double>(ndata, "data_fit");
+  fit.normalised = allocate<double>(ndata, "data_fit");
+  for (std::size_t i = 0; i < ndata; ++i) {
+    const double std = observations.std[i];
+    fit.observed[i] = observations.obs[i] * std;
+    fit.residual[i] = fit.observed[i] - fit.predicted[i];
+    fit.normalised[i] = fit.residual[i] / std;
+  }
+  return fit;
+}
+
+}  // namespace quorivex

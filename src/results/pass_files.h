@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <vector>
+
+#include "results/finished_run.h"
+
+namespace quorivex {
+
+/// Susceptibility (SI) of every cell of the mesh in cell order, to the six digits of the file; NaN
+/// in air and in inactive cells that the reference model marks as air (-100).
+/// @throws StopRun for a file that is cut off, too long, or of a run with other column tops
+std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass);
+
+/// Predicted data (nT), in the order of the observations.
+/// @throws StopRun for a file that is cut off, or that does not have the misfit which the run
+///         states: one of another pass or run, or observations that were changed since
+std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& pass);
+
+/// Observed and predicted data side by side, one value a datum.
+struct DataFit {
+  std::vector<double> observed;    ///< nT
+  std::vector<double> predicted;   ///< nT
+  std::vector<double> residual;    ///< observed - predicted, nT
+  std::vector<double> normalised;  ///< residual / standard deviation; squares add up to the misfit
+};
+
+DataFit data_fit(const Observations& observations, std::vector<double> predicted);
+
+}  // namespace quorivex

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "results/finished_run.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <sstream>
+
+#include "base/stop_run.h"
+#include "compressed.h"
+#include "results/pass_files.h"
+#include "run_program.h"
+
+namespace quorivex::test {
+namespace {
+
+std::vector<double> numbers(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<double> values;
+  for (double value = 0.0; stream >> value;) values.push_back(value);
+  return values;
+}
+
+/// A folder in which quorivex has finished run.inp.
+class RunFolder : public ScratchFolder {
+ public:
+  explicit RunFolder(const InputLines& lines = {}) {
+    write_case(*this, survey, lines);
+    run_program(*this, "run.inp 1");
+    std::istringstream summary(read("quorivex.out"));
+    for (std::string line; std::getline(summary, line);) {
+      if (!line.empty() && line.front() != '!') rows.push_back(numbers(line));
+    }
+  }
+
+  FinishedRun finished() const { return read_finished_run(path("run.inp")); }
+  void replace(const char* file, const std::string& from, const std::string& to) const {
+    std::string text = read(file);
+    const std::size_t at = text.find(from);
+    ASSERT_NE(at, std::string::npos) << from;
+    write(file, text.replace(at, from.size(), to));
+  }
+  void copy(const char* from, const char* to) const { write(to, read(from)); }
+
+  Survey survey = make_survey({.ne = 7, .nn = 5, .nz = 4});
+  std::vector<std::vector<double>> rows;
+};
+
+template <class Action>
+void expect_stop(Action action, const std::string& text) {
+  try {
+    action();
+    ADD_FAILURE() << "no end with " << text;
+  } catch (const StopRun& stop) {
+    EXPECT_NE(stop.console.find(text), std::string::npos) << text << "\n" << stop.console;
+  }
+}
+
+TEST(FinishedRun, HoldsWhatTheRunReadAndLeft) {
+  const RunFolder folder;
+  const FinishedRun run = folder.finished();
+  EXPECT_EQ(run.parameters.obsFile, "obs.dat");
+  EXPECT_EQ(run.mesh.easting_nodes, folder.survey.mesh.easting_nodes);
+  EXPECT_EQ(run.mesh.z0, folder.survey.mesh.z0);
+  EXPECT_EQ(run.tops.tops, folder.survey.tops.tops);
+  EXPECT_EQ(run.nsens, folder.survey.nsens());
+  EXPECT_EQ(run.target, 35.0);
+  EXPECT_EQ(run.ending, "Target misfit reached.");
+  EXPECT_FALSE(run.started.empty() || run.ended.empty());
+  EXPECT_EQ(run.alphas, (std::vector<double>{1e-4, 1.0, 1.0, 1.0}));
+  EXPECT_TRUE(run.notes.empty());
+  ASSERT_GE(run.passes.size(), 3U);
+  ASSERT_EQ(run.passes.size(), folder.rows.size());
+  for (std::size_t p = 0; p < run.passes.size(); ++p) {
+    const SummaryRow& row = run.passes[p].row;
+    EXPECT_EQ((std::vector<double>{static_cast<double>(row.pass), row.beta, row.misfit, row.norm.s,
+                                   row.norm.e, row.norm.n, row.norm.z, row.norm.total,
+                                   row.objective, static_cast<double>(row.cg_iterations),
+                                   static_cast<double>(row.cells_on_bound)}),
+              folder.rows[p]);
+  }
+}
+
+TEST(FinishedRun, ModelsAndDataAreThoseOfThePassAskedFor) {
+  const RunFolder folder;
+  const FinishedRun run = folder.finished();
+  for (const std::int32_t number : {2, static_cast<std::int32_t>(run.passes.size())}) {
+    const FinishedPass& pass = find_pass(run, number);
+    const std::vector<double> model = read_model(run, pass);
+    const std::vector<double> expected =
+        numbers(folder.read(fmt::format("quorivex_{:03}.sus", number)));
+    ASSERT_EQ(model.size(), expected.size());
+    for (std::size_t cell = 0; cell < model.size(); ++cell) {
+      EXPECT_TRUE(expected[cell] == -100.0 ? std::isnan(model[cell])
+                                           : model[cell] == expected[cell]);
+    }
+    const DataFit fit = data_fit(run.observations, read_predicted(run, pass));
+    double misfit = 0.0;
+    for (std::size_t i = 0; i < fit.normalised.size(); ++i) {
+      EXPECT_NEAR(fit.observed[i], folder.survey.observed[i], 1e-4);
+      EXPECT_EQ(fit.residual[i], fit.observed[i] - fit.predicted[i]);
+      misfit += fit.normalised[i] * fit.normalised[i];
+    }
+    EXPECT_NEAR(misfit / pass.row.misfit, 1.0, 1e-4);
+  }
+  expect_stop([&] { find_pass(run, 99); }, "has no pass 99; its passes are 1 to");
+}
+
+TEST(FinishedRun, MissingAndHalfWrittenPassesAreLeftOutWithANote) {
+  const RunFolder folder;
+  const auto last = static_cast<int>(folder.rows.size());
+  std::filesystem::remove(folder.path("quorivex_002.pre"));
+  folder.write("quorivex.out", folder.read("quorivex.out") + "     9  1.0E+00\n");
+  const FinishedRun run = folder.finished();
+  EXPECT_EQ(run.passes.size(), folder.rows.size() - 1);
+  ASSERT_EQ(run.notes.size(), 2U);
+  EXPECT_NE(run.notes[0].find(fmt::format("should be the row of pass {}", last + 1)),
+            std::string::npos);
+  expect_stop([&] { find_pass(run, 2); }, "quorivex_002.pre");
+  const std::string model = folder.read("quorivex_001.sus");
+  folder.write("quorivex_001.sus", model.substr(0, 500));
+  expect_stop([&] { read_model(run, find_pass(run, 1)); }, "end reached reading model file");
+  folder.write("quorivex_001.sus", model + "0\n");
+  expect_stop([&] { read_model(run, find_pass(run, 1)); }, "too many values in model file");
+}
+
+// Files that look right but belong to something else.
+TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
+  const RunFolder folder;
+  const FinishedRun run = folder.finished();
+  const FinishedPass& last = run.passes.back();
+  const std::string predicted = fmt::format("quorivex_{:03}.pre", last.row.pass);
+  folder.copy("quorivex_001.pre", predicted.c_str());
+  expect_stop([&] { read_predicted(run, last); }, "but the run states");
+
+  Survey lower = folder.survey;
+  lower.tops.tops[3] += 1;
+  folder.write("sens.mtx", framed(sensitivity_records(lower)));
+  expect_stop([&] { folder.finished(); }, "cells lie below the column tops");
+  lower.tops.tops[3] -= 1;
+  std::swap(lower.tops.tops.front(), lower.tops.tops[1]);
+  folder.write("sens.mtx", framed(sensitivity_records(lower)));
+  const FinishedRun other = folder.finished();
+  expect_stop([&] { read_model(other, other.passes.front()); }, "are of different runs");
+
+  folder.replace("quorivex.out", "started on: ", "started on: 1");
+  expect_stop([&] { folder.finished(); }, "is of the run that started on 1");
+  folder.replace("run.inp", "VALUE 0.001", "VALUE 0.002");
+  expect_stop([&] { folder.finished(); }, "is the log of a run of run.inp, whose lines");
+  std::filesystem::remove(folder.path("quorivex.log"));
+  expect_stop([&] { folder.finished(); }, "Run quorivex " + folder.path("run.inp") + " first");
+}
+
+// A comment changes nothing; a mesh that cannot be drawn and a run that ended at once say so.
+TEST(FinishedRun, OnlyWhatCountsDecides) {
+  const RunFolder folder;
+  folder.replace("run.inp", "obs.dat", "obs.dat   ! the survey of May");
+  EXPECT_EQ(folder.finished().passes.size(), folder.rows.size());
+  Survey turned = folder.survey;
+  std::swap(turned.mesh.depth_nodes[1], turned.mesh.depth_nodes[2]);
+  folder.write("sens.mtx", framed(sensitivity_records(turned)));
+  expect_stop([&] { folder.finished(); }, "the depth nodes of the mesh");
+
+  const RunFolder early({{2, "1e9 0"}});
+  expect_stop([&] { early.finished(); },
+              "Its log ends with: Target misfit is too large to be meaningful.");
+}
+
+}  // namespace
+}  // namespace quorivex::test
