@@ -3,10 +3,10 @@
 
 // The assembler reads the files; the build names their folder and their dependencies. A byte behind
 // each of them gives its end a symbol of its own.
-#define QUORIVEX_EMBED(symbol, file)                                                              \
-  asm(".section .rodata\n" #symbol "_begin:\n.incbin \"" QUORIVEX_EMBEDDED_FOLDER "/" file        \
-      "\"\n" #symbol "_end:\n.byte 0\n.previous\n");                                              \
-  extern "C" const char symbol##_begin[]; /* NOLINT(bugprone-macro-parentheses) */                \
+#define QUORIVEX_EMBED(symbol, file)                                                       \
+  asm(".section .rodata\n" #symbol "_begin:\n.incbin \"" QUORIVEX_EMBEDDED_FOLDER "/" file \
+      "\"\n" #symbol "_end:\n.byte 0\n.previous\n");                                       \
+  extern "C" const char symbol##_begin[]; /* NOLINT(bugprone-macro-parentheses) */         \
   extern "C" const char symbol##_end[]    /* NOLINT(bugprone-macro-parentheses) */
 
 QUORIVEX_EMBED(quorivex_page_template, "page.html");
@@ -28,7 +28,9 @@ std::string_view page_template() {
   return between(quorivex_page_template_begin, quorivex_page_template_end);
 }
 
-std::string_view page_style() { return between(quorivex_page_style_begin, quorivex_page_style_end); }
+std::string_view page_style() {
+  return between(quorivex_page_style_begin, quorivex_page_style_end);
+}
 
 std::string_view page_scripts() {
   return between(quorivex_page_scripts_begin, quorivex_page_scripts_end);

@@ -28,8 +28,8 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   Report report;
   report.leave_console();
   const bool all = p.activeCellFile.starts_with("null") || p.activeCellFile.starts_with("NULL");
-  const ActiveCells active = get_active_cells(all ? p.activeCellFile : path_in(run, p.activeCellFile),
-                                              run.mesh, run.tops, report);
+  const ActiveCells active = get_active_cells(
+      all ? p.activeCellFile : path_in(run, p.activeCellFile), run.mesh, run.tops, report);
   const auto cells = as_size(active.ncell);
   std::vector<double> values = allocate<double>(cells, kRoutine);
   std::vector<double> bound = allocate<double>(cells, kRoutine);

@@ -25,7 +25,8 @@ std::string base64(const std::vector<unsigned char>& bytes) {
   text.reserve(bytes.size() / 3 * 4 + 4);
   for (std::size_t at = 0; at < bytes.size(); at += 3) {
     std::uint32_t three = 0;
-    for (std::size_t i = at; i < at + 3; ++i) three = three << 8 | (i < bytes.size() ? bytes[i] : 0);
+    for (std::size_t i = at; i < at + 3; ++i)
+      three = three << 8 | (i < bytes.size() ? bytes[i] : 0);
     for (const int shift : {18, 12, 6, 0}) text += kLetters[three >> shift & 63];
     for (std::size_t i = bytes.size(); i < at + 3; ++i) text[text.size() - (at + 3 - i)] = '=';
   }

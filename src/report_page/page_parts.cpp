@@ -26,8 +26,8 @@ std::string cells(const std::vector<std::string>& texts, const char* first, cons
 /// A table whose first column names its rows.
 std::string table(const char* kind, const std::string& caption,
                   const std::vector<std::string>& heading, const Rows& rows) {
-  std::string html = fmt::format("<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n",
-                                 kind, escaped(caption));
+  std::string html = fmt::format(
+      "<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n", kind, escaped(caption));
   if (!heading.empty()) {
     html += "<thead>" + cells(heading, "th scope=\"col\"", "th scope=\"col\"") + "</thead>\n";
   }
@@ -37,8 +37,9 @@ std::string table(const char* kind, const std::string& caption,
 }
 
 std::string tile(std::string_view label, const std::string& value, const std::string& note) {
-  return fmt::format("<div><dt>{}</dt><dd class=\"value\">{}</dd><dd class=\"note\">{}</dd></div>\n",
-                     label, escaped(value), escaped(note));
+  return fmt::format(
+      "<div><dt>{}</dt><dd class=\"value\">{}</dd><dd class=\"note\">{}</dd></div>\n", label,
+      escaped(value), escaped(note));
 }
 
 const char* tone(Level level) {
@@ -57,7 +58,9 @@ std::string percent_of(std::int64_t part, std::int64_t whole) {
                                      static_cast<double>(std::max<std::int64_t>(whole, 1)));
 }
 
-bool is_constant(const std::string& source) { return source == "VALUE" || source.starts_with("VALUE "); }
+bool is_constant(const std::string& source) {
+  return source == "VALUE" || source.starts_with("VALUE ");
+}
 
 bool is_null(const std::string& source) {
   return source.starts_with("null") || source.starts_with("NULL");
@@ -125,7 +128,8 @@ std::string tiles_html(const Findings& f) {
                f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was kept");
   html += tile("Chi-squared per datum", fmt::format("{:.3g}", r.per_datum),
                fmt::format("of {} data; 1 for errors as stated", f.ndata));
-  html += tile("Passes", fmt::format("{}", f.pass), f.ended ? "the run ended" : "the run has not ended");
+  html += tile("Passes", fmt::format("{}", f.pass),
+               f.ended ? "the run ended" : "the run has not ended");
   html += tile("Cells at a bound", percent_of(f.at_lower + f.at_upper, f.active_cells),
                fmt::format("{} at the upper one", f.at_upper));
   html += tile("Likeness of neighbouring residuals", fmt::format("{:.2f}", r.likeness.correlation),
@@ -156,12 +160,11 @@ std::string largest_residuals_html(const Observations& observations, const DataF
   Rows rows;
   for (const std::int32_t number : largest) {
     const std::size_t i = as_size(number - 1);
-    rows.push_back({fmt::format("{}", number), fmt::format("{:.2f}", observations.x[i]),
-                    fmt::format("{:.2f}", observations.y[i]),
-                    fmt::format("{:.2f}", observations.z[i]),
-                    fmt::format("{:.5g}", fit.observed[i]), fmt::format("{:.5g}", fit.predicted[i]),
-                    fmt::format("{:.4g}", observations.std[i]),
-                    fmt::format("{:+.2f}", fit.normalised[i])});
+    rows.push_back(
+        {fmt::format("{}", number), fmt::format("{:.2f}", observations.x[i]),
+         fmt::format("{:.2f}", observations.y[i]), fmt::format("{:.2f}", observations.z[i]),
+         fmt::format("{:.5g}", fit.observed[i]), fmt::format("{:.5g}", fit.predicted[i]),
+         fmt::format("{:.4g}", observations.std[i]), fmt::format("{:+.2f}", fit.normalised[i])});
   }
   return table("numbers", "Sorted by size",
                {"Datum", "Easting (m)", "Northing (m)", "Elevation (m)", "Observed (nT)",
@@ -189,9 +192,13 @@ std::string parameters_html(const FinishedRun& run) {
   const InversionParameters& p = run.parameters;
   const Mesh& m = run.mesh;
   const Observations& o = run.observations;
-  const auto model = [](const std::string& source) { return is_constant(source) ? source.substr(std::min<std::size_t>(source.size(), 6)) + " SI" : source; };
+  const auto model = [](const std::string& source) {
+    return is_constant(source) ? source.substr(std::min<std::size_t>(source.size(), 6)) + " SI"
+                               : source;
+  };
   std::string alphas;
-  for (const double alpha : run.alphas) alphas += fmt::format("{}{:g}", alphas.empty() ? "" : ", ", alpha);
+  for (const double alpha : run.alphas)
+    alphas += fmt::format("{}{:g}", alphas.empty() ? "" : ", ", alpha);
   Rows rows{
       {"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: beta is kept"},
       {p.mode == 1 ? "chifact" : "beta", fmt::format("{:g}", p.par)},
@@ -201,14 +208,19 @@ std::string parameters_html(const FinishedRun& run) {
       {"Anomaly direction",
        o.idir == 1 ? fmt::format("inclination {:g}\u00b0, declination {:g}\u00b0", o.aincl, o.adecl)
                    : "one for each datum"},
-      {"Cells", fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} below the ground",
-                            m.ne, m.nn, m.nz, run.nsens)},
-      {"Easting", fmt::format("{:.10g} to {:.10g} m", m.easting_nodes.front(), m.easting_nodes.back())},
-      {"Northing", fmt::format("{:.10g} to {:.10g} m", m.northing_nodes.front(), m.northing_nodes.back())},
-      {"Elevation", fmt::format("{:.10g} to {:.10g} m", m.z0 - m.depth_nodes.back(), m.z0 - m.depth_nodes.front())},
+      {"Cells",
+       fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} below the ground",
+                   m.ne, m.nn, m.nz, run.nsens)},
+      {"Easting",
+       fmt::format("{:.10g} to {:.10g} m", m.easting_nodes.front(), m.easting_nodes.back())},
+      {"Northing",
+       fmt::format("{:.10g} to {:.10g} m", m.northing_nodes.front(), m.northing_nodes.back())},
+      {"Elevation", fmt::format("{:.10g} to {:.10g} m", m.z0 - m.depth_nodes.back(),
+                                m.z0 - m.depth_nodes.front())},
       {"Sensitivities", run.compressed ? "wavelet-compressed" : "full"},
       {"Initial model", model(p.initialModel)},
-      {"Reference model", model(p.referenceModel) + (p.mrefInDerivatives ? ", also in the differences" : "")},
+      {"Reference model",
+       model(p.referenceModel) + (p.mrefInDerivatives ? ", also in the differences" : "")},
       {"Lower bound", model(p.lowerBounds)},
       {"Upper bound", model(p.upperBounds)},
       {"Alphas (s, e, n, z)", alphas},
@@ -220,9 +232,8 @@ std::string parameters_html(const FinishedRun& run) {
 
 std::string files_html(const FinishedRun& run) {
   const InversionParameters& p = run.parameters;
-  Rows rows{{"Input file", run.input_file},
-            {"Observations", p.obsFile},
-            {"Sensitivity file", p.mtxFile}};
+  Rows rows{
+      {"Input file", run.input_file}, {"Observations", p.obsFile}, {"Sensitivity file", p.mtxFile}};
   const auto add = [&](const char* what, const std::string& source) {
     if (!is_constant(source) && !is_null(source)) rows.push_back({what, source});
   };

@@ -13,6 +13,7 @@ namespace quorivex {
 namespace {
 
 constexpr double kDataPerSquare = 6.0;
+constexpr double kFewest = 3.0;  // data of a square whose mean says something
 constexpr double kFourDeviations = 4.0;
 constexpr std::ptrdiff_t kLargest = 10;
 constexpr int kMostWidenings = 100;
@@ -57,29 +58,38 @@ Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<doub
   double side = mean_spacing(x, y);
   if (!(side > 0.0)) return {};
   Squares squares = sorted_into_squares(x, y, values, side);
-  for (int i = 0; i < kMostWidenings && static_cast<double>(squares.size()) * kDataPerSquare > n; ++i) {
+  for (int i = 0; i<kMostWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
     side *= 1.2;
     squares = sorted_into_squares(x, y, values, side);
   }
   const auto groups = static_cast<double>(squares.size());
   if (groups < 5.0 || n - groups < 5.0) return {};
   const double mean = std::accumulate(values.begin(), values.end(), 0.0) / n;
-  double between = 0.0;
   double total = 0.0;
+  for (const double value : values) total += (value - mean) * (value - mean);
+  const double deviation = std::sqrt(total / n);
+  if (!(deviation > 0.0)) return {};
+  Likeness like{.side = side};
+  double between = 0.0;
   double counts_squared = 0.0;
   for (const auto& [place, square] : squares) {
-    between += square.count * std::pow(square.sum / square.count - mean, 2);
+    const double off = square.sum / square.count - mean;
+    between += square.count * off * off;
     counts_squared += square.count * square.count;
+    const double errors = std::abs(off) * std::sqrt(square.count) / deviation;
+    if (errors <= like.standard_errors || square.count < kFewest) continue;
+    like.standard_errors = errors;
+    like.mean = square.sum / square.count;
+    like.easting = (place.first + 0.5) * side + *std::min_element(x.begin(), x.end());
+    like.northing = (place.second + 0.5) * side + *std::min_element(y.begin(), y.end());
   }
-  for (const double value : values) total += (value - mean) * (value - mean);
-  const double within = total - between;
-  if (!(within > 0.0)) return {};
+  const double within = std::max(total - between, 1e-12 * total);
   const double f = between / (groups - 1.0) / (within / (n - groups));
   const double per_square = (n - counts_squared / n) / (groups - 1.0);
-  const double deviation = std::sqrt(2.0 / (groups - 1.0) + 2.0 / (n - groups));
-  return {.correlation = (f - 1.0) / (f - 1.0 + per_square),
-          .significant = f > 1.0 + kFourDeviations * deviation,
-          .side = side};
+  like.correlation = (f - 1.0) / (f - 1.0 + per_square);
+  like.significant =
+      f > 1.0 + kFourDeviations * std::sqrt(2.0 / (groups - 1.0) + 2.0 / (n - groups));
+  return like;
 }
 
 ResidualStatistics residual_statistics(const std::vector<double>& x, const std::vector<double>& y,
@@ -116,8 +126,7 @@ ModelStatistics model_statistics(const Mesh& mesh, const std::vector<double>& va
   const auto middle = ground.begin() + length(ground) / 2;
   std::nth_element(ground.begin(), middle, ground.end());
   result.median = *middle;
-  const double farthest =
-      std::max(result.most - result.median, result.median - result.least);
+  const double farthest = std::max(result.most - result.median, result.median - result.least);
   const auto look_at = [&](MeshEdge& edge, std::int32_t k, std::int32_t i, std::int32_t j) {
     const std::int64_t cell = k + (i + std::int64_t{j} * mesh.ne) * mesh.nz;
     const double value = values[as_size(cell)];

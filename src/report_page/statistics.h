@@ -14,14 +14,21 @@ namespace quorivex {
 
 /// How much alike residuals of neighbouring data are.
 struct Likeness {
-  double correlation = 0.0;  ///< of two data in the same square, 0 where they have nothing in common
+  double correlation =
+      0.0;  ///< of two data in the same square, 0 where they have nothing in common
   bool significant = false;  ///< more than chance makes of independent errors
   double side = 0.0;         ///< of the squares, metres
+  // The square whose mean is farthest from that of all values:
+  double easting = 0.0;  ///< of its centre
+  double northing = 0.0;
+  double mean = 0.0;
+  double standard_errors = 0.0;  ///< how far, in standard deviations of a mean of so many values
 };
 
 /// Intraclass correlation of values in squares that hold six data each on average, from the ratio
 /// F of the mean squares between and within squares (Fisher 1925): (F - 1) / (F - 1 + n), n data a
-/// square. It is significant where F exceeds 1 by four of its standard deviations.
+/// square. It is significant where F exceeds 1 by four of its standard deviations. All is 0 for
+/// fewer than five squares or values that do not vary.
 /// @param x, y  eastings and northings (m) of as many values
 Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<double>& y,
                             const std::vector<double>& values);

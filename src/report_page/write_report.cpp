@@ -2,11 +2,11 @@
 #include "report_page/write_report.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "base/atomic_file.h"
 #include "base/stop_run.h"
@@ -86,9 +86,9 @@ HeldPasses hold_passes(const FinishedRun& run, const std::vector<double>& last_m
     if (p + 1 == run.passes.size()) {
       held.elements += pass_element(pass.row.pass, last, data);
     } else {
-      held.elements += pass_element(
-          pass.row.pass, pack_model(read_model(run, pass), run.tops, held.digits_others),
-          packed_data(read_predicted(run, pass)));
+      held.elements += pass_element(pass.row.pass,
+                                    pack_model(read_model(run, pass), run.tops, held.digits_others),
+                                    packed_data(read_predicted(run, pass)));
     }
   }
   return held;
@@ -100,7 +100,8 @@ double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)
 Json payload(const FinishedRun& run, const DataFit& fit) {
   const Mesh& mesh = run.mesh;
   std::vector<double> elevations;
-  for (const double depth : mesh.depth_nodes) elevations.insert(elevations.begin(), mesh.z0 - depth);
+  for (const double depth : mesh.depth_nodes)
+    elevations.insert(elevations.begin(), mesh.z0 - depth);
   Json tops = Json::array();
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
     for (std::int32_t i = 1; i <= mesh.ne; ++i) tops.push_back(run.tops(j, i));

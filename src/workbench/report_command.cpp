@@ -30,9 +30,8 @@ std::string default_output(const FinishedRun& run) {
 void keep_files_of_run(const FinishedRun& run, const std::string& output) {
   const InversionParameters& p = run.parameters;
   keep_inputs(output, {run.input_file, path_in(run, kLogName), path_in(run, kSummaryName)});
-  for (const std::string& name :
-       {p.obsFile, p.mtxFile, p.initialModel, p.referenceModel, p.activeCellFile, p.lowerBounds,
-        p.upperBounds, p.weightFile}) {
+  for (const std::string& name : {p.obsFile, p.mtxFile, p.initialModel, p.referenceModel,
+                                  p.activeCellFile, p.lowerBounds, p.upperBounds, p.weightFile}) {
     keep_inputs(output, {path_in(run, name)});
   }
   for (const FinishedPass& pass : run.passes) {
@@ -56,7 +55,8 @@ void run(const Options& options) {
   const ReportWritten report = write_report(run, options.passes, output);
   fmt::print("{}. {}\n", report.verdict.mark, report.verdict.headline);
   for (const std::string& sentence : report.verdict.sentences) fmt::print("  {}\n", sentence);
-  for (const RedFlag& flag : report.flags) fmt::print("  Red flag: {}. {}\n", flag.title, flag.text);
+  for (const RedFlag& flag : report.flags)
+    fmt::print("  Red flag: {}. {}\n", flag.title, flag.text);
   fmt::print("{}: {}, {}. Open it with a browser.\n", output,
              bytes_in_words(static_cast<double>(report.bytes)), passes_in_words(run, report));
 }

@@ -46,8 +46,8 @@ function map(view, id, values, range, scale, title) {
     },
   };
   return Plotly.react(id, [trace], layout(
-    metreAxis('Easting (m)', {constrain: 'domain', nticks: 5}),
-    metreAxis('Northing (m)', {constrain: 'domain', scaleanchor: 'x', scaleratio: 1}),
+    metreAxis('Easting (m)', {constrain: 'domain', constraintoward: 'left', nticks: 5}),
+    metreAxis('Northing (m)', {constrain: 'domain', constraintoward: 'top', scaleanchor: 'x', scaleratio: 1}),
     {uirevision: 1}), CONFIG);
 }
 
@@ -67,8 +67,8 @@ function histogram(normalised) {
     },
   ];
   return Plotly.react('histogram', traces, layout(
-    axis('(observed − predicted) / standard deviation; beyond ±6 in the last bars', {showgrid: false}), axis('Number of data'),
-    {showlegend: true, legend: {x: 0.99, xanchor: 'right', y: 0.98}, bargap: 0}), CONFIG);
+    axis('(observed − predicted) / standard deviation; beyond ±6 in the last bars', {showgrid: false}),
+    axis('Number of data'), {...LEGEND_ABOVE, bargap: 0}), CONFIG);
 }
 
 function observedAgainstPredicted(view, predicted) {
@@ -87,7 +87,7 @@ function observedAgainstPredicted(view, predicted) {
   return Plotly.react('scatter', traces, layout(
     axis('Observed (nT)', {constrain: 'domain'}),
     axis('Predicted (nT)', {scaleanchor: 'x', scaleratio: 1, constrain: 'domain'}),
-    {showlegend: true, legend: {x: 0.02, y: 0.98}}), CONFIG);
+    LEGEND_ABOVE), CONFIG);
 }
 
 function share(values, most) {
@@ -144,6 +144,7 @@ async function startDataView(survey, predicted) {
   const area = Math.max((east - west) * (north - south) * scale * scale, 330 * 8);
   const markerSize = Math.min(11, Math.max(3, 1.02 * Math.sqrt(area / drawn.length)));
   const view = {survey, drawn, markerSize};
+  for (const id of ['observed', 'predicted', 'residual']) fitHeight(id, (north - south) / (east - west), 260, 460);
   byId('data-words').textContent = `${survey.x.length} data. Observed and predicted data share one colour ` +
     'range, from the first to the 99th percentile of the observed ones.' + (drawn.length < survey.x.length
     ? ` The maps draw ${drawn.length} of them, of each small square the datum nearest to its centre; all figures use all data.` : '');

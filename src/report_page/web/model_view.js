@@ -74,16 +74,25 @@ function centreOf(view, axisName) {
   return (nodes[i] + nodes[i + 1]) / 2;
 }
 
-function crosshair(view, section) {
-  const line = (place) => ({
-    type: 'line', xref: 'x', yref: 'y', ...place, line: {color: CROSS, width: 1.5, dash: 'dash'},
-  });
-  const x = centreOf(view, section.across);
-  const y = centreOf(view, section.up);
-  return [
-    line({x0: x, x1: x, yref: 'y domain', y0: 0, y1: 1}),
-    line({y0: y, y1: y, xref: 'x domain', x0: 0, x1: 1}),
-  ];
+// Two lines over a section where the others cut it. They lie above the plot, not in it: shapes of
+// the plot could not move without all cells being drawn anew.
+function placeCrosshair(view, id) {
+  const plot = byId(id);
+  const area = plot.querySelector('.nsewdrag');
+  if (!area) return;
+  const section = SECTIONS[id];
+  const box = ['x', 'y', 'width', 'height'].map((name) => Number(area.getAttribute(name)));
+  const share = (axisName, range) => (centreOf(view, axisName) - range[0]) / (range[1] - range[0]);
+  const across = share(section.across, plot.layout.xaxis.range);
+  const up = share(section.up, plot.layout.yaxis.range);
+  const line = (name, at, left, top, width, height) => {
+    const element = plot.parentElement.querySelector(name);
+    element.hidden = !(at >= 0 && at <= 1);
+    const place = {left: plot.offsetLeft + left, top: plot.offsetTop + top, width, height};
+    for (const [side, value] of Object.entries(place)) element.style[side] = `${value}px`;
+  };
+  line('.cross-upright', across, box[0] + across * box[2] - 1, box[1], 0, box[3]);
+  line('.cross-level', up, box[0], box[1] + (1 - up) * box[3] - 1, box[2], 0);
 }
 
 function sectionTraces(view, id) {
@@ -124,17 +133,22 @@ function sectionTraces(view, id) {
 function sectionLayout(view, id) {
   const section = SECTIONS[id];
   const limits = view.extents[view.extent];
-  const range = (name) => ({range: limits[name], constrain: 'domain', showgrid: false});
+  const range = (name) => ({
+    range: limits[name], constrain: 'domain', showgrid: false,
+    constraintoward: name === section.across ? 'left' : 'top',
+  });
   const unit = {easting: 'Easting (m)', northing: 'Northing (m)', elevation: 'Elevation (m)'};
   return layout(
-    metreAxis(unit[section.across], {...range(section.across), nticks: 7}),
+    metreAxis(unit[section.across], {...range(section.across), nticks: 6}),
     metreAxis(unit[section.up], {
       ...range(section.up), scaleanchor: 'x', scaleratio: id === 'plan' ? 1 : view.exaggeration,
     }),
-    {plot_bgcolor: AIR, shapes: crosshair(view, section), uirevision: `${view.extent} ${view.exaggeration}`});
+    {plot_bgcolor: AIR, uirevision: `${view.extent} ${view.exaggeration}`});
 }
 
 function drawSection(view, id) {
+  const ratio = (name) => view.extents[view.extent][name][1] - view.extents[view.extent][name][0];
+  if (id === 'plan') fitHeight(id, ratio('northing') / ratio('easting'), 400, 700);
   return Plotly.react(id, sectionTraces(view, id), sectionLayout(view, id), CONFIG);
 }
 
@@ -165,6 +179,13 @@ function describeSliders(view) {
   describeCell(view, view.at, byId('at-crosshair'));
 }
 
+// Another cut through the model into a section that is drawn; quicker than drawing it anew.
+function redrawCells(view, id) {
+  const traces = sectionTraces(view, id);
+  const all = (name) => traces.map((trace) => trace[name]);
+  return Plotly.restyle(id, {x: all('x'), y: all('y'), z: all('z')});
+}
+
 // The crosshair goes to these places; sections whose cells change are drawn anew, once a frame.
 function moveTo(view, places) {
   for (const [name, i] of Object.entries(places)) {
@@ -176,8 +197,8 @@ function moveTo(view, places) {
   view.frame = requestAnimationFrame(() => {
     view.frame = 0;
     for (const [id, section] of Object.entries(SECTIONS)) {
-      if (view.moved.has(section.fixed)) drawSection(view, id);
-      else Plotly.relayout(id, {shapes: crosshair(view, section)});
+      if (view.moved.has(section.fixed)) redrawCells(view, id);
+      placeCrosshair(view, id);
     }
     view.moved.clear();
     describeSliders(view);
@@ -264,6 +285,10 @@ function listenToSections(view) {
   for (const [id, section] of Object.entries(SECTIONS)) {
     byId(id).on('plotly_hover', (event) => describeCell(view, atPoint(event, section), byId('at-pointer')));
     byId(id).on('plotly_click', (event) => moveTo(view, atPoint(event, section)));
+    byId(id).on('plotly_afterplot', () => placeCrosshair(view, id));
+    byId(id).on('plotly_relayouting', () => {
+      for (const line of byId(id).parentElement.querySelectorAll('.cross')) line.hidden = true;
+    });
   }
 }
 
@@ -312,6 +337,7 @@ async function startModelView(mesh, survey, values) {
   await drawSections(view);
   listenToSections(view);
   listenToControls(view);
+  for (const id of Object.keys(SECTIONS)) placeCrosshair(view, id);
   describeSliders(view);
   return view;
 }

@@ -28,19 +28,18 @@ function drawPasses(run, shown) {
   const log = (title, more = {}) => axis(title, {type: 'log', exponentformat: 'power', dtick: 1, ...more});
   const close = (values) => Math.max(...values) / Math.min(...values) < 30;
   const logOrFine = (title, values, more = {}) => log(title, {...(close(values) ? {dtick: 'D2'} : {}), ...more});
-  const legend = {showlegend: true, legend: {orientation: 'h', y: 1.02, yanchor: 'bottom', x: 0}};
   const wanted = run.target === null ? [] : [run.target];
   const target = (x0, x1) => (run.target === null ? [] : [{
-    type: 'scatter', mode: 'lines', x: [x0, x1], y: [run.target, run.target], name: 'target misfit',
+    type: 'scatter', mode: 'lines', x: [x0, x1], y: [run.target, run.target], name: 'target',
     line: {color: INK, width: 1.5, dash: 'dash'}, hoverinfo: 'skip',
   }]);
   Plotly.react('misfit', [
     curve(numbers, of('misfit'), 'misfit', BLUE),
     ...target(numbers[0], numbers[numbers.length - 1]),
-    curve(numbers, of('norm'), 'model norm (right)', ORANGE, {yaxis: 'y2', line: {color: ORANGE, width: 2, dash: 'dot'}, marker: {color: ORANGE, size: 7, symbol: 'square'}}),
+    curve(numbers, of('norm'), 'norm (right)', ORANGE, {yaxis: 'y2', line: {color: ORANGE, width: 2, dash: 'dot'}, marker: {color: ORANGE, size: 7, symbol: 'square'}}),
     ring(now.number, now.misfit), ring(now.number, now.norm, {yaxis: 'y2'}),
   ], layout(passAxis, logOrFine('Misfit', [...of('misfit'), ...wanted]), {
-    ...legend, yaxis2: {...axis('Model norm', {side: 'right', overlaying: 'y', showgrid: false}), exponentformat: 'power', rangemode: 'tozero'},
+    ...LEGEND_ABOVE, yaxis2: {...axis('Model norm', {side: 'right', overlaying: 'y', showgrid: false}), exponentformat: 'power', rangemode: 'tozero'},
   }), CONFIG);
   Plotly.react('beta', [curve(numbers, of('beta'), 'beta', BLUE), ring(now.number, now.beta)],
     layout(passAxis, logOrFine('beta', of('beta'))), CONFIG);
@@ -52,7 +51,7 @@ function drawPasses(run, shown) {
     ...target(...extremes(of('norm'))),
     ring(now.norm, now.misfit),
   ], layout(axis('Model norm', {type: close(of('norm')) ? 'linear' : 'log', exponentformat: 'power'}),
-    logOrFine('Misfit', [...of('misfit'), ...wanted]), legend), CONFIG);
+    logOrFine('Misfit', [...of('misfit'), ...wanted]), LEGEND_ABOVE), CONFIG);
   for (const row of document.querySelectorAll('#passes tbody tr')) {
     row.classList.toggle('shown', Number(row.cells[0].textContent) === shown);
   }

@@ -81,6 +81,14 @@ function axis(title, more = {}) {
 
 const metreAxis = (title, more = {}) => axis(title, {tickformat: ',~f', ...more});
 
+const LEGEND_ABOVE = {showlegend: true, legend: {orientation: 'h', x: 0, y: 1.02, yanchor: 'bottom', font: {size: 11}}};
+
+// Makes a map as high as its width asks for, beside axis labels and colour bar.
+function fitHeight(id, ratio, least, most) {
+  const height = (byId(id).clientWidth - 170) * (ratio > 0 && ratio < Infinity ? ratio : 1) + 60;
+  byId(id).style.height = `${Math.min(Math.max(height, least), most)}px`;
+}
+
 function layout(x, y, more = {}) {
   return {
     font: FONT, separators: '.\u202f', margin: {l: 8, r: 8, t: 8, b: 8}, hovermode: 'closest',
