@@ -48,7 +48,7 @@ function map(view, id, values, range, scale, title) {
   return Plotly.react(id, [trace], layout(
     metreAxis('Easting (m)', {constrain: 'domain', constraintoward: 'left', nticks: 5}),
     metreAxis('Northing (m)', {constrain: 'domain', constraintoward: 'top', scaleanchor: 'x', scaleratio: 1}),
-    {uirevision: 1}), CONFIG);
+    {...BESIDE_COLOUR_BAR, uirevision: 1}), CONFIG);
 }
 
 function histogram(normalised) {

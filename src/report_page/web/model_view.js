@@ -143,7 +143,7 @@ function sectionLayout(view, id) {
     metreAxis(unit[section.up], {
       ...range(section.up), scaleanchor: 'x', scaleratio: id === 'plan' ? 1 : view.exaggeration,
     }),
-    {plot_bgcolor: AIR, uirevision: `${view.extent} ${view.exaggeration}`});
+    {...(id === 'plan' ? BESIDE_COLOUR_BAR : {}), plot_bgcolor: AIR, uirevision: `${view.extent} ${view.exaggeration}`});
 }
 
 function drawSection(view, id) {
@@ -278,13 +278,30 @@ function listenToSections(view) {
     slider.max = cellsAlong(view.mesh, name);
     slider.addEventListener('input', () => moveTo(view, {[name]: Number(slider.value) - 1}));
   }
-  const atPoint = (event, section) => {
-    const [up, across] = event.points[0].pointNumber;
-    return {...view.at, [section.across]: across, [section.up]: up};
+  const cellAt = (name, coordinate) => {
+    const next = view.mesh.nodes[name].findIndex((node) => node > coordinate);
+    return Math.min(Math.max(next - 1, 0), cellsAlong(view.mesh, name) - 1);
   };
+  // Air has no cells that the plot would report, so the place is computed from the axes.
   for (const [id, section] of Object.entries(SECTIONS)) {
-    byId(id).on('plotly_hover', (event) => describeCell(view, atPoint(event, section), byId('at-pointer')));
-    byId(id).on('plotly_click', (event) => moveTo(view, atPoint(event, section)));
+    byId(id).addEventListener('pointermove', (event) => {
+      const {left, top, width, height} = byId(id).querySelector('.nsewdrag').getBoundingClientRect();
+      const [across, up] = [(event.clientX - left) / width, 1 - (event.clientY - top) / height];
+      if (!(across >= 0 && across <= 1 && up >= 0 && up <= 1)) return;
+      const {xaxis, yaxis} = byId(id).layout;
+      const coordinate = ({range}, share) => range[0] + share * (range[1] - range[0]);
+      view.pointed = {
+        [section.across]: cellAt(section.across, coordinate(xaxis, across)),
+        [section.up]: cellAt(section.up, coordinate(yaxis, up)),
+      };
+      describeCell(view, {...view.at, ...view.pointed}, byId('at-pointer'));
+    });
+    byId(id).addEventListener('pointerdown', (down) => {
+      window.addEventListener('pointerup', (up) => {
+        const dragged = Math.hypot(up.clientX - down.clientX, up.clientY - down.clientY) > 3;
+        if (!dragged && down.target.matches('.nsewdrag')) moveTo(view, view.pointed);
+      }, {once: true});
+    });
     byId(id).on('plotly_afterplot', () => placeCrosshair(view, id));
     byId(id).on('plotly_relayouting', () => {
       for (const line of byId(id).parentElement.querySelectorAll('.cross')) line.hidden = true;

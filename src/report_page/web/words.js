@@ -68,7 +68,7 @@ const INK = '#17232e';
 const FONT = {family: 'system-ui, "Segoe UI", Roboto, "Liberation Sans", sans-serif', size: 12.5, color: INK};
 const AXIS = {
   showline: true, mirror: true, linecolor: '#8896a2', ticks: 'outside', tickcolor: '#8896a2',
-  gridcolor: '#e6ebef', zeroline: false, automargin: true,
+  gridcolor: '#e6ebef', zeroline: false,
 };
 const CONFIG = {
   displaylogo: false, responsive: true,
@@ -81,7 +81,12 @@ function axis(title, more = {}) {
 
 const metreAxis = (title, more = {}) => axis(title, {tickformat: ',~f', ...more});
 
-const LEGEND_ABOVE = {showlegend: true, legend: {orientation: 'h', x: 0, y: 1.02, yanchor: 'bottom', font: {size: 11}}};
+// Margins are fixed: fitting them to the labels would draw each plot several times.
+const MARGIN = {l: 92, r: 16, t: 14, b: 50, autoexpand: false};
+const BESIDE_COLOUR_BAR = {margin: {...MARGIN, r: 88}};
+const LEGEND_ABOVE = {
+  margin: {...MARGIN, t: 40}, showlegend: true, legend: {orientation: 'h', x: 0, y: 1.02, yanchor: 'bottom', font: {size: 11}},
+};
 
 // Makes a map as high as its width asks for, beside axis labels and colour bar.
 function fitHeight(id, ratio, least, most) {
@@ -91,7 +96,7 @@ function fitHeight(id, ratio, least, most) {
 
 function layout(x, y, more = {}) {
   return {
-    font: FONT, separators: '.\u202f', margin: {l: 8, r: 8, t: 8, b: 8}, hovermode: 'closest',
+    font: FONT, separators: '.\u202f', margin: MARGIN, hovermode: 'closest',
     dragmode: 'pan', showlegend: false, paper_bgcolor: '#fff', plot_bgcolor: '#fff',
     xaxis: x, yaxis: y, ...more,
   };
