@@ -39,7 +39,7 @@ function drawPasses(run, shown) {
     curve(numbers, of('norm'), 'norm (right)', ORANGE, {yaxis: 'y2', line: {color: ORANGE, width: 2, dash: 'dot'}, marker: {color: ORANGE, size: 7, symbol: 'square'}}),
     ring(now.number, now.misfit), ring(now.number, now.norm, {yaxis: 'y2'}),
   ], layout(passAxis, logOrFine('Misfit', [...of('misfit'), ...wanted]), {
-    ...LEGEND_ABOVE, margin: {...LEGEND_ABOVE.margin, r: 70}, yaxis2: {...axis('Model norm', {side: 'right', overlaying: 'y', showgrid: false}), exponentformat: 'power', rangemode: 'tozero'},
+    ...LEGEND_ABOVE, margin: {...LEGEND_ABOVE.margin, r: 70}, yaxis2: {...axis('Model norm', {side: 'right', overlaying: 'y', showgrid: false, tickmode: 'auto', nticks: 6}), exponentformat: 'power', rangemode: 'tozero'},
   }), CONFIG);
   Plotly.react('beta', [curve(numbers, of('beta'), 'beta', BLUE), ring(now.number, now.beta)],
     layout(passAxis, logOrFine('beta', of('beta'))), CONFIG);
