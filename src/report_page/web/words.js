@@ -71,8 +71,8 @@ const AXIS = {
   gridcolor: '#e6ebef', zeroline: false,
 };
 const CONFIG = {
-  displaylogo: false, responsive: true,
-  modeBarButtonsToRemove: ['lasso2d', 'select2d', 'autoScale2d'],
+  displaylogo: false, responsive: true, displayModeBar: matchMedia('(hover: hover)').matches ? 'hover' : false,
+  modeBarButtons: [['zoom2d', 'pan2d', 'zoomIn2d', 'zoomOut2d', 'resetScale2d', 'toImage']],
 };
 
 function axis(title, more = {}) {
