@@ -14,7 +14,6 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "pack_model";
 constexpr std::uint32_t kNoValue = 0xffffffff;
 constexpr std::size_t kBytes = 4;  // of a code
 
@@ -69,8 +68,8 @@ std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t
   if (std::isnan(value)) return kNoValue;
   const Decimal d = decimal(value, digits);
   if (d.digits == 0) return 0;
-  const std::int64_t number =
-      1 + (d.exponent - first_exponent) * 9 * least + std::abs(d.digits) - least;
+  const std::int64_t decades = d.exponent - first_exponent;
+  const std::int64_t number = 1 + decades * 9 * least + std::abs(d.digits) - least;
   return static_cast<std::uint32_t>(2 * number - (d.digits < 0 ? 1 : 0));
 }
 
