@@ -175,6 +175,9 @@ FinishedRun million_cells(const ScratchFolder& folder, int passes) {
 }
 
 TEST(WriteReport, StaysBelowItsSizeForAMillionCells) {
+#ifdef QUORIVEX_SANITIZED
+  GTEST_SKIP() << "takes minutes with sanitizers";
+#endif
   const ScratchFolder folder;
   const FinishedRun run = million_cells(folder, 3);
   const ReportWritten report = write_report(run, 12, folder.path("page.html"));
