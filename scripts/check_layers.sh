@@ -16,9 +16,10 @@ declare -A may_use=(
   [survey]="topography mesh_io base"
   [results]="sensitivity mesh_io base"
   [export]="results sensitivity mesh_io base"
+  [report_page]="results mesh_io base"
   [companion]="forward sensitivity mesh_io base"
   [check]="companion forward solver sensitivity objective mesh_io base"
-  [workbench]="check companion export results forward survey topography solver sensitivity objective mesh_io base"
+  [workbench]="check companion export report_page results forward survey topography solver sensitivity objective mesh_io base"
   [control]="solver sensitivity objective mesh_io base"
 )
 
@@ -38,7 +39,8 @@ for folder in */; do
     case "$file" in mesh_io/setup_models.*) allowed+="objective " ;; esac
     # The input file's reader and the set-up of a run are libraries of their own.
     case "$folder:$included" in
-      results:control/input_file.h | results:control/program_name.h) allowed+="control " ;;
+      results:control/input_file.h | results:control/program_name.h | \
+        report_page:control/program_name.h | workbench:control/program_name.h) allowed+="control " ;;
       workbench:control/input_file.h) allowed+="control " ;;
       check:control/run_setup.h) allowed+="control " ;;
     esac

@@ -3,8 +3,11 @@
 # install_packages.sh PACKAGE...: installs those of the Debian packages that are missing.
 set -euo pipefail
 
+# What other packages provide needs no package of its own: some nodejs bring their npm.
+provided=", $(dpkg-query -W -f '${Provides}, ' | sed 's/ ([^)]*)//g')"
 missing=()
 for package in "$@"; do
+  [[ "$provided" == *", $package, "* ]] && continue
   status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
   [ "$status" = "install ok installed" ] || missing+=("$package")
 done

@@ -15,5 +15,6 @@ void add_mesh_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
 void add_check_command(CLI::App& qvx);
 void add_export_command(CLI::App& qvx);
+void add_report_command(CLI::App& qvx);
 
 }  // namespace quorivex

@@ -45,6 +45,7 @@ int run(int argc, char** argv) {
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
       "  qvx check survey.inp\n"
       "  quorivex survey.inp\n"
+      "  qvx report survey.inp\n"
       "  qvx export survey.inp --vtr model.vtr\n"
       "\n'qvx SUBCOMMAND --help' says more of each.");
   quorivex::add_survey_command(qvx);
@@ -53,6 +54,7 @@ int run(int argc, char** argv) {
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
   quorivex::add_check_command(qvx);
+  quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
     std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",

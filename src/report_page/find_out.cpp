@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/find_out.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/report.h"
+#include "base/stop_run.h"
+#include "mesh_io/active_cells.h"
+#include "mesh_io/cell_vectors.h"
+#include "mesh_io/model_files.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "find_out";
+// Model files hold six digits: a value on a bound is off by half of the last at most.
+constexpr double kPrinted = 5.1e-6;
+
+/// A file as seen from here, a constant as it is.
+std::string source_in(const FinishedRun& run, const std::string& source) {
+  return source.starts_with("VALUE") ? source : path_in(run, source);
+}
+
+void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& model,
+                           Findings& findings) {
+  const InversionParameters& p = run.parameters;
+  Report report;
+  report.leave_console();
+  const bool all = p.activeCellFile.starts_with("null") || p.activeCellFile.starts_with("NULL");
+  const ActiveCells active = get_active_cells(
+      all ? p.activeCellFile : path_in(run, p.activeCellFile), run.mesh, run.tops, report);
+  const auto cells = as_size(active.ncell);
+  std::vector<double> values = allocate<double>(cells, kRoutine);
+  std::vector<double> bound = allocate<double>(cells, kRoutine);
+  full_to_active(active, model, values);
+  const auto held = [&](double sign) {
+    std::int64_t count = 0;
+    for (std::size_t i = 0; i < cells; ++i) {
+      if (sign * (values[i] - bound[i]) >= -kPrinted * std::abs(bound[i])) ++count;
+    }
+    return count;
+  };
+  read_active_model(source_in(run, p.lowerBounds), "lower bounds", active, {}, bound, report);
+  findings.at_lower = held(-1.0);
+  read_active_model(source_in(run, p.upperBounds), "upper bounds", active, {}, bound, report);
+  findings.at_upper = held(1.0);
+  findings.active_cells = active.ncell;
+}
+
+}  // namespace
+
+Findings find_out(const FinishedRun& run, const std::vector<double>& model, const DataFit& fit) {
+  const Observations& o = run.observations;
+  const Mesh& mesh = run.mesh;
+  Findings findings;
+  findings.ndata = o.ndata;
+  findings.pass = run.passes.back().row.pass;
+  findings.misfit = run.passes.back().row.misfit;
+  findings.target = run.target;
+  findings.ended = !run.ended.empty();
+  findings.ending = run.ending;
+  findings.narrowest_cell = std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
+                                     *std::min_element(mesh.dn.begin(), mesh.dn.end()));
+  findings.spacing = mean_spacing(o.x, o.y);
+  findings.residuals = residual_statistics(o.x, o.y, fit.normalised);
+  findings.model = model_statistics(mesh, model);
+  count_cells_at_bounds(run, model, findings);
+  return findings;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/packed_values.h"
+
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+#include "base/stop_run.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::uint32_t kNoValue = 0xffffffff;
+constexpr std::size_t kBytes = 4;  // of a code
+
+std::string base64(const std::vector<unsigned char>& bytes) {
+  constexpr std::string_view kLetters =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve(bytes.size() / 3 * 4 + 4);
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    std::uint32_t three = 0;
+    for (std::size_t i = at; i < at + 3; ++i)
+      three = three << 8 | (i < bytes.size() ? bytes[i] : 0);
+    for (const int shift : {18, 12, 6, 0}) text += kLetters[three >> shift & 63];
+    for (std::size_t i = bytes.size(); i < at + 3; ++i) text[text.size() - (at + 3 - i)] = '=';
+  }
+  return text;
+}
+
+/// A value as its digits and the power of ten of the first one.
+struct Decimal {
+  std::int64_t digits = 0;  ///< with its sign; 0 for zero
+  int exponent = 0;
+};
+
+Decimal decimal(double value, int digits) {
+  std::array<char, 40> text{};
+  const char* end =
+      fmt::format_to_n(text.data(), text.size(), "{:.{}e}", std::abs(value), digits - 1).out;
+  Decimal result;
+  const char* at = text.data();
+  for (; *at != 'e'; ++at) {
+    if (*at != '.') result.digits = 10 * result.digits + (*at - '0');
+  }
+  ++at;
+  if (*at == '+') ++at;
+  std::from_chars(at, end, result.exponent);
+  if (value < 0.0) result.digits = -result.digits;
+  return result;
+}
+
+template <class Visit>
+void for_each_below(const ColumnTops& tops, std::size_t nz, Visit visit) {
+  std::size_t column = 0;
+  for (std::int32_t j = 1; j <= tops.nn; ++j) {
+    for (std::int32_t i = 1; i <= tops.ne; ++i, column += nz) {
+      for (std::size_t k = as_size(tops(j, i)); k < nz; ++k) visit(column + k);
+    }
+  }
+}
+
+std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t least) {
+  if (std::isnan(value)) return kNoValue;
+  const Decimal d = decimal(value, digits);
+  if (d.digits == 0) return 0;
+  const std::int64_t decades = d.exponent - first_exponent;
+  const std::int64_t number = 1 + decades * 9 * least + std::abs(d.digits) - least;
+  return static_cast<std::uint32_t>(2 * number - (d.digits < 0 ? 1 : 0));
+}
+
+}  // namespace
+
+std::string deflated(std::string_view bytes) {
+  uLongf size = compressBound(bytes.size());
+  std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflated");
+  const auto* source = reinterpret_cast<const unsigned char*>(bytes.data());
+  require(compress2(packed.data(), &size, source, bytes.size(), Z_BEST_COMPRESSION) == Z_OK,
+          "compress2 == Z_OK");
+  packed.resize(size);
+  return base64(packed);
+}
+
+PackedModel pack_model(const std::vector<double>& values, const ColumnTops& tops, int digits) {
+  const std::size_t nz = values.size() / (as_size(tops.nn) * as_size(tops.ne));
+  std::size_t count = 0;
+  int first = std::numeric_limits<int>::max();
+  for_each_below(tops, nz, [&](std::size_t cell) {
+    ++count;
+    const double size = std::abs(values[cell]);
+    // The logarithm may be one too small for a power of ten, never too large after the rounding.
+    if (size > 0.0) first = std::min(first, static_cast<int>(std::floor(std::log10(size))) - 1);
+  });
+  if (first == std::numeric_limits<int>::max()) first = 0;
+  std::int64_t least = 1;
+  for (int i = 1; i < digits; ++i) least *= 10;
+  std::string planes(count * kBytes, '\0');
+  std::size_t next = 0;
+  for_each_below(tops, nz, [&](std::size_t cell) {
+    const std::uint32_t code = code_of(values[cell], digits, first, least);
+    for (std::size_t byte = 0; byte < kBytes; ++byte) {
+      planes[byte * count + next] = static_cast<char>(code >> 8 * byte & 0xff);
+    }
+    ++next;
+  });
+  return {.digits = digits, .first_exponent = first, .text = deflated(planes)};
+}
+
+}  // namespace quorivex

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/page_parts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "base/stop_run.h"
+#include "control/program_name.h"
+
+namespace quorivex {
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+std::string cells(const std::vector<std::string>& texts, const char* first, const char* other) {
+  std::string html = "<tr>";
+  const char* tag = first;
+  for (const std::string& text : texts) {
+    html += fmt::format("<{}>{}</{}>", tag, escaped(text), std::string_view(tag).substr(0, 2));
+    tag = other;
+  }
+  return html + "</tr>\n";
+}
+
+/// A table whose first column names its rows.
+std::string table(const char* kind, const std::string& caption,
+                  const std::vector<std::string>& heading, const Rows& rows) {
+  std::string html = fmt::format(
+      "<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n", kind, escaped(caption));
+  if (!heading.empty()) {
+    html += "<thead>" + cells(heading, "th scope=\"col\"", "th scope=\"col\"") + "</thead>\n";
+  }
+  html += "<tbody>\n";
+  for (const auto& row : rows) html += cells(row, "th scope=\"row\"", "td");
+  return html + "</tbody></table></div>\n";
+}
+
+std::string tile(std::string_view label, const std::string& value, const std::string& note) {
+  return fmt::format(
+      "<div><dt>{}</dt><dd class=\"value\">{}</dd><dd class=\"note\">{}</dd></div>\n", label,
+      escaped(value), escaped(note));
+}
+
+const char* tone(Level level) {
+  switch (level) {
+    case Level::good:
+      return "good";
+    case Level::warning:
+      return "warning";
+    default:
+      return "bad";
+  }
+}
+
+std::string percent_of(std::int64_t part, std::int64_t whole) {
+  return fmt::format("{:.1f} %", 100.0 * static_cast<double>(part) /
+                                     static_cast<double>(std::max<std::int64_t>(whole, 1)));
+}
+
+bool is_constant(const std::string& source) {
+  return source == "VALUE" || source.starts_with("VALUE ");
+}
+
+bool is_null(const std::string& source) {
+  return source.starts_with("null") || source.starts_with("NULL");
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  std::string html;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        html += "&amp;";
+        break;
+      case '<':
+        html += "&lt;";
+        break;
+      case '>':
+        html += "&gt;";
+        break;
+      case '"':
+        html += "&quot;";
+        break;
+      case '\'':
+        html += "&#39;";
+        break;
+      default:
+        html += c;
+    }
+  }
+  return html;
+}
+
+std::string filled(std::string_view page_template,
+                   const std::vector<std::pair<std::string_view, std::string_view>>& values) {
+  std::string page;
+  std::size_t at = 0;
+  for (;;) {
+    const std::size_t open = page_template.find("{{", at);
+    const std::size_t close = page_template.find("}}", open);
+    page += page_template.substr(at, open - at);
+    if (open == std::string_view::npos) return page;
+    require(close != std::string_view::npos, "page.html: {{ without }}");
+    const std::string_view name = page_template.substr(open + 2, close - open - 2);
+    const auto value = std::find_if(values.begin(), values.end(),
+                                    [=](const auto& entry) { return entry.first == name; });
+    require(value != values.end(), fmt::format("page.html: no value for {}", name));
+    page += value->second;
+    at = close + 2;
+  }
+}
+
+std::string verdict_html(const Verdict& verdict) {
+  std::string html = fmt::format(
+      "<div class=\"verdict {}\"><span class=\"mark\">{}</span>\n<p class=\"headline\">{}</p>\n<p>",
+      tone(verdict.level), escaped(verdict.mark), escaped(verdict.headline));
+  for (const std::string& sentence : verdict.sentences) html += escaped(sentence) + " ";
+  return html + "</p></div>\n";
+}
+
+std::string tiles_html(const Findings& f) {
+  const ResidualStatistics& r = f.residuals;
+  std::string html = "<dl class=\"tiles\">\n";
+  html += tile("Misfit", fmt::format("{:.4g}", f.misfit),
+               f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was kept");
+  html += tile("Chi-squared per datum", fmt::format("{:.3g}", r.per_datum),
+               fmt::format("of {} data; 1 for errors as stated", f.ndata));
+  html += tile("Passes", fmt::format("{}", f.pass),
+               f.ended ? "the run ended" : "the run has not ended");
+  html += tile("Cells at a bound", percent_of(f.at_lower + f.at_upper, f.active_cells),
+               fmt::format("{} at the upper one", f.at_upper));
+  html += tile("Likeness of neighbouring residuals", fmt::format("{:.2f}", r.likeness.correlation),
+               "correlation; 0 for independent errors");
+  html += tile("Susceptibility (SI)", fmt::format("{:.3g} to {:.3g}", f.model.least, f.model.most),
+               fmt::format("median {:.3g}", f.model.median));
+  return html + "</dl>\n";
+}
+
+std::string flags_html(const std::vector<RedFlag>& flags) {
+  if (flags.empty()) {
+    return "<ul class=\"flags\"><li class=\"good\"><span class=\"mark\">No red flags</span>"
+           "<p>Residuals without a pattern, no susceptibility at the edge of the mesh or at the "
+           "upper bound, cells no finer than the data bear.</p></li></ul>\n";
+  }
+  std::string html = "<ul class=\"flags\">\n";
+  for (const RedFlag& flag : flags) {
+    html += fmt::format(
+        "<li class=\"warning\"><span class=\"mark\"><span aria-hidden=\"true\">\u2691 </span>{}"
+        "</span><p>{}</p></li>\n",
+        escaped(flag.title), escaped(flag.text));
+  }
+  return html + "</ul>\n";
+}
+
+std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
+                                   const std::vector<std::int32_t>& largest) {
+  Rows rows;
+  for (const std::int32_t number : largest) {
+    const std::size_t i = as_size(number - 1);
+    rows.push_back(
+        {fmt::format("{}", number), fmt::format("{:.2f}", observations.x[i]),
+         fmt::format("{:.2f}", observations.y[i]), fmt::format("{:.2f}", observations.z[i]),
+         fmt::format("{:.5g}", fit.observed[i]), fmt::format("{:.5g}", fit.predicted[i]),
+         fmt::format("{:.4g}", observations.std[i]), fmt::format("{:+.2f}", fit.normalised[i])});
+  }
+  return table("numbers", "Sorted by size",
+               {"Datum", "Easting (m)", "Northing (m)", "Elevation (m)", "Observed (nT)",
+                "Predicted (nT)", "Standard deviation (nT)", "Residual / std. deviation"},
+               rows);
+}
+
+std::string passes_html(const FinishedRun& run) {
+  Rows rows;
+  for (const FinishedPass& pass : run.passes) {
+    const SummaryRow& r = pass.row;
+    rows.push_back({fmt::format("{}", r.pass), fmt::format("{:.5e}", r.beta),
+                    fmt::format("{:.5e}", r.misfit), fmt::format("{:.5e}", r.norm.total),
+                    fmt::format("{:.3e}", r.norm.s), fmt::format("{:.3e}", r.norm.e),
+                    fmt::format("{:.3e}", r.norm.n), fmt::format("{:.3e}", r.norm.z),
+                    fmt::format("{}", r.cg_iterations), fmt::format("{}", r.cells_on_bound)});
+  }
+  return table("numbers", "From pass to pass",
+               {"Pass", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N", "Norm Z",
+                "CG iterations", "Cells on a bound"},
+               rows);
+}
+
+std::string parameters_html(const FinishedRun& run) {
+  const InversionParameters& p = run.parameters;
+  const Mesh& m = run.mesh;
+  const Observations& o = run.observations;
+  const auto model = [](const std::string& source) {
+    return is_constant(source) ? source.substr(std::min<std::size_t>(source.size(), 6)) + " SI"
+                               : source;
+  };
+  std::string alphas;
+  for (const double alpha : run.alphas)
+    alphas += fmt::format("{}{:g}", alphas.empty() ? "" : ", ", alpha);
+  Rows rows{
+      {"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: beta is kept"},
+      {p.mode == 1 ? "chifact" : "beta", fmt::format("{:g}", p.par)},
+      {"Data", fmt::format("{}", o.ndata)},
+      {"Inducing field", fmt::format("{:g} nT, inclination {:g}\u00b0, declination {:g}\u00b0",
+                                     o.geomag, o.incl, o.decl)},
+      {"Anomaly direction",
+       o.idir == 1 ? fmt::format("inclination {:g}\u00b0, declination {:g}\u00b0", o.aincl, o.adecl)
+                   : "one for each datum"},
+      {"Cells",
+       fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} below the ground",
+                   m.ne, m.nn, m.nz, run.nsens)},
+      {"Easting",
+       fmt::format("{:.10g} to {:.10g} m", m.easting_nodes.front(), m.easting_nodes.back())},
+      {"Northing",
+       fmt::format("{:.10g} to {:.10g} m", m.northing_nodes.front(), m.northing_nodes.back())},
+      {"Elevation", fmt::format("{:.10g} to {:.10g} m", m.z0 - m.depth_nodes.back(),
+                                m.z0 - m.depth_nodes.front())},
+      {"Sensitivities", run.compressed ? "wavelet-compressed" : "full"},
+      {"Initial model", model(p.initialModel)},
+      {"Reference model",
+       model(p.referenceModel) + (p.mrefInDerivatives ? ", also in the differences" : "")},
+      {"Lower bound", model(p.lowerBounds)},
+      {"Upper bound", model(p.upperBounds)},
+      {"Alphas (s, e, n, z)", alphas},
+      {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
+      {"Active cells", is_null(p.activeCellFile) ? "all below the ground" : p.activeCellFile},
+      {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
+  return table("", "Parameters", {}, rows);
+}
+
+std::string files_html(const FinishedRun& run) {
+  const InversionParameters& p = run.parameters;
+  Rows rows{
+      {"Input file", run.input_file}, {"Observations", p.obsFile}, {"Sensitivity file", p.mtxFile}};
+  const auto add = [&](const char* what, const std::string& source) {
+    if (!is_constant(source) && !is_null(source)) rows.push_back({what, source});
+  };
+  add("Initial model", p.initialModel);
+  add("Reference model", p.referenceModel);
+  add("Active cells", p.activeCellFile);
+  add("Lower bound", p.lowerBounds);
+  add("Upper bound", p.upperBounds);
+  add("3-D weights", p.weightFile);
+  rows.push_back({"Last model", run.passes.back().model_file});
+  rows.push_back({"Its data", run.passes.back().predicted_file});
+  rows.push_back({"Log and summary", path_in(run, kLogName) + ", " + path_in(run, kSummaryName)});
+  return table("", "Files", {}, rows);
+}
+
+}  // namespace quorivex

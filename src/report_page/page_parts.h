@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "report_page/verdict.h"
+#include "results/finished_run.h"
+#include "results/pass_files.h"
+
+namespace quorivex {
+
+// Pieces of the page that need no script.
+
+/// Text as it stands in HTML, between tags or in a quoted attribute.
+std::string escaped(std::string_view text);
+
+/// The template with each {{name}} replaced. Values are not looked at again.
+/// @throws StopRun for a name without a value
+std::string filled(std::string_view page_template,
+                   const std::vector<std::pair<std::string_view, std::string_view>>& values);
+
+std::string verdict_html(const Verdict& verdict);
+std::string tiles_html(const Findings& findings);
+std::string flags_html(const std::vector<RedFlag>& flags);
+std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
+                                   const std::vector<std::int32_t>& largest);
+std::string passes_html(const FinishedRun& run);
+std::string parameters_html(const FinishedRun& run);
+std::string files_html(const FinishedRun& run);
+
+}  // namespace quorivex

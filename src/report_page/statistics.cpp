@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/statistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <numeric>
+
+#include "base/view1.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kDataPerSquare = 6.0;
+constexpr double kFewest = 3.0;  // data of a square whose mean says something
+constexpr double kFourDeviations = 4.0;
+constexpr std::ptrdiff_t kLargest = 10;
+constexpr int kMostWidenings = 100;
+
+struct Square {
+  double count = 0.0;
+  double sum = 0.0;
+};
+
+/// Keys are whole numbers of squares from the south-western corner of the data.
+using Squares = std::map<std::pair<double, double>, Square>;
+
+Squares sorted_into_squares(const std::vector<double>& x, const std::vector<double>& y,
+                            const std::vector<double>& values, double side) {
+  const double west = *std::min_element(x.begin(), x.end());
+  const double south = *std::min_element(y.begin(), y.end());
+  Squares squares;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    Square& square = squares[{std::floor((x[i] - west) / side), std::floor((y[i] - south) / side)}];
+    square.count += 1.0;
+    square.sum += values[i];
+  }
+  return squares;
+}
+
+}  // namespace
+
+double mean_spacing(const std::vector<double>& x, const std::vector<double>& y) {
+  const auto extent = [](const std::vector<double>& places) {
+    const auto [least, most] = std::minmax_element(places.begin(), places.end());
+    return *most - *least;
+  };
+  const auto n = static_cast<double>(x.size());
+  const double east = extent(x);
+  const double north = extent(y);
+  return std::max(std::sqrt(east * north / n), std::max(east, north) / n);
+}
+
+Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<double>& y,
+                            const std::vector<double>& values) {
+  const auto n = static_cast<double>(values.size());
+  double side = mean_spacing(x, y);
+  if (!(side > 0.0)) return {};
+  Squares squares = sorted_into_squares(x, y, values, side);
+  for (int i = 0; i<kMostWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
+    side *= 1.2;
+    squares = sorted_into_squares(x, y, values, side);
+  }
+  const auto groups = static_cast<double>(squares.size());
+  if (groups < 5.0 || n - groups < 5.0) return {};
+  const double mean = std::accumulate(values.begin(), values.end(), 0.0) / n;
+  double total = 0.0;
+  for (const double value : values) total += (value - mean) * (value - mean);
+  const double deviation = std::sqrt(total / n);
+  if (!(deviation > 0.0)) return {};
+  Likeness like{.side = side};
+  double between = 0.0;
+  double counts_squared = 0.0;
+  for (const auto& [place, square] : squares) {
+    const double off = square.sum / square.count - mean;
+    between += square.count * off * off;
+    counts_squared += square.count * square.count;
+    const double errors = std::abs(off) * std::sqrt(square.count) / deviation;
+    if (errors <= like.standard_errors || square.count < kFewest) continue;
+    like.standard_errors = errors;
+    like.mean = square.sum / square.count;
+    like.easting = (place.first + 0.5) * side + *std::min_element(x.begin(), x.end());
+    like.northing = (place.second + 0.5) * side + *std::min_element(y.begin(), y.end());
+  }
+  const double within = std::max(total - between, 1e-12 * total);
+  const double f = between / (groups - 1.0) / (within / (n - groups));
+  const double per_square = (n - counts_squared / n) / (groups - 1.0);
+  like.correlation = (f - 1.0) / (f - 1.0 + per_square);
+  like.significant =
+      f > 1.0 + kFourDeviations * std::sqrt(2.0 / (groups - 1.0) + 2.0 / (n - groups));
+  return like;
+}
+
+ResidualStatistics residual_statistics(const std::vector<double>& x, const std::vector<double>& y,
+                                       const std::vector<double>& normalised) {
+  ResidualStatistics result;
+  const auto n = static_cast<double>(normalised.size());
+  for (const double r : normalised) {
+    result.mean += r / n;
+    result.per_datum += r * r / n;
+    if (std::abs(r) > kFourDeviations) ++result.beyond_four;
+  }
+  std::vector<std::int32_t> order(normalised.size());
+  std::iota(order.begin(), order.end(), 1);
+  const auto last = order.begin() + std::min(kLargest, static_cast<std::ptrdiff_t>(order.size()));
+  std::partial_sort(order.begin(), last, order.end(), [&](std::int32_t a, std::int32_t b) {
+    const double ra = std::abs(normalised[as_size(a - 1)]);
+    const double rb = std::abs(normalised[as_size(b - 1)]);
+    return ra > rb || (ra == rb && a < b);
+  });
+  result.largest.assign(order.begin(), last);
+  result.likeness = neighbour_likeness(x, y, normalised);
+  return result;
+}
+
+ModelStatistics model_statistics(const Mesh& mesh, const std::vector<double>& values) {
+  std::vector<double> ground;
+  std::copy_if(values.begin(), values.end(), std::back_inserter(ground),
+               [](double value) { return !std::isnan(value); });
+  ModelStatistics result;
+  if (ground.empty()) return result;
+  const auto [least, most] = std::minmax_element(ground.begin(), ground.end());
+  result.least = *least;
+  result.most = *most;
+  const auto middle = ground.begin() + length(ground) / 2;
+  std::nth_element(ground.begin(), middle, ground.end());
+  result.median = *middle;
+  const double farthest = std::max(result.most - result.median, result.median - result.least);
+  const auto look_at = [&](MeshEdge& edge, std::int32_t k, std::int32_t i, std::int32_t j) {
+    const std::int64_t cell = k + (i + std::int64_t{j} * mesh.ne) * mesh.nz;
+    const double value = values[as_size(cell)];
+    const double share = farthest > 0.0 ? std::abs(value - result.median) / farthest : 0.0;
+    if (share > edge.departure) edge = {edge.side, value, share};  // NaN is not
+  };
+  auto& [west, east, south, north, bottom] = result.edges;
+  west.side = "western";
+  east.side = "eastern";
+  south.side = "southern";
+  north.side = "northern";
+  bottom.side = "bottom";
+  for (std::int32_t j = 0; j < mesh.nn; ++j) {
+    for (std::int32_t i = 0; i < mesh.ne; ++i) look_at(bottom, mesh.nz - 1, i, j);
+  }
+  for (std::int32_t k = 0; k < mesh.nz; ++k) {
+    for (std::int32_t j = 0; j < mesh.nn; ++j) {
+      look_at(west, k, 0, j);
+      look_at(east, k, mesh.ne - 1, j);
+    }
+    for (std::int32_t i = 0; i < mesh.ne; ++i) {
+      look_at(south, k, i, 0);
+      look_at(north, k, i, mesh.nn - 1);
+    }
+  }
+  return result;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "mesh_io/column_tops.h"
+#include "mesh_io/mesh.h"
+
+namespace quorivex {
+
+// What a reader wants to know of residuals and model before looking at pictures.
+
+/// How much alike residuals of neighbouring data are.
+struct Likeness {
+  double correlation =
+      0.0;  ///< of two data in the same square, 0 where they have nothing in common
+  bool significant = false;  ///< more than chance makes of independent errors
+  double side = 0.0;         ///< of the squares, metres
+  // The square whose mean is farthest from that of all values:
+  double easting = 0.0;  ///< of its centre
+  double northing = 0.0;
+  double mean = 0.0;
+  double standard_errors = 0.0;  ///< how far, in standard deviations of a mean of so many values
+};
+
+/// Intraclass correlation of values in squares that hold six data each on average, from the ratio
+/// F of the mean squares between and within squares (Fisher 1925): (F - 1) / (F - 1 + n), n data a
+/// square. It is significant where F exceeds 1 by four of its standard deviations. All is 0 for
+/// fewer than five squares or values that do not vary.
+/// @param x, y  eastings and northings (m) of as many values
+Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<double>& y,
+                            const std::vector<double>& values);
+
+/// Side of the square that each datum has for itself: of the area between the outermost data, or of
+/// a line's length where they lie on one along an axis. 0 for data at one place.
+double mean_spacing(const std::vector<double>& x, const std::vector<double>& y);
+
+struct ResidualStatistics {
+  double mean = 0.0;
+  double per_datum = 0.0;             ///< sum of squares / number of data: 1 for errors as stated
+  std::int64_t beyond_four = 0;       ///< data off by more than four standard deviations
+  std::vector<std::int32_t> largest;  ///< numbers of at most ten data, the worst first
+  Likeness likeness;
+};
+
+/// @param normalised  (observed - predicted) / standard deviation of each datum
+ResidualStatistics residual_statistics(const std::vector<double>& x, const std::vector<double>& y,
+                                       const std::vector<double>& normalised);
+
+/// The outermost cells of a mesh on one of its sides.
+struct MeshEdge {
+  const char* side = "";   ///< "western", ..., "bottom"
+  double value = 0.0;      ///< susceptibility that is farthest from the median
+  double departure = 0.0;  ///< how far, as a share of the farthest in the whole model
+};
+
+struct ModelStatistics {
+  double least = 0.0;  ///< susceptibilities below the ground
+  double median = 0.0;
+  double most = 0.0;
+  std::array<MeshEdge, 5> edges;  ///< west, east, south, north, bottom
+};
+
+/// @param values  every cell of the mesh in cell order, NaN in air
+ModelStatistics model_statistics(const Mesh& mesh, const std::vector<double>& values);
+
+}  // namespace quorivex

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/verdict.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quorivex {
+namespace {
+
+constexpr double kTolerance = 0.05;       // of the target, as the inversion has it
+constexpr double kLikeNeighbours = 0.15;  // correlation that is worth a word
+constexpr double kGathered = 4.5;         // standard errors of a square's mean
+constexpr double kEdgeShare = 0.2;        // of the model's farthest departure from its median
+constexpr double kCellsPerSpacing = 3.0;  // narrower cells have no datum of their own
+constexpr double kMeanOff = 0.25;         // standard deviations
+constexpr double kCertain = 4.0;          // standard errors
+
+std::string percent(double share) {
+  const double value = 100.0 * share;
+  return value > 0.0 && value < 1.0 ? fmt::format("{:.1g} %", value)
+                                    : fmt::format("{:.0f} %", value);
+}
+
+void flag_pattern(const Findings& f, std::vector<RedFlag>& flags) {
+  const Likeness& like = f.residuals.likeness;
+  std::string pattern;
+  if (like.significant && like.correlation > kLikeNeighbours) {
+    pattern = fmt::format(
+        "Data within {:.0f} m of each other have residuals that correlate by {:.2f}; those of "
+        "independent errors do not. ",
+        like.side, like.correlation);
+  }
+  if (like.standard_errors > kGathered) {
+    pattern += fmt::format(
+        "Data within {:.0f} m of easting {:.0f} m, northing {:.0f} m are off to the same side, by "
+        "{:+.1f} standard deviations on average. ",
+        0.5 * like.side, like.easting, like.northing, like.mean);
+  }
+  if (!pattern.empty()) {
+    flags.push_back({"Residuals have a pattern",
+                     pattern + "The model leaves out something that the data hold: look at the map "
+                               "of residuals."});
+  }
+  const double certain = kCertain * std::sqrt(f.residuals.per_datum / std::max(f.ndata, 1));
+  if (std::abs(f.residuals.mean) > std::max(kMeanOff, certain)) {
+    flags.push_back(
+        {"Residuals are off zero",
+         fmt::format("Their mean is {:+.2f} standard deviations. A constant or a regional field is "
+                     "left in the data, or the mesh is too small to explain it.",
+                     f.residuals.mean)});
+  }
+}
+
+void flag_edges(const Findings& f, std::vector<RedFlag>& flags) {
+  std::string sides;
+  for (const MeshEdge& edge : f.model.edges) {
+    if (edge.departure < kEdgeShare) continue;
+    sides += fmt::format("{}{} ({:.3g})", sides.empty() ? "" : ", ", edge.side, edge.value);
+  }
+  if (sides.empty()) return;
+  flags.push_back(
+      {"Susceptibility at the edge of the mesh",
+       fmt::format("Cells at the edge stand out from the median of {:.3g}: {}. The model "
+                   "puts there what it cannot put inside: widen or deepen the mesh, or "
+                   "take a regional field out of the data.",
+                   f.model.median, sides)});
+}
+
+/// "reached" in words, with what is special about it.
+std::string fit_in_words(double per_datum) {
+  if (per_datum > 1.5) return "more than the standard deviations lead to expect";
+  if (per_datum < 0.5) return "less than the standard deviations lead to expect";
+  return "about what the standard deviations lead to expect";
+}
+
+std::string bounds_in_words(const Findings& f) {
+  const std::int64_t held = f.at_lower + f.at_upper;
+  if (held == 0) return "No cell is held at a bound.";
+  const auto share =
+      static_cast<double>(held) / static_cast<double>(std::max<std::int64_t>(f.active_cells, 1));
+  return fmt::format(
+      "{} of {} active cells ({}) are held at a bound: {} at the lower, {} at the "
+      "upper one.",
+      held, f.active_cells, percent(share), f.at_lower, f.at_upper);
+}
+
+std::string outliers_in_words(const Findings& f) {
+  if (f.residuals.beyond_four == 0) return "No datum is off by more than four standard deviations.";
+  return fmt::format(
+      "{} of {} data are off by more than four standard deviations; of normal errors "
+      "it would be one in 16,000.",
+      f.residuals.beyond_four, f.ndata);
+}
+
+}  // namespace
+
+bool target_reached(const Findings& f) {
+  return f.target && f.misfit < (1.0 + kTolerance) * *f.target;
+}
+
+std::vector<RedFlag> red_flags(const Findings& f) {
+  std::vector<RedFlag> flags;
+  flag_pattern(f, flags);
+  flag_edges(f, flags);
+  if (f.at_upper > 0) {
+    flags.push_back(
+        {"Susceptibility at the upper bound",
+         fmt::format("{} cells would be more susceptible if they were allowed to. Raise "
+                     "the upper bound, unless it is known to hold.",
+                     f.at_upper)});
+  }
+  if (f.spacing > kCellsPerSpacing * f.narrowest_cell) {
+    flags.push_back(
+        {"Data coarser than the cells",
+         fmt::format(
+             "On average each datum has a square of {:.3g} m for itself, the narrowest cells "
+             "are {:.3g} m wide. Details of a few cells come from the smoothing, not from "
+             "the data.",
+             f.spacing, f.narrowest_cell)});
+  }
+  return flags;
+}
+
+Verdict verdict(const Findings& f, std::size_t flags) {
+  Verdict v;
+  const std::string passes = fmt::format("after {} {}", f.pass, f.pass == 1 ? "pass" : "passes");
+  if (!f.target) {
+    v.level = flags > 0 ? Level::warning : Level::good;
+    v.mark = "No target";
+    v.headline =
+        fmt::format("beta was kept, so there is no target; the misfit is {:.4g} for {} data {}.",
+                    f.misfit, f.ndata, passes);
+  } else if (target_reached(f)) {
+    v.level = flags > 0 ? Level::warning : Level::good;
+    v.mark = flags > 0 ? "Target reached, with doubts" : "Target reached";
+    v.headline = fmt::format(
+        "The model fits the data as closely as was asked: misfit {:.4g}, target "
+        "{:.4g}, {}.",
+        f.misfit, *f.target, passes);
+  } else {
+    v.level = Level::bad;
+    v.mark = "Target not reached";
+    v.headline = fmt::format(
+        "The model does not fit the data as closely as was asked: misfit {:.4g}, "
+        "{:.3g} times the target of {:.4g}, {}.",
+        f.misfit, f.misfit / *f.target, *f.target, passes);
+  }
+  if (!f.ended)
+    v.sentences.emplace_back("The run has not come to its end: it was stopped, or goes on.");
+  if (!f.ending.empty() && !target_reached(f))
+    v.sentences.push_back(fmt::format("The run ended with: {}", f.ending));
+  v.sentences.push_back(fmt::format("Chi-squared is {:.3g} per datum, {}.", f.residuals.per_datum,
+                                    fit_in_words(f.residuals.per_datum)));
+  v.sentences.push_back(outliers_in_words(f));
+  v.sentences.push_back(bounds_in_words(f));
+  return v;
+}
+
+}  // namespace quorivex

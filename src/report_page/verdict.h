@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mesh_io/observations.h"
+#include "report_page/statistics.h"
+
+namespace quorivex {
+
+/// What a verdict is formed from.
+struct Findings {
+  std::int32_t ndata = 0;
+  std::int32_t pass = 0;         ///< number of the last pass
+  double misfit = 0.0;           ///< of the last pass
+  std::optional<double> target;  ///< misfit aimed at; none where beta was kept
+  bool ended = true;             ///< false for a run that was stopped or goes on
+  std::string ending;            ///< why it ended, in the run's words; may be empty
+  std::int64_t active_cells = 0;
+  std::int64_t at_lower = 0;  ///< active cells held at a bound
+  std::int64_t at_upper = 0;
+  double narrowest_cell = 0.0;  ///< horizontal width, metres
+  double spacing = 0.0;         ///< see `mean_spacing`
+  ResidualStatistics residuals;
+  ModelStatistics model;
+};
+
+/// True within 5 % above the target, where a run ends, or below it.
+bool target_reached(const Findings& findings);
+
+/// Something that a careful reader would object to, and what to do.
+struct RedFlag {
+  std::string title;
+  std::string text;
+};
+
+std::vector<RedFlag> red_flags(const Findings& findings);
+
+enum class Level { good, warning, bad };
+
+struct Verdict {
+  Level level = Level::good;
+  std::string mark;      ///< two or three words
+  std::string headline;  ///< one sentence
+  std::vector<std::string> sentences;
+};
+
+Verdict verdict(const Findings& findings, std::size_t flags);
+
+}  // namespace quorivex

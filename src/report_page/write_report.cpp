@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "report_page/write_report.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+#include "base/atomic_file.h"
+#include "base/stop_run.h"
+#include "control/program_name.h"
+#include "report_page/embedded_files.h"
+#include "report_page/find_out.h"
+#include "report_page/packed_values.h"
+#include "report_page/page_parts.h"
+#include "results/pass_files.h"
+
+namespace quorivex {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t kPageBytes = 60'000;  // tables and scripts, which are not measured
+constexpr std::array kLastDigits{kFileDigits, 5, 4, 3};
+constexpr std::array kOtherDigits{kFileDigits, 4, 3, 2};
+
+std::string text_of(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/// Model and predicted data of a pass as script elements that no browser runs.
+std::string pass_element(std::int32_t number, const PackedModel& model,
+                         const std::string& predicted) {
+  return fmt::format(
+      "<script type=\"text/plain\" id=\"model-{0}\" data-digits=\"{1}\" "
+      "data-first-exponent=\"{2}\">{3}</script>\n"
+      "<script type=\"text/plain\" id=\"predicted-{0}\">{4}</script>\n",
+      number, model.digits, model.first_exponent, model.text, predicted);
+}
+
+/// The models of a page, with what was left out to keep it small.
+struct HeldPasses {
+  std::vector<std::size_t> passes;  ///< indices, in order
+  int digits_last = 0;
+  int digits_others = 0;
+  std::string elements;
+};
+
+std::string packed_data(const std::vector<double>& predicted) {
+  return deflated(text_of(Json(predicted)));
+}
+
+/// Holds what fits into `budget` bytes. The sizes of the last model, whose values vary most, stand
+/// for those of the others until these are packed.
+HeldPasses hold_passes(const FinishedRun& run, const std::vector<double>& last_model,
+                       const std::vector<double>& last_predicted, std::size_t most_passes,
+                       std::size_t budget) {
+  HeldPasses held;
+  const std::string data = packed_data(last_predicted);
+  PackedModel last;
+  for (const int digits : kLastDigits) {
+    last = pack_model(last_model, run.tops, digits);
+    if (last.text.size() + data.size() <= budget) break;
+  }
+  held.digits_last = last.digits;
+  held.digits_others = last.digits;
+  const std::size_t used = last.text.size() + data.size();
+  const std::size_t left = budget > used ? budget - used : 0;
+  held.passes = spread_passes(run.passes.size(), most_passes);
+  if (held.passes.size() > 1) {
+    for (const int digits : kOtherDigits) {
+      if (digits > last.digits) continue;
+      held.digits_others = digits;
+      const std::size_t size =
+          data.size() +
+          (digits == last.digits ? last : pack_model(last_model, run.tops, digits)).text.size();
+      const std::size_t fit = left / size + 1;
+      if (fit >= held.passes.size()) break;
+      if (digits == kOtherDigits.back()) held.passes = spread_passes(run.passes.size(), fit);
+    }
+  }
+  for (const std::size_t p : held.passes) {
+    const FinishedPass& pass = run.passes[p];
+    if (p + 1 == run.passes.size()) {
+      held.elements += pass_element(pass.row.pass, last, data);
+    } else {
+      held.elements += pass_element(pass.row.pass,
+                                    pack_model(read_model(run, pass), run.tops, held.digits_others),
+                                    packed_data(read_predicted(run, pass)));
+    }
+  }
+  return held;
+}
+
+/// Without the digits that multiplying by the standard deviation adds.
+double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)); }
+
+Json payload(const FinishedRun& run, const DataFit& fit) {
+  const Mesh& mesh = run.mesh;
+  std::vector<double> elevations;
+  for (const double depth : mesh.depth_nodes)
+    elevations.insert(elevations.begin(), mesh.z0 - depth);
+  Json tops = Json::array();
+  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
+    for (std::int32_t i = 1; i <= mesh.ne; ++i) tops.push_back(run.tops(j, i));
+  }
+  std::vector<double> observed = fit.observed;
+  std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
+  Json passes = Json::array();
+  for (const FinishedPass& pass : run.passes) {
+    passes.push_back({{"number", pass.row.pass},
+                      {"beta", pass.row.beta},
+                      {"misfit", pass.row.misfit},
+                      {"norm", pass.row.norm.total},
+                      {"modelFile", std::filesystem::path(pass.model_file).filename().string()}});
+  }
+  const Observations& o = run.observations;
+  return {{"mesh",
+           {{"nodes",
+             {{"easting", mesh.easting_nodes},
+              {"northing", mesh.northing_nodes},
+              {"elevation", elevations}}},
+            {"tops", tops}}},
+          {"survey",
+           {{"x", o.x}, {"y", o.y}, {"z", o.z}, {"observed", observed}, {"deviation", o.std}}},
+          {"target", run.target ? Json(*run.target) : Json(nullptr)},
+          {"fileDigits", kFileDigits},
+          {"passes", passes}};
+}
+
+std::string title_of(const FinishedRun& run) {
+  return fmt::format("Report of {}", std::filesystem::path(run.input_file).filename().string());
+}
+
+std::string dates_of(const FinishedRun& run) {
+  std::string dates = "Started on " + run.started;
+  if (!run.ended.empty()) dates += ", ended on " + run.ended;
+  return dates;
+}
+
+std::string model_words(const FinishedRun& run, const HeldPasses& held) {
+  std::string words;
+  if (held.digits_last < kFileDigits) {
+    words = fmt::format("To keep this page small, susceptibilities are rounded to {} digits. ",
+                        held.digits_last);
+  }
+  if (held.passes.size() < run.passes.size()) {
+    words += fmt::format("This page holds the models of {} of {} passes.", held.passes.size(),
+                         run.passes.size());
+  }
+  return words;
+}
+
+std::string passes_words(const FinishedRun& run) {
+  std::string words =
+      "The misfit should fall to its target while the model norm, the price of a rough model, "
+      "grows. The ring marks the pass that is shown.";
+  for (const std::string& note : run.notes) words += " " + note;
+  return words;
+}
+
+}  // namespace
+
+std::vector<std::size_t> spread_passes(std::size_t count, std::size_t most) {
+  std::vector<std::size_t> passes;
+  const std::size_t held = std::min(count, most);
+  for (std::size_t i = 0; i + 1 < held; ++i) passes.push_back(i * (count - 1) / (held - 1));
+  passes.push_back(count - 1);
+  return passes;
+}
+
+ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
+                           const std::string& output) {
+  AtomicFile file(output);  // before any work, so that a folder without permission says so now
+  const FinishedPass& last = run.passes.back();
+  const std::vector<double> model = read_model(run, last);
+  const DataFit fit = data_fit(run.observations, read_predicted(run, last));
+  const Findings findings = find_out(run, model, fit);
+  ReportWritten written;
+  written.flags = red_flags(findings);
+  written.verdict = verdict(findings, written.flags.size());
+
+  Json json = payload(run, fit);
+  const std::string library = deflated(plotting_library());
+  const std::size_t used = kPageBytes + library.size() + deflated(text_of(json)).size();
+  const HeldPasses held = hold_passes(run, model, fit.predicted, most_passes,
+                                      kMostBytes > used ? kMostBytes - used : 0);
+  json["held"] = Json::array();
+  for (const std::size_t p : held.passes) {
+    json["held"].push_back(run.passes[p].row.pass);
+    written.passes.push_back(run.passes[p].row.pass);
+  }
+  written.digits_last = held.digits_last;
+  written.digits_others = held.digits_others;
+
+  const std::string generator = fmt::format("qvx report, {} {}", kProgram, kVersion);
+  const std::string title = escaped(title_of(run));
+  const std::string dates = escaped(dates_of(run));
+  const std::string words = escaped(model_words(run, held));
+  const std::string about_passes = escaped(passes_words(run));
+  const std::string verdict_part = verdict_html(written.verdict);
+  const std::string tiles = tiles_html(findings);
+  const std::string flags = flags_html(written.flags);
+  const std::string largest =
+      largest_residuals_html(run.observations, fit, findings.residuals.largest);
+  const std::string passes = passes_html(run);
+  const std::string parameters = parameters_html(run);
+  const std::string files = files_html(run);
+  const std::string licence = escaped(plotting_licence());
+  const std::string data = deflated(text_of(json));
+  const std::string page = filled(page_template(), {{"generator", generator},
+                                                    {"title", title},
+                                                    {"dates", dates},
+                                                    {"style", page_style()},
+                                                    {"verdict", verdict_part},
+                                                    {"tiles", tiles},
+                                                    {"flags", flags},
+                                                    {"model_words", words},
+                                                    {"largest_residuals", largest},
+                                                    {"passes_words", about_passes},
+                                                    {"passes_table", passes},
+                                                    {"parameters", parameters},
+                                                    {"files", files},
+                                                    {"library_licence", licence},
+                                                    {"library", library},
+                                                    {"payload", data},
+                                                    {"models", held.elements},
+                                                    {"scripts", page_scripts()}});
+  written.bytes = page.size();
+  file.append(page);
+  file.commit();
+  return written;
+}
+
+}  // namespace quorivex

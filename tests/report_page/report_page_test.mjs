@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The page of a small run in a real browser. No length, width or count of the mesh occurs twice, the
+// ground slopes both ways, and every cell of every pass has a susceptibility of its own: a section
+// that is transposed, mirrored or off by a layer, or a wrong pass, shows wrong values.
+import assert from 'node:assert/strict';
+import {execFileSync} from 'node:child_process';
+import {mkdtempSync, readFileSync, rmSync, statSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import path from 'node:path';
+import {after, before, test} from 'node:test';
+import {pathToFileURL} from 'node:url';
+
+const {QVX, QUORIVEX, BROWSER, DRIVER, SCREENSHOT} = process.env;
+const {chromium} = await import(pathToFileURL(DRIVER));
+
+const INPUT = `<i>&"x'.inp`;
+const WIDTHS = {easting: [100, 50, 60, 70, 110, 200], northing: [80, 40, 55, 45, 90], elevation: [8, 6, 9, 7, 20, 40, 85]};
+const ORIGIN = {easting: 1000, northing: 2000, elevation: 110};
+
+const folder = mkdtempSync(path.join(tmpdir(), 'quorivex_report_'));
+const file = (name) => path.join(folder, name);
+const run = (program, ...args) => execFileSync(program, args, {cwd: folder, encoding: 'utf8', stdio: 'pipe'});
+const numbersOf = (name) => readFileSync(file(name), 'utf8').split('\n').filter((l) => l.trim()).map(Number);
+const model = (pass) => numbersOf(`quorivex_${String(pass).padStart(3, '0')}.sus`);
+const data = (name, column) => readFileSync(file(name), 'utf8').split('\n').slice(3).filter((l) => l.trim())
+  .map((line) => Number(line.trim().split(/\s+/)[column]));
+
+let browser;
+let page;
+let passes;
+const complaints = [];
+
+function makeRun() {
+  const list = (name) => WIDTHS[name].join(' ');
+  writeFileSync(file('mesh.txt'), `6 5 7\n1000 2000 110\n${list('easting')}\n${list('northing')}\n${list('elevation')}\n`);
+  writeFileSync(file('terrain.txt'), '4\n1000 2000 72\n1600 2000 112\n1000 2320 92\n1600 2320 108\n');
+  const stations = [];
+  for (const easting of [1123, 1184, 1247, 1329, 1411]) {
+    for (const northing of [2061, 2117, 2178, 2243]) stations.push(`${easting} ${northing} ${121 + (easting % 7)}`);
+  }
+  writeFileSync(file('stations.txt'), `65 12 52000\n65 12 1\n${stations.length}\n${stations.join('\n')}\n`);
+  const truth = Array.from({length: 210}, (_, cell) => (cell % 11 === 7 ? 0.08 : 0.001));
+  writeFileSync(file('truth.txt'), truth.join('\n'));
+  const ground = ['--mesh', 'mesh.txt', '--topography', 'terrain.txt'];
+  run(QVX, 'forward', ...ground, '--data', 'stations.txt', '--model', 'truth.txt', '--noise-floor', '1', '--output', 'obs.mag');
+  run(QVX, 'sensitivity', ...ground, '--data', 'obs.mag', '--wavelet', 'none', '--output', 'run.mtx');
+  writeFileSync(file(INPUT), ['1', '20.0 0.02', 'obs.mag', 'run.mtx', 'VALUE 0.001', 'VALUE 0.0', 'null', 'VALUE 0.0',
+    'VALUE 1.0', 'null', 'SMOOTH_MOD', 'null'].join('\n') + '\n');
+  run(QUORIVEX, INPUT, '1');
+  passes = readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
+  for (let pass = 1; pass <= passes; ++pass) {
+    const own = model(pass).map((value, cell) => (value === -100 ? value : (1000 * pass + cell) * 1.0007e-5));
+    writeFileSync(file(`quorivex_${String(pass).padStart(3, '0')}.sus`), own.map((v) => v.toExponential(5)).join('\n') + '\n');
+  }
+}
+
+// Edges of the cells along an axis, upward; layers are counted from the top in the files.
+function edges(name) {
+  const sign = name === 'elevation' ? -1 : 1;
+  const result = [ORIGIN[name]];
+  for (const width of WIDTHS[name]) result.push(result.at(-1) + sign * width);
+  return result;
+}
+
+// The value of the file at a place, found from the widths alone.
+function valueAt(values, place) {
+  const index = (name) => edges(name).slice(1).findIndex((edge, i) => {
+    const before = edges(name)[i];
+    return place[name] > Math.min(edge, before) && place[name] < Math.max(edge, before);
+  });
+  return values[index('elevation') + 7 * (index('easting') + 6 * index('northing'))];
+}
+
+const centres = (name) => WIDTHS[name].map((_, i) => (edges(name)[i] + edges(name)[i + 1]) / 2);
+
+// The pointer over a place of a plot: what the page says, and what colour value it drew there.
+async function pointAt(id, x, y) {
+  await page.mouse.move(5, 5);
+  const at = await page.evaluate(([name, px, py]) => {
+    const plot = document.getElementById(name);
+    plot.scrollIntoView({block: 'center', behavior: 'instant'});
+    const {xaxis, yaxis} = plot._fullLayout;
+    const box = plot.getBoundingClientRect();
+    document.getElementById('at-pointer').textContent = '';
+    return [box.left + xaxis._offset + xaxis.d2p(px), box.top + yaxis._offset + yaxis.d2p(py)];
+  }, [id, x, y]);
+  await page.mouse.move(at[0] + 3, at[1]);
+  await page.mouse.move(...at);
+  await page.waitForFunction(() => document.getElementById('at-pointer').textContent !== '');
+  const drawn = await page.evaluate(([name, px, py]) => {
+    const cells = document.getElementById(name).data.find((trace) => trace.colorscale?.length > 2);
+    const brick = (nodes, at) => nodes.findIndex((node) => node > at) - 1;
+    return cells.z[brick(cells.y, py)][brick(cells.x, px)];
+  }, [id, x, y]);
+  return {words: await page.textContent('#at-pointer'), drawn};
+}
+
+const susceptibility = (words) => (words.startsWith('air') ? -100 : parseFloat(words));
+
+async function slide(name, position) {
+  await page.locator(`#slide-${name}`).fill(String(position));
+  await page.waitForTimeout(100);
+}
+
+async function choosePass(number) {
+  await page.selectOption('#pass', String(number));
+  await page.waitForFunction((n) => document.querySelector('#passes tr.shown th').textContent === String(n), number);
+}
+
+const drawnData = (id) => page.evaluate((name) => Array.from(document.getElementById(name).data[0].marker.color), id);
+
+function near(actual, expected, what) {
+  assert.ok(Math.abs(actual - expected) <= 2e-6 * Math.abs(expected), `${what}: ${actual}, not ${expected}`);
+}
+
+before(async () => {
+  makeRun();
+  run(QVX, 'report', INPUT);
+  browser = await chromium.launch({executablePath: BROWSER, args: ['--no-sandbox']});
+  page = await browser.newPage({viewport: {width: 1400, height: 1000}, reducedMotion: 'reduce'});
+  page.setDefaultTimeout(120_000);
+  page.on('console', (message) => complaints.push(message.text()));
+  page.on('pageerror', (error) => complaints.push(error.message));
+  page.on('request', (request) => {
+    if (!/^(file|blob|data):/.test(request.url())) complaints.push(request.url());
+  });
+  await page.goto(pathToFileURL(file('quorivex.html')).href);
+  await page.waitForSelector('body[aria-busy="false"]');
+  await page.selectOption('#extent', 'mesh');
+});
+
+after(async () => {
+  await browser?.close();
+  rmSync(folder, {recursive: true});
+});
+
+test('values under the pointer are those of the model file, in all sections', async () => {
+  const sections = [['plan', 'easting', 'northing', 'elevation'], ['west-east', 'easting', 'elevation', 'northing'],
+    ['south-north', 'northing', 'elevation', 'easting']];
+  const values = model(passes);
+  let air = 0;
+  for (const [id, across, up, fixed] of sections) {
+    const upward = fixed === 'elevation' ? centres(fixed).reverse() : centres(fixed);
+    for (const position of [1, 3, upward.length]) {
+      await slide(fixed, position);
+      for (const [i, x] of centres(across).entries()) {
+        const y = centres(up)[(i + position) % centres(up).length];
+        const expected = valueAt(values, {[across]: x, [up]: y, [fixed]: upward[position - 1]});
+        const {words, drawn} = await pointAt(id, x, y);
+        near(susceptibility(words), expected, `${id} at ${x}, ${y}, slider ${position}`);
+        if (expected === -100) {
+          ++air;
+          assert.equal(drawn, null);
+        } else {
+          near(drawn, expected, 'colour');
+        }
+      }
+    }
+  }
+  assert.ok(air >= 5, 'too little air to tell layers apart');
+});
+
+test('sliders move by keys and by a click into a section, and say where they are', async () => {
+  await slide('easting', 2);
+  await page.focus('#slide-easting');
+  await page.keyboard.press('ArrowRight');
+  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 3,'));
+  assert.match(await page.getAttribute('#slide-easting', 'aria-valuetext'), /1.150 to 1.210 m, column 3 of 6/);
+  await pointAt('plan', 1455, 2030);
+  await page.mouse.down();
+  await page.mouse.up();
+  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 6, row 1'));
+  assert.equal(await page.inputValue('#slide-northing'), '1');
+  const ground = await page.evaluate(() => document.getElementById('south-north').data.at(-1).y);
+  const layers = edges('elevation');
+  const tops = model(passes);
+  const column = Number(await page.inputValue('#slide-easting')) - 1;
+  const expected = WIDTHS.northing.flatMap((_, row) => {
+    const first = tops.slice(7 * (column + 6 * row), 7 * (column + 6 * row) + 7).findIndex((v) => v !== -100);
+    return [layers[first], layers[first]];
+  });
+  assert.deepEqual(ground, expected);
+});
+
+test('the pass that is chosen is the one shown, observed and predicted data in their places', async () => {
+  for (const pass of [1, passes]) {
+    await choosePass(pass);
+    const predicted = data(`quorivex_${String(pass).padStart(3, '0')}.pre`, 3);
+    const observed = data('obs.mag', 3);
+    const deviation = data('obs.mag', 4);
+    (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
+    (await drawnData('predicted')).forEach((v, i) => near(v, predicted[i], 'predicted'));
+    (await drawnData('residual')).forEach((v, i) => assert.ok(Math.abs(v - (observed[i] - predicted[i]) / deviation[i]) < 1e-6));
+    const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
+    const layer = 7 - Number(await page.inputValue('#slide-elevation'));
+    near(susceptibility(words), valueAt(model(pass), {easting: centres('easting')[1], northing: centres('northing')[3],
+      elevation: centres('elevation')[layer]}), `pass ${pass}`);
+  }
+});
+
+test('colours: logarithmic axis, range and fading leave air as it is', async () => {
+  await page.selectOption('#scaling', 'log');
+  await page.fill('#threshold', String((1000 * passes + 100) * 1e-5));
+  await page.press('#threshold', 'Enter');
+  await page.waitForFunction(() => document.getElementById('west-east').data.length === 3);
+  const [mask, cells] = await page.evaluate(() => document.getElementById('west-east').data.slice(0, 2).map((t) => t.z));
+  assert.deepEqual(mask.flat().map((v) => v === null), cells.flat().map((v) => v === null));
+  assert.ok(cells.flat().includes(null));
+  const scale = await page.evaluate(() => document.getElementById('plan').data[1].colorscale.map((stop) => stop[1]));
+  assert.ok(scale.some((colour) => colour.endsWith(',0.15)')) && scale.some((colour) => colour.endsWith(',1)')));
+  await page.selectOption('#scaling', 'linear');
+  await page.fill('#threshold', '');
+  await page.press('#threshold', 'Enter');
+  await page.fill('#range-high', '0.3');
+  await page.press('#range-high', 'Enter');
+  assert.equal(await page.evaluate(() => document.getElementById('plan').data[0].zmax), 0.3);
+});
+
+test('the verdict has the figures of the run, and names are shown as they are', async () => {
+  const last = readFileSync(file('quorivex.out'), 'utf8').trimEnd().split('\n').filter((l) => /^ +\d/.test(l)).at(-1);
+  const misfit = Number(last.trim().split(/\s+/)[2]);
+  const headline = await page.textContent('.verdict .headline');
+  assert.match(headline, /as closely as was asked/);
+  assert.ok(Math.abs(Number(headline.match(/misfit ([\d.e+]+)/)[1]) / misfit - 1) < 1e-3, headline);
+  assert.match(await page.textContent('#verdict'), /target 400/);
+  assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);
+  assert.equal(await page.locator('#passes tbody tr').count(), passes);
+});
+
+test('a datum under the pointer, a page for a narrow screen and for paper', async () => {
+  const at = await page.evaluate(() => {
+    const plot = document.getElementById('observed');
+    plot.scrollIntoView({block: 'center', behavior: 'instant'});
+    const {xaxis, yaxis} = plot._fullLayout;
+    const box = plot.getBoundingClientRect();
+    return [box.left + xaxis._offset + xaxis.d2p(1247), box.top + yaxis._offset + yaxis.d2p(2178)];
+  });
+  await page.mouse.move(at[0] + 1, at[1]);
+  await page.mouse.move(...at);
+  await page.waitForFunction(() => /datum 11 /.test(document.getElementById('at-datum').textContent));
+  await page.evaluate(() => window.scrollTo(0, 0));
+  await page.screenshot({path: SCREENSHOT, fullPage: true});
+  assert.ok(statSync(SCREENSHOT).size > 100_000);
+  assert.ok((await page.pdf()).length > 50_000);
+  await page.setViewportSize({width: 400, height: 800});
+  await page.waitForTimeout(500);
+  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 400, 'wider than a narrow screen');
+});
+
+test('nothing complains, and nothing is asked of a network', () => assert.deepEqual(complaints, []));
+
+test('a report never replaces a file of its run', () => {
+  const before = readFileSync(file('obs.mag'));
+  for (const [args, text] of [[['--output', 'obs.mag'], /would replace a file that is read/], [['--output', 'no/x.html'], /no\/x.html/]]) {
+    assert.throws(() => run(QVX, 'report', INPUT, ...args), (error) => error.status === 1 && text.test(error.stderr));
+  }
+  assert.deepEqual(readFileSync(file('obs.mag')), before);
+});
