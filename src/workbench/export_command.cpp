@@ -220,9 +220,9 @@ void add_export_command(CLI::App& qvx) {
   add("--netcdf", o->netcdf, "FILE",
       "Model as netCDF-4 with CF conventions, for xarray, GMT\n"
       "and QGIS");
-  add("--csv", o->csv, "FILE",
-      "Model as table: centres, sizes (m) and susceptibility\n"
-      "(SI) of the cells, empty in air");
+  auto* const csv = add("--csv", o->csv, "FILE",
+                        "Model as table: centres, sizes (m) and susceptibility\n"
+                        "(SI) of the cells, empty in air");
   add("--points", o->points, "FILE",
       "Data as VTK points (.vtp): observed, predicted, residual\n"
       "= observed - predicted (nT), and the residual in\n"
@@ -232,7 +232,7 @@ void add_export_command(CLI::App& qvx) {
                     "Models without padding: only columns from the first to\n"
                     "the last cell of the commonest width. GMT and QGIS\n"
                     "place only evenly spaced grids rightly");
-  command->add_flag("--no-air", o->no_air, "Leave air cells out of --csv");
+  command->add_flag("--no-air", o->no_air, "Leave air cells out of --csv")->needs(csv);
   command->footer(
       "\nCoordinates are easting, northing and elevation (upward) in metres.\n"
       "Example:\n"

@@ -32,8 +32,8 @@ int run(int argc, char** argv) {
   CLI::App qvx(
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
       "mesh\n"
-      "and a terrain to the sensitivity file that the inversion needs, and from its results to other\n"
-      "programs.\n"
+      "and a terrain to the sensitivity file that the inversion needs, and from its results to\n"
+      "other programs.\n"
       "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
       "qvx");
   qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
