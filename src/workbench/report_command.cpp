@@ -6,9 +6,9 @@
 #include <string>
 
 #include "control/program_name.h"
+#include "mesh_io/in_words.h"
 #include "report_page/write_report.h"
 #include "workbench/commands.h"
-#include "workbench/in_words.h"
 #include "workbench/survey_inputs.h"
 
 namespace quorivex {
