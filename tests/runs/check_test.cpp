@@ -2,13 +2,18 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <regex>
 
 #include "run_program.h"
 #include "run_qvx.h"
 
 namespace quorivex::test {
 namespace {
+
+std::string replace_all(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+    text.replace(at, from.size(), to);
+  return text;
+}
 
 constexpr const char* kMesh = "8 7 4\n-100 -75 50\n8*25\n7*25\n2*10 2*20\n";
 
@@ -126,8 +131,7 @@ TEST(QvxCheck, TheCompanionTellsObservationsThatTheMatrixWasNotMadeFor) {
     EXPECT_NE(at, std::string::npos) << from;
     return text.replace(at, from.size(), to);
   };
-  std::string own =
-      std::regex_replace(good, std::regex("(\\S+ \\S+ 65) (\\S+ 2\n)"), "$1 60 15 $2");
+  std::string own = replace_all(good, " 65 ", " 65 60 15 ");
   own.replace(own.find("60 15 1"), 7, "0 0 0");
   for (const std::string& same :
        {"! a comment\n\n" + good, change("-36 -52 65 ", "-3.6e1,-52.0 6.5D+1\t"),
@@ -222,7 +226,7 @@ TEST(QvxCheck, WarnsOfTheUsualSlips) {
   std::string tesla = heading + std::string("30\n");
   for (int i = 0; i < 30; ++i) tesla += fmt::format("{} 0 65 {}e-9 2e-9\n", 3 * i, 7 * (i % 9));
   expect_survey(tesla, "the largest of the data is 5.6e-08 nT; they look like tesla");
-  folder.write("obs.mag", std::regex_replace(survey(), std::regex(" 2\n"), " 50\n"));
+  folder.write("obs.mag", replace_all(survey(), " 2\n", " 50\n"));
   expect_warning({{5, "VALUE 0.5"}}, "a model of zero everywhere would reach the target");
 }
 
@@ -232,7 +236,7 @@ TEST(QvxCheck, ErrorsAreTheRunsMessagesAndTheOtherChecksGoOn) {
   folder.write("few.txt", "0.1\n");
   folder.write("cut.mtx", folder.read("s.mtx").substr(0, 5000));
   folder.write("cut.mag", "60 15 50000\n60 15 1\n29\n1 2 3\n");
-  folder.write("29.mag", std::regex_replace(survey(), std::regex("30\n"), "29\n"));
+  folder.write("29.mag", replace_all(survey(), "30\n", "29\n"));
   for (const auto& [lines, message] :
        {std::pair{InputLines{{1, "3"}}, "ERROR: model should be 1 or 2."},
         {InputLines{{2, "1 -1"}}, "Error: tolc should be greater than 0."},
