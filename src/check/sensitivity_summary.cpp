@@ -42,10 +42,9 @@ std::string filter_name(const std::vector<double>& low_pass) {
 std::string compressed_form(const SensitivityState& sens) {
   std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
   std::int64_t most = 0;
-  for (std::int64_t i = 1; i <= sens.ndata; ++i) {
-    const std::int64_t nnz = sens.Gs.row_entries(i);
-    fewest = std::min(fewest, nnz);
-    most = std::max(most, nnz);
+  for (const SparseMatrix::RowFacts& row : sens.Gs.row_facts()) {
+    fewest = std::min(fewest, row.entries);
+    most = std::max(most, row.entries);
   }
   const double bytes = matrix_bytes(sens);
   std::string text = fmt::format(
@@ -76,11 +75,13 @@ void look_for(const Values& values, Wrong wrong, const char* why, std::vector<st
 void look_at_matrix(const SensitivityState& sens, std::vector<std::string>& found) {
   const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
-  for (std::int64_t i = 1; i <= sens.ndata; ++i) {
-    const bool good = sens.compressed
-                          ? sens.Gs.row_is_finite(i)
-                          : std::all_of(sens.Gfull.row(i), sens.Gfull.row(i) + sens.nsens, finite);
-    if (!good) ++rows;
+  if (sens.compressed) {
+    for (const SparseMatrix::RowFacts& row : sens.Gs.row_facts()) rows += row.finite ? 0 : 1;
+  } else {
+    for (std::int64_t i = 1; i <= sens.ndata; ++i) {
+      const float* row = sens.Gfull.row(i);
+      if (!std::all_of(row, row + sens.nsens, finite)) ++rows;
+    }
   }
   if (rows > 0) {
     found.push_back(fmt::format("{} of {} rows hold values that are not finite", rows, sens.ndata));

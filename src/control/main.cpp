@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <new>
 
+#include "base/phase_times.h"
 #include "base/prepare_process.h"
 #include "base/report.h"
 #include "base/stop_run.h"
@@ -40,5 +41,6 @@ int main(int argc, char** argv) {
   } catch (const StopRun& stop) {
     report_stop(stop, report);
   }
+  quorivex::report_phase_times();
   return 0;
 }

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "base/fixed_format.h"
-#include "base/phase_times.h"
 #include "base/stop_run.h"
 #include "control/inversion_loop.h"
 #include "control/program_name.h"
@@ -91,7 +90,6 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   report.both(timer.since_start("TOTAL"));
   report_date("QUORIVEX ended on: ", report);
   report.close();
-  report_phase_times();
 }
 
 }  // namespace quorivex

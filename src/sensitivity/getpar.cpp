@@ -166,9 +166,13 @@ class RowReader {
     const std::int64_t entries =
         std::min(left / SparseRows::kEntryBytes, std::int64_t{sens.ndata} * sens.nwav);
     // Two batches are in memory beside the matrix; sixteenths keep them small against it.
+    entries_ = entries;
     batch_entries_ = std::clamp(entries / 16, std::min(entries, kFewest), kMost);
     batch_rows_ = sens.ndata / 64 + 1;
   }
+
+  /// As many coefficients as the file has room for.
+  std::int64_t entries() const { return entries_; }
 
   /// The next rows; none behind the last.
   SparseRows next() {
@@ -205,6 +209,7 @@ class RowReader {
 
   Source& source_;
   const SensitivityState& sens_;
+  std::int64_t entries_ = 0;
   std::int64_t batch_entries_ = 0;
   std::int64_t batch_rows_ = 0;
   std::int32_t read_ = 0;  // rows
@@ -215,7 +220,7 @@ class RowReader {
 /// One batch is read while the one before it is built into the matrix.
 void read_sparse_rows(Source& source, SensitivityState& sens) {
   RowReader reader(source, sens);
-  sens.Gs = SparseMatrix(sens.nwav, sens.ndata);
+  sens.Gs = SparseMatrix(sens.nwav, sens.ndata, reader.entries());
   SparseRows rows = reader.next();
   while (rows.rows() > 0) {
     std::future<SparseRows> next = std::async([&] { return reader.next(); });

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <numeric>
 
 #include "base/stop_run.h"
 
@@ -15,10 +14,13 @@ namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
 // A block of 2^15 doubles fills 256 KiB, a part of a core's second-level cache. Small grids have
-// smaller blocks, so that there is one for every core. From 2^13 to 2^16 the size hardly matters.
+// smaller blocks, so that there is one for every core, unless rows are so short that the counts
+// would weigh as much as the coefficients. From 2^13 to 2^16 the size hardly matters.
 constexpr int kMostBits = 15;
 constexpr int kLeastBits = 8;
 constexpr int kBlocksWanted = 6;  // as a power of two
+constexpr int kPositionBits = 16;
+constexpr std::int64_t kEntriesWanted = 16;  // of a row and block
 
 bool rises(View1<const std::int32_t> positions) {
   return std::is_sorted(positions.begin(), positions.end());
@@ -41,17 +43,25 @@ void sort_row(SparseRow row, std::uint64_t* pairs) {
 }
 
 void sort_rows(SparseRows& rows) {
-  std::int64_t longest = 0;
-  for (std::int64_t i = 1; i <= rows.rows(); ++i) {
-    if (!rises(rows(i).positions)) longest = std::max(longest, rows(i).positions.size());
-  }
-  if (longest == 0) return;
   const std::int64_t count = rows.rows();
-  std::vector<std::uint64_t> scratch =
-      allocate<std::uint64_t>(as_size(longest * omp_get_max_threads()), kRoutine);
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, count, scratch, longest)
+  std::vector<std::uint8_t> sorted = allocate<std::uint8_t>(as_size(count), kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, count, sorted)
+  for (std::int64_t i = 1; i <= count; ++i)
+    sorted[as_size(i - 1)] = rises(rows(i).positions) ? 1 : 0;
+  std::int64_t longest = 0;
+  std::int64_t unsorted = 0;
   for (std::int64_t i = 1; i <= count; ++i) {
-    if (!rises(rows(i).positions))
+    if (sorted[as_size(i - 1)] != 0) continue;
+    longest = std::max(longest, rows(i).positions.size());
+    ++unsorted;
+  }
+  if (unsorted == 0) return;
+  const auto threads = static_cast<int>(std::min<std::int64_t>(unsorted, omp_get_max_threads()));
+  RawArray<std::uint64_t> scratch(longest * threads, kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads) default(none) \
+    shared(rows, count, sorted, scratch, longest)
+  for (std::int64_t i = 1; i <= count; ++i) {
+    if (sorted[as_size(i - 1)] == 0)
       sort_row(rows(i), scratch.data() + longest * omp_get_thread_num());
   }
 }
@@ -61,10 +71,15 @@ void sort_rows(SparseRows& rows) {
 void count(const SparseRows& rows, int bits, std::int64_t blocks, SparsePanel& panel,
            std::vector<std::int64_t>& places) {
   const std::int64_t n = panel.rows;
-#pragma omp parallel for schedule(dynamic, 4) default(none) shared(rows, bits, panel, n)
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, panel, n)
   for (std::int64_t i = 0; i < n; ++i) {
-    for (const std::int32_t position : rows(i + 1).positions) {
-      ++panel.counts[as_size(((position - 1) >> bits) * n + i)];
+    const View1<const std::int32_t> positions = rows(i + 1).positions;
+    for (const std::int32_t* first = positions.begin(); first != positions.end();) {
+      const std::int64_t block = (*first - 1) >> bits;
+      const std::int32_t* behind = first + 1;
+      while (behind != positions.end() && (*behind - 1) >> bits == block) ++behind;
+      panel.counts[as_size(block * n + i)] = static_cast<std::uint32_t>(behind - first);
+      first = behind;
     }
   }
   std::int64_t place = 0;
@@ -82,7 +97,7 @@ void fill(const SparseRows& rows, int bits, const std::vector<std::int64_t>& pla
           SparsePanel& panel) {
   const std::int64_t n = panel.rows;
   const std::int32_t mask = (1 << bits) - 1;
-#pragma omp parallel for schedule(dynamic, 4) default(none) \
+#pragma omp parallel for schedule(dynamic, 1) default(none) \
     shared(rows, bits, places, panel, n, mask)
   for (std::int64_t i = 0; i < n; ++i) {
     const SparseRow row = rows(i + 1);
@@ -101,9 +116,14 @@ void fill(const SparseRows& rows, int bits, const std::vector<std::int64_t>& pla
 
 }  // namespace
 
-SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows) {
+SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries) {
   const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
   block_bits_ = std::clamp(width - 1 - kBlocksWanted, kLeastBits, kMostBits);
+  const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
+  while (block_bits_ < kPositionBits && points >> block_bits_ > 0 &&
+         of_row / (points >> block_bits_) < kEntriesWanted) {
+    ++block_bits_;
+  }
   blocks_ = (points + block_points() - 1) / block_points();
   try {
     expect_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
@@ -143,32 +163,21 @@ std::int64_t SparseMatrix::bytes() const {
   return entries() * kEntryBytes + rows() * blocks_ * kCountBytes;
 }
 
-const SparsePanel& SparseMatrix::panel_of_row(std::int64_t i) const {
-  const auto behind = std::upper_bound(
-      panels_.begin(), panels_.end(), i - 1,
-      [](std::int64_t row, const SparsePanel& panel) { return row < panel.rows_before; });
-  return *(behind - 1);
-}
-
-std::int64_t SparseMatrix::row_entries(std::int64_t i) const {
-  const SparsePanel& panel = panel_of_row(i);
-  std::int64_t sum = 0;
-  for (std::int64_t b = 0; b < blocks_; ++b) sum += panel.counts_of(b)[i - 1 - panel.rows_before];
-  return sum;
-}
-
-bool SparseMatrix::row_is_finite(std::int64_t i) const {
-  const SparsePanel& panel = panel_of_row(i);
-  const std::int64_t row = i - 1 - panel.rows_before;
-  for (std::int64_t b = 0; b < blocks_; ++b) {
-    const std::uint32_t* counts = panel.counts_of(b);
-    const float* first =
-        panel.values.data() + std::accumulate(counts, counts + row, panel.starts[as_size(b)]);
-    if (!std::all_of(first, first + counts[row], [](float v) { return std::isfinite(v); })) {
-      return false;
+std::vector<SparseMatrix::RowFacts> SparseMatrix::row_facts() const {
+  std::vector<RowFacts> facts(as_size(rows()));
+  for (const SparsePanel& panel : panels_) {
+    for (std::int64_t b = 0; b < blocks_; ++b) {
+      const std::uint32_t* counts = panel.counts_of(b);
+      const float* value = panel.values.data() + panel.starts[as_size(b)];
+      for (std::int64_t i = 0; i < panel.rows; value += counts[i], ++i) {
+        RowFacts& row = facts[as_size(panel.rows_before + i)];
+        row.entries += counts[i];
+        row.finite = row.finite && std::all_of(value, value + counts[i],
+                                               [](float v) { return std::isfinite(v); });
+      }
     }
   }
-  return true;
+  return facts;
 }
 
 std::vector<std::int64_t> SparseMatrix::even_shares(int parts) const {

@@ -29,23 +29,25 @@ struct SparsePanel {
 class SparseMatrix {
  public:
   SparseMatrix() = default;
-  /// A matrix over a grid of so many points that is to have so many rows.
+  /// A matrix over a grid of so many points that is to have so many rows and, about, coefficients.
   /// @throws StopRun alloc_error("getpar Gs") when its counts alone exceed the memory
-  SparseMatrix(std::int64_t points, std::int64_t rows);
+  SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries);
 
   /// Appends rows. Positions lie from 1 to the number of points; a row whose positions do not rise
   /// is sorted in place first. Memory beyond the matrix: 8 bytes a block and row of these, and
-  /// where rows are to be sorted a copy of the longest a thread.
+  /// where rows are to be sorted a copy of the longest for each thread that sorts.
   /// @throws StopRun alloc_error("getpar Gs")
   void append(SparseRows& rows);
 
   std::int64_t rows() const;
   std::int64_t entries() const;
   std::int64_t bytes() const;
-  /// Coefficients of row i, from 1.
-  std::int64_t row_entries(std::int64_t i) const;
-  /// True when all values of row i, from 1, are finite.
-  bool row_is_finite(std::int64_t i) const;
+
+  struct RowFacts {
+    std::int64_t entries = 0;
+    bool finite = true;  ///< all its values
+  };
+  std::vector<RowFacts> row_facts() const;
 
   std::int64_t blocks() const { return blocks_; }
   std::int64_t block_points() const { return std::int64_t{1} << block_bits_; }
@@ -55,8 +57,6 @@ class SparseMatrix {
   std::vector<std::int64_t> even_shares(int parts) const;
 
  private:
-  const SparsePanel& panel_of_row(std::int64_t i) const;
-
   int block_bits_ = 0;
   std::int64_t blocks_ = 0;
   std::vector<SparsePanel> panels_;

@@ -160,17 +160,21 @@ void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3
          int isign) {
   // Of the calling thread, which allocates for all of the team: kept from one call to the next.
   thread_local std::vector<Scratch> scratches;
-  const auto threads = static_cast<std::size_t>(omp_get_max_threads());
+  const std::int64_t shortest = *std::min_element(counts.begin(), counts.end());
+  const std::int64_t most_groups = Axis{shortest, 1, a.size() / shortest}.groups();
+  const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), most_groups));
   if (scratches.size() < threads || length(scratches.front().lines) < scratch_size(counts)) {
     scratches.assign(threads, Scratch(counts));
   }
   Scratch* const of_thread = scratches.data();
+  const auto team = static_cast<int>(threads);
   std::int64_t nprev = 1;
   for (const std::int64_t n : counts) {
     const Axis axis{n, nprev, a.size() / n};
     nprev *= n;
     if (n <= kShortest) continue;
-#pragma omp parallel for schedule(static) default(none) shared(filter, axis, isign, a, of_thread)
+#pragma omp parallel for schedule(static) num_threads(team) default(none) \
+    shared(filter, axis, isign, a, of_thread)
     for (std::int64_t g = 0; g < axis.groups(); ++g) {
       Scratch& own = of_thread[omp_get_thread_num()];
       transform_group(filter, axis, g, isign, a.data(), own.lines.data(), own.work.data());
