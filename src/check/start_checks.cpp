@@ -60,9 +60,15 @@ double seconds_of_iteration(const Problem& problem, double beta, View1<const dou
       allocate<std::int32_t>(as_size(model.size()), "check_start", 1);
   std::vector<double> product = allocate<double>(as_size(model.size()), "check_start");
   aprod(problem, free, beta, model, product);
-  const Clock::time_point start = Clock::now();
-  aprod(problem, free, beta, model, product);
-  return seconds_since(start);
+  constexpr double kLongEnough = 0.2;  // seconds
+  double fastest = std::numeric_limits<double>::infinity();
+  const Clock::time_point begin = Clock::now();
+  do {
+    const Clock::time_point start = Clock::now();
+    aprod(problem, free, beta, model, product);
+    fastest = std::min(fastest, seconds_since(start));
+  } while (seconds_since(begin) < kLongEnough);
+  return fastest;
 }
 
 void check_target_in_reach(const Target& target, double misfit, double misfit_of_zero,

@@ -233,7 +233,11 @@ class Preparation {
     } else if (f.at) {
       map.place = {(*f.at)[0], (*f.at)[1], 0.0};
     } else {
-      map.place = {mean(table_.columns[*columns_.longitude]),
+      // Beside the first station, which keeps those on both sides of 180 degrees together.
+      std::vector<double> longitudes = table_.columns[*columns_.longitude];
+      for (double& longitude : longitudes)
+        longitude = longitudes.front() + std::remainder(longitude - longitudes.front(), 360.0);
+      map.place = {std::remainder(mean(longitudes), 360.0),
                    mean(table_.columns[*columns_.latitude]), 0.0};
     }
     map.place.height = f.height.value_or(median(stations_.elevation));

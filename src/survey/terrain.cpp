@@ -79,6 +79,8 @@ double Grid::elevation(double easting, double northing) const {
       name, why));
 }
 
+constexpr double kNoData = -9999.0;  // where the header names none
+
 struct GridHeader {
   std::optional<double> columns, rows, x, y, size, no_data;
   bool x_is_corner = false;
@@ -140,7 +142,10 @@ Grid read_grid(const std::string& name, TextFile& file) {
       bad_grid(name, fmt::format("elevation {} of {} is missing or no number", i + 1,
                                  grid.rows * grid.columns));
     }
-    grid.nodes.push_back(header.no_data && value == *header.no_data ? kNoValue : value);
+    // Marks of single precision are written with more digits or fewer.
+    const bool missing =
+        static_cast<float>(value) == static_cast<float>(header.no_data.value_or(kNoData));
+    grid.nodes.push_back(missing ? kNoValue : value);
   }
   return grid;
 }

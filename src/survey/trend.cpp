@@ -100,11 +100,14 @@ Trend fit_trend(const Stations& stations, TrendKind kind, TrendFit fit, double e
       samples.push_back({{1.0, e / reach, n / reach}, stations.field[i]});
     }
   }
-  if (samples.size() < 3) {
-    stop_run(fmt::format(
-        " ERROR: a regional field needs three stations or more; {} lie farther than {:g} m from "
-        "{:.10g} E\n {:.10g} N.",
-        samples.size(), std::max(beyond, 0.0), easting, northing));
+  const std::size_t needed = kind == TrendKind::constant ? 1 : 3;
+  if (samples.size() < needed) {
+    const std::string where = beyond < 0.0
+                                  ? std::string("are there")
+                                  : fmt::format("lie farther than {:g} m from {:.10g} E {:.10g} N",
+                                                beyond, easting, northing);
+    stop_run(fmt::format(" ERROR: a regional field needs {} stations or more; {} {}.", needed,
+                         samples.size(), where));
   }
   std::optional<Plane> plane;
   if (kind == TrendKind::constant) {
@@ -131,9 +134,9 @@ void remove_trend(const Trend& trend, Stations& stations) {
 }
 
 std::string trend_in_words(const Trend& trend, TrendKind kind) {
-  if (kind == TrendKind::constant) return fmt::format("{:.6g} nT", trend.level);
+  if (kind == TrendKind::constant) return fmt::format("{:.10g} nT", trend.level);
   return fmt::format(
-      "{:.6g} nT at {:.10g} E {:.10g} N, {:.6g} nT/km eastward and {:.6g} nT/km northward",
+      "{:.10g} nT at {:.10g} E {:.10g} N, {:.10g} nT/km eastward and {:.10g} nT/km northward",
       trend.level, trend.easting, trend.northing, trend.east * 1e3, trend.north * 1e3);
 }
 

@@ -35,7 +35,7 @@ bounds, memory and time, initial misfit, target and beta. Lines with error: are
 where the run would stop; warning: what will hardly give a good model; note:
 what is worth knowing. Writes no file, and takes as much memory as the run.
 
-Exit status: 0 fine, 1 warnings, 2 errors.
+Exit status: 0 fine, 1 warnings, 2 errors or a wrong command line.
 
 Example:
   qvx check survey.inp

@@ -14,7 +14,7 @@
 #include "export/vtk_files.h"
 #include "results/pass_files.h"
 #include "workbench/commands.h"
-#include "workbench/survey_inputs.h"
+#include "workbench/keep_run.h"
 
 namespace quorivex {
 namespace {
@@ -92,19 +92,12 @@ void check_outputs(const Options& options, const FinishedRun& run,
         " ERROR: nothing to write: name a file with --vtr, --netcdf, --csv, --points or "
         "--data-csv.");
   }
-  const InversionParameters& par = run.parameters;
   std::set<fs::path> places;
   for (const std::string& name : names_to_write(options, passes)) {
     if (!places.insert(fs::absolute(name).lexically_normal()).second) {
       stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
     }
-    keep_inputs(name, {run.input_file, path_in(run, par.obsFile), path_in(run, par.mtxFile),
-                       path_in(run, par.initialModel), path_in(run, par.referenceModel),
-                       path_in(run, par.activeCellFile), path_in(run, par.lowerBounds),
-                       path_in(run, par.upperBounds), path_in(run, par.weightFile)});
-    for (const FinishedPass& left : run.passes) {
-      keep_inputs(name, {left.model_file, left.predicted_file});
-    }
+    keep_files_of_run(run, name);
   }
 }
 

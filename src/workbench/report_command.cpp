@@ -9,7 +9,7 @@
 #include "mesh_io/in_words.h"
 #include "report_page/write_report.h"
 #include "workbench/commands.h"
-#include "workbench/survey_inputs.h"
+#include "workbench/keep_run.h"
 
 namespace quorivex {
 namespace {
@@ -25,18 +25,6 @@ struct Options {
 /// Beside the other files of the run, with their name.
 std::string default_output(const FinishedRun& run) {
   return path_in(run, fmt::format("{}.html", kProgram));
-}
-
-void keep_files_of_run(const FinishedRun& run, const std::string& output) {
-  const InversionParameters& p = run.parameters;
-  keep_inputs(output, {run.input_file, path_in(run, kLogName), path_in(run, kSummaryName)});
-  for (const std::string& name : {p.obsFile, p.mtxFile, p.initialModel, p.referenceModel,
-                                  p.activeCellFile, p.lowerBounds, p.upperBounds, p.weightFile}) {
-    keep_inputs(output, {path_in(run, name)});
-  }
-  for (const FinishedPass& pass : run.passes) {
-    keep_inputs(output, {pass.model_file, pass.predicted_file});
-  }
 }
 
 std::string passes_in_words(const FinishedRun& run, const ReportWritten& report) {

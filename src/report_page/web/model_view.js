@@ -299,7 +299,7 @@ function listenToSections(view) {
     byId(id).addEventListener('pointerdown', (down) => {
       window.addEventListener('pointerup', (up) => {
         const dragged = Math.hypot(up.clientX - down.clientX, up.clientY - down.clientY) > 3;
-        if (!dragged && down.target.matches('.nsewdrag')) moveTo(view, view.pointed);
+        if (!dragged && view.pointed && down.target.matches('.nsewdrag')) moveTo(view, view.pointed);
       }, {once: true});
     });
     byId(id).on('plotly_afterplot', () => placeCrosshair(view, id));

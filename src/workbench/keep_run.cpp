@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "workbench/keep_run.h"
+
+#include "control/program_name.h"
+#include "workbench/survey_inputs.h"
+
+namespace quorivex {
+
+void keep_files_of_run(const FinishedRun& run, const std::string& output) {
+  const InversionParameters& p = run.parameters;
+  keep_inputs(output, {run.input_file, path_in(run, kLogName), path_in(run, kSummaryName),
+                       path_in(run, p.mtxFile) + ".info"});
+  for (const std::string& name : {p.obsFile, p.mtxFile, p.initialModel, p.referenceModel,
+                                  p.activeCellFile, p.lowerBounds, p.upperBounds, p.weightFile}) {
+    keep_inputs(output, {path_in(run, name)});
+  }
+  for (const FinishedPass& pass : run.passes)
+    keep_inputs(output, {pass.model_file, pass.predicted_file});
+}
+
+}  // namespace quorivex
