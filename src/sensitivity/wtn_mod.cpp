@@ -167,13 +167,12 @@ void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3
     scratches.assign(threads, Scratch(counts));
   }
   Scratch* const of_thread = scratches.data();
-  const auto team = static_cast<int>(threads);
   std::int64_t nprev = 1;
   for (const std::int64_t n : counts) {
     const Axis axis{n, nprev, a.size() / n};
     nprev *= n;
     if (n <= kShortest) continue;
-#pragma omp parallel for schedule(static) num_threads(team) default(none) \
+#pragma omp parallel for schedule(static) num_threads(static_cast <int>(threads)) default(none) \
     shared(filter, axis, isign, a, of_thread)
     for (std::int64_t g = 0; g < axis.groups(); ++g) {
       Scratch& own = of_thread[omp_get_thread_num()];
