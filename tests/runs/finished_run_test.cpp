@@ -10,16 +10,10 @@
 #include "compressed.h"
 #include "results/pass_files.h"
 #include "run_program.h"
+#include "values.h"
 
 namespace quorivex::test {
 namespace {
-
-std::vector<double> numbers(const std::string& text) {
-  std::istringstream stream(text);
-  std::vector<double> values;
-  for (double value = 0.0; stream >> value;) values.push_back(value);
-  return values;
-}
 
 /// A folder in which quorivex has finished run.inp.
 class RunFolder : public ScratchFolder {

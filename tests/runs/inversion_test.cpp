@@ -9,16 +9,10 @@
 
 #include "compressed.h"
 #include "run_program.h"
+#include "values.h"
 
 namespace quorivex::test {
 namespace {
-
-std::vector<double> numbers(const std::string& text) {
-  std::istringstream stream(text);
-  std::vector<double> values;
-  for (double value = 0.0; stream >> value;) values.push_back(value);
-  return values;
-}
 
 std::string numbered(std::size_t pass, const char* extension) {
   return fmt::format("quorivex_{:03}.{}", pass, extension);

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace quorivex::test {
@@ -20,6 +22,14 @@ inline double dot(const std::vector<double>& a, const std::vector<double>& b) {
   double sum = 0.0;
   for (std::size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
   return sum;
+}
+
+/// The numbers of a text, up to the first word that is none.
+inline std::vector<double> numbers(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<double> values;
+  for (double value = 0.0; stream >> value;) values.push_back(value);
+  return values;
 }
 
 }  // namespace quorivex::test
