@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A compressed matrix of 40 million coefficients in 4,000 rows over a grid of 64 x 128 x 128 points
-// on all cores: the product against plain parallel loops, and reading its file against plain read
-// calls into a freshly allocated buffer of the same size.
+// A compressed matrix of 40 million coefficients in 4,000 rows on all cores: the product, over
+// grids of 131,072 to 4 million points, against plain parallel loops; and reading its file, for a
+// grid of 64 x 128 x 128 points, against plain read calls into a freshly allocated buffer of its
+// size.
 #include <omp.h>
 
 #include <cmath>
@@ -23,33 +24,42 @@ constexpr double kBytes = 8.0 * kData * kEntries;
 
 /// The payload of a row: its count, rising positions, values. Dense among the coarse coefficients
 /// at the beginning, ever thinner further on.
-std::vector<std::int32_t> make_row(std::uint32_t& seed) {
+std::vector<std::int32_t> make_row(std::uint32_t& seed, std::int32_t points) {
   std::vector<std::int32_t> row(1 + 2 * kEntries);
   row[0] = kEntries;
   for (std::int32_t k = 0; k < kEntries; ++k) {
     seed = seed * 1664525U + 1013904223U;
     const double share = (k + (seed >> 8) * 0x1p-24) / kEntries;
-    row[as_size(1 + k)] = static_cast<std::int32_t>(kPoints * share * share) % kPoints + 1;
+    row[as_size(1 + k)] = static_cast<std::int32_t>(points * share * share) % points + 1;
     const float value = static_cast<float>(seed >> 8) * 0x1p-24F - 0.5F;
     std::memcpy(&row[as_size(1 + kEntries + k)], &value, sizeof(value));
   }
   return row;
 }
 
-/// The same rows as they lie in the file.
-const SparseRows& plain_rows() {
-  static const SparseRows rows = [] {
-    SparseRows made(kData, std::int64_t{kData} * kEntries);
+/// Rows of a matrix as they lie in a file, and cut into blocks.
+struct Matrix {
+  explicit Matrix(std::int32_t points) : rows(kData, std::int64_t{kData} * kEntries) {
+    constexpr std::int32_t kBatch = 250;
+    sens.ndata = kData;
+    sens.Gs = SparseMatrix(points, kData, rows.room());
     std::uint32_t seed = 1;
-    for (std::int32_t i = 0; i < kData; ++i) {
-      const std::vector<std::int32_t> row = make_row(seed);
-      std::memcpy(made.append(kEntries), row.data() + 1,
-                  as_size(kEntries * SparseRows::kEntryBytes));
+    for (std::int32_t i = 0; i < kData; i += kBatch) {
+      SparseRows batch(kBatch, std::int64_t{kBatch} * kEntries);
+      for (std::int32_t j = 0; j < kBatch; ++j) {
+        const std::vector<std::int32_t> row = make_row(seed, points);
+        for (SparseRows* to : {&rows, &batch}) {
+          std::memcpy(to->append(kEntries), row.data() + 1,
+                      as_size(kEntries * SparseRows::kEntryBytes));
+        }
+      }
+      sens.Gs.append(batch);
     }
-    return made;
-  }();
-  return rows;
-}
+  }
+
+  SparseRows rows;
+  SensitivityState sens;
+};
 
 /// The file, with a mesh of 60 x 120 x 120 cells of which one column lies below the surface.
 const RecordFileForBench& sparse_file() {
@@ -68,23 +78,14 @@ const RecordFileForBench& sparse_file() {
     std::vector<std::int32_t> wtz(1 + 2 * 60);
     to.record(wtz);
     std::uint32_t seed = 1;
-    for (std::int32_t i = 0; i < kData; ++i) to.record(make_row(seed));
+    for (std::int32_t i = 0; i < kData; ++i) to.record(make_row(seed, kPoints));
     to.record(std::vector<double>(60, 1.0));
   });
   return file;
 }
 
-const SensitivityState& matrix() {
-  static const SensitivityFile file = [] {
-    Report report;
-    return getpar(sparse_file().name, report);
-  }();
-  return file.sens;
-}
-
 /// Both products as plain loops: whole rows shared out among the threads, accumulators on the heap.
-void plain_loops(std::vector<double>& w) {
-  const SparseRows& rows = plain_rows();
+void plain_loops(const SparseRows& rows, std::vector<double>& w) {
   std::vector<double> d(kData);
 #pragma omp parallel for schedule(dynamic, 1)
   for (std::int32_t i = 0; i < kData; ++i) {
@@ -112,12 +113,13 @@ void plain_loops(std::vector<double>& w) {
 }
 
 void gtgv(benchmark::State& state) {
-  std::vector<double> start;
-  for (std::int32_t i = 0; i < kPoints; ++i) start.push_back(std::sin(0.37 * i));
-  std::vector<double> w = start;
-  std::vector<double> plain = start;
-  SPARSE_SENS_MOD::CALC_GTGV(matrix(), w);
-  plain_loops(plain);
+  const auto points = static_cast<std::int32_t>(state.range(0));
+  const Matrix matrix(points);
+  std::vector<double> w;
+  for (std::int32_t i = 0; i < points; ++i) w.push_back(std::sin(0.37 * i));
+  std::vector<double> plain = w;
+  SPARSE_SENS_MOD::CALC_GTGV(matrix.sens, w);
+  plain_loops(matrix.rows, plain);
   double scale = 0.0;
   double error = 0.0;
   for (std::size_t i = 0; i < w.size(); ++i) {
@@ -129,20 +131,13 @@ void gtgv(benchmark::State& state) {
     return;
   }
   run_paired(
-      state, 2.0 * kBytes,
-      [&] {
-        plain = start;
-        plain_loops(plain);
-      },
-      [&] {
-        w = start;
-        SPARSE_SENS_MOD::CALC_GTGV(matrix(), w);
-      });
+      state, 2.0 * kBytes, [&] { plain_loops(matrix.rows, plain); },
+      [&] { SPARSE_SENS_MOD::CALC_GTGV(matrix.sens, w); });
 }
 
 void read_file(benchmark::State& state) {
   Report report;
-  if (matrix().Gs.entries() != std::int64_t{kData} * kEntries) {
+  if (getpar(sparse_file().name, report).sens.Gs.entries() != std::int64_t{kData} * kEntries) {
     state.SkipWithError("wrong answer");
     return;
   }
@@ -155,7 +150,13 @@ void all_of(benchmark::internal::Benchmark* bench) {
   bench->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 }
 
-BENCHMARK(gtgv)->Name("CALC_GTGV")->Apply(all_of);
+BENCHMARK(gtgv)
+    ->Name("CALC_GTGV")
+    ->ArgName("points")
+    ->Arg(1 << 17)
+    ->Arg(kPoints)
+    ->Arg(1 << 22)
+    ->Apply(all_of);
 BENCHMARK(read_file)->Name("getpar")->Apply(all_of);
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <array>
+#include <cstring>
 
 #include "base/for_this_processor.h"
 #include "base/phase_times.h"
@@ -19,6 +19,7 @@ constexpr std::int64_t kSliceCells = 16384;
 // Rows are taken four at a time: one load of the model serves four rows, and four independent
 // sums keep the arithmetic ahead of the memory.
 constexpr std::int64_t kRows = 4;
+constexpr std::int64_t kGroupRows = 64 * kRows;  // share a slice out where cells are few
 constexpr std::int64_t kStep = 16;  // cells, of which a row's coefficients fill a cache line
 
 /// Four rows' pieces of a slice.
@@ -42,9 +43,20 @@ struct FourRows {
   const float* g3;
 };
 
-/// Eight sums side by side, as wide as the widest vectors.
-using Sums = std::array<double, 8>;
+/// Eight sums side by side, as wide as the widest vectors. Spelt as vectors, since the compiler
+/// makes none of loops over arrays that are to stay in registers.
+using Sums = double __attribute__((vector_size(64)));
 constexpr std::int64_t kSums = 8;
+
+/// s += g(k) x(k) for eight neighbours.
+inline void add_products(const float* g, const double* x, Sums& s) {
+  using Floats = float __attribute__((vector_size(32)));
+  Floats coefficients;
+  Sums cells;
+  std::memcpy(&coefficients, g, sizeof(coefficients));
+  std::memcpy(&cells, x, sizeof(cells));
+  s += __builtin_convertvector(coefficients, Sums) * cells;
+}
 
 double total_of(const Sums& s) {
   return ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
@@ -66,12 +78,10 @@ void add_dot_products(const float* g, std::int64_t stride, std::int64_t rows, co
     for (; j + kStep <= count; j += kStep) {
       at.fetch_ahead(j);
       for (std::int64_t half = j; half < j + kStep; half += kSums) {
-        for (std::int64_t k = 0; k < kSums; ++k) {
-          s0[as_size(k)] += static_cast<double>(at.g0[half + k]) * x[half + k];
-          s1[as_size(k)] += static_cast<double>(at.g1[half + k]) * x[half + k];
-          s2[as_size(k)] += static_cast<double>(at.g2[half + k]) * x[half + k];
-          s3[as_size(k)] += static_cast<double>(at.g3[half + k]) * x[half + k];
-        }
+        add_products(at.g0 + half, x + half, s0);
+        add_products(at.g1 + half, x + half, s1);
+        add_products(at.g2 + half, x + half, s2);
+        add_products(at.g3 + half, x + half, s3);
       }
     }
     for (; j < count; ++j) {
@@ -127,23 +137,33 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
 
 }  // namespace
 
-// A datum's sum goes over the slices of cells in order, a cell's over the rows in order, each by
-// one thread: results are the same to the last bit for any number of threads.
+// A datum's sum goes over the slices of cells in order, a cell's over the rows in order, and where
+// slices end depends on the matrix alone: results are the same to the last bit for any number of
+// threads.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
-  std::fill(d.begin(), d.end(), 0.0);
-  const std::int64_t fours = (d.size() + kRows - 1) / kRows;
-#pragma omp parallel default(none) shared(sens, x, d, fours)
-  {
-    const std::int64_t threads = omp_get_num_threads();
-    const std::int64_t first = fours * omp_get_thread_num() / threads * kRows;
-    const std::int64_t last =
-        std::min(fours * (omp_get_thread_num() + 1) / threads * kRows, d.size());
-    for (std::int64_t cell = 0; first < last && cell < sens.nsens; cell += kSliceCells) {
-      add_dot_products(sens.Gfull.row(first + 1) + cell, sens.nsens, last - first, x.data() + cell,
-                       std::min(std::int64_t{kSliceCells}, sens.nsens - cell), d.data() + first);
+  const std::int64_t slices = (sens.nsens + kSliceCells - 1) / kSliceCells;
+  const std::int64_t groups = (d.size() + kGroupRows - 1) / kGroupRows;
+  std::vector<double> sums = allocate<double>(as_size(slices * d.size()), "CALC_FULL_GV");
+#pragma omp parallel for collapse(2) schedule(dynamic, 1) default(none) \
+    shared(sens, x, d, slices, groups, sums)
+  for (std::int64_t slice = 0; slice < slices; ++slice) {
+    for (std::int64_t group = 0; group < groups; ++group) {
+      const std::int64_t cell = slice * kSliceCells;
+      const std::int64_t row = group * kGroupRows;
+      add_dot_products(sens.Gfull.row(row + 1) + cell, sens.nsens,
+                       std::min(std::int64_t{kGroupRows}, d.size() - row), x.data() + cell,
+                       std::min(std::int64_t{kSliceCells}, sens.nsens - cell),
+                       sums.data() + slice * d.size() + row);
     }
+  }
+#pragma omp parallel for schedule(static) default(none) shared(d, slices, sums)
+  for (std::int64_t i = 0; i < d.size(); ++i) {
+    double sum = 0.0;
+    for (std::int64_t slice = 0; slice < slices; ++slice)
+      sum += sums[as_size(slice * d.size() + i)];
+    d.data()[i] = sum;
   }
 }
 

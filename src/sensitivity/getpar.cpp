@@ -168,7 +168,7 @@ class RowReader {
     // Two batches are in memory beside the matrix; sixteenths keep them small against it.
     entries_ = entries;
     batch_entries_ = std::clamp(entries / 16, std::min(entries, kFewest), kMost);
-    batch_rows_ = sens.ndata / 64 + 1;
+    batch_rows_ = sens.ndata / 16 + 1;
   }
 
   /// As many coefficients as the file has room for.

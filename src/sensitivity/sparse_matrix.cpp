@@ -13,12 +13,12 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
-// A block of 2^15 doubles fills 256 KiB, a part of a core's second-level cache. Small grids have
-// smaller blocks, so that there is one for every core, unless rows are so short that the counts
-// would weigh as much as the coefficients. From 2^13 to 2^16 the size hardly matters.
-constexpr int kMostBits = 15;
+// A block of 2^13 doubles fills 64 KiB: what a row's part in it reads and adds to is found in the
+// first- and second-level caches. Small grids have smaller blocks, so that every core has some;
+// larger ones where rows are so short that their ends would cost more than their coefficients.
+constexpr int kMostBits = 13;
 constexpr int kLeastBits = 8;
-constexpr int kBlocksWanted = 6;  // as a power of two
+constexpr int kBlocksWanted = 5;  // as a power of two
 constexpr int kPositionBits = 16;
 constexpr std::int64_t kEntriesWanted = 16;  // of a row and block
 
@@ -181,17 +181,19 @@ std::vector<SparseMatrix::RowFacts> SparseMatrix::row_facts() const {
 }
 
 std::vector<std::int64_t> SparseMatrix::even_shares(int parts) const {
-  const auto all = static_cast<double>(entries());
+  const auto share = static_cast<double>(entries()) / parts;
   std::vector<std::int64_t> firsts{0};
-  double behind = 0.0;
-  for (std::int64_t p = 0; p < length(panels_); ++p) {
-    const double middle = behind + 0.5 * static_cast<double>(panels_[as_size(p)].values.size());
-    behind += static_cast<double>(panels_[as_size(p)].values.size());
-    while (length(firsts) < parts && middle > all * static_cast<double>(length(firsts)) / parts) {
-      firsts.push_back(p);
+  double before = 0.0;
+  for (const SparsePanel& panel : panels_) {
+    const auto here = static_cast<double>(panel.values.size());
+    while (length(firsts) < parts && share * static_cast<double>(length(firsts)) < before + here) {
+      const double part = (share * static_cast<double>(length(firsts)) - before) / here;
+      firsts.push_back(panel.rows_before +
+                       static_cast<std::int64_t>(part * static_cast<double>(panel.rows)));
     }
+    before += here;
   }
-  firsts.resize(as_size(parts) + 1, length(panels_));
+  firsts.resize(as_size(parts) + 1, rows());
   return firsts;
 }
 

@@ -52,8 +52,8 @@ class SparseMatrix {
   std::int64_t blocks() const { return blocks_; }
   std::int64_t block_points() const { return std::int64_t{1} << block_bits_; }
   const std::vector<SparsePanel>& panels() const { return panels_; }
-  /// The first panel of each of `parts` shares of about the same number of coefficients, and the
-  /// number of panels behind the last.
+  /// The first row, from 0, of each of `parts` shares of about the same number of coefficients, and
+  /// the number of rows behind the last.
   std::vector<std::int64_t> even_shares(int parts) const;
 
  private:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensitivity/wavelet_grid.h"
 
+#include <algorithm>
+
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -19,10 +21,19 @@ void for_each_cell(const SensitivityState& sens, const ActiveCells& active, Visi
   }
 }
 
+void set_to_zero(View1<double> grid) {
+  constexpr std::int64_t kPiece = 1 << 16;
+#pragma omp parallel for schedule(static) default(none) shared(grid)
+  for (std::int64_t first = 0; first < grid.size(); first += kPiece) {
+    std::fill_n(grid.data() + first, std::min(std::int64_t{kPiece}, grid.size() - first), 0.0);
+  }
+}
+
 }  // namespace
 
 void scatter_to_grid(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
                      View1<double> grid) {
+  set_to_zero(grid);
   if (m.size() == active.ncell) {
     const View1<const std::int32_t> map(active.map);
     for_each_cell(sens, active, [&](std::int64_t cell, std::int64_t point) {

@@ -10,8 +10,8 @@ namespace quorivex {
 // The wavelet grid has nw1 x nw2 x nw3 points along depth, easting and northing, depth fastest.
 // Its first nz x ne x nn points are the cells of the mesh, the others padding.
 
-/// Spreads an active vector or a full-mesh vector over a grid of zeros; padding, and cells that are
-/// not active, are left.
+/// Spreads an active vector or a full-mesh vector over the grid; padding, and cells that are not
+/// active, become 0.
 /// @throws StopRun "size(x) /= # of cells" for a vector of any other length
 void scatter_to_grid(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
                      View1<double> grid);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/raw_array.h"
 #include "base/stop_run.h"
 #include "solver/normal_equations.h"
 
@@ -22,13 +23,17 @@ std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& stat
   return mask;
 }
 
-std::vector<double> preconditioner(const Diagonals& diagonals, double beta,
-                                   View1<const std::int32_t> mask) {
-  std::vector<double> P = allocate<double>(as_size(mask.size()), kRoutine);
-  for (std::size_t i = 0; i < P.size(); ++i) {
-    if (mask.data()[i] == 1) P[i] = 1.0 / (diagonals.gdiag[i] + beta * diagonals.wdiag[i]);
+RawArray<double> preconditioner(const Diagonals& diagonals, double beta,
+                                View1<const std::int32_t> mask) {
+  RawArray<double> inverse(mask.size(), kRoutine);
+  const View1<double> P = inverse.view();
+  const View1<const double> gdiag(diagonals.gdiag);
+  const View1<const double> wdiag(diagonals.wdiag);
+#pragma omp parallel for schedule(static) default(none) shared(mask, P, gdiag, wdiag, beta)
+  for (std::int64_t i = 1; i <= mask.size(); ++i) {
+    P(i) = mask(i) == 1 ? 1.0 / (gdiag(i) + beta * wdiag(i)) : 0.0;
   }
-  return P;
+  return inverse;
 }
 
 /// The conjugate-gradient step dm of the free cells, 0 elsewhere.
@@ -36,13 +41,15 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
                           const CgWatch& watch, View1<const std::int32_t> mask,
                           View1<const double> g, View1<double> dm) {
   if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
-  const std::vector<double> P = preconditioner(problem.diagonals, beta, mask);
-  std::vector<double> r = allocate<double>(as_size(g.size()), kRoutine);
-  for (std::int64_t i = 1; i <= g.size(); ++i) r[as_size(i - 1)] = mask(i) * g(i);
+  const RawArray<double> P = preconditioner(problem.diagonals, beta, mask);
+  RawArray<double> residual(g.size(), kRoutine);
+  const View1<double> r = residual.view();
+#pragma omp parallel for schedule(static) default(none) shared(mask, g, r)
+  for (std::int64_t i = 1; i <= g.size(); ++i) r(i) = mask(i) * g(i);
   const auto apply = [&](View1<const double> x, View1<double> y) {
     aprod(problem, mask, beta, x, y);
   };
-  return conjugate_gradients(apply, P, tol, maxit, watch, r, dm);
+  return conjugate_gradients(apply, P.view(), tol, maxit, watch, r, dm);
 }
 
 /// Frozen cells follow their gradient, by at most a tenth of the largest free move, so that one
@@ -50,11 +57,15 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
 void move_frozen_cells(View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
   double dmax = std::numeric_limits<double>::lowest();
   double fmax = std::numeric_limits<double>::lowest();
+#pragma omp parallel for schedule(static) default(none) shared(mask, g, dm) \
+    reduction(max                                                           \
+              : dmax, fmax)
   for (std::int64_t i = 1; i <= g.size(); ++i) {
     dmax = std::max(dmax, std::abs(dm(i)));
     fmax = std::max(fmax, std::abs((1 - mask(i)) * g(i)));
   }
   const double s = fmax <= dmax ? 1.0 : dmax / fmax / 10.0;
+#pragma omp parallel for schedule(static) default(none) shared(mask, g, dm, s)
   for (std::int64_t i = 1; i <= g.size(); ++i) dm(i) += s * ((1 - mask(i)) * g(i));
 }
 
@@ -67,6 +78,7 @@ void line_search(const Problem& problem, double beta, View1<const double> dm, Cu
   const View1<double> mt(trial);
   double t = 1.0;
   for (int halvings = 0; halvings <= kMostHalvings; ++halvings, t *= 0.5) {
+#pragma omp parallel for schedule(static) default(none) shared(m, mt, t, dm)
     for (std::int64_t i = 1; i <= m.size(); ++i) mt(i) = m(i) + t * dm(i);
     project_on_bounds(problem.bounds, mt, state);
     if (state.ntrunc > 0 && state.ntrunc == m.size()) {

@@ -52,6 +52,7 @@ double dot_product(View1<const double> a, View1<const double> b);
 template <class Apply>
 CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std::int32_t maxit,
                              const CgWatch& watch, View1<double> r, View1<double> dm) {
+  // Both begin as zeros: the first step and the first turn take multiples of them.
   std::vector<double> direction = allocate<double>(as_size(r.size()), "linsolv");
   std::vector<double> product = allocate<double>(as_size(r.size()), "linsolv");
   const View1<double> p(direction);
