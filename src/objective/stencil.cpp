@@ -16,8 +16,8 @@ template <class Pair, class Single>
 void for_each_row(const DifferenceOperator& op, Pair pair, Single single) {
   const CsrHalf& half = op.active;
   for (std::int64_t r = 0; r < op.nrow; ++r) {
-    const auto first = as_size(half.pointers[as_size(r)] - 1);
-    const auto last = as_size(half.pointers[as_size(r + 1)] - 1);
+    const auto first = std::size_t{half.pointers[as_size(r)] - 1};
+    const auto last = std::size_t{half.pointers[as_size(r + 1)] - 1};
     if (first == last) continue;
     const double square = half.values[first] * half.values[first];
     if (last - first == 2) {

@@ -217,14 +217,18 @@ class RowReader {
   bool begun_ = false;
 };
 
-/// One batch is read while the one before it is built into the matrix.
+/// One batch is read while the one before it is built into the matrix; not where rows are so few
+/// that two of them would weigh against all.
 void read_sparse_rows(Source& source, SensitivityState& sens) {
   RowReader reader(source, sens);
   sens.Gs = SparseMatrix(sens.nwav, sens.ndata, reader.entries());
+  constexpr std::int32_t kFew = 16;
+  const auto when = sens.ndata < kFew ? std::launch::deferred : std::launch::async;
   SparseRows rows = reader.next();
   while (rows.rows() > 0) {
-    std::future<SparseRows> next = std::async([&] { return reader.next(); });
+    std::future<SparseRows> next = std::async(when, [&] { return reader.next(); });
     sens.Gs.append(rows);
+    rows = SparseRows();
     rows = next.get();
   }
   sens.nchunk = pieces_of_rows(static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1),

@@ -275,7 +275,8 @@ TEST(Failures, ASensitivityFileThatSaysWhatCannotBeIsRefusedWithTheRecord) {
                              {7, 0, -1},
                              {7, 0, 33},
                              {7, 1, 0},
-                             {7, 2, 33}})
+                             {7, 2, 33},
+                             {10, 1, 0}})
     expect_refused(patched(true, patch), kBadSens, &patch);
   expect_refused(patched(false, {3, 0, 1}), "idx1 /= size(wtz)");  // one cell more than nsens
   expect_refused(patched(true, {4, 2, 0x7ff00000}),

@@ -25,9 +25,10 @@ inline std::vector<double> orthonormal_filter(std::size_t ncof) {
   return low;
 }
 
-/// The payloads of a survey's sensitivity file, compressed without dropping any coefficient but
-/// zeros, on the smallest grid of powers of two; the positions of a row fall.
-inline std::vector<std::string> compressed_records(const Survey& survey, std::size_t ncof) {
+/// The payloads of a survey's sensitivity file, compressed on the smallest grid of powers of two.
+/// Coefficients of `least` and less are dropped; the positions of a row fall.
+inline std::vector<std::string> compressed_records(const Survey& survey, std::size_t ncof,
+                                                   double least = 0.0) {
   std::vector<std::string> records = sensitivity_records(survey);
   const Mesh& mesh = survey.mesh;
   const auto points = [](std::int32_t cells) {
@@ -50,7 +51,7 @@ inline std::vector<std::string> compressed_records(const Survey& survey, std::si
     std::vector<std::int32_t> positions;
     std::vector<float> values;
     for (std::size_t at = grid.size(); at-- > 0;) {
-      if (grid[at] == 0.0) continue;
+      if (std::abs(grid[at]) <= least) continue;
       positions.push_back(static_cast<std::int32_t>(at + 1));
       values.push_back(static_cast<float>(grid[at]));
     }

@@ -3,6 +3,7 @@
 #include <omp.h>
 
 #include <limits>
+#include <numeric>
 
 #include "scratch_folder.h"
 #include "sensitivity/full_sens_mod.h"
@@ -19,7 +20,7 @@ constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
 // All numbers are eighths, some with a tail of 2^-30 that a float would lose: every sum is exact.
 TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
   for (const auto& [nsens, ndata] :
-       {std::pair{1, 1}, {127, 5}, {16383, 3}, {16384, 4}, {16401, 6}, {33003, 9}}) {
+       {std::pair{1, 1}, {127, 5}, {16383, 3}, {16384, 4}, {16401, 6}, {33003, 9}, {300, 261}}) {
     SensitivityState sens;
     sens.nsens = nsens;
     sens.ndata = ndata;
@@ -93,6 +94,32 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
   EXPECT_EQ(pieces_of_rows(12000.0, 8), 8);
   EXPECT_EQ(pieces_of_rows(100000.0, 8), 20);
   EXPECT_EQ(blocks_of_cells(25000, 2), 3);
+}
+
+// A row that is longer than the batches in which rows are read.
+TEST(Getpar, ReadsRowsOfVeryDifferentLengths) {
+  const Survey survey = make_survey({.ne = 2, .nn = 2, .nz = 3});
+  std::vector<std::string> records = sensitivity_records(survey);
+  const std::vector<std::int32_t> lengths{3, 100000, 0, 131072};
+  records[3] = record(2, 0.5, 0.25);
+  records[4] = record(2, 2, 32768);
+  std::vector<double> expected(131072);
+  for (std::size_t row = 0; row < lengths.size(); ++row) {
+    std::vector<std::int32_t> positions(as_size(lengths[row]));
+    std::iota(positions.begin(), positions.end(), 131073 - lengths[row]);
+    const auto value = static_cast<float>(row + 1);
+    for (const std::int32_t p : positions) expected[as_size(p - 1)] += value;
+    records[6 + row] = record(lengths[row], positions, std::vector<float>(positions.size(), value));
+  }
+  const ScratchFolder folder;
+  Report report;
+  const auto read = getpar(folder.write("sens.mtx", framed(records)), report);
+  std::vector<double> grid(expected.size());
+  SPARSE_SENS_MOD::CALC_GTV(read.sens, std::vector<double>(4, 1.0), grid);
+  EXPECT_TRUE(grid == expected);
+  std::vector<double> sums(4);
+  SPARSE_SENS_MOD::CALC_GV(read.sens, std::vector<double>(grid.size(), 1.0), sums);
+  EXPECT_EQ(sums, (std::vector{3.0, 200000.0, 0.0, 524288.0}));
 }
 
 }  // namespace

@@ -155,11 +155,13 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
         {}, {points}, {1}, every(1, 1, std::min(points, 9000)), {}};
     rows.push_back(every(97, 1, points));
     std::reverse(rows.back().begin(), rows.back().end());
-    for (const std::int32_t edge : {256, 512, 16384, 32768}) {
+    for (const std::int32_t edge : {256, 512, 8192, 16384, 65536}) {
       if (edge < points) rows.push_back({edge, edge + 1, edge - 1, edge});
     }
     sens.ndata = static_cast<std::int32_t>(rows.size());
-    sens.Gs = SparseMatrix(points, sens.ndata, sens.ndata * 100);
+    // Of long rows few blocks for the smaller grid, hundreds for the largest.
+    sens.Gs =
+        SparseMatrix(points, sens.ndata, sens.ndata * std::int64_t{points > 20000 ? points : 100});
     std::vector<double> w(as_size(points));
     for (std::size_t at = 0; at < w.size(); ++at) w[at] = static_cast<double>(at % 1009) + 0x1p-20;
     std::vector<double> t(rows.size());
