@@ -18,6 +18,7 @@
 #include "base/stop_run.h"
 #include "base/view1.h"
 #include "survey/delimited_text.h"
+#include "survey/netcdf_header.h"
 
 namespace quorivex {
 namespace {
@@ -60,6 +61,9 @@ struct Variable {
 class NetcdfFile {
  public:
   explicit NetcdfFile(const std::string& name) : name_(name), bytes_(bytes_of(name)) {
+    if (!header_fits({bytes_.data(), bytes_.size()})) {
+      bad_netcdf(name, "its header is damaged or cut short");
+    }
     need(nc_open_mem("terrain.nc", NC_NOWRITE, bytes_.size(), bytes_.data(), &id_));
     open_ = true;
   }
@@ -164,8 +168,7 @@ class NetcdfFile {
  private:
   void need(int status) const {
     if (status == NC_NOERR) return;
-    bad_netcdf(name_,
-               fmt::format("it is damaged or cut short (netCDF library: {})", nc_strerror(status)));
+    bad_netcdf(name_, fmt::format("it is damaged or cut short ({})", nc_strerror(status)));
   }
 
   std::string name_;
@@ -285,12 +288,6 @@ void unpack(const NetcdfFile& file, const Variable& variable, std::vector<double
 }
 
 }  // namespace
-
-bool is_netcdf(std::string_view beginning) {
-  constexpr std::array<std::string_view, 4> kBeginnings{"CDF\1", "CDF\2", "CDF\5", "\x89HDF"};
-  return std::any_of(kBeginnings.begin(), kBeginnings.end(),
-                     [&](std::string_view known) { return beginning.starts_with(known); });
-}
 
 TerrainGrid read_netcdf_grid(const std::string& name) {
   const NetcdfFile file(name);

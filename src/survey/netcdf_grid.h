@@ -2,14 +2,10 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "survey/terrain_grid.h"
 
 namespace quorivex {
-
-/// Whether a file that begins so is netCDF: classic ("CDF" and a version) or HDF5.
-bool is_netcdf(std::string_view beginning);
 
 /// Reads the one variable over northing and easting of a netCDF file, as GMT and GDAL write them:
 /// coordinates in metres at regular steps, either way; _FillValue and missing_value, scale_factor

@@ -15,6 +15,7 @@
 #include "survey/ascii_grid.h"
 #include "survey/delimited_text.h"
 #include "survey/netcdf_grid.h"
+#include "survey/netcdf_header.h"
 #include "survey/terrain_grid.h"
 #include "topography/surface_points.h"
 #include "topography/triangulation.h"
