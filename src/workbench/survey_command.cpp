@@ -29,8 +29,9 @@ row, or a comment that holds the names (XYZ files). Lines that begin with #, /,
 
 Every row is used, thinned away, or left out because it holds a mark named with
 --missing; the report counts them. Anything else that is no number, or out of
-range, ends the command with its line; so does -9999, -99999 and the like unless
-it is named, or taken as a number with '--missing none'.
+range, ends the command with its line, and so does a row with more or fewer
+columns than the header or the first row; so does -9999, -99999 and the like
+unless it is named, or taken as a number with '--missing none'.
 
 Thinning comes first, then the regional field is removed, then the standard
 deviations are found. What was done stands in comments at the head of OUTPUT.

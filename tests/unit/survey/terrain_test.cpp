@@ -144,7 +144,8 @@ TEST(Terrains, EveryLayoutOfANetcdfGridGivesTheSameGround) {
   // Without a projection GDAL calls metres degrees.
   Layout far{.x = "lon", .y = "lat", .units = "degrees_east"};
   far.eastings = {450000, 450010, 450020};
-  EXPECT_EQ(read_terrain(write_netcdf(folder.path("g.nc"), far)).elevation(450010, 210), 6.0);
+  far.northings = {7000200, 7000210};
+  EXPECT_EQ(read_terrain(write_netcdf(folder.path("g.nc"), far)).elevation(450010, 7000210), 6.0);
 }
 
 TEST(Terrains, NetcdfFilesThatAreNoGridInMetresAreRefused) {
