@@ -2,186 +2,25 @@
 #include "survey/netcdf_grid.h"
 
 #include <fmt/format.h>
-#include <netcdf.h>
-#include <netcdf_mem.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <limits>
-#include <utility>
+#include <string>
 #include <vector>
 
-#include "base/stop_run.h"
 #include "base/view1.h"
 #include "survey/delimited_text.h"
-#include "survey/netcdf_header.h"
+#include "survey/netcdf_input.h"
 
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "read_netcdf_grid";
-constexpr double kMostPacked = 1100.0;      // deflated values a byte; 1032 is what zlib reaches
-constexpr double kUneven = 0.05;            // of a step: coordinates in single precision
-constexpr double kMostDegrees = 360.0;      // what is larger is no angle, whatever its units say
-constexpr std::size_t kLongestText = 1000;  // of an attribute
+constexpr double kUneven = 0.05;        // of a step: coordinates in single precision
+constexpr double kMostDegrees = 360.0;  // what is larger is no angle, whatever its units say
 
-[[noreturn]] void bad_netcdf(const std::string& name, const std::string& why) {
-  stop_run(fmt::format(
-      " ERROR reading terrain grid {}: {}.\n"
-      " Expected a netCDF file with one variable of elevations (m) over northing and easting, as\n"
-      " GMT and GDAL write it, and for both a variable of coordinates (m) at regular steps.",
-      name, why));
-}
-
-std::vector<char> bytes_of(const std::string& name) {
-  std::error_code failed;
-  const std::uintmax_t size = std::filesystem::file_size(name, failed);
-  std::ifstream file(name, std::ios::binary);
-  if (failed || !file) bad_netcdf(name, "it cannot be opened");
-  std::vector<char> bytes = allocate<char>(size, kRoutine);
-  file.read(bytes.data(), length(bytes));
-  if (file.gcount() != length(bytes)) bad_netcdf(name, "it cannot be read");
-  return bytes;
-}
-
-/// A variable, with the dimensions that it spans.
-struct Variable {
-  int id = 0;
-  std::string name;
-  nc_type type = NC_NAT;
-  std::vector<int> dimensions;
-};
-
-/// A netCDF file in memory: there the library refuses to read beyond the end of a file cut short,
-/// instead of taking zeros.
-class NetcdfFile {
- public:
-  explicit NetcdfFile(const std::string& name) : name_(name), bytes_(bytes_of(name)) {
-    if (!header_fits({bytes_.data(), bytes_.size()})) {
-      bad_netcdf(name, "its header is damaged or cut short");
-    }
-    need(nc_open_mem("terrain.nc", NC_NOWRITE, bytes_.size(), bytes_.data(), &id_));
-    open_ = true;
-  }
-  NetcdfFile(const NetcdfFile&) = delete;
-  NetcdfFile& operator=(const NetcdfFile&) = delete;
-  ~NetcdfFile() {
-    if (open_) nc_close(id_);
-  }
-
-  const std::string& name() const { return name_; }
-
-  std::vector<Variable> variables() const {
-    int count = 0;
-    need(nc_inq_nvars(id_, &count));
-    std::vector<Variable> all;
-    for (int v = 0; v < count; ++v) {
-      std::array<char, NC_MAX_NAME + 1> text{};
-      Variable variable{.id = v, .name = {}, .type = NC_NAT, .dimensions = {}};
-      int rank = 0;
-      need(nc_inq_varndims(id_, v, &rank));
-      variable.dimensions.resize(as_size(rank));
-      need(nc_inq_var(id_, v, text.data(), &variable.type, nullptr, variable.dimensions.data(),
-                      nullptr));
-      variable.name = text.data();
-      all.push_back(std::move(variable));
-    }
-    return all;
-  }
-
-  std::string dimension_name(int dimension) const {
-    std::array<char, NC_MAX_NAME + 1> text{};
-    need(nc_inq_dimname(id_, dimension, text.data()));
-    return text.data();
-  }
-
-  /// The number of nodes along a dimension, or the reason why there is no grid.
-  std::int64_t nodes(int dimension) const {
-    std::size_t nodes = 0;
-    need(nc_inq_dimlen(id_, dimension, &nodes));
-    if (nodes < 2 || nodes > as_size(kMostNodes)) {
-      bad_netcdf(name_, fmt::format("{} has {} nodes; from 2 to a million are expected",
-                                    dimension_name(dimension), nodes));
-    }
-    return static_cast<std::int64_t>(nodes);
-  }
-
-  /// All values of a variable, after a look whether a file of this size can hold them.
-  std::vector<double> values(const Variable& variable) const {
-    double count = 1.0;
-    for (const int dimension : variable.dimensions) {
-      count *= static_cast<double>(nodes(dimension));
-    }
-    std::vector<std::size_t> piece(variable.dimensions.size(), 1);
-    int storage = NC_CONTIGUOUS;
-    need(nc_inq_var_chunking(id_, variable.id, &storage, piece.data()));
-    double in_piece = 1.0;
-    if (storage == NC_CHUNKED) {
-      for (const std::size_t side : piece) in_piece *= static_cast<double>(side);
-    }
-    if (std::max(count, in_piece) > kMostPacked * static_cast<double>(bytes_.size())) {
-      bad_netcdf(name_, fmt::format("{} should have {:g} values, which {} bytes cannot hold",
-                                    variable.name, count, bytes_.size()));
-    }
-    auto values = allocate<double>(static_cast<std::size_t>(count), kRoutine);
-    need(nc_get_var_double(id_, variable.id, values.data()));
-    return values;
-  }
-
-  /// The text of an attribute in small letters; empty where there is none.
-  std::string text(const Variable& variable, const char* attribute) const {
-    nc_type type = NC_NAT;
-    std::size_t size = 0;
-    if (nc_inq_att(id_, variable.id, attribute, &type, &size) != NC_NOERR || size == 0) return {};
-    if (type == NC_STRING && size == 1) {
-      char* string = nullptr;
-      need(nc_get_att_string(id_, variable.id, attribute, &string));
-      std::string text = string == nullptr ? "" : string;
-      nc_free_string(1, &string);
-      return lower_case(trim(text));
-    }
-    if (type != NC_CHAR || size > kLongestText) {
-      bad_netcdf(name_, fmt::format("{} of {} is no text", attribute, variable.name));
-    }
-    std::string text(size, '\0');
-    need(nc_get_att_text(id_, variable.id, attribute, text.data()));
-    return lower_case(trim(text.substr(0, text.find('\0'))));
-  }
-
-  /// The numbers of an attribute; none where there is none.
-  std::vector<double> numbers(const Variable& variable, const char* attribute) const {
-    nc_type type = NC_NAT;
-    std::size_t size = 0;
-    if (nc_inq_att(id_, variable.id, attribute, &type, &size) != NC_NOERR) return {};
-    if (type == NC_CHAR || type >= NC_STRING || size > kLongestText) {
-      bad_netcdf(name_, fmt::format("{} of {} is no number", attribute, variable.name));
-    }
-    std::vector<double> numbers(size);
-    if (size > 0) need(nc_get_att_double(id_, variable.id, attribute, numbers.data()));
-    return numbers;
-  }
-
- private:
-  void need(int status) const {
-    if (status == NC_NOERR) return;
-    bad_netcdf(name_, fmt::format("it is damaged or cut short ({})", nc_strerror(status)));
-  }
-
-  std::string name_;
-  std::vector<char> bytes_;
-  int id_ = 0;
-  bool open_ = false;
-};
-
-bool holds_numbers(const Variable& variable) {
-  return variable.type != NC_CHAR && variable.type < NC_STRING;
-}
-
-void expect_metres(const NetcdfFile& file, const Variable& variable) {
+void expect_metres(const NetcdfInput& file, const NetcdfVariable& variable) {
   const std::string units = file.text(variable, "units");
   const std::string word = units.substr(0, units.find(' '));
   if (word.empty() || word == "m" || word.starts_with("metre") || word.starts_with("meter")) return;
@@ -199,7 +38,7 @@ struct Axis {
   bool falls() const { return last < first; }
 };
 
-Axis axis_of(const NetcdfFile& file, const Variable& coordinate) {
+Axis axis_of(const NetcdfInput& file, const NetcdfVariable& coordinate) {
   const std::vector<double> values = file.values(coordinate);
   const Axis axis{length(values), values.front(), values.back()};
   const bool degrees = file.text(coordinate, "units").starts_with("degree");
@@ -224,23 +63,23 @@ Axis axis_of(const NetcdfFile& file, const Variable& coordinate) {
 
 /// A variable of elevations with its coordinates.
 struct Layer {
-  Variable elevation;
-  Variable northing;
-  Variable easting;
+  NetcdfVariable elevation;
+  NetcdfVariable northing;
+  NetcdfVariable easting;
 };
 
-Layer find_layer(const NetcdfFile& file) {
-  const std::vector<Variable> all = file.variables();
+Layer find_layer(const NetcdfInput& file) {
+  const std::vector<NetcdfVariable> all = file.variables();
   const auto coordinate = [&](int dimension) {
     const std::string name = file.dimension_name(dimension);
-    return std::find_if(all.begin(), all.end(), [&](const Variable& v) {
-      return v.name == name && v.dimensions == std::vector<int>{dimension} && holds_numbers(v);
+    return std::find_if(all.begin(), all.end(), [&](const NetcdfVariable& v) {
+      return v.name == name && v.dimensions == std::vector<int>{dimension} && v.holds_numbers();
     });
   };
   std::vector<Layer> layers;
   std::string names;
-  for (const Variable& variable : all) {
-    if (variable.dimensions.size() != 2 || !holds_numbers(variable)) continue;
+  for (const NetcdfVariable& variable : all) {
+    if (variable.dimensions.size() != 2 || !variable.holds_numbers()) continue;
     const auto northing = coordinate(variable.dimensions[0]);
     const auto easting = coordinate(variable.dimensions[1]);
     if (northing == all.end() || easting == all.end() || northing == easting) continue;
@@ -256,8 +95,9 @@ Layer find_layer(const NetcdfFile& file) {
   return layers.front();
 }
 
-void expect_easting_last(const NetcdfFile& file, const Layer& layer) {
-  const auto is = [&](const Variable& v, const char* axis, const char* letter, const char* word) {
+void expect_easting_last(const NetcdfInput& file, const Layer& layer) {
+  const auto is = [&](const NetcdfVariable& v, const char* axis, const char* letter,
+                      const char* word) {
     const std::string name = lower_case(v.name);
     return file.text(v, "axis") == axis || name == letter || name == word;
   };
@@ -269,7 +109,7 @@ void expect_easting_last(const NetcdfFile& file, const Layer& layer) {
 }
 
 /// Marks as NaN what the file marks as missing, and unpacks the rest.
-void unpack(const NetcdfFile& file, const Variable& variable, std::vector<double>& values) {
+void unpack(const NetcdfInput& file, const NetcdfVariable& variable, std::vector<double>& values) {
   std::vector<double> marks = file.numbers(variable, "_FillValue");
   const std::vector<double> more = file.numbers(variable, "missing_value");
   marks.insert(marks.end(), more.begin(), more.end());
@@ -290,7 +130,7 @@ void unpack(const NetcdfFile& file, const Variable& variable, std::vector<double
 }  // namespace
 
 TerrainGrid read_netcdf_grid(const std::string& name) {
-  const NetcdfFile file(name);
+  const NetcdfInput file(name);
   const Layer layer = find_layer(file);
   expect_easting_last(file, layer);
   expect_metres(file, layer.elevation);
