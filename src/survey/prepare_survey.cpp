@@ -114,8 +114,11 @@ class Preparation {
     if (length(table_.number) > std::numeric_limits<std::int32_t>::max()) {
       stop_run(fmt::format(" ERROR: {} holds more rows than observations can have.", from.name));
     }
-    remark(fmt::format("columns: easting {}, northing {}, field {}", table_.names[columns_.easting],
-                       table_.names[columns_.northing], table_.names[columns_.field]));
+    remark(fmt::format("columns: easting {}, northing {}, field {} ({})",
+                       table_.names[columns_.easting], table_.names[columns_.northing],
+                       table_.names[columns_.field],
+                       table_.heading > 0 ? fmt::format("line {} taken as heading", table_.heading)
+                                          : "no heading"));
     stations_.easting = table_.columns[columns_.easting];
     stations_.northing = table_.columns[columns_.northing];
     stations_.field = table_.columns[columns_.field];

@@ -14,77 +14,14 @@
 #include "base/text_file.h"
 #include "base/view1.h"
 #include "survey/delimited_text.h"
+#include "survey/missing_marks.h"
+#include "survey/row_faults.h"
 
 namespace quorivex {
 namespace {
 
 constexpr std::size_t kLongestLine = 1'000'000;
-constexpr std::size_t kShown = 160;  // characters of a line in a message
-constexpr std::int64_t kListed = 5;  // faults in a message
 constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
-
-std::string shown(std::string_view line) {
-  std::string text(line.substr(0, kShown));
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
-  return line.size() > kShown ? text + " ..." : text;
-}
-
-/// Collects what is wrong with the rows, so that one run tells more than the first fault.
-class Faults {
- public:
-  explicit Faults(const std::string& name) : name_(name) {}
-
-  void add(std::int64_t number, const std::string& why, std::string_view line) {
-    if (++count_ > kListed) return;
-    list_ += fmt::format(" line {}: {}\n    {}\n", number, why, shown(line));
-  }
-  void refuse_any() const {
-    if (count_ == 0) return;
-    const std::string more =
-        count_ > kListed ? fmt::format(" and {} more\n", count_ - kListed) : "";
-    stop_run(fmt::format(
-        " ERROR: {} holds values that cannot be used:\n{}{} Correct them, or name the marks of "
-        "missing values (--missing '*') to leave\n such rows out.",
-        name_, list_, more));
-  }
-
- private:
-  const std::string& name_;
-  std::int64_t count_ = 0;
-  std::string list_;
-};
-
-/// The marks of missing values, and the numbers that are usual as such.
-class Marks {
- public:
-  explicit Marks(const std::vector<std::string>& marks) {
-    for (const std::string& mark : marks) {
-      if (mark == "none") {
-        usual_are_numbers_ = true;
-      } else if (const auto number = to_number(mark)) {
-        numbers_.push_back(*number);
-      } else {
-        texts_.push_back(mark == "empty" ? "" : mark);
-      }
-    }
-  }
-
-  bool marks(const std::string& field) const {
-    if (std::find(texts_.begin(), texts_.end(), field) != texts_.end()) return true;
-    const auto value = numbers_.empty() ? std::nullopt : to_number(field);
-    return value && std::find(numbers_.begin(), numbers_.end(), *value) != numbers_.end();
-  }
-  bool looks_like_one(double value) const {
-    constexpr std::array kUsual{-9999.0, -99999.0, -999999.0, -9999999.0};
-    return !usual_are_numbers_ && std::find(kUsual.begin(), kUsual.end(), value) != kUsual.end();
-  }
-
- private:
-  std::vector<double> numbers_;
-  std::vector<std::string> texts_;
-  bool usual_are_numbers_ = false;
-};
 
 /// The name of the line that a row such as "Line 100" or "Tie: 5" begins.
 std::optional<std::string> begins_line(std::string_view row) {
@@ -98,6 +35,17 @@ std::optional<std::string> begins_line(std::string_view row) {
   rest.remove_prefix(std::min(rest.find_first_not_of(kBetween), rest.size()));
   if (rest.find_first_of(" \t,;") != std::string_view::npos) return std::nullopt;
   return word + " " + std::string(rest);
+}
+
+/// Whether a field can be the name of a column, rather than a value that is no number.
+bool is_name(const std::string& field) {
+  constexpr std::array kNoValues{"nan", "inf", "infinity", "na", "n/a", "null", "none"};
+  const std::string text = lower_case(field);
+  const bool letters = std::any_of(text.begin(), text.end(), [](char c) {
+    return (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;  // UTF-8
+  });
+  return letters && std::string_view("0123456789+-.*#").find(text.front()) == text.npos &&
+         std::find(kNoValues.begin(), kNoValues.end(), text) == kNoValues.end();
 }
 
 class TableReader {
@@ -160,6 +108,7 @@ class TableReader {
       places.push_back(*place);
     }
     set_places(std::move(places), names);
+    set_width(names, "the heading");
   }
 
   /// Finds the columns; true when the first row is one of data.
@@ -177,26 +126,50 @@ class TableReader {
       }
       places.push_back(*place);
     }
-    const bool data = !by_name_ && any_value(fields, places);
-    set_places(std::move(places), data ? std::vector<std::string>{} : fields);
-    return data;
+    const bool heading = by_name_ || all_names(fields, places);
+    set_places(std::move(places), heading ? fields : std::vector<std::string>{});
+    // Columns by number are the way out where a heading does not fit its rows.
+    if (by_name_) set_width(fields, "the heading");
+    return !heading;
   }
 
-  bool any_value(const std::vector<std::string>& fields,
+  bool all_names(const std::vector<std::string>& fields,
                  const std::vector<std::size_t>& places) const {
     for (std::size_t c = 0; c < request_.columns.size(); ++c) {
-      if (places[c] >= fields.size()) continue;
+      if (places[c] >= fields.size()) return false;
       const std::string& field = fields[places[c]];
-      if (to_number(field) || marks_.marks(field)) return true;
+      if (!is_name(field) || marks_.marks(field)) return false;
     }
-    return false;
+    return true;
+  }
+
+  /// From here on rows should have as many columns as this one; empty ones at its end, which come
+  /// of separators at the ends of lines, may be missing.
+  void set_width(const std::vector<std::string>& fields, const char* what) {
+    most_ = least_ = fields.size();
+    while (least_ > 0 && fields[least_ - 1].empty()) --least_;
+    width_of_ = fmt::format("{} (line {})", what, number_);
+  }
+
+  bool fits_width(const std::vector<std::string>& fields) const {
+    const bool surplus =
+        std::any_of(fields.begin() + std::min(length(fields), static_cast<std::int64_t>(most_)),
+                    fields.end(), [](const std::string& field) { return !field.empty(); });
+    return fields.size() >= least_ && !surplus;
   }
 
   void set_places(std::vector<std::size_t> places, const std::vector<std::string>& names) {
-    for (const std::size_t place : places) {
+    if (!names.empty()) table_.heading = number_;
+    heading_columns_ = names.size();
+    places_ = std::move(places);
+    name_columns(names);
+  }
+
+  void name_columns(const std::vector<std::string>& names) {
+    table_.names.clear();
+    for (const std::size_t place : places_) {
       table_.names.push_back(place < names.size() ? names[place] : fmt::format("#{}", place + 1));
     }
-    places_ = std::move(places);
   }
 
   /// The name as it stands comes before one that differs in capitals.
@@ -218,6 +191,16 @@ class TableReader {
 
   void take_row(const std::string& line, const std::vector<std::string>& fields) {
     ++table_.rows;
+    if (most_ == 0) {
+      set_width(fields, "the first row");
+      // A heading of other columns does not tell their names.
+      if (fields.size() != heading_columns_) name_columns({});
+    }
+    if (!fits_width(fields)) {
+      return faults_.add(
+          number_, fmt::format("has {} columns, but {} has {}", fields.size(), width_of_, most_),
+          line);
+    }
     const std::size_t last = *std::max_element(places_.begin(), places_.end());
     if (last >= fields.size()) {
       return faults_.add(
@@ -275,12 +258,16 @@ class TableReader {
 
   const std::string& name_;
   const TableRequest& request_;
-  Marks marks_;
-  Faults faults_;
+  MissingMarks marks_;
+  RowFaults faults_;
   std::vector<std::string> wanted_;  // the line column is the last one
   bool by_name_ = false;
   std::vector<std::size_t> places_;  // of the wanted columns, from 0; empty: not yet known
   char separator_ = 0;
+  std::size_t heading_columns_ = 0;
+  std::size_t least_ = 0;  // columns of a row
+  std::size_t most_ = 0;   // 0: not yet known
+  std::string width_of_;   // the line that these are of
   std::int64_t number_ = 0;
   std::int32_t begun_line_ = -1;
   std::map<std::string, std::int32_t> line_numbers_;

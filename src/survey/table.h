@@ -32,15 +32,19 @@ struct Table {
   std::vector<std::int64_t> number;          ///< of each row: its line of the file, from 1
   std::int64_t rows = 0;                     ///< with those that are left out
   std::vector<std::int64_t> missing;         ///< rows left out, by the first column that is marked
+  std::int64_t heading = 0;                  ///< its line of the file; 0 without one
   std::vector<std::string> names;            ///< of the columns as requested, "#3" without a header
 };
 
 /// Reads a text table: comment lines (first character #, /, ! or %), a header where columns are
 /// asked for by name (a comment line that holds all of them, or the first row), then a row a line.
+/// With columns by number a first row that holds words in all of them is a heading too.
 /// A row of one of the words Line, Tie, Base, Test, Trend, Random and Special with at most one name
 /// begins a line, as in XYZ files.
-/// @throws StopRun naming the first five lines with a value that is not a number, out of range,
-///         missing without a mark that was named, or looks like such a mark; file_not_found
+/// @throws StopRun naming the first five lines with another number of columns than the heading or
+/// the
+///         first row, or with a value that is not a number, out of range, missing without a mark
+///         that was named, or looks like such a mark; file_not_found
 Table read_table(const std::string& name, const TableRequest& request);
 
 /// The number of a column given as "3" or "#3", 0 for a name.

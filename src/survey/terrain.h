@@ -20,8 +20,8 @@ struct Terrain {
   }
 };
 
-/// Reads a terrain: a topography file, whose points are joined to triangles, or an ESRI ASCII grid
-/// (first word "ncols"), between whose nodes elevations are bilinear.
+/// Reads a terrain: a topography file, whose points are joined to triangles, or a grid, between
+/// whose nodes elevations are bilinear: netCDF, or ESRI ASCII (first word "ncols").
 /// @throws StopRun naming what is wrong in the file; file_not_found
 Terrain read_terrain(const std::string& name);
 

@@ -29,8 +29,9 @@ row, or a comment that holds the names (XYZ files). Lines that begin with #, /,
 
 Every row is used, thinned away, or left out because it holds a mark named with
 --missing; the report counts them. Anything else that is no number, or out of
-range, ends the command with its line; so does -9999, -99999 and the like unless
-it is named, or taken as a number with '--missing none'.
+range, ends the command with its line, and so does a row with more or fewer
+columns than the header or the first row; so does -9999, -99999 and the like
+unless it is named, or taken as a number with '--missing none'.
 
 Thinning comes first, then the regional field is removed, then the standard
 deviations are found. What was done stands in comments at the head of OUTPUT.
@@ -167,8 +168,9 @@ void add_table_options(CLI::App& app, Options& o) {
       "Height above the terrain: a column's name ('#4' is\n"
       "column 4), or a number of metres for all stations");
   add("--topography", o.choices.terrain, "FILE",
-      "Terrain below the stations: a topography file, or an\n"
-      "ESRI ASCII grid (begins with ncols)");
+      "Terrain below the stations: a topography file, an ESRI\n"
+      "ASCII grid (begins with ncols), or a netCDF grid of GMT,\n"
+      "GDAL or QGIS; coordinates and elevations in metres");
   add("--line", t.line, "COL", "Names of the flight lines [rows such as Line 100]");
   add("--separator", o.separator, "S",
       "comma, semicolon, tab, blank (one or more blanks or\n"

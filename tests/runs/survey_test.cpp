@@ -34,6 +34,7 @@ TEST(QvxSurvey, TheOutputHoldsWhatTheReportCounts) {
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
   for (const char* text : {"30 rows read, 1 left out as marked missing (field 1)",
+                           "easting X, northing Y, field T (line 1 taken as heading)",
                            "thinned away: 17 (nearest to every 30 m along 3 lines); used: 12",
                            "removed: plane 90 nT at 450000 E 7000000 N, 1000 nT/km eastward and 5 "
                            "nT/km northward (as given)",

@@ -4,10 +4,8 @@
 #include <cmath>
 
 #include "base/stop_run.h"
-#include "scratch_folder.h"
 #include "survey/geomagnetic_field.h"
 #include "survey/igrf_coefficients.h"
-#include "survey/terrain.h"
 #include "survey/thinning.h"
 #include "survey/trend.h"
 #include "values.h"
@@ -120,30 +118,6 @@ TEST(Trends, NoPlaneNearTheRobustOneHasSmallerAbsoluteResiduals) {
     north.north += step * 1e-3;
     for (const Trend& other : {level, east, north}) EXPECT_LE(sum(best), sum(other) + 1e-6);
   }
-}
-
-TEST(Terrains, AGridIsReadFromTheNorthAndBilinearBetweenItsNodes) {
-  const ScratchFolder folder;
-  const std::string values = "5 6 -1\n1 2 3\n";
-  const Terrain t = read_terrain(folder.write(
-      "g.asc",
-      "NCOLS 3\nnrows 2\nxllcorner 95\nyllcenter 200\ncellsize 10\nNODATA_value -1\n" + values));
-  EXPECT_EQ(t.elevation(100, 200), 1.0);  // south-west
-  EXPECT_EQ(t.elevation(100, 210), 5.0);
-  EXPECT_EQ(t.elevation(105, 205), 3.5);
-  EXPECT_EQ(t.elevation(0, 0), 1.0);
-  EXPECT_EQ(t.elevation(110, 300), 6.0);
-  EXPECT_EQ(t.elevation(500, 200), 3.0);
-  EXPECT_TRUE(std::isnan(t.elevation(111, 201)));
-  EXPECT_TRUE(t.covers(120, 210) && !t.covers(121, 210) && !t.covers(99, 205));
-
-  const Terrain points = read_terrain(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 3\n"));
-  EXPECT_DOUBLE_EQ(points.elevation(2, 3), 1.8);
-  for (const char* bad : {"ncols 3\nnrows 2\nxllcorner 0\nyllcorner 0\ncellsize 10\n1 2 3 4 5\n",
-                          "ncols 1000000\nnrows 1000000\nxllcorner 0\nyllcorner 0\ncellsize 1\n1",
-                          "ncols 3\nnrows 2\nxllcorner 0\ncellsize 10\n1 2 3 4 5 6\n",
-                          "ncols 3\nnrows 2.5\n", "ncols\n", "ncols 3\nrows 3\n"})
-    EXPECT_THROW(read_terrain(folder.write("bad.asc", bad)), StopRun) << bad;
 }
 
 // Of the calculator of the model's publishers, IGRF-13: definitive for both dates' epochs.

@@ -104,8 +104,7 @@ TEST(SurveyTable, FaultsNameTheirLines) {
                 std::string("line 2: field (column 3) should be a number from -100000 to 100000, "
                             "not '") +
                     bad);
-  expect_text(refusal_of("1 2 3\n1 2\n", request(numbers)),
-              "line 2: should have 3 columns or more, not 2");
+  expect_text(refusal_of("1 2\n", request(numbers)), "should have 3 columns or more, not 2");
   std::string many = "1 2 3\n";
   for (int i = 0; i < 8; ++i) many += "1 2 x\n";
   expect_text(refusal_of(many, request(numbers)), "line 6: field");
@@ -117,6 +116,36 @@ TEST(SurveyTable, FaultsNameTheirLines) {
   for (const char* empty : {"", "# only a comment\n", "E N T\n", "Line 5\n"})
     expect_text(refusal_of(empty, request({"E", "N", "T"})), "holds no row of data");
   expect_text(refusal_of(std::string(1'000'001, '1'), request(numbers)), "a million characters");
+}
+
+// A row cut short may still hold all columns of use, and a shifted one holds others in their place.
+TEST(SurveyTable, RowsHaveAsManyColumnsAsTheHeadingOrTheFirstRow) {
+  const Names names{"E", "N", "T"};
+  const Names numbers{"1", "2", "3"};
+  const std::string cut = "E,N,T,flag,remark\n1,2,3,0,a\n4,5,6,0,\n7,8,9,0\n";
+  expect_text(refusal_of(cut, request(names)),
+              "line 4: has 4 columns, but the heading (line 1) has 5\n    7,8,9,0\n");
+  expect_text(refusal_of(cut, request(numbers)),
+              "line 4: has 4 columns, but the first row (line 2)");
+  expect_text(refusal_of("# E N T\n1 2 3\n1 L 2 3\n", request(names)),
+              "line 3: has 4 columns, but the heading (line 1) has 3");
+  expect_text(refusal_of("Line no E N T\n1 2 3 4\n", request(names)), "line 2: has 4 columns, but");
+  // Separators at the ends of lines, of all or of some.
+  for (const char* text : {"E,N,T,\n1,2,3\n4,5,6,\n", "E,N,T\n1,2,3,\n4,5,6,,\n"})
+    EXPECT_EQ(table_of(text, request(names)).columns,
+              (std::vector<Numbers>{{1, 4}, {2, 5}, {3, 6}}));
+}
+
+TEST(SurveyTable, WithColumnsByNumberOnlyWordsMakeAHeading) {
+  const Names numbers{"1", "2", "3"};
+  const Table table = table_of("E (m) T\n1 2 3\n", request(numbers));
+  EXPECT_EQ(table.heading, 1);
+  EXPECT_EQ(table.names, (Names{"E", "(m)", "T"}));
+  EXPECT_EQ(table_of("1 2 3\n", request(numbers)).heading, 0);
+  EXPECT_EQ(table_of("Easting (m) N (m) T\n1 2 3\n", request(numbers)).names,
+            (Names{"#1", "#2", "#3"}));
+  for (const char* first : {"nan,inf,*", "NaN,NA,null", "-inf,1.#IND,x", "E,N,*", "E,N,5", "E,N,"})
+    expect_text(refusal_of(std::string(first) + "\n1,2,3\n", request(numbers)), "line 1: ");
 }
 
 }  // namespace

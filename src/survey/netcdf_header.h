@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string_view>
+
+namespace quorivex {
+
+/// Whether a file that begins so is netCDF: classic ("CDF" and a version) or HDF5.
+bool is_netcdf(std::string_view beginning);
+
+/// Whether all that the header of a classic netCDF file counts lies within its bytes (layout:
+/// NetCDF Users Guide, File Format Specifications). The library trusts these counts, and crashes or
+/// takes minutes where damage has made them large. True for HDF5 files.
+bool header_fits(std::string_view bytes);
+
+}  // namespace quorivex

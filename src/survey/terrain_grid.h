@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace quorivex {
+
+/// Elevations (m) at the nodes of a regular grid.
+struct TerrainGrid {
+  std::int64_t columns = 0;   ///< 2 or more
+  std::int64_t rows = 0;      ///< 2 or more
+  double west = 0.0;          ///< easting of the first node of a row, metres
+  double south = 0.0;         ///< northing of the last row
+  double width = 0.0;         ///< between columns
+  double height = 0.0;        ///< between rows
+  std::vector<double> nodes;  ///< rows from north to south, each from west to east; NaN: no value
+
+  double east() const { return west + width * static_cast<double>(columns - 1); }
+  double north() const { return south + height * static_cast<double>(rows - 1); }
+
+  /// Bilinear between the nodes; beyond them that of the nearest edge. NaN where a node that
+  /// counts has no value.
+  double elevation(double easting, double northing) const;
+};
+
+inline constexpr std::int64_t kMostNodes = 1'000'000;  ///< along one side of a grid
+
+/// Elevations of the solid Earth lie between these.
+inline constexpr double kLowestGround = -12000.0;  ///< metres
+inline constexpr double kHighestGround = 9000.0;
+
+/// @throws StopRun naming the place of the first elevation that is none on Earth
+void check_elevations(const TerrainGrid& grid, const std::string& name);
+
+}  // namespace quorivex

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "survey/terrain.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <netcdf.h>
+
+#include <array>
+#include <cmath>
+#include <numeric>
+#include <vector>
+
+#include "base/stop_run.h"
+#include "scratch_folder.h"
+
+#ifdef __SANITIZE_ADDRESS__
+// What these libraries leave behind of damaged files is theirs.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libnetcdf\nleak:libhdf5\n"; }
+#endif
+
+namespace quorivex::test {
+namespace {
+
+std::string refusal_of(const std::string& file) {
+  try {
+    read_terrain(file);
+  } catch (const StopRun& stop) {
+    return stop.console;
+  }
+  return "not refused";
+}
+
+void expect_text(const std::string& whole, const std::string& part) {
+  EXPECT_NE(whole.find(part), std::string::npos) << part << "\n" << whole;
+}
+
+/// The ground of these tests: 1 2 3 in the south at northing 200, 5 6 and no value 10 m north of
+/// it, eastings from 100 in steps of 10.
+void expect_ground(const Terrain& t) {
+  const std::vector<std::array<double, 3>> places{{100, 200, 1}, {100, 210, 5}, {105, 205, 3.5},
+                                                  {0, 0, 1},     {110, 300, 6}, {500, 200, 3}};
+  for (const auto& [e, n, z] : places) EXPECT_EQ(t.elevation(e, n), z) << e << " " << n;
+  EXPECT_TRUE(std::isnan(t.elevation(111, 201)));
+  EXPECT_TRUE(t.covers(120, 210) && !t.covers(121, 210) && !t.covers(99, 205));
+  EXPECT_EQ(t.in_words, "3 x 2 grid");
+}
+
+TEST(Terrains, AnAsciiGridIsReadFromTheNorthAndItsFaultsAreNamed) {
+  const ScratchFolder folder;
+  const std::string header = "NCOLS 3\nnrows 2\nxllcorner 95\nyllcenter 200\ncellsize 10\n";
+  const auto grid = [&](const std::string& values) {
+    return folder.write("g.asc", header + "NODATA_value -1\n" + values);
+  };
+  expect_ground(read_terrain(grid("5 6 -1\n1 2 3\n")));
+  expect_text(refusal_of(grid("5 6 -1\n1 2 3\n4\n")), "more after its 6 elevations");
+  expect_text(refusal_of(grid("5 6 -1\n1 2 3\nx")), "more after its 6 elevations");
+  expect_text(refusal_of(grid("5 6 -1\n1 2\n")), "elevation 6 of 6 is missing");
+  expect_text(refusal_of(grid("5 6 -1\n1 nan 3\n")), "elevation 5 of 6 is missing or no number");
+  for (const char* absurd : {"-32768", "9001", "1e300"})
+    expect_text(refusal_of(grid(fmt::format("5 6 -1\n1 {} 3\n", absurd))),
+                "at 110 E 200 N (row 2 from\n the north, column 2 from the west)");
+  const std::string huge =
+      "ncols 1000000\nnrows 1000000\nxllcorner 0\nyllcorner 0\ncellsize 1\n999999999*5";
+  for (const char* bad : {huge.c_str(), "ncols 3\nnrows 2\nxllcorner 0\ncellsize 10\n1 2 3 4 5 6\n",
+                          "ncols 3\nnrows 2.5\n", "ncols\n", "ncols 3\nrows 3\n"})
+    expect_text(refusal_of(folder.write("bad.asc", bad)), "ERROR reading terrain grid");
+}
+
+TEST(Terrains, PointsAreJoinedToTrianglesAndImpossibleElevationsRefused) {
+  const ScratchFolder folder;
+  const Terrain points = read_terrain(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 3\n"));
+  EXPECT_DOUBLE_EQ(points.elevation(2, 3), 1.8);
+  expect_text(refusal_of(folder.write("p.txt", "3\n0 0 1\n10 0 -99999\n0 10 3\n")),
+              "point 2 (10 E 0 N), has an elevation of -99999 m");
+}
+
+/// How a netCDF file of the same ground is written.
+struct Layout {
+  int format = NC_NETCDF4;
+  std::string x = "x", y = "y", units = "m";
+  std::vector<double> eastings{100, 110, 120};
+  std::vector<double> northings{200, 210};
+  nc_type type = NC_FLOAT;
+  std::vector<double> values{1, 2, 3, 5, 6, -99};  // as they are stored
+  double mark = -99;
+  const char* mark_name = "_FillValue";
+  double factor = 1.0;
+  double offset = 0.0;
+  int extra = 0;  // 1: another grid; 2: the grid has three dimensions; 3: no coordinates
+};
+
+/// The parts that GMT and GDAL write, a variable of text (as for a projection) among them.
+std::string write_netcdf(const std::string& name, const Layout& l) {
+  int file = 0;
+  EXPECT_EQ(nc_create(name.c_str(), l.format | NC_CLOBBER, &file), NC_NOERR);
+  std::array<int, 3> d{};
+  nc_def_dim(file, "t", 1, d.data());
+  nc_def_dim(file, l.y.c_str(), l.northings.size(), &d[1]);
+  nc_def_dim(file, l.x.c_str(), l.eastings.size(), &d[2]);
+  int crs = 0;
+  nc_def_var(file, "transverse_mercator", NC_CHAR, 0, nullptr, &crs);
+  int x = 0;
+  int y = 0;
+  nc_def_var(file, (l.x + (l.extra == 3 ? "2" : "")).c_str(), NC_DOUBLE, 1, &d[2], &x);
+  nc_def_var(file, l.y.c_str(), NC_DOUBLE, 1, &d[1], &y);
+  for (const int v : {x, y}) nc_put_att_text(file, v, "units", l.units.size(), l.units.c_str());
+  int z = 0;
+  int other = 0;
+  nc_def_var(file, "Band1", l.type, l.extra == 2 ? 3 : 2, &d[l.extra == 2 ? 0 : 1], &z);
+  if (l.extra == 1) nc_def_var(file, "slope", l.type, 2, &d[1], &other);
+  nc_put_att_double(file, z, l.mark_name, l.type, 1, &l.mark);
+  nc_put_att_double(file, z, "scale_factor", NC_DOUBLE, 1, &l.factor);
+  nc_put_att_double(file, z, "add_offset", NC_DOUBLE, 1, &l.offset);
+  nc_enddef(file);
+  nc_put_var_double(file, x, l.eastings.data());
+  nc_put_var_double(file, y, l.northings.data());
+  if (!l.values.empty()) nc_put_var_double(file, z, l.values.data());
+  EXPECT_EQ(nc_close(file), NC_NOERR);
+  return name;
+}
+
+TEST(Terrains, EveryLayoutOfANetcdfGridGivesTheSameGround) {
+  const ScratchFolder folder;
+  std::vector<Layout> layouts(9);
+  layouts[1].format = 0;
+  layouts[2].format = NC_64BIT_OFFSET;
+  layouts[3].format = NC_64BIT_DATA;
+  layouts[4].northings = {210, 200};
+  layouts[4].values = {5, 6, -99, 1, 2, 3};
+  layouts[5].eastings = {120, 110, 100};
+  layouts[5].values = {3, 2, 1, -99, 6, 5};
+  layouts[6] = {.format = 0,
+                .units = "",
+                .type = NC_SHORT,
+                .values = {-4, -2, 0, 4, 6, -32768},
+                .mark = -32768,
+                .mark_name = "missing_value",
+                .factor = 0.5,
+                .offset = 3};
+  layouts[7].values.back() = layouts[7].mark = std::nan("");
+  layouts[8] = {.x = "lon", .y = "lat", .units = "metres"};
+  for (const Layout& layout : layouts) {
+    SCOPED_TRACE(&layout - layouts.data());
+    expect_ground(read_terrain(write_netcdf(folder.path("g.nc"), layout)));
+  }
+  // Without a projection GDAL calls metres degrees.
+  Layout far{.x = "lon", .y = "lat", .units = "degrees_east"};
+  far.eastings = {450000, 450010, 450020};
+  far.northings = {7000200, 7000210};
+  EXPECT_EQ(read_terrain(write_netcdf(folder.path("g.nc"), far)).elevation(450010, 7000210), 6.0);
+}
+
+TEST(Terrains, NetcdfFilesThatAreNoGridInMetresAreRefused) {
+  const ScratchFolder folder;
+  const auto refusal = [&](const Layout& layout) {
+    return refusal_of(write_netcdf(folder.path("g.nc"), layout));
+  };
+  expect_text(refusal({.x = "lon",
+                       .y = "lat",
+                       .units = "degrees_north",
+                       .eastings = {100, 110, 120},
+                       .northings = {20, 30}}),
+              "lon is in degrees; project the grid");
+  expect_text(refusal({.units = "km"}), "the units of x are 'km', not m");
+  expect_text(refusal({.x = "y", .y = "x"}), "northing should come first");
+  expect_text(refusal({.eastings = {100, 110, 140}}), "value 2 of x, 110, is not at a regular");
+  expect_text(refusal({.eastings = {100, std::nan(""), 120}}), "value 2 of x, nan");
+  expect_text(refusal({.northings = {200, 200}}), "value 1 of y");
+  expect_text(refusal({.northings = {200}}), "y has 1 nodes");
+  expect_text(refusal({.extra = 1}), "several variables over two coordinates: Band1 slope");
+  for (const int extra : {2, 3})
+    expect_text(refusal({.extra = extra}), "no variable over two coordinates");
+  expect_text(refusal({.type = NC_CHAR}), "no variable over two coordinates");
+  expect_text(refusal({.values = {1, 2, 3, 5, 6, -32767}}), "elevation of -32767 m at 120 E 210 N");
+}
+
+std::vector<double> steps(std::size_t count) {
+  std::vector<double> values(count);
+  std::iota(values.begin(), values.end(), 0.0);
+  return values;
+}
+
+TEST(Terrains, DamagedNetcdfFilesAreRefusedWhereverTheyAreCutOrChanged) {
+  const ScratchFolder folder;
+  for (const int format : {0, NC_64BIT_DATA, NC_NETCDF4}) {
+    write_netcdf(folder.path("g.nc"), {.format = format});
+    const std::string whole = folder.read("g.nc");
+    const std::size_t step = format == NC_NETCDF4 ? 97 : 1;
+    for (std::size_t size = 4; size < whole.size(); size += step)
+      EXPECT_NE(refusal_of(folder.write("c.nc", whole.substr(0, size))), "not refused") << size;
+    for (std::size_t at = 4; at < whole.size(); at += step) {
+      std::string changed = whole;
+      for (const char byte : {'\x7f', '\xff', '\x10'}) {
+        changed[at] = byte;
+        refusal_of(folder.write("c.nc", changed));  // ends, one way or the other
+      }
+    }
+  }
+  // Nothing is stored of 900 million values.
+  write_netcdf(folder.path("huge.nc"),
+               {.eastings = steps(30000), .northings = steps(30000), .values = {}});
+  expect_text(refusal_of(folder.path("huge.nc")), "bytes cannot hold");
+}
+
+}  // namespace
+}  // namespace quorivex::test
