@@ -311,7 +311,7 @@ function listenToSections(view) {
       describeCellUnder(down);
       window.addEventListener('pointerup', (up) => {
         const dragged = Math.hypot(up.clientX - down.clientX, up.clientY - down.clientY) > 3;
-        if (!dragged && cells) moveTo(view, cells);
+        if (!dragged && cells && up.pointerId === down.pointerId) moveTo(view, cells);
       }, {once: true});
     });
     byId(id).on('plotly_afterplot', () => placeCrosshair(view, id));
