@@ -160,14 +160,14 @@ FinishedRun read_finished_run(const std::string& input_file) {
   FinishedRun run;
   run.input_file = input_file;
   run.parameters = read_input_file(input_file, report);
-  const Alphas alphas = read_alphas(run.parameters.alphaLine, report);
-  run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   auto [folder, log] = find_log(input_file);
   run.folder = std::move(folder);
   run.started = log.started;
   run.ended = log.ended;
   run.ending = log.ending;
   read_passes(run, log);
+  const Alphas alphas = read_alphas(run.parameters.alphaLine, report);
+  run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   read_mesh(run);
   if (run.parameters.mode == 1) run.target = run.observations.ndata * run.parameters.par;
   return run;

@@ -207,6 +207,11 @@ test('the pass that is chosen is the one shown, observed and predicted data in t
     (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
     (await drawnData('predicted')).forEach((v, i) => near(v, predicted[i], 'predicted'));
     (await drawnData('residual')).forEach((v, i) => assert.ok(Math.abs(v - (observed[i] - predicted[i]) / deviation[i]) < 1e-6));
+    const scatter = await page.evaluate(() => {
+      const {x, y} = document.getElementById('scatter').data[1];
+      return [Array.from(x), Array.from(y)];
+    });
+    assert.deepEqual(scatter, [await drawnData('observed'), await drawnData('predicted')]);
     const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
     const layer = 7 - Number(await page.inputValue('#slide-elevation'));
     near(susceptibility(words), valueAt(model(pass), {easting: centres('easting')[1], northing: centres('northing')[3],
@@ -262,6 +267,9 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
   await page.mouse.move(at[0] + 1, at[1]);
   await page.mouse.move(...at);
   await page.waitForFunction(() => /datum 11 /.test(document.getElementById('at-datum').textContent));
+  const [, observed, predicted] = (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
+  near(Number(observed), data('obs.mag', 3)[10], 'observed in words');
+  near(Number(predicted), data(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)[10], 'predicted in words');
   await page.evaluate(() => window.scrollTo(0, 0));
   await page.screenshot({path: SCREENSHOT, fullPage: true});
   assert.ok(statSync(SCREENSHOT).size > 100_000);
