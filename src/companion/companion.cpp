@@ -108,7 +108,7 @@ std::string companion_name(const std::string& sensitivity_file) {
 }
 
 std::string find_companion(const std::string& sensitivity_file) {
-  const std::string beside = companion_name(sensitivity_file);
+  std::string beside = companion_name(sensitivity_file);
   std::error_code error;
   if (std::filesystem::exists(beside, error)) return beside;
   const std::filesystem::path target = std::filesystem::canonical(sensitivity_file, error);

@@ -268,8 +268,9 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
   await page.mouse.move(...at);
   await page.waitForFunction(() => /datum 11 /.test(document.getElementById('at-datum').textContent));
   const [, observed, predicted] = (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
-  near(Number(observed), data('obs.mag', 3)[10], 'observed in words');
-  near(Number(predicted), data(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)[10], 'predicted in words');
+  const shown = (name, column) => Number(data(name, column)[10].toPrecision(6));
+  assert.deepEqual([Number(observed), Number(predicted)],
+    [shown('obs.mag', 3), shown(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)]);
   await page.evaluate(() => window.scrollTo(0, 0));
   await page.screenshot({path: SCREENSHOT, fullPage: true});
   assert.ok(statSync(SCREENSHOT).size > 100_000);
