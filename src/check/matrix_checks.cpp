@@ -76,7 +76,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
                     wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 1)));
     return;
   }
-  const std::string info = companion_name(name);
+  const std::string info = find_companion(name);
   if (!companion) {
     Findings::note(fmt::format(
         "{} is not there, so that only the number of data tells whether the sensitivity file\n"

@@ -107,6 +107,15 @@ std::string companion_name(const std::string& sensitivity_file) {
   return sensitivity_file + ".info";
 }
 
+std::string find_companion(const std::string& sensitivity_file) {
+  std::string beside = companion_name(sensitivity_file);
+  std::error_code error;
+  if (std::filesystem::exists(beside, error)) return beside;
+  const std::filesystem::path target = std::filesystem::canonical(sensitivity_file, error);
+  const std::string beside_target = companion_name(target.string());
+  return !error && std::filesystem::exists(beside_target, error) ? beside_target : beside;
+}
+
 std::string companion_text(const Companion& companion) {
   std::string text = kHead + fmt::format("{:<20} {}\n", "bytes", companion.bytes);
   for (const Part& part : companion.parts) {
@@ -119,7 +128,7 @@ std::string companion_text(const Companion& companion) {
 }
 
 std::optional<Companion> read_companion(const std::string& sensitivity_file) {
-  const std::string name = companion_name(sensitivity_file);
+  const std::string name = find_companion(sensitivity_file);
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) return std::nullopt;
   Reader reader{name};
@@ -144,12 +153,29 @@ std::vector<std::string> differing_parts(const Companion& companion, const std::
 
 std::vector<std::string> strangeness(const Companion& companion, const std::string& name,
                                      const SensitivityFile& file) {
-  std::vector<std::string> names = differing_parts(companion, matrix_parts(file));
+  std::vector<Part> parts = matrix_parts(file);
+  const auto is_diagonal = [](const Part& part) { return part.name == "diagonal"; };
+  if (file.sens.gdiag.empty()) std::erase_if(parts, is_diagonal);
+  std::vector<std::string> names = differing_parts(companion, parts);
   std::error_code error;
   const auto bytes = std::filesystem::file_size(name, error);
   if (error || bytes != static_cast<std::uintmax_t>(companion.bytes)) {
     names.insert(names.begin(), "size");
   }
+  return names;
+}
+
+std::vector<std::string> foreign_parts(const std::string& name, const SensitivityFile& heading,
+                                       const Observations& observations) {
+  std::optional<Companion> companion;
+  try {
+    companion = read_companion(name);
+  } catch (const StopRun&) {
+    return {};
+  }
+  if (!companion || !strangeness(*companion, name, heading).empty()) return {};
+  std::vector<std::string> names = differing_parts(*companion, survey_parts(observations));
+  std::erase(names, "deviations");
   return names;
 }
 

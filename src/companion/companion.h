@@ -24,11 +24,15 @@ struct Companion {
   std::vector<Figure> figures;
 };
 
-/// "NAME.info"
+/// "NAME.info", where it is written.
 std::string companion_name(const std::string& sensitivity_file);
 
 /// The text of the file; control characters of a figure become question marks.
 std::string companion_text(const Companion& companion);
+
+/// Where the companion of a sensitivity file is to be read: beside its name, or else beside the
+/// file that the name is a link to. "NAME.info" when it is at neither place.
+std::string find_companion(const std::string& sensitivity_file);
 
 /// Reads the companion of a sensitivity file; nothing when there is none.
 /// @throws StopRun naming the line that is wrong, or the part that is missing
@@ -38,8 +42,15 @@ std::optional<Companion> read_companion(const std::string& sensitivity_file);
 std::vector<std::string> differing_parts(const Companion& companion, const std::vector<Part>& now);
 
 /// In what the companion does not belong to the matrix that lies beside it: "size" and names of
-/// parts; empty when it does. What it says of the survey then counts for nothing.
+/// parts; empty when it does. What it says of the survey then counts for nothing. The diagonal is
+/// not looked at where only the heading of the file was read.
 std::vector<std::string> strangeness(const Companion& companion, const std::string& name,
                                      const SensitivityFile& file);
+
+/// The names of the parts of the observations that the matrix was not made of, but for the
+/// deviations; empty where no sound companion tells.
+/// @param heading  of the sensitivity file of that name
+std::vector<std::string> foreign_parts(const std::string& name, const SensitivityFile& heading,
+                                       const Observations& observations);
 
 }  // namespace quorivex

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include <utility>
 
@@ -90,6 +91,11 @@ void read_datum(DataLines& lines, bool with_values, Observations& data) {
   data.std.push_back(std);
 }
 
+/// True within the ten digits that a coordinate is printed with.
+bool same_printed(double printed, double value) {
+  return std::abs(printed - value) <= 1e-9 * std::abs(value);
+}
+
 }  // namespace
 
 Observations read_data_file(const std::string& name, DataColumns columns,
@@ -118,7 +124,7 @@ Observations read_data_file(const std::string& name, DataColumns columns,
   return data;
 }
 
-std::vector<double> read_predicted_data(const std::string& name, std::int32_t ndata) {
+std::vector<double> read_predicted_data(const std::string& name, const Observations& observations) {
   DataLines lines(name);
   double skipped = 0.0;
   std::int32_t idir = 1;
@@ -126,17 +132,29 @@ std::vector<double> read_predicted_data(const std::string& name, std::int32_t nd
   lines.read(skipped, skipped, skipped);
   lines.read(skipped, skipped, idir);
   lines.read(count);
-  if (count != ndata) {
+  const Observations& o = observations;
+  if (count != o.ndata) {
     stop_run(fmt::format(" ERROR: {} should hold {} data, as the observations do; found {}.", name,
-                         ndata, count));
+                         o.ndata, count));
   }
   std::vector<double> values;  // grows with the lines that are there
   for (std::int32_t i = 1; i <= count; ++i) {
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
     double value = 0.0;
     if (idir == 0) {
-      lines.read(skipped, skipped, skipped, skipped, skipped, value);
+      lines.read(x, y, z, skipped, skipped, value);
     } else {
-      lines.read(skipped, skipped, skipped, value);
+      lines.read(x, y, z, value);
+    }
+    const std::size_t at = as_size(i - 1);
+    if (!same_printed(x, o.x[at]) || !same_printed(y, o.y[at]) || !same_printed(z, o.z[at])) {
+      stop_run(fmt::format(
+          " ERROR: datum {} is at {:.10g} {:.10g} {:.10g} in {}, but at {:.10g} {:.10g} "
+          "{:.10g} in the observations.\n The stations were changed since the run, or "
+          "are of another one: run quorivex again.",
+          i, x, y, z, name, o.x[at], o.y[at], o.z[at]));
     }
     values.push_back(value);
   }

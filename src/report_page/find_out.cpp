@@ -17,19 +17,13 @@ constexpr const char* kRoutine = "find_out";
 // Model files hold six digits: a value on a bound is off by half of the last at most.
 constexpr double kPrinted = 5.1e-6;
 
-/// A file as seen from here, a constant as it is.
-std::string source_in(const FinishedRun& run, const std::string& source) {
-  return source.starts_with("VALUE") ? source : path_in(run, source);
-}
-
 void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& model,
                            Findings& findings) {
   const InversionParameters& p = run.parameters;
   Report report;
   report.leave_console();
-  const bool all = p.activeCellFile.starts_with("null") || p.activeCellFile.starts_with("NULL");
-  const ActiveCells active = get_active_cells(
-      all ? p.activeCellFile : path_in(run, p.activeCellFile), run.mesh, run.tops, report);
+  const ActiveCells active =
+      get_active_cells(source_in(run, p.activeCellFile), run.mesh, run.tops, report);
   const auto cells = as_size(active.ncell);
   std::vector<double> values = allocate<double>(cells, kRoutine);
   std::vector<double> bound = allocate<double>(cells, kRoutine);
@@ -48,6 +42,13 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   findings.active_cells = active.ncell;
 }
 
+LargestResidual largest_residual(const Observations& o, const DataFit& fit,
+                                 const ResidualStatistics& residuals) {
+  const std::int32_t number = residuals.largest.front();
+  const std::size_t i = as_size(number - 1);
+  return {.number = number, .normalised = fit.normalised[i], .easting = o.x[i], .northing = o.y[i]};
+}
+
 }  // namespace
 
 Findings find_out(const FinishedRun& run, const std::vector<double>& model, const DataFit& fit) {
@@ -56,14 +57,17 @@ Findings find_out(const FinishedRun& run, const std::vector<double>& model, cons
   Findings findings;
   findings.ndata = o.ndata;
   findings.pass = run.passes.back().row.pass;
+  findings.passes_made = run.passes_made;
+  findings.foreign_parts = run.foreign_parts;
   findings.misfit = run.passes.back().row.misfit;
   findings.target = run.target;
   findings.ended = !run.ended.empty();
   findings.ending = run.ending;
   findings.narrowest_cell = std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
                                      *std::min_element(mesh.dn.begin(), mesh.dn.end()));
-  findings.spacing = mean_spacing(o.x, o.y);
+  findings.gap = typical_gap(mesh, o.x, o.y);
   findings.residuals = residual_statistics(o.x, o.y, fit.normalised);
+  findings.largest = largest_residual(o, fit, findings.residuals);
   findings.model = model_statistics(mesh, model);
   count_cells_at_bounds(run, model, findings);
   return findings;

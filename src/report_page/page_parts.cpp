@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "base/stop_run.h"
 #include "control/program_name.h"
@@ -128,12 +129,17 @@ std::string tiles_html(const Findings& f) {
                f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was kept");
   html += tile("Chi-squared per datum", fmt::format("{:.3g}", r.per_datum),
                fmt::format("of {} data; 1 for errors as stated", f.ndata));
-  html += tile("Passes", fmt::format("{}", f.pass),
-               f.ended ? "the run ended" : "the run has not ended");
+  const bool earlier = f.pass < f.passes_made;
+  html += tile("Passes",
+               earlier ? fmt::format("{} of {}", f.pass, f.passes_made) : fmt::format("{}", f.pass),
+               earlier   ? "files of the last pass are missing"
+               : f.ended ? "the run ended"
+                         : "the run has not ended");
   html += tile("Cells at a bound", percent_of(f.at_lower + f.at_upper, f.active_cells),
                fmt::format("{} at the upper one", f.at_upper));
-  html += tile("Likeness of neighbouring residuals", fmt::format("{:.2f}", r.likeness.correlation),
-               "correlation; 0 for independent errors");
+  html += tile("Likeness of neighbouring residuals",
+               r.likeness ? fmt::format("{:.2f}", r.likeness->correlation) : "unknown",
+               r.likeness ? "correlation; 0 for independent errors" : "too few data");
   html += tile("Susceptibility (SI)", fmt::format("{:.3g} to {:.3g}", f.model.least, f.model.most),
                fmt::format("median {:.3g}", f.model.median));
   return html + "</dl>\n";
@@ -188,7 +194,7 @@ std::string passes_html(const FinishedRun& run) {
                rows);
 }
 
-std::string parameters_html(const FinishedRun& run) {
+std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
   const InversionParameters& p = run.parameters;
   const Mesh& m = run.mesh;
   const Observations& o = run.observations;
@@ -197,11 +203,20 @@ std::string parameters_html(const FinishedRun& run) {
                                : source;
   };
   std::string alphas;
-  for (const double alpha : run.alphas)
+  std::string lengths;
+  for (const double alpha : run.alphas) {
+    if (!alphas.empty()) {
+      lengths += fmt::format("{}{:.4g}", lengths.empty() ? "" : ", ",
+                             std::sqrt(alpha / run.alphas.front()));
+    }
     alphas += fmt::format("{}{:g}", alphas.empty() ? "" : ", ", alpha);
+  }
+  const bool smallness = !run.alphas.empty() && run.alphas.front() > 0.0;
+  lengths = smallness ? lengths + " m" : "none, for there is no smallness";
   Rows rows{
       {"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: beta is kept"},
       {p.mode == 1 ? "chifact" : "beta", fmt::format("{:g}", p.par)},
+      {"tolc", fmt::format("{:g}", p.tolc)},
       {"Data", fmt::format("{}", o.ndata)},
       {"Inducing field", fmt::format("{:g} nT, inclination {:g}\u00b0, declination {:g}\u00b0",
                                      o.geomag, o.incl, o.decl)},
@@ -224,8 +239,12 @@ std::string parameters_html(const FinishedRun& run) {
       {"Lower bound", model(p.lowerBounds)},
       {"Upper bound", model(p.upperBounds)},
       {"Alphas (s, e, n, z)", alphas},
+      {"Length scales (e, n, z)", lengths},
       {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
-      {"Active cells", is_null(p.activeCellFile) ? "all below the ground" : p.activeCellFile},
+      {"Active cells", is_null(p.activeCellFile)
+                           ? fmt::format("all {} below the ground", active_cells)
+                           : fmt::format("{} of {} below the ground, {}", active_cells, run.nsens,
+                                         p.activeCellFile)},
       {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
   return table("", "Parameters", {}, rows);
 }

@@ -28,7 +28,7 @@ std::string flags_html(const std::vector<RedFlag>& flags);
 std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest);
 std::string passes_html(const FinishedRun& run);
-std::string parameters_html(const FinishedRun& run);
+std::string parameters_html(const FinishedRun& run, std::int64_t active_cells);
 std::string files_html(const FinishedRun& run);
 
 }  // namespace quorivex

@@ -7,6 +7,7 @@
 #include <map>
 #include <numeric>
 
+#include "base/place_tree.h"
 #include "base/view1.h"
 
 namespace quorivex {
@@ -39,36 +40,102 @@ Squares sorted_into_squares(const std::vector<double>& x, const std::vector<doub
   return squares;
 }
 
-}  // namespace
+double extent(const std::vector<double>& places) {
+  const auto [least, most] = std::minmax_element(places.begin(), places.end());
+  return *most - *least;
+}
 
+/// Side of the square that each datum has for itself: of the area between the outermost data, or of
+/// a line's length where they lie on one along an axis. 0 for data at one place.
 double mean_spacing(const std::vector<double>& x, const std::vector<double>& y) {
-  const auto extent = [](const std::vector<double>& places) {
-    const auto [least, most] = std::minmax_element(places.begin(), places.end());
-    return *most - *least;
-  };
   const auto n = static_cast<double>(x.size());
   const double east = extent(x);
   const double north = extent(y);
   return std::max(std::sqrt(east * north / n), std::max(east, north) / n);
 }
 
-Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<double>& y,
-                            const std::vector<double>& values) {
+/// Twice the area of the triangle of three places, positive where they turn to the left.
+double turn(const Place& a, const Place& b, const Place& c) {
+  return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+}
+
+/// Corners of the convex hull, counter-clockwise (Andrew 1979).
+std::vector<Place> convex_hull(const std::vector<double>& x, const std::vector<double>& y) {
+  std::vector<Place> places(x.size());
+  for (std::size_t i = 0; i < x.size(); ++i) places[i] = {x[i], y[i]};
+  std::sort(places.begin(), places.end());
+  std::vector<Place> hull;
+  const auto add = [&hull](const Place& place, std::size_t least) {
+    while (hull.size() > least && turn(hull[hull.size() - 2], hull.back(), place) <= 0.0) {
+      hull.pop_back();
+    }
+    hull.push_back(place);
+  };
+  for (const Place& place : places) add(place, 1);
+  const std::size_t lower = hull.size();
+  for (auto place = places.rbegin() + 1; place < places.rend(); ++place) add(*place, lower);
+  return hull;
+}
+
+/// Where the hull begins and ends along a northing; it ends before it begins where there is none.
+std::array<double, 2> within_hull(const std::vector<Place>& hull, double northing) {
+  std::array<double, 2> range{std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity()};
+  for (std::size_t i = 0; i < hull.size(); ++i) {
+    const Place& a = hull[i];
+    const Place& b = hull[(i + 1) % hull.size()];
+    if ((a[1] <= northing) == (b[1] <= northing)) continue;
+    const double easting = a[0] + (northing - a[1]) / (b[1] - a[1]) * (b[0] - a[0]);
+    range = {std::min(range[0], easting), std::max(range[1], easting)};
+  }
+  return range;
+}
+
+}  // namespace
+
+double typical_gap(const Mesh& mesh, const std::vector<double>& x, const std::vector<double>& y) {
+  const std::vector<Place> hull = convex_hull(x, y);
+  const PlaceTree tree(x, y);
+  const auto centre = [](const std::vector<double>& nodes, std::int32_t i) {
+    return (nodes[as_size(i)] + nodes[as_size(i) + 1]) / 2.0;
+  };
+  std::vector<double> distances;
+  for (std::int32_t j = 0; j < mesh.nn; ++j) {
+    const double northing = centre(mesh.northing_nodes, j);
+    const auto [west, east] = within_hull(hull, northing);
+    for (std::int32_t i = 0; i < mesh.ne; ++i) {
+      const double easting = centre(mesh.easting_nodes, i);
+      if (west <= easting && easting <= east) {
+        distances.push_back(tree.to_nearest({easting, northing}));
+      }
+    }
+  }
+  if (distances.empty()) {
+    return std::hypot(extent(x), extent(y)) / static_cast<double>(x.size()) / 4.0;
+  }
+  const auto middle = distances.begin() + length(distances) / 2;
+  std::nth_element(distances.begin(), middle, distances.end());
+  return *middle;
+}
+
+std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
+                                           const std::vector<double>& y,
+                                           const std::vector<double>& values) {
   const auto n = static_cast<double>(values.size());
   double side = mean_spacing(x, y);
-  if (!(side > 0.0)) return {};
+  if (!(side > 0.0)) return std::nullopt;
   Squares squares = sorted_into_squares(x, y, values, side);
   for (int i = 0; i<kMostWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
     side *= 1.2;
     squares = sorted_into_squares(x, y, values, side);
   }
   const auto groups = static_cast<double>(squares.size());
-  if (groups < 5.0 || n - groups < 5.0) return {};
+  if (groups < 5.0 || n - groups < 5.0) return std::nullopt;
   const double mean = std::accumulate(values.begin(), values.end(), 0.0) / n;
   double total = 0.0;
   for (const double value : values) total += (value - mean) * (value - mean);
   const double deviation = std::sqrt(total / n);
-  if (!(deviation > 0.0)) return {};
+  if (!(deviation > 0.0)) return std::nullopt;
   Likeness like{.side = side};
   double between = 0.0;
   double counts_squared = 0.0;

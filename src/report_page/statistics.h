@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "mesh_io/column_tops.h"
@@ -27,22 +28,24 @@ struct Likeness {
 
 /// Intraclass correlation of values in squares that hold six data each on average, from the ratio
 /// F of the mean squares between and within squares (Fisher 1925): (F - 1) / (F - 1 + n), n data a
-/// square. It is significant where F exceeds 1 by four of its standard deviations. All is 0 for
+/// square. It is significant where F exceeds 1 by four of its standard deviations. Nothing for
 /// fewer than five squares or values that do not vary.
 /// @param x, y  eastings and northings (m) of as many values
-Likeness neighbour_likeness(const std::vector<double>& x, const std::vector<double>& y,
-                            const std::vector<double>& values);
+std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
+                                           const std::vector<double>& y,
+                                           const std::vector<double>& values);
 
-/// Side of the square that each datum has for itself: of the area between the outermost data, or of
-/// a line's length where they lie on one along an axis. 0 for data at one place.
-double mean_spacing(const std::vector<double>& x, const std::vector<double>& y);
+/// Median of the horizontal distances (m) from the cells between the data (those of the mesh's
+/// columns whose centres lie within the data's convex hull) to the nearest datum: a quarter of the
+/// distance of flight lines. Where no centre does, a quarter of the distance of data on one line.
+double typical_gap(const Mesh& mesh, const std::vector<double>& x, const std::vector<double>& y);
 
 struct ResidualStatistics {
   double mean = 0.0;
   double per_datum = 0.0;             ///< sum of squares / number of data: 1 for errors as stated
   std::int64_t beyond_four = 0;       ///< data off by more than four standard deviations
   std::vector<std::int32_t> largest;  ///< numbers of at most ten data, the worst first
-  Likeness likeness;
+  std::optional<Likeness> likeness;   ///< nothing where data are too few to tell
 };
 
 /// @param normalised  (observed - predicted) / standard deviation of each datum

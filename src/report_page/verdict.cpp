@@ -2,6 +2,7 @@
 #include "report_page/verdict.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +14,7 @@ constexpr double kTolerance = 0.05;       // of the target, as the inversion has
 constexpr double kLikeNeighbours = 0.15;  // correlation that is worth a word
 constexpr double kGathered = 4.5;         // standard errors of a square's mean
 constexpr double kEdgeShare = 0.2;        // of the model's farthest departure from its median
-constexpr double kCellsPerSpacing = 3.0;  // narrower cells have no datum of their own
+constexpr double kCellsToDatum = 1.25;    // half-gaps between lines of five cells
 constexpr double kMeanOff = 0.25;         // standard deviations
 constexpr double kCertain = 4.0;          // standard errors
 
@@ -24,7 +25,7 @@ std::string percent(double share) {
 }
 
 void flag_pattern(const Findings& f, std::vector<RedFlag>& flags) {
-  const Likeness& like = f.residuals.likeness;
+  const Likeness like = f.residuals.likeness.value_or(Likeness{});
   std::string pattern;
   if (like.significant && like.correlation > kLikeNeighbours) {
     pattern = fmt::format(
@@ -86,6 +87,13 @@ std::string bounds_in_words(const Findings& f) {
       held, f.active_cells, percent(share), f.at_lower, f.at_upper);
 }
 
+std::string largest_in_words(const LargestResidual& r) {
+  return fmt::format(
+      "The largest residual is {:+.1f} standard deviations, of datum {} at easting {:.0f} m, "
+      "northing {:.0f} m.",
+      r.normalised, r.number, r.easting, r.northing);
+}
+
 std::string outliers_in_words(const Findings& f) {
   if (f.residuals.beyond_four == 0) return "No datum is off by more than four standard deviations.";
   return fmt::format(
@@ -111,30 +119,31 @@ std::vector<RedFlag> red_flags(const Findings& f) {
                      "the upper bound, unless it is known to hold.",
                      f.at_upper)});
   }
-  if (f.spacing > kCellsPerSpacing * f.narrowest_cell) {
+  if (f.gap > kCellsToDatum * f.narrowest_cell) {
     flags.push_back(
         {"Data coarser than the cells",
-         fmt::format(
-             "On average each datum has a square of {:.3g} m for itself, the narrowest cells "
-             "are {:.3g} m wide. Details of a few cells come from the smoothing, not from "
-             "the data.",
-             f.spacing, f.narrowest_cell)});
+         fmt::format("Half of the places between the data are {:.3g} m or more away from the "
+                     "nearest datum, the narrowest cells are {:.3g} m wide. Details of a few cells "
+                     "come from the smoothing there, not from the data.",
+                     f.gap, f.narrowest_cell)});
   }
   return flags;
 }
 
 Verdict verdict(const Findings& f, std::size_t flags) {
   Verdict v;
+  const bool earlier = f.pass < f.passes_made;
+  const bool doubts = flags > 0 || earlier;
   const std::string passes = fmt::format("after {} {}", f.pass, f.pass == 1 ? "pass" : "passes");
   if (!f.target) {
-    v.level = flags > 0 ? Level::warning : Level::good;
+    v.level = doubts ? Level::warning : Level::good;
     v.mark = "No target";
     v.headline =
         fmt::format("beta was kept, so there is no target; the misfit is {:.4g} for {} data {}.",
                     f.misfit, f.ndata, passes);
   } else if (target_reached(f)) {
-    v.level = flags > 0 ? Level::warning : Level::good;
-    v.mark = flags > 0 ? "Target reached, with doubts" : "Target reached";
+    v.level = doubts ? Level::warning : Level::good;
+    v.mark = doubts ? "Target reached, with doubts" : "Target reached";
     v.headline = fmt::format(
         "The model fits the data as closely as was asked: misfit {:.4g}, target "
         "{:.4g}, {}.",
@@ -147,6 +156,22 @@ Verdict verdict(const Findings& f, std::size_t flags) {
         "{:.3g} times the target of {:.4g}, {}.",
         f.misfit, f.misfit / *f.target, *f.target, passes);
   }
+  if (earlier) {
+    v.mark = fmt::format("Pass {} of {}", f.pass, f.passes_made);
+    v.headline = fmt::format(
+        "This is pass {} and not the result of the run, which made {}: files of later passes are "
+        "missing. {}",
+        f.pass, f.passes_made, v.headline);
+  }
+  if (!f.foreign_parts.empty()) {
+    v.level = Level::bad;
+    v.sentences.push_back(v.headline);
+    v.mark = "Wrong observations";
+    v.headline = fmt::format(
+        "The sensitivity file was made for other observations ({} differ): either they were "
+        "changed after the run, or its model and data belong to different surveys.",
+        fmt::join(f.foreign_parts, ", "));
+  }
   if (!f.ended)
     v.sentences.emplace_back("The run has not come to its end: it was stopped, or goes on.");
   if (!f.ending.empty() && !target_reached(f))
@@ -154,6 +179,7 @@ Verdict verdict(const Findings& f, std::size_t flags) {
   v.sentences.push_back(fmt::format("Chi-squared is {:.3g} per datum, {}.", f.residuals.per_datum,
                                     fit_in_words(f.residuals.per_datum)));
   v.sentences.push_back(outliers_in_words(f));
+  v.sentences.push_back(largest_in_words(f.largest));
   v.sentences.push_back(bounds_in_words(f));
   return v;
 }

@@ -11,20 +11,31 @@
 
 namespace quorivex {
 
+/// The datum that is fitted worst.
+struct LargestResidual {
+  std::int32_t number = 0;  ///< from 1
+  double normalised = 0.0;  ///< residual in standard deviations
+  double easting = 0.0;
+  double northing = 0.0;
+};
+
 /// What a verdict is formed from.
 struct Findings {
   std::int32_t ndata = 0;
-  std::int32_t pass = 0;         ///< number of the last pass
-  double misfit = 0.0;           ///< of the last pass
+  std::int32_t pass = 0;         ///< number of the last pass whose files are there
+  std::int32_t passes_made = 0;  ///< number of the last pass of the run
+  double misfit = 0.0;           ///< of `pass`
   std::optional<double> target;  ///< misfit aimed at; none where beta was kept
   bool ended = true;             ///< false for a run that was stopped or goes on
   std::string ending;            ///< why it ended, in the run's words; may be empty
   std::int64_t active_cells = 0;
   std::int64_t at_lower = 0;  ///< active cells held at a bound
   std::int64_t at_upper = 0;
-  double narrowest_cell = 0.0;  ///< horizontal width, metres
-  double spacing = 0.0;         ///< see `mean_spacing`
+  double narrowest_cell = 0.0;             ///< horizontal width, metres
+  double gap = 0.0;                        ///< see `typical_gap`
+  std::vector<std::string> foreign_parts;  ///< see FinishedRun
   ResidualStatistics residuals;
+  LargestResidual largest;
   ModelStatistics model;
 };
 
@@ -48,6 +59,8 @@ struct Verdict {
   std::vector<std::string> sentences;
 };
 
+/// Never good where the files of the last pass are missing or where there are flags, bad where the
+/// observations are not those of the sensitivity file.
 Verdict verdict(const Findings& findings, std::size_t flags);
 
 }  // namespace quorivex

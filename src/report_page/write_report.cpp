@@ -22,7 +22,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kPageBytes = 60'000;  // tables and scripts, which are not measured
+constexpr std::size_t kWordsBytes = 1'000;  // what the page says of passes that it does not hold
+constexpr std::size_t kNumberBytes = 16;    // a pass in the list of those that it holds
 constexpr std::array kLastDigits{kFileDigits, 5, 4, 3};
 constexpr std::array kOtherDigits{kFileDigits, 4, 3, 2};
 
@@ -52,45 +53,52 @@ std::string packed_data(const std::vector<double>& predicted) {
   return deflated(text_of(Json(predicted)));
 }
 
-/// Holds what fits into `budget` bytes. The sizes of the last model, whose values vary most, stand
-/// for those of the others until these are packed.
+/// Adds the elements of passes before the last one as long as they fit into `budget` bytes; returns
+/// how many did.
+std::size_t add_others(const FinishedRun& run, const std::vector<std::size_t>& passes, int digits,
+                       std::size_t budget, std::string& elements) {
+  std::size_t added = 0;
+  for (; added + 1 < passes.size(); ++added) {
+    const FinishedPass& pass = run.passes[passes[added]];
+    const std::string element =
+        pass_element(pass.row.pass, pack_model(read_model(run, pass), run.tops, digits),
+                     packed_data(read_predicted(run, pass)));
+    if (elements.size() + element.size() + (added + 1) * kNumberBytes > budget) break;
+    elements += element;
+  }
+  return added;
+}
+
+/// Holds what fits into `budget` bytes: the last pass, then the others with as many digits as
+/// allow for all of them, then as many as fit with the fewest digits.
 HeldPasses hold_passes(const FinishedRun& run, const std::vector<double>& last_model,
                        const std::vector<double>& last_predicted, std::size_t most_passes,
                        std::size_t budget) {
   HeldPasses held;
   const std::string data = packed_data(last_predicted);
-  PackedModel last;
+  std::string last;
   for (const int digits : kLastDigits) {
-    last = pack_model(last_model, run.tops, digits);
-    if (last.text.size() + data.size() <= budget) break;
+    last = pass_element(run.passes.back().row.pass, pack_model(last_model, run.tops, digits), data);
+    held.digits_last = digits;
+    if (last.size() <= budget) break;
   }
-  held.digits_last = last.digits;
-  held.digits_others = last.digits;
-  const std::size_t used = last.text.size() + data.size();
-  const std::size_t left = budget > used ? budget - used : 0;
+  const std::size_t left = budget - std::min(budget, last.size());
   held.passes = spread_passes(run.passes.size(), most_passes);
-  if (held.passes.size() > 1) {
-    for (const int digits : kOtherDigits) {
-      if (digits > last.digits) continue;
-      held.digits_others = digits;
-      const std::size_t size =
-          data.size() +
-          (digits == last.digits ? last : pack_model(last_model, run.tops, digits)).text.size();
-      const std::size_t fit = left / size + 1;
-      if (fit >= held.passes.size()) break;
-      if (digits == kOtherDigits.back()) held.passes = spread_passes(run.passes.size(), fit);
-    }
-  }
-  for (const std::size_t p : held.passes) {
-    const FinishedPass& pass = run.passes[p];
-    if (p + 1 == run.passes.size()) {
-      held.elements += pass_element(pass.row.pass, last, data);
+  held.digits_others = held.digits_last;
+  for (std::size_t i = 0; held.passes.size() > 1;) {
+    const bool fewest = i + 1 == kOtherDigits.size();
+    held.digits_others = std::min(kOtherDigits.at(i), held.digits_last);
+    held.elements.clear();
+    const std::size_t fit = add_others(run, held.passes, held.digits_others, left, held.elements);
+    if (fit + 1 == held.passes.size()) break;
+    if (fewest) {
+      held.passes = spread_passes(run.passes.size(), fit + 1);
     } else {
-      held.elements += pass_element(pass.row.pass,
-                                    pack_model(read_model(run, pass), run.tops, held.digits_others),
-                                    packed_data(read_predicted(run, pass)));
+      ++i;
     }
   }
+  if (held.passes.size() == 1) held.elements.clear();
+  held.elements += last;
   return held;
 }
 
@@ -183,22 +191,9 @@ ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
   written.verdict = verdict(findings, written.flags.size());
 
   Json json = payload(run, fit);
-  const std::string library = deflated(plotting_library());
-  const std::size_t used = kPageBytes + library.size() + deflated(text_of(json)).size();
-  const HeldPasses held = hold_passes(run, model, fit.predicted, most_passes,
-                                      kMostBytes > used ? kMostBytes - used : 0);
-  json["held"] = Json::array();
-  for (const std::size_t p : held.passes) {
-    json["held"].push_back(run.passes[p].row.pass);
-    written.passes.push_back(run.passes[p].row.pass);
-  }
-  written.digits_last = held.digits_last;
-  written.digits_others = held.digits_others;
-
   const std::string generator = fmt::format("qvx report, {} {}", kProgram, kVersion);
   const std::string title = escaped(title_of(run));
   const std::string dates = escaped(dates_of(run));
-  const std::string words = escaped(model_words(run, held));
   const std::string about_passes = escaped(passes_words(run));
   const std::string verdict_part = verdict_html(written.verdict);
   const std::string tiles = tiles_html(findings);
@@ -206,28 +201,42 @@ ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
   const std::string largest =
       largest_residuals_html(run.observations, fit, findings.residuals.largest);
   const std::string passes = passes_html(run);
-  const std::string parameters = parameters_html(run);
+  const std::string parameters = parameters_html(run, findings.active_cells);
   const std::string files = files_html(run);
   const std::string licence = escaped(plotting_licence());
-  const std::string data = deflated(text_of(json));
-  const std::string page = filled(page_template(), {{"generator", generator},
-                                                    {"title", title},
-                                                    {"dates", dates},
-                                                    {"style", page_style()},
-                                                    {"verdict", verdict_part},
-                                                    {"tiles", tiles},
-                                                    {"flags", flags},
-                                                    {"model_words", words},
-                                                    {"largest_residuals", largest},
-                                                    {"passes_words", about_passes},
-                                                    {"passes_table", passes},
-                                                    {"parameters", parameters},
-                                                    {"files", files},
-                                                    {"library_licence", licence},
-                                                    {"library", library},
-                                                    {"payload", data},
-                                                    {"models", held.elements},
-                                                    {"scripts", page_scripts()}});
+  const std::string library = deflated(plotting_library());
+  const auto page_with = [&](const std::string& words, const std::string& models) {
+    const std::string data = deflated(text_of(json));
+    return filled(page_template(), {{"generator", generator},
+                                    {"title", title},
+                                    {"dates", dates},
+                                    {"style", page_style()},
+                                    {"verdict", verdict_part},
+                                    {"tiles", tiles},
+                                    {"flags", flags},
+                                    {"model_words", words},
+                                    {"largest_residuals", largest},
+                                    {"passes_words", about_passes},
+                                    {"passes_table", passes},
+                                    {"parameters", parameters},
+                                    {"files", files},
+                                    {"library_licence", licence},
+                                    {"library", library},
+                                    {"payload", data},
+                                    {"models", models},
+                                    {"scripts", page_scripts()}});
+  };
+  const std::size_t used = page_with("", "").size() + kWordsBytes;
+  const HeldPasses held =
+      hold_passes(run, model, fit.predicted, most_passes, kMostBytes - std::min(kMostBytes, used));
+  json["held"] = Json::array();
+  for (const std::size_t p : held.passes) {
+    json["held"].push_back(run.passes[p].row.pass);
+    written.passes.push_back(run.passes[p].row.pass);
+  }
+  written.digits_last = held.digits_last;
+  written.digits_others = held.digits_others;
+  const std::string page = page_with(escaped(model_words(run, held)), held.elements);
   written.bytes = page.size();
   file.append(page);
   file.commit();

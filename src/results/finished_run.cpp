@@ -11,7 +11,9 @@
 #include "base/atomic_file.h"
 #include "base/report.h"
 #include "base/stop_run.h"
+#include "companion/companion.h"
 #include "control/program_name.h"
+#include "objective/alphas.h"
 #include "results/run_log.h"
 #include "sensitivity/getpar.h"
 
@@ -29,22 +31,42 @@ bool is_file(const std::string& name) {
   return fs::is_regular_file(name, missing);
 }
 
-/// The folder whose log is that of the input file, and the log.
-std::pair<std::string, RunLog> find_log(const std::string& input_file) {
+/// A folder with the log of a run.
+struct LogPlace {
+  std::string folder;
+  RunLog log;
+};
+
+/// True when the log names this very input file, as seen from its folder.
+bool names_file(const LogPlace& place, const std::string& input_file) {
+  std::error_code missing;
+  return fs::equivalent(in_folder(place.folder, place.log.input_name), input_file, missing);
+}
+
+/// The folder whose log is that of the input file.
+LogPlace find_log(const std::string& input_file) {
   const std::vector<std::string> wanted = lines_that_count(input_file);
   const std::string beside = fs::path(input_file).parent_path().string();
   std::vector<std::string> folders{""};
   if (!beside.empty()) folders.push_back(beside);
+  std::vector<LogPlace> found;
   std::string other;
   for (const std::string& folder : folders) {
     const std::string name = in_folder(folder, kLogName);
     if (!is_file(name)) continue;
     RunLog log = read_run_log(name);
-    if (log.input_lines == wanted) return {folder, std::move(log)};
-    other += fmt::format(
-        "\n {} is the log of a run of {}, whose lines were not those that {} holds now.", name,
-        log.input_name, input_file);
+    if (log.input_lines == wanted) {
+      found.push_back({folder, std::move(log)});
+    } else {
+      other += fmt::format(
+          "\n {} is the log of a run of {}, whose lines were not those that {} holds now.", name,
+          log.input_name, input_file);
+    }
   }
+  if (found.size() == 2 && !names_file(found[0], input_file) && names_file(found[1], input_file)) {
+    return found[1];
+  }
+  if (!found.empty()) return found[0];
   if (other.empty()) {
     stop_run(fmt::format(
         " ERROR: no run of {} is here: {} is neither in the current folder nor beside the input "
@@ -89,6 +111,8 @@ void read_mesh(FinishedRun& run) {
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
+  run.foreign_parts = foreign_parts(name, file, run.observations);
+  run.wtz = std::move(file.sens.wtz);
   run.mesh = std::move(file.mesh);
   run.tops = std::move(file.tops);
 }
@@ -105,7 +129,7 @@ void read_passes(FinishedRun& run, const RunLog& log) {
   if (!summary.note.empty()) run.notes.push_back(summary.note + ".");
   run.initial_norm = summary.initial_norm;
   run.initial_misfit = summary.initial_misfit;
-  run.alphas.assign(summary.alphas.begin(), summary.alphas.end());
+  run.passes_made = static_cast<std::int32_t>(summary.rows.size());
   for (const SummaryRow& row : summary.rows) {
     const FinishedPass pass{
         .row = row,
@@ -142,6 +166,8 @@ FinishedRun read_finished_run(const std::string& input_file) {
   run.ended = log.ended;
   run.ending = log.ending;
   read_passes(run, log);
+  const Alphas alphas = read_alphas(run.parameters.alphaLine, report);
+  run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   read_mesh(run);
   if (run.parameters.mode == 1) run.target = run.observations.ndata * run.parameters.par;
   return run;
@@ -149,6 +175,12 @@ FinishedRun read_finished_run(const std::string& input_file) {
 
 std::string path_in(const FinishedRun& run, const std::string& name) {
   return in_folder(run.folder, name);
+}
+
+std::string source_in(const FinishedRun& run, const std::string& source) {
+  const bool is_name = !(source == "VALUE" || source.starts_with("VALUE ") ||
+                         source.starts_with("null") || source.starts_with("NULL"));
+  return is_name ? path_in(run, source) : source;
 }
 
 const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number) {

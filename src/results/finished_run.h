@@ -30,8 +30,12 @@ struct FinishedRun {
   Mesh mesh;  ///< nodes are finite and increase
   ColumnTops tops;
   std::int32_t nsens = 0;   ///< cells below the column tops
+  std::vector<double> wtz;  ///< scale of each of them
   bool compressed = false;  ///< form of the sensitivity file
   Observations observations;
+  /// Parts of the observations ("stations", "field", "directions") that are not those which the
+  /// sensitivity file was made of; empty where they are, and where no companion tells.
+  std::vector<std::string> foreign_parts;
   std::string started;           ///< date and time
   std::string ended;             ///< likewise; empty for a run that stopped early or goes on
   std::string ending;            ///< why it ended, in the run's words; may be empty
@@ -40,19 +44,25 @@ struct FinishedRun {
   double initial_misfit = 0.0;
   std::vector<double> alphas;        ///< s, e, n, z
   std::vector<FinishedPass> passes;  ///< at least one; passes 1, 2, ... whose files are there
+  std::int32_t passes_made = 0;      ///< as many as the summary lists
   std::vector<std::string> notes;    ///< what is missing, a sentence each; mostly empty
 };
 
 /// Reads the input file and everything around it.
 ///
 /// Names in the input file, quorivex.log and quorivex.out are relative to the folder that the run
-/// was in: the current one where its log is that of this input file, otherwise the input file's.
+/// was in: of the current one and the input file's that whose log is of this input file. Where both
+/// hold such a log, one that names this very file counts more than one of a file of the same text;
+/// the current folder otherwise.
 /// @throws StopRun for a run that is not there, of another input file, without a pass, or whose
 ///         files do not belong together
 FinishedRun read_finished_run(const std::string& input_file);
 
 /// The name as seen from here of a file that the run knows as `name`.
 std::string path_in(const FinishedRun& run, const std::string& name);
+
+/// The same of a model, bound or list of active cells; "VALUE c" and "null" stay as they are.
+std::string source_in(const FinishedRun& run, const std::string& source);
 
 /// The pass of that number. @throws StopRun saying which there are
 const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number);

@@ -11,6 +11,7 @@
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
+#include "results/smallness.h"
 
 namespace quorivex {
 namespace {
@@ -52,6 +53,23 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
                   run.input_file));
 }
 
+/// Compares the smallness of a model with the one that the run states for its pass.
+void check_pass(const FinishedRun& run, const FinishedPass& pass,
+                const std::vector<double>& model) {
+  const std::optional<Smallness> found = smallness(run, model);
+  const double stated = pass.row.norm.s;
+  if (!found ||
+      std::abs(found->value - stated) <= 2.0 * (found->rounding + kHalfUnit * std::abs(stated))) {
+    return;
+  }
+  stop_run(
+      fmt::format(" ERROR: the model in {} has a smallness norm of {:.6g}, but the run states "
+                  "{:.6g} for pass {}.\n The file is of another pass or run, or was changed since, "
+                  "or the sensitivity file, the reference\n model, the active cells or the 3-D "
+                  "weights were: run quorivex {} again.",
+                  pass.model_file, found->value, stated, pass.row.pass, run.input_file));
+}
+
 }  // namespace
 
 std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass) {
@@ -72,12 +90,13 @@ std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass)
       }
     }
   }
+  check_pass(run, pass, values);
   return values;
 }
 
 std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& pass) {
   const Observations& data = run.observations;
-  std::vector<double> predicted = read_predicted_data(pass.predicted_file, data.ndata);
+  std::vector<double> predicted = read_predicted_data(pass.predicted_file, data);
   double misfit = 0.0;
   double rounding = 0.0;  // that the digits of the file may make in it
   for (std::size_t i = 0; i < predicted.size(); ++i) {

@@ -38,12 +38,10 @@ void read_heading_line(std::string_view line, RunSummary& summary) {
   if (line.starts_with(kStarted)) summary.started = line.substr(kStarted.size());
   const HeadingLine heading(line);
   NormTerms& norm = summary.initial_norm;
-  std::array<double, 4>& alphas = summary.alphas;
   heading.is("initial norm S", norm.s) || heading.is("initial norm E", norm.e) ||
       heading.is("initial norm N", norm.n) || heading.is("initial norm Z", norm.z) ||
       heading.is("initial norm total", norm.total) ||
-      heading.is("initial misfit", summary.initial_misfit) ||
-      heading.is("alpha values", alphas[0], alphas[1], alphas[2], alphas[3]);
+      heading.is("initial misfit", summary.initial_misfit);
 }
 
 std::optional<SummaryRow> read_row(std::string_view line) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,9 +32,8 @@ struct RunSummary {
   std::string started;  ///< date and time
   NormTerms initial_norm;
   double initial_misfit = 0.0;
-  std::array<double, 4> alphas{};  ///< s, e, n, z
-  std::vector<SummaryRow> rows;    ///< passes 1, 2, ...
-  std::string note;                ///< what is wrong with the table behind these rows; mostly empty
+  std::vector<SummaryRow> rows;  ///< passes 1, 2, ...
+  std::string note;              ///< what is wrong with the table behind these rows; mostly empty
 };
 
 /// @throws StopRun for a file that is not there or is no summary

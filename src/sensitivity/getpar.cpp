@@ -272,6 +272,7 @@ SensitivityFile read_sensitivity_heading(const std::string& name) {
   Source source = open_source(name);
   SensitivityFile to;
   read_heading(source, to);
+  read_wtz(source, to.sens);
   return to;
 }
 

@@ -24,8 +24,8 @@ struct SensitivityFile {
 ///         when the file is whole but says what cannot be; file_not_found; alloc_error("getpar...")
 SensitivityFile getpar(const std::string& name, Report& report);
 
-/// Reads what stands before the rows: counts, mesh, column tops, and the form of the matrix. The
-/// rest of the result is empty.
+/// Reads what stands before the rows: counts, mesh, column tops, the form of the matrix, and wtz.
+/// The rest of the result is empty.
 /// @throws StopRun as `getpar` does
 SensitivityFile read_sensitivity_heading(const std::string& name);
 

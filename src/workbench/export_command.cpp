@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <charconv>
 #include <filesystem>
@@ -103,6 +104,15 @@ void check_outputs(const Options& options, const FinishedRun& run,
 
 void say_how_it_ended(const FinishedRun& run) {
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
+  if (run.passes.back().row.pass < run.passes_made) {
+    fmt::print(stderr, "Note: pass {} is not the last of the run, which made {}.\n",
+               run.passes.back().row.pass, run.passes_made);
+  }
+  if (!run.foreign_parts.empty()) {
+    fmt::print(stderr,
+               "Warning: the sensitivity file was made for other observations ({} differ).\n",
+               fmt::join(run.foreign_parts, ", "));
+  }
   if (!run.ended.empty()) return;
   if (run.ending.empty()) {
     fmt::print(stderr, "Note: the run goes on, or was cut off; pass {} is the last so far.\n",

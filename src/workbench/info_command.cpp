@@ -25,7 +25,7 @@ void print_companion(const std::string& name, const SensitivityFile& file) {
     return;
   }
   if (!companion) return;
-  const std::string info = companion_name(name);
+  const std::string info = find_companion(name);
   const std::vector<std::string> strange = strangeness(*companion, name, file);
   if (!strange.empty()) {
     fmt::print("Warning: {} is not of this file; {} differ.\n", info, fmt::join(strange, ", "));

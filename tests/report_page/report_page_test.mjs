@@ -30,6 +30,8 @@ let page;
 let passes;
 const complaints = [];
 
+// Without smallness (the first alpha is 0), by which the models below would be found out not to be
+// those of the run.
 function makeRun() {
   const list = (name) => WIDTHS[name].join(' ');
   writeFileSync(file('mesh.txt'), `6 5 7\n1000 2000 110\n${list('easting')}\n${list('northing')}\n${list('elevation')}\n`);
@@ -45,7 +47,7 @@ function makeRun() {
   run(QVX, 'forward', ...ground, '--data', 'stations.txt', '--model', 'truth.txt', '--noise-floor', '1', '--output', 'obs.mag');
   run(QVX, 'sensitivity', ...ground, '--data', 'obs.mag', '--wavelet', 'none', '--output', 'run.mtx');
   writeFileSync(file(INPUT), ['1', '20.0 0.02', 'obs.mag', 'run.mtx', 'VALUE 0.001', 'VALUE 0.0', 'null', 'VALUE 0.0',
-    'VALUE 1.0', 'null', 'SMOOTH_MOD', 'null'].join('\n') + '\n');
+    'VALUE 1.0', '0 1 1 1', 'SMOOTH_MOD', 'null'].join('\n') + '\n');
   run(QUORIVEX, INPUT, '1');
   passes = readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
   for (let pass = 1; pass <= passes; ++pass) {
@@ -182,6 +184,20 @@ test('sliders move by keys and by a click into a section, and say where they are
   assert.deepEqual(ground, expected);
 });
 
+test('a tap moves the sections to where it is, not to where the pointer was before', async () => {
+  await pointAt('plan', 1455, 2030);
+  await page.evaluate(([px, py]) => {
+    const plot = document.getElementById('plan');
+    const {xaxis, yaxis} = plot._fullLayout;
+    const box = plot.getBoundingClientRect();
+    const place = {clientX: box.left + xaxis._offset + xaxis.d2p(px), clientY: box.top + yaxis._offset + yaxis.d2p(py)};
+    for (const type of ['pointerdown', 'pointerup']) {
+      plot.querySelector('.nsewdrag').dispatchEvent(new PointerEvent(type, {...place, pointerId: 7, pointerType: 'touch', bubbles: true}));
+    }
+  }, [1245, 2200]);
+  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 4, row 4'));
+});
+
 test('the pass that is chosen is the one shown, observed and predicted data in their places', async () => {
   for (const pass of [1, passes]) {
     await choosePass(pass);
@@ -191,6 +207,11 @@ test('the pass that is chosen is the one shown, observed and predicted data in t
     (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
     (await drawnData('predicted')).forEach((v, i) => near(v, predicted[i], 'predicted'));
     (await drawnData('residual')).forEach((v, i) => assert.ok(Math.abs(v - (observed[i] - predicted[i]) / deviation[i]) < 1e-6));
+    const scatter = await page.evaluate(() => {
+      const {x, y} = document.getElementById('scatter').data[1];
+      return [Array.from(x), Array.from(y)];
+    });
+    assert.deepEqual(scatter, [await drawnData('observed'), await drawnData('predicted')]);
     const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
     const layer = 7 - Number(await page.inputValue('#slide-elevation'));
     near(susceptibility(words), valueAt(model(pass), {easting: centres('easting')[1], northing: centres('northing')[3],
@@ -208,6 +229,7 @@ test('colours: logarithmic axis, range and fading leave air as it is', async () 
   assert.ok(cells.flat().includes(null));
   const scale = await page.evaluate(() => document.getElementById('plan').data[1].colorscale.map((stop) => stop[1]));
   assert.ok(scale.some((colour) => colour.endsWith(',0.15)')) && scale.some((colour) => colour.endsWith(',1)')));
+  assert.ok(await page.evaluate(() => document.getElementById('plan').data[1].zmin < document.getElementById('plan').data[1].zmax));
   await page.selectOption('#scaling', 'linear');
   await page.fill('#threshold', '');
   await page.press('#threshold', 'Enter');
@@ -223,6 +245,13 @@ test('the verdict has the figures of the run, and names are shown as they are', 
   assert.match(headline, /as closely as was asked/);
   assert.ok(Math.abs(Number(headline.match(/misfit ([\d.e+]+)/)[1]) / misfit - 1) < 1e-3, headline);
   assert.match(await page.textContent('#verdict'), /target 400/);
+  const residuals = data('obs.mag', 3).map((v, i) => (v - data(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)[i]) / data('obs.mag', 4)[i]);
+  const worst = residuals.reduce((most, r, i) => (Math.abs(r) > Math.abs(residuals[most]) ? i : most), 0);
+  const place = (column) => data('obs.mag', column)[worst].toFixed(0);
+  assert.ok((await page.textContent('.verdict')).includes(`${residuals[worst].toFixed(1)} standard deviations, of datum ` +
+    `${worst + 1} at easting ${place(0)} m, northing ${place(1)} m.`));
+  assert.match(await page.textContent('#verdict'), /unknown\s*too few data/);
+  assert.match(await page.textContent('#parameters'), /tolc0\.02[^]*all \d+ below the ground/);
   assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);
   assert.equal(await page.locator('#passes tbody tr').count(), passes);
 });
@@ -238,6 +267,10 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
   await page.mouse.move(at[0] + 1, at[1]);
   await page.mouse.move(...at);
   await page.waitForFunction(() => /datum 11 /.test(document.getElementById('at-datum').textContent));
+  const [, observed, predicted] = (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
+  const shown = (name, column) => Number(data(name, column)[10].toPrecision(6));
+  assert.deepEqual([Number(observed), Number(predicted)],
+    [shown('obs.mag', 3), shown(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)]);
   await page.evaluate(() => window.scrollTo(0, 0));
   await page.screenshot({path: SCREENSHOT, fullPage: true});
   assert.ok(statSync(SCREENSHOT).size > 100_000);
@@ -245,6 +278,19 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
   await page.setViewportSize({width: 400, height: 800});
   await page.waitForTimeout(500);
   assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 400, 'wider than a narrow screen');
+});
+
+test('without a positive susceptibility there is no logarithmic axis, and it says why', async () => {
+  const last = `quorivex_${String(passes).padStart(3, '0')}.sus`;
+  const own = readFileSync(file(last));
+  writeFileSync(file(last), model(passes).map((v, cell) => (v === -100 ? v : -0.001 * (cell % 5))).join('\n') + '\n');
+  run(QVX, 'report', INPUT, '--output', 'negative.html');
+  writeFileSync(file(last), own);
+  await page.goto(pathToFileURL(file('negative.html')).href);
+  await page.waitForSelector('body[aria-busy="false"]');
+  assert.match(await page.textContent('#scaling option[value="log"]:disabled'), /no value is positive/);
+  const [low, high] = await page.evaluate(() => [document.getElementById('plan').data[0].zmin, document.getElementById('plan').data[0].zmax]);
+  assert.deepEqual([low, high], [-0.004, 0]);
 });
 
 test('nothing complains, and nothing is asked of a network', () => assert.deepEqual(complaints, []));

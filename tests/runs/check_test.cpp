@@ -194,6 +194,38 @@ TEST(QvxCheck, ACompanionOfAnotherMatrixIsToldAndAMissingOneIsANote) {
   EXPECT_NE(made.out.find("  mesh_file            mesh.txt\n"), std::string::npos) << made.out;
 }
 
+TEST(QvxCheck, TheCompanionIsFoundBesideTheTargetOfALink) {
+  const CheckFolder folder;
+  std::filesystem::create_directory(folder.path("store"));
+  for (const char* name : {"s.mtx", "s.mtx.info"}) {
+    std::filesystem::rename(folder.path(name), folder.path(std::string("store/") + name));
+  }
+  std::filesystem::create_symlink("store/s.mtx", folder.path("s.mtx"));
+  folder.expect(0, "fine", {fact("sensitivity file", "made for these stations, directions")});
+  folder.write("s.mtx.info", "broken\n");
+  folder.expect(1, "1 warning", {"ERROR reading s.mtx.info: "});
+}
+
+// What a run made of observations that were not the matrix's is told by all who look at it.
+TEST(QvxReport, SaysThatTheObservationsAreNotThoseOfTheSensitivityFile) {
+  const CheckFolder folder;
+  folder.write("obs.mag", replace_all(survey(), " 65 ", " 65.5 "));
+  run_program(folder, "run.inp 1");
+  const QvxRun report = run_qvx(folder, "report run.inp");
+  EXPECT_TRUE(report.out.starts_with("Wrong observations. ")) << report.out;
+  EXPECT_NE(report.out.find("(stations differ)"), std::string::npos) << report.out;
+  const QvxRun exported = run_qvx(folder, "export run.inp --csv model.csv");
+  EXPECT_EQ(exported.status, 0) << exported.err;
+  EXPECT_NE(exported.err.find("Warning: the sensitivity file was made for other observations"),
+            std::string::npos)
+      << exported.err;
+  folder.write("obs.mag", survey());
+  const QvxRun changed = run_qvx(folder, "report run.inp");
+  EXPECT_EQ(changed.status, 1);
+  EXPECT_NE(changed.err.find("The stations were changed since the run"), std::string::npos)
+      << changed.err;
+}
+
 TEST(QvxCheck, WarnsOfTheUsualSlips) {
   const CheckFolder folder;
   std::filesystem::remove(folder.path("s.mtx.info"));

@@ -107,6 +107,7 @@ TEST(FinishedRun, MissingAndHalfWrittenPassesAreLeftOutWithANote) {
   folder.write("quorivex.out", folder.read("quorivex.out") + "     9  1.0E+00\n");
   const FinishedRun run = folder.finished();
   EXPECT_EQ(run.passes.size(), folder.rows.size() - 1);
+  EXPECT_EQ(run.passes_made, last);
   ASSERT_EQ(run.notes.size(), 2U);
   EXPECT_NE(run.notes[0].find(fmt::format("should be the row of pass {}", last + 1)),
             std::string::npos);
@@ -126,6 +127,9 @@ TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
   const std::string predicted = fmt::format("quorivex_{:03}.pre", last.row.pass);
   folder.copy("quorivex_001.pre", predicted.c_str());
   expect_stop([&] { read_predicted(run, last); }, "but the run states");
+  FinishedRun moved = run;
+  moved.observations.y[4] += 0.001;
+  expect_stop([&] { read_predicted(moved, run.passes.front()); }, "ERROR: datum 5 is at");
 
   Survey lower = folder.survey;
   lower.tops.tops[3] += 1;
@@ -143,6 +147,70 @@ TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
   expect_stop([&] { folder.finished(); }, "is the log of a run of run.inp, whose lines");
   std::filesystem::remove(folder.path("quorivex.log"));
   expect_stop([&] { folder.finished(); }, "Run quorivex " + folder.path("run.inp") + " first");
+}
+
+std::string values_text(std::int64_t count, double first, double step) {
+  std::string text;
+  for (std::int64_t i = 0; i < count; ++i) {
+    text += fmt::format("{:.4g}\n", first + step * static_cast<double>(i % 7));
+  }
+  return text;
+}
+
+// Reference model, alphas, 3-D weights, active cells and bounds of a run have a share in the
+// smallness by which a model is known, and no rightful model may be refused.
+TEST(FinishedRun, AModelOfAnotherPassIsRefusedAndNoOther) {
+  const ScratchFolder inputs;
+  const std::int64_t cells = 140;
+  std::string active;
+  for (int cell = 0; cell < cells; ++cell) active += cell % 9 == 5 ? "0\n" : "1\n";
+  const std::string reference = inputs.write("ref.txt", values_text(cells, 0.0005, 0.002));
+  const std::string weights =
+      inputs.write("weights.txt", values_text(cells + 120 + 112 + 105, 0.5, 0.25));
+  for (const InputLines& lines :
+       {InputLines{}, InputLines{{6, "VALUE 0.004"}, {10, "60 80 40"}},
+        InputLines{{6, reference}, {10, "0.002 2 1 3"}, {11, "SMOOTH_MOD_DIF"}},
+        InputLines{{7, inputs.write("active.txt", active)}, {8, "VALUE -0.01"}, {12, weights}}}) {
+    const RunFolder folder(lines);
+    const FinishedRun run = folder.finished();
+    ASSERT_GE(run.passes.size(), 2U);
+    for (const FinishedPass& pass : run.passes) EXPECT_NO_THROW(read_model(run, pass));
+    const std::size_t last = run.passes.size() - 1;
+    const std::string model = fmt::format("quorivex_{:03}.sus", last + 1);
+    const std::string own = folder.read(model);
+    folder.copy(fmt::format("quorivex_{:03}.sus", last).c_str(), model.c_str());
+    expect_stop([&] { read_model(run, run.passes[last]); }, "of another pass or run");
+    folder.write(model, own);
+    if (lines.contains(6) && lines.at(6) == reference) {
+      std::filesystem::remove(reference);
+      EXPECT_NO_THROW(read_model(run, run.passes[last])) << "without its reference model";
+    }
+  }
+}
+
+TEST(FinishedRun, ARunMayReplaceItsOwnReferenceModel) {
+  const RunFolder folder;
+  folder.replace("run.inp", "VALUE 0.0\n", "quorivex_002.sus\n");
+  run_program(folder, "run.inp 1");
+  const FinishedRun run = folder.finished();
+  for (const FinishedPass& pass : run.passes) EXPECT_NO_THROW(read_model(run, pass));
+}
+
+// Two folders with runs of input files of the same text: the log tells which file it was.
+TEST(FinishedRun, OfTwoRunsOfTheSameTextThatOfTheFileCounts) {
+  const RunFolder here;
+  const RunFolder there({{2, "3 0"}});
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(here.path(""));
+  const std::string own = here.read("run.inp");
+  here.write("run.inp", there.read("run.inp"));
+  run_program(here, "run.inp 1");
+  EXPECT_EQ(read_finished_run(there.path("run.inp")).folder,
+            std::filesystem::path(there.path("run.inp")).parent_path());
+  EXPECT_EQ(read_finished_run("run.inp").folder, "");
+  here.replace("quorivex.log", "input file: run.inp", "input file: " + there.path("run.inp"));
+  EXPECT_EQ(read_finished_run(there.path("run.inp")).folder, "");
+  std::filesystem::current_path(before);
 }
 
 // A comment changes nothing; a mesh that cannot be drawn and a run that ended at once say so.

@@ -206,12 +206,17 @@ function moveTo(view, places) {
 }
 
 // The range that the colours show: that of the last pass, from a thousandth of its greatest value
-// on a logarithmic axis.
+// on a logarithmic axis, which needs a positive one.
 function resetRange(view) {
   const [least, most] = view.range;
+  const log = document.querySelector('#scaling option[value="log"]');
+  if (!(most > 0)) {
+    view.scaling = 'linear';
+    log.disabled = true;
+    log.textContent = 'logarithmic (no value is positive)';
+  }
   view.high = most > least ? most : least + Math.max(Math.abs(least), 1e-6);
   view.low = view.scaling === 'log' ? Math.max(least, view.high / 1000) : least;
-  if (view.scaling === 'log' && view.high <= 0) view.scaling = 'linear';
   byId('scaling').value = view.scaling;
   byId('range-low').value = figures(view.low, 4);
   byId('range-high').value = figures(view.high, 4);
@@ -284,22 +289,29 @@ function listenToSections(view) {
   };
   // Air has no cells that the plot would report, so the place is computed from the axes.
   for (const [id, section] of Object.entries(SECTIONS)) {
-    byId(id).addEventListener('pointermove', (event) => {
+    const cellsUnder = (event) => {
       const {left, top, width, height} = byId(id).querySelector('.nsewdrag').getBoundingClientRect();
       const [across, up] = [(event.clientX - left) / width, 1 - (event.clientY - top) / height];
-      if (!(across >= 0 && across <= 1 && up >= 0 && up <= 1)) return;
+      if (!(across >= 0 && across <= 1 && up >= 0 && up <= 1)) return null;
       const {xaxis, yaxis} = byId(id).layout;
       const coordinate = ({range}, share) => range[0] + share * (range[1] - range[0]);
-      view.pointed = {
+      return {
         [section.across]: cellAt(section.across, coordinate(xaxis, across)),
         [section.up]: cellAt(section.up, coordinate(yaxis, up)),
       };
-      describeCell(view, {...view.at, ...view.pointed}, byId('at-pointer'));
-    });
+    };
+    const describeCellUnder = (event) => {
+      const cells = cellsUnder(event);
+      if (cells) describeCell(view, {...view.at, ...cells}, byId('at-pointer'));
+    };
+    byId(id).addEventListener('pointermove', describeCellUnder);
     byId(id).addEventListener('pointerdown', (down) => {
+      // A finger comes down without having moved there.
+      const cells = down.target.matches('.nsewdrag') ? cellsUnder(down) : null;
+      describeCellUnder(down);
       window.addEventListener('pointerup', (up) => {
         const dragged = Math.hypot(up.clientX - down.clientX, up.clientY - down.clientY) > 3;
-        if (!dragged && view.pointed && down.target.matches('.nsewdrag')) moveTo(view, view.pointed);
+        if (!dragged && cells && up.pointerId === down.pointerId) moveTo(view, cells);
       }, {once: true});
     });
     byId(id).on('plotly_afterplot', () => placeCrosshair(view, id));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <random>
 
 #include "base/stop_run.h"
@@ -39,7 +40,7 @@ Places grid(int ne, int nn) {
 TEST(NeighbourLikeness, TellsAPatternFromNoise) {
   for (const auto& [ne, nn] : {std::pair{40, 30}, std::pair{1200, 1}, std::pair{1, 1200}}) {
     Places places = grid(ne, nn);
-    const Likeness noise = neighbour_likeness(places.x, places.y, places.noise);
+    const Likeness noise = neighbour_likeness(places.x, places.y, places.noise).value();
     EXPECT_LT(std::abs(noise.correlation), 0.1) << ne;
     EXPECT_FALSE(noise.significant) << ne;
     EXPECT_LT(noise.standard_errors, 4.5) << ne;
@@ -47,7 +48,7 @@ TEST(NeighbourLikeness, TellsAPatternFromNoise) {
     for (std::size_t i = 0; i < wave.size(); ++i) {
       wave[i] += 2.0 * std::sin((places.x[i] + places.y[i]) / 150.0);
     }
-    const Likeness pattern = neighbour_likeness(places.x, places.y, wave);
+    const Likeness pattern = neighbour_likeness(places.x, places.y, wave).value();
     EXPECT_GT(pattern.correlation, 0.5) << ne;
     EXPECT_TRUE(pattern.significant) << ne;
   }
@@ -58,12 +59,33 @@ TEST(NeighbourLikeness, SaysWhereResidualsGather) {
   for (std::size_t i = 0; i < places.x.size(); ++i) {
     if (std::hypot(places.x[i] - 5600.0, places.y[i] - 9120.0) < 45.0) places.noise[i] -= 3.5;
   }
-  const Likeness like = neighbour_likeness(places.x, places.y, places.noise);
+  const Likeness like = neighbour_likeness(places.x, places.y, places.noise).value();
   EXPECT_GT(like.standard_errors, 4.5);
   EXPECT_LT(like.mean, -1.5);
   EXPECT_LT(std::hypot(like.easting - 5600.0, like.northing - 9120.0), 60.0);
   const std::vector<double> one_place(40, 3.0);
-  EXPECT_EQ(neighbour_likeness(one_place, one_place, one_place).correlation, 0.0);
+  EXPECT_FALSE(neighbour_likeness(one_place, one_place, one_place));
+}
+
+// Flight lines 400 m apart, oblique to the mesh or not, however dense the data along them.
+TEST(TypicalGap, IsAQuarterOfTheDistanceOfLines) {
+  const std::vector<double> widths(150, 20.0);
+  const Mesh mesh = make_mesh(0.0, 0.0, 0.0, widths, widths, {20.0});
+  for (const auto& [ce, cn] : {std::pair{1.0, 0.0}, std::pair{0.0, 1.0}, std::pair{0.8, 0.6}}) {
+    std::vector<double> x;
+    std::vector<double> y;
+    for (double across = -800.0; across <= 800.0; across += 400.0) {
+      for (double along = -900.0; along <= 900.0; along += 10.0) {
+        x.push_back(1510.0 + along * ce - across * cn);
+        y.push_back(1510.0 + along * cn + across * ce);
+      }
+    }
+    EXPECT_NEAR(typical_gap(mesh, x, y), 100.0, 8.0) << ce;
+  }
+  std::vector<double> line(21);
+  std::iota(line.begin(), line.end(), 30.0);
+  EXPECT_NEAR(typical_gap(mesh, line, std::vector<double>(21, 7.0)), 0.25, 0.02);
+  EXPECT_EQ(typical_gap(mesh, {10.0}, {10.0}), 0.0);
 }
 
 TEST(ModelStatistics, FindsEachSideOfTheMesh) {
@@ -89,11 +111,11 @@ TEST(ModelStatistics, FindsEachSideOfTheMesh) {
 Findings fine() {
   Findings f;
   f.ndata = 400;
-  f.pass = 7;
+  f.pass = f.passes_made = 7;
   f.misfit = 410.0;
   f.target = 400.0;
   f.active_cells = 1000;
-  f.spacing = 20.0;
+  f.gap = 12.0;
   f.narrowest_cell = 10.0;
   f.residuals.per_datum = 1.025;
   return f;
@@ -111,6 +133,19 @@ TEST(Verdict, DependsOnTheTargetAndOnFlags) {
   EXPECT_NE(verdict(f, 0).headline.find("1.05 times the target of 400"), std::string::npos);
   f.target.reset();
   EXPECT_EQ(verdict(f, 0).mark, "No target");
+  f.misfit = 400.0;
+  f.passes_made = 8;
+  for (const std::optional<double> target : {std::optional(400.0), std::optional<double>()}) {
+    f.target = target;
+    const Verdict earlier = verdict(f, 0);
+    EXPECT_EQ(earlier.level, Level::warning);
+    EXPECT_EQ(earlier.mark, "Pass 7 of 8");
+    EXPECT_NE(earlier.headline.find("not the result of the run, which made 8"), std::string::npos);
+    EXPECT_NE(tiles_html(f).find("7 of 8"), std::string::npos);
+  }
+  f.foreign_parts = {"stations"};
+  EXPECT_EQ(verdict(f, 0).level, Level::bad);
+  f.foreign_parts.clear();
   f.misfit = std::nan("");
   f.target = 400.0;
   EXPECT_EQ(verdict(f, 0).level, Level::bad);
@@ -124,15 +159,16 @@ TEST(RedFlags, EachHasItsCause) {
     return flags.size() == 1 ? flags[0].title : fmt::format("{} flags", flags.size());
   };
   EXPECT_EQ(title([](Findings& f) { f.at_upper = 1; }), "Susceptibility at the upper bound");
-  EXPECT_EQ(title([](Findings& f) { f.spacing = 31.0; }), "Data coarser than the cells");
+  EXPECT_EQ(title([](Findings& f) { f.gap = 12.6; }), "Data coarser than the cells");
   EXPECT_EQ(title([](Findings& f) {
               f.model.edges[3] = {"northern", 0.02, 0.3};
             }),
             "Susceptibility at the edge of the mesh");
   EXPECT_EQ(title([](Findings& f) { f.residuals.mean = -0.4; }), "Residuals are off zero");
-  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness.standard_errors = 5.0; }),
+  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness = Likeness{.standard_errors = 5.0}; }),
             "Residuals have a pattern");
-  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness.correlation = 0.5; }), "0 flags");
+  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness = Likeness{.correlation = 0.5}; }),
+            "0 flags");
 }
 
 TEST(PageParts, ValuesCannotBecomePartOfThePage) {
@@ -144,7 +180,8 @@ TEST(PageParts, ValuesCannotBecomePartOfThePage) {
   EXPECT_EQ(spread_passes(9, 1), (std::vector<std::size_t>{8}));
 }
 
-/// Writes the files of a pass of a million cells without a word about their neighbours.
+/// Writes the files of passes of a million cells without a word about their neighbours; only those
+/// of the last pass are all alike and small when packed.
 FinishedRun million_cells(const ScratchFolder& folder, int passes) {
   constexpr std::int32_t kSide = 100;
   const std::vector<double> widths(kSide, 25.0);
@@ -165,9 +202,13 @@ FinishedRun million_cells(const ScratchFolder& folder, int passes) {
     fmt::format_to(std::back_inserter(text), "{:.5e}\n", std::pow(10.0, exponent(random)));
   }
   const std::string model = folder.write("m.sus", text);
+  std::string even;
+  for (std::size_t cell = 0; cell < as_size(run.mesh.cells()); ++cell) even += "1e-3\n";
+  const std::string last = folder.write("last.sus", even);
   const std::string data = folder.write("m.pre", "60 0 50000\n60 0 1\n1\n1 1 1 1.0\n");
   for (int pass = 1; pass <= passes; ++pass) {
-    FinishedPass of_run{.row = {}, .model_file = model, .predicted_file = data};
+    FinishedPass of_run{
+        .row = {}, .model_file = pass == passes ? last : model, .predicted_file = data};
     of_run.row.pass = pass;
     run.passes.push_back(of_run);
   }
@@ -179,11 +220,16 @@ TEST(WriteReport, StaysBelowItsSizeForAMillionCells) {
   GTEST_SKIP() << "takes minutes with sanitizers";
 #endif
   const ScratchFolder folder;
-  const FinishedRun run = million_cells(folder, 3);
-  const ReportWritten report = write_report(run, 12, folder.path("page.html"));
+  FinishedRun run = million_cells(folder, 5);
+  const ReportWritten several = write_report(run, 12, folder.path("page.html"));
   EXPECT_LT(folder.read("page.html").size(), kMostBytes);
-  EXPECT_EQ(report.digits_last, kFileDigits);
-  EXPECT_EQ(report.passes.back(), 3);
+  EXPECT_GT(several.bytes, kMostBytes / 2);
+  EXPECT_EQ(several.digits_last, kFileDigits);
+  EXPECT_EQ(several.passes.back(), 5);
+  run.passes.pop_back();
+  const ReportWritten alone = write_report(run, 1, folder.path("page.html"));
+  EXPECT_LT(folder.read("page.html").size(), kMostBytes);
+  EXPECT_EQ(alone.digits_last, kFileDigits);
 }
 
 }  // namespace

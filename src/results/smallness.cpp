@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "results/smallness.h"
+
+#include <cmath>
+#include <filesystem>
+
+#include "base/list_reader.h"
+#include "base/stop_run.h"
+#include "mesh_io/active_cells.h"
+#include "mesh_io/model_files.h"
+
+namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "smallness";
+// Half a unit of the sixth digit, the last one of a model file, and a little more.
+constexpr double kPrinted = 5.1e-6;
+
+bool is_null(const std::string& source) {
+  return source.starts_with("null") || source.starts_with("NULL");
+}
+
+bool left_by_run(const FinishedRun& run, const std::string& name) {
+  std::error_code none;
+  for (const FinishedPass& pass : run.passes) {
+    if (std::filesystem::equivalent(name, pass.model_file, none)) return true;
+  }
+  return false;
+}
+
+/// The first of the four arrays of 3-D weights.
+std::vector<double> read_weights(const FinishedRun& run, std::size_t cells) {
+  std::vector<double> weights = allocate<double>(cells, kRoutine, 1.0);
+  if (is_null(run.parameters.weightFile)) return weights;
+  const std::string name = path_in(run, run.parameters.weightFile);
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) file_not_found("weight", name);
+  FreeFormat values(*file);
+  read_list(values, weights, "weight file", name);
+  return weights;
+}
+
+Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
+  const Mesh& mesh = run.mesh;
+  Report report;
+  report.leave_console();
+  const ActiveCells active =
+      get_active_cells(source_in(run, run.parameters.activeCellFile), mesh, run.tops, report);
+  std::vector<double> reference = allocate<double>(model.size(), kRoutine);
+  read_full_model(source_in(run, run.parameters.referenceModel), "reference model", active, {},
+                  reference, report);
+  const std::vector<double> weights = read_weights(run, model.size());
+  Smallness sum;
+  std::size_t below = 0;
+  std::size_t cell = 0;
+  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
+    for (std::int32_t i = 1; i <= mesh.ne; ++i) {
+      const double area = run.alphas[0] * mesh.dn[as_size(j - 1)] * mesh.de[as_size(i - 1)];
+      for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
+        const double scale = k > run.tops(j, i) ? run.wtz[below++] : 0.0;
+        if (active.map[cell] <= 0) continue;
+        const double weight = weights[cell] * area * mesh.dz[as_size(k - 1)] * scale * scale;
+        const double off = model[cell] - reference[cell];
+        const double digits = kPrinted * std::abs(model[cell]);
+        sum.value += weight * off * off;
+        sum.rounding += weight * digits * (2.0 * std::abs(off) + digits);
+      }
+    }
+  }
+  return sum;
+}
+
+}  // namespace
+
+std::optional<Smallness> smallness(const FinishedRun& run, const std::vector<double>& model) {
+  if (run.wtz.empty() || left_by_run(run, source_in(run, run.parameters.referenceModel))) return {};
+  try {
+    return sum_of(run, model);
+  } catch (const StopRun&) {
+    return {};
+  }
+}
+
+}  // namespace quorivex

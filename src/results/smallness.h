@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "results/finished_run.h"
+
+namespace quorivex {
+
+/// The smallness term of a model's norm, and how far the digits of its file may be off.
+struct Smallness {
+  double value = 0.0;
+  double rounding = 0.0;
+};
+
+/// Sum over the active cells of w alpha_s V (wtz (m - mref))^2, with w the 3-D weight and V the
+/// volume, as a run states it of each pass. Nothing where that cannot be told any more: a file of
+/// the run is gone, or the run has replaced its own reference model.
+/// @param model  susceptibility (SI) of every cell of the mesh, as read from a model file
+std::optional<Smallness> smallness(const FinishedRun& run, const std::vector<double>& model);
+
+}  // namespace quorivex
