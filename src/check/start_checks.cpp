@@ -59,13 +59,14 @@ double seconds_of_iteration(const Problem& problem, double beta, View1<const dou
   const std::vector<std::int32_t> free =
       allocate<std::int32_t>(as_size(model.size()), "check_start", 1);
   std::vector<double> product = allocate<double>(as_size(model.size()), "check_start");
-  aprod(problem, free, beta, model, product);
+  AprodWork work(problem);
+  aprod(problem, free, beta, model, product, work);
   constexpr double kLongEnough = 0.2;  // seconds
   double fastest = std::numeric_limits<double>::infinity();
   const Clock::time_point begin = Clock::now();
   do {
     const Clock::time_point start = Clock::now();
-    aprod(problem, free, beta, model, product);
+    aprod(problem, free, beta, model, product, work);
     fastest = std::min(fastest, seconds_since(start));
   } while (seconds_since(begin) < kLongEnough);
   return fastest;

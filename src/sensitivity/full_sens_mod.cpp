@@ -62,11 +62,11 @@ double total_of(const Sums& s) {
   return ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
 }
 
-/// p(i) += the dot product of the slice's piece of row i with x, for every row.
+/// p(i) = the dot product of the slice's piece of row i with x, for every row.
 /// `g` is the slice's piece of the first row, rows lie `stride` apart.
 QUORIVEX_FOR_THIS_PROCESSOR
-void add_dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
-                      std::int64_t count, double* p) {
+void dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
+                  std::int64_t count, double* p) {
   std::int64_t i = 0;
   for (; i + kRows <= rows; i += kRows, g += kRows * stride) {
     const FourRows at(g, stride);
@@ -90,16 +90,16 @@ void add_dot_products(const float* g, std::int64_t stride, std::int64_t rows, co
       s2[0] += static_cast<double>(at.g2[j]) * x[j];
       s3[0] += static_cast<double>(at.g3[j]) * x[j];
     }
-    p[i] += total_of(s0);
-    p[i + 1] += total_of(s1);
-    p[i + 2] += total_of(s2);
-    p[i + 3] += total_of(s3);
+    p[i] = total_of(s0);
+    p[i + 1] = total_of(s1);
+    p[i + 2] = total_of(s2);
+    p[i + 3] = total_of(s3);
   }
   for (; i < rows; ++i, g += stride) {
     double s = 0.0;
 #pragma omp simd reduction(+ : s)
     for (std::int64_t j = 0; j < count; ++j) s += static_cast<double>(g[j]) * x[j];
-    p[i] += s;
+    p[i] = s;
   }
 }
 
@@ -145,24 +145,23 @@ void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<dou
   const PhaseTimer timer(Phase::matrix);
   const std::int64_t slices = (sens.nsens + kSliceCells - 1) / kSliceCells;
   const std::int64_t groups = (d.size() + kGroupRows - 1) / kGroupRows;
-  std::vector<double> sums = allocate<double>(as_size(slices * d.size()), "CALC_FULL_GV");
+  RawArray<double> sums(slices * d.size(), "CALC_FULL_GV");
 #pragma omp parallel for collapse(2) schedule(dynamic, 1) default(none) \
     shared(sens, x, d, slices, groups, sums)
   for (std::int64_t slice = 0; slice < slices; ++slice) {
     for (std::int64_t group = 0; group < groups; ++group) {
       const std::int64_t cell = slice * kSliceCells;
       const std::int64_t row = group * kGroupRows;
-      add_dot_products(sens.Gfull.row(row + 1) + cell, sens.nsens,
-                       std::min(std::int64_t{kGroupRows}, d.size() - row), x.data() + cell,
-                       std::min(std::int64_t{kSliceCells}, sens.nsens - cell),
-                       sums.data() + slice * d.size() + row);
+      dot_products(sens.Gfull.row(row + 1) + cell, sens.nsens,
+                   std::min(std::int64_t{kGroupRows}, d.size() - row), x.data() + cell,
+                   std::min(std::int64_t{kSliceCells}, sens.nsens - cell),
+                   sums.data() + slice * d.size() + row);
     }
   }
 #pragma omp parallel for schedule(static) default(none) shared(d, slices, sums)
   for (std::int64_t i = 0; i < d.size(); ++i) {
     double sum = 0.0;
-    for (std::int64_t slice = 0; slice < slices; ++slice)
-      sum += sums[as_size(slice * d.size() + i)];
+    for (std::int64_t slice = 0; slice < slices; ++slice) sum += sums.data()[slice * d.size() + i];
     d.data()[i] = sum;
   }
 }

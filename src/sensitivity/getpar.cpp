@@ -160,8 +160,9 @@ void read_heading(Source& source, SensitivityFile& to) {
 class RowReader {
  public:
   RowReader(Source& source, const SensitivityState& sens) : source_(source), sens_(sens) {
-    // Each row has its frame and its count; what is left holds the entries, and gdiag.
-    const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12;
+    // Behind the rows, each with its frame and its count, stands gdiag in a frame of its own.
+    const std::int64_t left = source.file.left_in_file() - std::int64_t{sens.ndata} * 12 -
+                              (std::int64_t{sens.nsens} + 1) * 8;
     source.need(left >= 0);
     const std::int64_t entries =
         std::min(left / SparseRows::kEntryBytes, std::int64_t{sens.ndata} * sens.nwav);
@@ -223,7 +224,8 @@ void read_sparse_rows(Source& source, SensitivityState& sens) {
   RowReader reader(source, sens);
   sens.Gs = SparseMatrix(sens.nwav, sens.ndata, reader.entries());
   constexpr std::int32_t kFew = 16;
-  const auto when = sens.ndata < kFew ? std::launch::deferred : std::launch::async;
+  const auto when = sens.ndata < kFew ? std::launch::deferred  // also where no thread can be had
+                                      : std::launch::async | std::launch::deferred;
   SparseRows rows = reader.next();
   while (rows.rows() > 0) {
     std::future<SparseRows> next = std::async(when, [&] { return reader.next(); });

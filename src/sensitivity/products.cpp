@@ -2,7 +2,6 @@
 #include "sensitivity/products.h"
 
 #include "base/phase_times.h"
-#include "base/raw_array.h"
 #include "base/stop_run.h"
 #include "mesh_io/cell_vectors.h"
 #include "sensitivity/full_sens_mod.h"
@@ -58,26 +57,33 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
   below_to_active(active, below.view(), m);
 }
 
-void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
-             View1<double> m_out) {
+GtgprodWork::GtgprodWork(const SensitivityState& sens, const ActiveCells& active) {
+  constexpr const char* kRoutine = "gtgprod";
   if (sens.compressed) {
-    RawArray<double> grid(sens.nwav, "gtgprod");
-    scatter_to_grid(sens, active, m_in, grid.view());
-    transform(sens, grid.view(), 1);
-    SPARSE_SENS_MOD::CALC_GTGV(sens, grid.view());
-    transform(sens, grid.view(), -1);
-    gather_from_grid(sens, active, grid.view(), m_out);
+    grid = {sens.nwav, kRoutine};
+  } else if (active.ncell != sens.nsens) {
+    below_in = {sens.nsens, kRoutine};
+    below_out = {sens.nsens, kRoutine};
+  }
+}
+
+void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
+             View1<double> m_out, GtgprodWork& work) {
+  if (sens.compressed) {
+    scatter_to_grid(sens, active, m_in, work.grid.view());
+    transform(sens, work.grid.view(), 1);
+    SPARSE_SENS_MOD::CALC_GTGV(sens, work.grid.view());
+    transform(sens, work.grid.view(), -1);
+    gather_from_grid(sens, active, work.grid.view(), m_out);
     return;
   }
   if (m_in.size() == sens.nsens) {
     FULL_SENS_MOD::CALC_FULL_GTGV(sens, m_in, m_out);
     return;
   }
-  RawArray<double> below_in(sens.nsens, "gtgprod");
-  RawArray<double> below_out(sens.nsens, "gtgprod");
-  active_to_below(active, m_in, below_in.view());
-  FULL_SENS_MOD::CALC_FULL_GTGV(sens, below_in.view(), below_out.view());
-  below_to_active(active, below_out.view(), m_out);
+  active_to_below(active, m_in, work.below_in.view());
+  FULL_SENS_MOD::CALC_FULL_GTGV(sens, work.below_in.view(), work.below_out.view());
+  below_to_active(active, work.below_out.view(), m_out);
 }
 
 }  // namespace quorivex

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/raw_array.h"
 #include "base/view1.h"
 #include "mesh_io/active_cells.h"
 #include "sensitivity/sensitivity_state.h"
@@ -21,8 +22,19 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
 void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> d,
             View1<double> m);
 
+/// Vectors between the steps of `gtgprod`. It is called in every iteration of a solver, and fresh
+/// memory costs more than the pass over it.
+struct GtgprodWork {
+  /// @throws StopRun alloc_error("gtgprod")
+  GtgprodWork(const SensitivityState& sens, const ActiveCells& active);
+
+  RawArray<double> grid;      ///< compressed form
+  RawArray<double> below_in;  ///< full form where some sensitivity cells are not active
+  RawArray<double> below_out;
+};
+
 /// m_out = G^T G m_in, both active or (full form) both with one entry for each sensitivity cell.
 void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m_in,
-             View1<double> m_out);
+             View1<double> m_out, GtgprodWork& work);
 
 }  // namespace quorivex

@@ -137,6 +137,11 @@ void SparseMatrix::append(SparseRows& rows) {
   SparsePanel panel;
   panel.rows_before = this->rows();
   panel.rows = rows.rows();
+  try {
+    for (std::int64_t i = 1; i <= rows.rows(); ++i) row_entries_.push_back(rows(i).values.size());
+  } catch (const std::bad_alloc&) {
+    alloc_error(kRoutine);
+  }
   panel.positions = {rows.entries(), kRoutine};
   panel.values = {rows.entries(), kRoutine};
   panel.counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine);
@@ -184,14 +189,11 @@ std::vector<std::int64_t> SparseMatrix::even_shares(int parts) const {
   const auto share = static_cast<double>(entries()) / parts;
   std::vector<std::int64_t> firsts{0};
   double before = 0.0;
-  for (const SparsePanel& panel : panels_) {
-    const auto here = static_cast<double>(panel.values.size());
-    while (length(firsts) < parts && share * static_cast<double>(length(firsts)) < before + here) {
-      const double part = (share * static_cast<double>(length(firsts)) - before) / here;
-      firsts.push_back(panel.rows_before +
-                       static_cast<std::int64_t>(part * static_cast<double>(panel.rows)));
+  for (std::int64_t row = 0; row < length(row_entries_); ++row) {
+    before += static_cast<double>(row_entries_[as_size(row)]);
+    while (length(firsts) < parts && before >= share * static_cast<double>(length(firsts))) {
+      firsts.push_back(row + 1);
     }
-    before += here;
   }
   firsts.resize(as_size(parts) + 1, rows());
   return firsts;

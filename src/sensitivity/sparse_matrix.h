@@ -60,6 +60,7 @@ class SparseMatrix {
   int block_bits_ = 0;
   std::int64_t blocks_ = 0;
   std::vector<SparsePanel> panels_;
+  std::vector<std::int64_t> row_entries_;  // of each row
 };
 
 }  // namespace quorivex

@@ -3,29 +3,26 @@
 
 #include <algorithm>
 
+#include "base/phase_times.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
 namespace {
 
-/// Calls visit(cell, point), both from 1, for every cell of the mesh, on all threads.
-template <class Visit>
-void for_each_cell(const SensitivityState& sens, const ActiveCells& active, Visit visit) {
-#pragma omp parallel for schedule(static) default(none) shared(sens, active, visit)
-  for (std::int64_t j = 0; j < active.nn; ++j) {
-    std::int64_t cell = j * active.ne * active.nz;
-    for (std::int64_t i = 0; i < active.ne; ++i) {
-      const std::int64_t above = (i + j * sens.nw2) * sens.nw1;
-      for (std::int64_t k = 1; k <= active.nz; ++k) visit(++cell, above + k);
+/// Sets every point of the grid: value(cell), from 1, where there is a cell, and 0 in the padding.
+template <class Value>
+void fill_grid(const SensitivityState& sens, const ActiveCells& active, double* grid, Value value) {
+#pragma omp parallel for collapse(2) schedule(static) default(none) \
+    shared(sens, active, grid, value)
+  for (std::int64_t j = 0; j < sens.nw3; ++j) {
+    for (std::int64_t i = 0; i < sens.nw2; ++i) {
+      const bool column = j < active.nn && i < active.ne;
+      const std::int64_t cells = (i + j * active.ne) * active.nz;
+      double* line = grid + (i + j * sens.nw2) * sens.nw1;
+      std::int64_t k = 0;
+      for (; column && k < active.nz; ++k) line[k] = value(cells + k + 1);
+      std::fill(line + k, line + sens.nw1, 0.0);
     }
-  }
-}
-
-void set_to_zero(View1<double> grid) {
-  constexpr std::int64_t kPiece = 1 << 16;
-#pragma omp parallel for schedule(static) default(none) shared(grid)
-  for (std::int64_t first = 0; first < grid.size(); first += kPiece) {
-    std::fill_n(grid.data() + first, std::min(std::int64_t{kPiece}, grid.size() - first), 0.0);
   }
 }
 
@@ -33,25 +30,33 @@ void set_to_zero(View1<double> grid) {
 
 void scatter_to_grid(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
                      View1<double> grid) {
-  set_to_zero(grid);
+  const PhaseTimer timer(Phase::vectors);
   if (m.size() == active.ncell) {
     const View1<const std::int32_t> map(active.map);
-    for_each_cell(sens, active, [&](std::int64_t cell, std::int64_t point) {
-      if (map(cell) > 0) grid(point) = m(map(cell));
-    });
+    fill_grid(sens, active, grid.data(),
+              [&](std::int64_t cell) { return map(cell) > 0 ? m(map(cell)) : 0.0; });
     return;
   }
   require(m.size() == active.total_cells, "size(x) /= # of cells");
-  for_each_cell(sens, active,
-                [&](std::int64_t cell, std::int64_t point) { grid(point) = m(cell); });
+  fill_grid(sens, active, grid.data(), [&](std::int64_t cell) { return m(cell); });
 }
 
 void gather_from_grid(const SensitivityState& sens, const ActiveCells& active,
                       View1<const double> grid, View1<double> m) {
+  const PhaseTimer timer(Phase::vectors);
   const View1<const std::int32_t> map(active.map);
-  for_each_cell(sens, active, [&](std::int64_t cell, std::int64_t point) {
-    if (map(cell) > 0) m(map(cell)) = grid(point);
-  });
+#pragma omp parallel for collapse(2) schedule(static) default(none) \
+    shared(sens, active, map, grid, m)
+  for (std::int64_t j = 0; j < active.nn; ++j) {
+    for (std::int64_t i = 0; i < active.ne; ++i) {
+      const std::int64_t cells = (i + j * active.ne) * active.nz;
+      const double* line = grid.data() + (i + j * sens.nw2) * sens.nw1;
+      for (std::int64_t k = 0; k < active.nz; ++k) {
+        const std::int32_t entry = map(cells + k + 1);
+        if (entry > 0) m(entry) = line[k];
+      }
+    }
+  }
 }
 
 }  // namespace quorivex

@@ -46,8 +46,9 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
   const View1<double> r = residual.view();
 #pragma omp parallel for schedule(static) default(none) shared(mask, g, r)
   for (std::int64_t i = 1; i <= g.size(); ++i) r(i) = mask(i) * g(i);
+  AprodWork work(problem);
   const auto apply = [&](View1<const double> x, View1<double> y) {
-    aprod(problem, mask, beta, x, y);
+    aprod(problem, mask, beta, x, y, work);
   };
   return conjugate_gradients(apply, P.view(), tol, maxit, watch, r, dm);
 }

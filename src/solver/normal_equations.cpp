@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "solver/normal_equations.h"
 
-#include "base/raw_array.h"
+#include "base/phase_times.h"
 #include "objective/calc_wtw_mod.h"
-#include "sensitivity/products.h"
 
 namespace quorivex {
 
@@ -34,17 +33,23 @@ void formrhs(const Problem& problem, View1<const double> model, View1<const doub
   }
 }
 
+AprodWork::AprodWork(const Problem& problem)
+    : masked(problem.active.ncell, "aprod"),
+      model_term(problem.active.ncell, "aprod"),
+      product(problem.sens, problem.active) {}
+
 void aprod(const Problem& problem, View1<const std::int32_t> mask, double beta,
-           View1<const double> x, View1<double> y) {
-  constexpr const char* kRoutine = "aprod";
-  RawArray<double> masked(x.size(), kRoutine);
-  const View1<double> xm = masked.view();
+           View1<const double> x, View1<double> y, AprodWork& work) {
+  const View1<double> xm = work.masked.view();
+  const View1<double> v = work.model_term.view();
+  {
+    const PhaseTimer timer(Phase::vectors);
 #pragma omp parallel for schedule(static) default(none) shared(mask, x, xm)
-  for (std::int64_t i = 1; i <= x.size(); ++i) xm(i) = mask(i) * x(i);
-  gtgprod(problem.sens, problem.active, xm, y);
-  RawArray<double> model_term(x.size(), kRoutine);
-  const View1<double> v = model_term.view();
+    for (std::int64_t i = 1; i <= x.size(); ++i) xm(i) = mask(i) * x(i);
+  }
+  gtgprod(problem.sens, problem.active, xm, y, work.product);
   CALC_WTW_MOD::calc_WTW_vec(problem.weights, xm, xm, v);
+  const PhaseTimer timer(Phase::vectors);
 #pragma omp parallel for schedule(static) default(none) shared(mask, beta, v, x, y)
   for (std::int64_t i = 1; i <= x.size(); ++i) y(i) = mask(i) * (y(i) + beta * v(i));
 }

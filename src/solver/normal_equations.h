@@ -3,7 +3,9 @@
 
 #include <cstdint>
 
+#include "base/raw_array.h"
 #include "base/view1.h"
+#include "sensitivity/products.h"
 #include "solver/problem.h"
 
 namespace quorivex {
@@ -13,8 +15,18 @@ namespace quorivex {
 void formrhs(const Problem& problem, View1<const double> model, View1<const double> predicted,
              double beta, View1<double> g);
 
+/// Vectors between the steps of `aprod`, for any number of calls.
+struct AprodWork {
+  /// @throws StopRun alloc_error
+  explicit AprodWork(const Problem& problem);
+
+  RawArray<double> masked;
+  RawArray<double> model_term;
+  GtgprodWork product;
+};
+
 /// y = mask (G^T G (mask x) + beta W^T W (mask x)), all of length ncell; mask 1 = free, 0 = frozen.
 void aprod(const Problem& problem, View1<const std::int32_t> mask, double beta,
-           View1<const double> x, View1<double> y);
+           View1<const double> x, View1<double> y, AprodWork& work);
 
 }  // namespace quorivex

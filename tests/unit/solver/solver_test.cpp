@@ -117,7 +117,8 @@ TEST(Products, AreAdjointAndComposeInBothForms) {
 
     std::vector<double> once(s.n);
     gtprod(s.file.sens, s.active, gm, gtd);
-    gtgprod(s.file.sens, s.active, m, once);
+    GtgprodWork work(s.file.sens, s.active);
+    gtgprod(s.file.sens, s.active, m, once, work);
     for (std::size_t i = 0; i < s.n; ++i) EXPECT_NEAR(once[i], gtd[i], 1e-11 * largest(gtd));
   }
 }
@@ -161,10 +162,11 @@ TEST(Linsolv, WithoutBoundsOneUpdateIsTheDenseSolution) {
   const Inversion with(true);
   CurrentModel model = with.current(std::vector<double>(with.n, 0.1));
   std::vector<std::vector<double>> A(with.n, std::vector<double>(with.n));
+  AprodWork work(with.problem());
   for (std::size_t c = 0; c < with.n; ++c) {
     std::vector<double> unit(with.n);
     unit[c] = 1.0;
-    aprod(with.problem(), std::vector<std::int32_t>(with.n, 1), kBeta, unit, A[c]);
+    aprod(with.problem(), std::vector<std::int32_t>(with.n, 1), kBeta, unit, A[c], work);
   }
   const std::vector<double> dm = dense_solve(A, with.right_hand_side(model));
   LinsolvState state;
