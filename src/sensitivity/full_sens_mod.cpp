@@ -137,8 +137,8 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
 
 }  // namespace
 
-// A datum's sum goes over the slices of cells in order, a cell's over the rows in order, and where
-// slices end depends on the matrix alone: results are the same to the last bit for any number of
+// A datum's sum goes over the slices of cells in order, whose ends depend on the matrix alone; a
+// cell's goes over the rows in order. Results are the same to the last bit for any number of
 // threads.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
