@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
 #include <utility>
@@ -126,13 +127,23 @@ Observations read_data_file(const std::string& name, DataColumns columns,
 
 std::vector<double> read_predicted_data(const std::string& name, const Observations& observations) {
   DataLines lines(name);
+  const Observations& o = observations;
   double skipped = 0.0;
   std::int32_t idir = 1;
   std::int32_t count = 0;
-  lines.read(skipped, skipped, skipped);
-  lines.read(skipped, skipped, idir);
+  std::array<double, 5> field{};  // printed with two decimals
+  lines.read(field[0], field[1], field[2]);
+  lines.read(field[3], field[4], idir);
   lines.read(count);
-  const Observations& o = observations;
+  const std::array<double, 5> expected{o.incl, o.decl, o.geomag, o.aincl, o.adecl};
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    if (std::abs(field[i] - expected[i]) <= 0.0051 + 1e-9 * std::abs(expected[i])) continue;
+    stop_run(fmt::format(
+        " ERROR: the field or the direction of the anomaly in {} is not that of the observations: "
+        "{:.2f} and {:.2f}.\n They were changed since the run, or are of another one: run quorivex "
+        "again.",
+        name, field[i], expected[i]));
+  }
   if (count != o.ndata) {
     stop_run(fmt::format(" ERROR: {} should hold {} data, as the observations do; found {}.", name,
                          o.ndata, count));

@@ -42,8 +42,8 @@ Observations read_data_file(const std::string& name, DataColumns columns,
                             std::optional<std::int32_t> ndata_expected = {});
 
 /// Reads the values (nT) of a file that `write_predicted_data` wrote for these observations.
-/// @throws StopRun as `read_data_file` does, and where the number of data or a position, to the
-///         digits of the file, is another
+/// @throws StopRun as `read_data_file` does, and where the number of data, the field or a
+///         position, to the digits of the file, is another
 std::vector<double> read_predicted_data(const std::string& name, const Observations& observations);
 
 /// Writes a file with the layout of an observations file: for each datum its position and its value

@@ -28,6 +28,13 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   std::vector<double> values = allocate<double>(cells, kRoutine);
   std::vector<double> bound = allocate<double>(cells, kRoutine);
   full_to_active(active, model, values);
+  findings.active_cells = active.ncell;
+  findings.bounds_known =
+      !replaced_by_run(run, p.lowerBounds) && !replaced_by_run(run, p.upperBounds);
+  if (!findings.bounds_known) {
+    findings.at_bounds = run.passes.back().row.cells_on_bound;
+    return;
+  }
   const auto held = [&](double sign) {
     std::int64_t count = 0;
     for (std::size_t i = 0; i < cells; ++i) {
@@ -39,7 +46,7 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   findings.at_lower = held(-1.0);
   read_active_model(source_in(run, p.upperBounds), "upper bounds", active, {}, bound, report);
   findings.at_upper = held(1.0);
-  findings.active_cells = active.ncell;
+  findings.at_bounds = findings.at_lower + findings.at_upper;
 }
 
 LargestResidual largest_residual(const Observations& o, const DataFit& fit,

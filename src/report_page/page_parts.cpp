@@ -132,11 +132,13 @@ std::string tiles_html(const Findings& f) {
   const bool earlier = f.pass < f.passes_made;
   html += tile("Passes",
                earlier ? fmt::format("{} of {}", f.pass, f.passes_made) : fmt::format("{}", f.pass),
-               earlier   ? "files of the last pass are missing"
-               : f.ended ? "the run ended"
-                         : "the run has not ended");
-  html += tile("Cells at a bound", percent_of(f.at_lower + f.at_upper, f.active_cells),
-               fmt::format("{} at the upper one", f.at_upper));
+               earlier            ? "files of the last pass are missing"
+               : f.ended          ? "the run ended"
+               : f.ending.empty() ? "the run has not ended"
+                                  : "the run stopped early");
+  html += tile("Cells at a bound", percent_of(f.at_bounds, f.active_cells),
+               f.bounds_known ? fmt::format("{} at the upper one", f.at_upper)
+                              : "the run has replaced its bounds");
   html += tile("Likeness of neighbouring residuals",
                r.likeness ? fmt::format("{:.2f}", r.likeness->correlation) : "unknown",
                r.likeness ? "correlation; 0 for independent errors" : "too few data");
@@ -215,7 +217,10 @@ std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
   lengths = smallness ? lengths + " m" : "none, for there is no smallness";
   Rows rows{
       {"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: beta is kept"},
-      {p.mode == 1 ? "chifact" : "beta", fmt::format("{:g}", p.par)},
+      {p.mode == 1 ? "chifact" : "beta",
+       p.mode == 1 || p.par > 0.0
+           ? fmt::format("{:g}", p.par)
+           : fmt::format("chosen by the program: {:g}", run.passes.front().row.beta)},
       {"tolc", fmt::format("{:g}", p.tolc)},
       {"Data", fmt::format("{}", o.ndata)},
       {"Inducing field", fmt::format("{:g} nT, inclination {:g}\u00b0, declination {:g}\u00b0",

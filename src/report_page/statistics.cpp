@@ -136,7 +136,7 @@ std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
   for (const double value : values) total += (value - mean) * (value - mean);
   const double deviation = std::sqrt(total / n);
   if (!(deviation > 0.0)) return std::nullopt;
-  Likeness like{.side = side};
+  Likeness like{.side = side, .squares = groups};
   double between = 0.0;
   double counts_squared = 0.0;
   for (const auto& [place, square] : squares) {

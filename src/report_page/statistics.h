@@ -19,6 +19,7 @@ struct Likeness {
       0.0;  ///< of two data in the same square, 0 where they have nothing in common
   bool significant = false;  ///< more than chance makes of independent errors
   double side = 0.0;         ///< of the squares, metres
+  double squares = 0.0;      ///< how many hold data
   // The square whose mean is farthest from that of all values:
   double easting = 0.0;  ///< of its centre
   double northing = 0.0;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kTolerance = 0.05;       // of the target, as the inversion has it
 constexpr double kLikeNeighbours = 0.15;  // correlation that is worth a word
-constexpr double kGathered = 4.5;         // standard errors of a square's mean
+constexpr double kGathered = 4.5;         // standard errors of a square's mean, at least
 constexpr double kEdgeShare = 0.2;        // of the model's farthest departure from its median
 constexpr double kCellsToDatum = 1.25;    // half-gaps between lines of five cells
 constexpr double kMeanOff = 0.25;         // standard deviations
@@ -33,7 +33,9 @@ void flag_pattern(const Findings& f, std::vector<RedFlag>& flags) {
         "independent errors do not. ",
         like.side, like.correlation);
   }
-  if (like.standard_errors > kGathered) {
+  // Of many squares one is far off by chance: about sqrt(2 ln n) standard errors of n.
+  const double by_chance = std::sqrt(2.0 * std::log(std::max(like.squares, 1.0)));
+  if (like.standard_errors > std::max(kGathered, by_chance + 1.0)) {
     pattern += fmt::format(
         "Data within {:.0f} m of easting {:.0f} m, northing {:.0f} m are off to the same side, by "
         "{:+.1f} standard deviations on average. ",
@@ -77,14 +79,15 @@ std::string fit_in_words(double per_datum) {
 }
 
 std::string bounds_in_words(const Findings& f) {
-  const std::int64_t held = f.at_lower + f.at_upper;
-  if (held == 0) return "No cell is held at a bound.";
-  const auto share =
-      static_cast<double>(held) / static_cast<double>(std::max<std::int64_t>(f.active_cells, 1));
-  return fmt::format(
-      "{} of {} active cells ({}) are held at a bound: {} at the lower, {} at the "
-      "upper one.",
-      held, f.active_cells, percent(share), f.at_lower, f.at_upper);
+  if (f.at_bounds == 0) return "No cell is held at a bound.";
+  const auto share = static_cast<double>(f.at_bounds) /
+                     static_cast<double>(std::max<std::int64_t>(f.active_cells, 1));
+  const std::string which =
+      f.bounds_known
+          ? fmt::format("{} at the lower, {} at the upper one", f.at_lower, f.at_upper)
+          : "at which one cannot be told, for the run has replaced the file of its bounds";
+  return fmt::format("{} of {} active cells ({}) are held at a bound: {}.", f.at_bounds,
+                     f.active_cells, percent(share), which);
 }
 
 std::string largest_in_words(const LargestResidual& r) {
@@ -151,10 +154,12 @@ Verdict verdict(const Findings& f, std::size_t flags) {
   } else {
     v.level = Level::bad;
     v.mark = "Target not reached";
+    const std::string times = *f.target > 0.0
+                                  ? fmt::format("{:.3g} times the target of", f.misfit / *f.target)
+                                  : "with a target of";
     v.headline = fmt::format(
-        "The model does not fit the data as closely as was asked: misfit {:.4g}, "
-        "{:.3g} times the target of {:.4g}, {}.",
-        f.misfit, f.misfit / *f.target, *f.target, passes);
+        "The model does not fit the data as closely as was asked: misfit {:.4g}, {} {:.4g}, {}.",
+        f.misfit, times, *f.target, passes);
   }
   if (earlier) {
     v.mark = fmt::format("Pass {} of {}", f.pass, f.passes_made);
@@ -172,10 +177,13 @@ Verdict verdict(const Findings& f, std::size_t flags) {
         "changed after the run, or its model and data belong to different surveys.",
         fmt::join(f.foreign_parts, ", "));
   }
-  if (!f.ended)
+  if (!f.ended && f.ending.empty()) {
     v.sentences.emplace_back("The run has not come to its end: it was stopped, or goes on.");
-  if (!f.ending.empty() && !target_reached(f))
+  } else if (!f.ended) {
+    v.sentences.push_back(fmt::format("The run stopped early: {}", f.ending));
+  } else if (!f.ending.empty() && !target_reached(f)) {
     v.sentences.push_back(fmt::format("The run ended with: {}", f.ending));
+  }
   v.sentences.push_back(fmt::format("Chi-squared is {:.3g} per datum, {}.", f.residuals.per_datum,
                                     fit_in_words(f.residuals.per_datum)));
   v.sentences.push_back(outliers_in_words(f));

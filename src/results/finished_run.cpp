@@ -54,13 +54,19 @@ LogPlace find_log(const std::string& input_file) {
   for (const std::string& folder : folders) {
     const std::string name = in_folder(folder, kLogName);
     if (!is_file(name)) continue;
-    RunLog log = read_run_log(name);
-    if (log.input_lines == wanted) {
-      found.push_back({folder, std::move(log)});
-    } else {
-      other += fmt::format(
-          "\n {} is the log of a run of {}, whose lines were not those that {} holds now.", name,
-          log.input_name, input_file);
+    try {
+      RunLog log = read_run_log(name);
+      if (log.input_lines == wanted) {
+        found.push_back({folder, std::move(log)});
+      } else {
+        other += fmt::format(
+            "\n {} is the log of a run of {}, whose lines were not those that {} holds now.", name,
+            log.input_name, input_file);
+      }
+    } catch (const StopRun& damaged) {
+      const std::string text = damaged.what();
+      const std::size_t first = std::min(text.find_first_not_of(" \n"), text.size());
+      other += "\n " + text.substr(first, text.find_last_not_of(" \n") + 1 - first);
     }
   }
   if (found.size() == 2 && !names_file(found[0], input_file) && names_file(found[1], input_file)) {
@@ -120,7 +126,8 @@ void read_mesh(FinishedRun& run) {
 void read_passes(FinishedRun& run, const RunLog& log) {
   const std::string name = in_folder(run.folder, kSummaryName);
   const RunSummary summary = read_run_summary(name);
-  if (summary.started != log.started) {
+  const bool begun = !(summary.started.empty() && summary.rows.empty());
+  if (begun && summary.started != log.started) {
     stop_run(
         fmt::format(" ERROR: {} is of the run that started on {}, the log of one that started "
                     "on {}.\n Run quorivex {} again.",
@@ -137,10 +144,16 @@ void read_passes(FinishedRun& run, const RunLog& log) {
         .predicted_file = in_folder(run.folder, numbered_name(kProgram, row.pass, "pre"))};
     std::string missing;
     for (const std::string& file : {pass.model_file, pass.predicted_file}) {
+      run.files_left.push_back(file);
       if (!is_file(file)) missing += (missing.empty() ? "" : " and ") + file;
     }
+    const bool last = row.pass == run.passes_made;
     if (missing.empty()) {
       run.passes.push_back(pass);
+    } else if (last && log.ended.empty() && log.ending.empty()) {
+      // The run writes the row before the files.
+      --run.passes_made;
+      run.notes.push_back(fmt::format("Pass {} was not yet written.", row.pass));
     } else {
       run.notes.push_back(fmt::format("Pass {} is left out: without {}.", row.pass, missing));
     }
@@ -181,6 +194,15 @@ std::string source_in(const FinishedRun& run, const std::string& source) {
   const bool is_name = !(source == "VALUE" || source.starts_with("VALUE ") ||
                          source.starts_with("null") || source.starts_with("NULL"));
   return is_name ? path_in(run, source) : source;
+}
+
+bool replaced_by_run(const FinishedRun& run, const std::string& source) {
+  const std::string name = source_in(run, source);
+  return std::any_of(run.files_left.begin(), run.files_left.end(), [&](const std::string& left) {
+    std::error_code missing;
+    return fs::equivalent(name, left, missing) ||
+           fs::path(name).lexically_normal() == fs::path(left).lexically_normal();
+  });
 }
 
 const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number) {

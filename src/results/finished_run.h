@@ -42,10 +42,11 @@ struct FinishedRun {
   std::optional<double> target;  ///< misfit that mode 1 aims at: number of data times chifact
   NormTerms initial_norm;
   double initial_misfit = 0.0;
-  std::vector<double> alphas;        ///< s, e, n, z
-  std::vector<FinishedPass> passes;  ///< at least one; passes 1, 2, ... whose files are there
-  std::int32_t passes_made = 0;      ///< as many as the summary lists
-  std::vector<std::string> notes;    ///< what is missing, a sentence each; mostly empty
+  std::vector<double> alphas;           ///< s, e, n, z
+  std::vector<FinishedPass> passes;     ///< at least one; passes 1, 2, ... whose files are there
+  std::int32_t passes_made = 0;         ///< as many as the summary lists
+  std::vector<std::string> files_left;  ///< names of the two files of each of these passes
+  std::vector<std::string> notes;       ///< what is missing, a sentence each; mostly empty
 };
 
 /// Reads the input file and everything around it.
@@ -63,6 +64,10 @@ std::string path_in(const FinishedRun& run, const std::string& name);
 
 /// The same of a model, bound or list of active cells; "VALUE c" and "null" stay as they are.
 std::string source_in(const FinishedRun& run, const std::string& source);
+
+/// True where a model, bound or list of active cells is a file that the run has replaced by one of
+/// its own.
+bool replaced_by_run(const FinishedRun& run, const std::string& source);
 
 /// The pass of that number. @throws StopRun saying which there are
 const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number);

@@ -60,9 +60,11 @@ RunSummary read_run_summary(const std::string& name) {
   if (!file) file_not_found("summary", name);
   RunSummary summary;
   std::string line;
+  bool empty = true;
   for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
     const std::string_view text = trim_right(line);
     if (text.empty()) continue;
+    empty = false;
     if (text.front() == '!') {
       read_heading_line(text, summary);
       continue;
@@ -77,7 +79,7 @@ RunSummary read_run_summary(const std::string& name) {
     }
     summary.rows.push_back(*row);
   }
-  if (summary.started.empty()) {
+  if (summary.started.empty() && !empty) {
     stop_run(
         fmt::format(" ERROR reading summary {}: it should begin with the date of the run, and "
                     "does not.",

@@ -36,6 +36,7 @@ struct RunSummary {
   std::string note;              ///< what is wrong with the table behind these rows; mostly empty
 };
 
+/// An empty one of a run that has only just begun.
 /// @throws StopRun for a file that is not there or is no summary
 RunSummary read_run_summary(const std::string& name);
 

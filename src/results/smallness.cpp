@@ -2,7 +2,6 @@
 #include "results/smallness.h"
 
 #include <cmath>
-#include <filesystem>
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
@@ -18,14 +17,6 @@ constexpr double kPrinted = 5.1e-6;
 
 bool is_null(const std::string& source) {
   return source.starts_with("null") || source.starts_with("NULL");
-}
-
-bool left_by_run(const FinishedRun& run, const std::string& name) {
-  std::error_code none;
-  for (const FinishedPass& pass : run.passes) {
-    if (std::filesystem::equivalent(name, pass.model_file, none)) return true;
-  }
-  return false;
 }
 
 /// The first of the four arrays of 3-D weights.
@@ -73,7 +64,7 @@ Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
 }  // namespace
 
 std::optional<Smallness> smallness(const FinishedRun& run, const std::vector<double>& model) {
-  if (run.wtz.empty() || left_by_run(run, source_in(run, run.parameters.referenceModel))) return {};
+  if (run.wtz.empty() || replaced_by_run(run, run.parameters.referenceModel)) return {};
   try {
     return sum_of(run, model);
   } catch (const StopRun&) {

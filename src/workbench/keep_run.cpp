@@ -15,8 +15,7 @@ void keep_files_of_run(const FinishedRun& run, const std::string& output) {
                                   p.activeCellFile, p.lowerBounds, p.upperBounds, p.weightFile}) {
     keep_inputs(output, {path_in(run, name)});
   }
-  for (const FinishedPass& pass : run.passes)
-    keep_inputs(output, {pass.model_file, pass.predicted_file});
+  for (const std::string& name : run.files_left) keep_inputs(output, {name});
 }
 
 }  // namespace quorivex

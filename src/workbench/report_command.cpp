@@ -29,7 +29,7 @@ std::string default_output(const FinishedRun& run) {
 
 std::string passes_in_words(const FinishedRun& run, const ReportWritten& report) {
   std::string text = fmt::format("{} of {} passes", report.passes.size(), run.passes.size());
-  if (report.digits_others < report.digits_last) {
+  if (report.passes.size() > 1 && report.digits_others < report.digits_last) {
     text += fmt::format(", models before the last one rounded to {} digits", report.digits_others);
   }
   return text;

@@ -130,6 +130,10 @@ TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
   FinishedRun moved = run;
   moved.observations.y[4] += 0.001;
   expect_stop([&] { read_predicted(moved, run.passes.front()); }, "ERROR: datum 5 is at");
+  FinishedRun turned = run;
+  turned.observations.decl += 0.02;
+  expect_stop([&] { read_predicted(turned, run.passes.front()); },
+              "is not that of the observations");
 
   Survey lower = folder.survey;
   lower.tops.tops[3] += 1;
@@ -192,8 +196,24 @@ TEST(FinishedRun, ARunMayReplaceItsOwnReferenceModel) {
   const RunFolder folder;
   folder.replace("run.inp", "VALUE 0.0\n", "quorivex_002.sus\n");
   run_program(folder, "run.inp 1");
+  std::filesystem::remove(folder.path("quorivex_002.pre"));
   const FinishedRun run = folder.finished();
   for (const FinishedPass& pass : run.passes) EXPECT_NO_THROW(read_model(run, pass));
+  EXPECT_TRUE(replaced_by_run(run, "quorivex_002.sus"));
+  EXPECT_FALSE(replaced_by_run(run, "VALUE 0.0"));
+}
+
+// A run that goes on writes the row of a pass before its files, and at first nothing at all.
+TEST(FinishedRun, ARunThatGoesOnHasThePassesThatAreWritten) {
+  const RunFolder folder;
+  const std::string log = folder.read("quorivex.log");
+  folder.write("quorivex.log", log.substr(0, log.rfind("beta cpu time:")));
+  std::filesystem::remove(folder.path(fmt::format("quorivex_{:03}.sus", folder.rows.size())));
+  const FinishedRun run = folder.finished();
+  EXPECT_EQ(run.passes_made, static_cast<int>(folder.rows.size()) - 1);
+  EXPECT_EQ(run.passes_made, run.passes.back().row.pass);
+  folder.write("quorivex.out", "");
+  expect_stop([&] { folder.finished(); }, "has left no pass");
 }
 
 // Two folders with runs of input files of the same text: the log tells which file it was.
@@ -210,6 +230,8 @@ TEST(FinishedRun, OfTwoRunsOfTheSameTextThatOfTheFileCounts) {
   EXPECT_EQ(read_finished_run("run.inp").folder, "");
   here.replace("quorivex.log", "input file: run.inp", "input file: " + there.path("run.inp"));
   EXPECT_EQ(read_finished_run(there.path("run.inp")).folder, "");
+  here.write("quorivex.log", "");
+  EXPECT_NE(read_finished_run(there.path("run.inp")).folder, "") << "a damaged log in the way";
   std::filesystem::current_path(before);
 }
 
