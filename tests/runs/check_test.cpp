@@ -202,8 +202,18 @@ TEST(QvxCheck, TheCompanionIsFoundBesideTheTargetOfALink) {
   }
   std::filesystem::create_symlink("store/s.mtx", folder.path("s.mtx"));
   folder.expect(0, "fine", {fact("sensitivity file", "made for these stations, directions")});
+  // One beside the link counts where it is of a file of this length; a build leaves none there.
+  const std::string good = folder.read("store/s.mtx.info");
   folder.write("s.mtx.info", "broken\n");
+  folder.expect(0, "fine", {});
+  folder.write("store/s.mtx.info", "broken\n");
   folder.expect(1, "1 warning", {"ERROR reading s.mtx.info: "});
+  folder.write("s.mtx.info", good);
+  folder.expect(0, "fine", {});
+  folder.build("s.mtx", "--mesh mesh.txt");
+  EXPECT_EQ(folder.read("store/s.mtx.info"), good);
+  EXPECT_FALSE(folder.has("s.mtx.info"));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("s.mtx")));
 }
 
 // What a run made of observations that were not the matrix's is told by all who look at it.
