@@ -27,6 +27,7 @@ class FreeFormat {
   explicit FreeFormat(std::string_view line) : line_(line) {}
   explicit FreeFormat(TextFile& file) : file_(&file) {}
 
+  /// Text that says nan is bad, and leaves a NaN in the variable.
   [[nodiscard]] Read next(double& value);
   [[nodiscard]] Read next(std::int32_t& value);
 

@@ -11,6 +11,7 @@ namespace quorivex {
 namespace {
 
 constexpr double kMostSusceptibility = 10.0;  // SI, more than any rock has
+constexpr double kAir = -100.0;               // in model files
 
 /// A scaled model of the active cells in SI.
 std::vector<double> in_si(const std::vector<double>& model, const std::vector<double>& scale) {
@@ -19,16 +20,42 @@ std::vector<double> in_si(const std::vector<double>& model, const std::vector<do
   return values;
 }
 
-void check_size(const char* what, const std::vector<double>& values, Findings& findings) {
-  const auto large = std::count_if(values.begin(), values.end(), [](double value) {
-    return std::abs(value) > kMostSusceptibility;
+/// The reference model's values of the cells below the ground that are not active, in SI.
+std::vector<double> fixed_in_si(const ModelSetup& models, View1<const double> wtz) {
+  std::vector<double> full = allocate<double>(models.active.map.size(), "check_models");
+  active_to_full(models.active, models.fixed, models.mref, full);
+  std::vector<double> values;
+  std::int64_t below = 0;
+  for_each_below(models.active, [&](std::int64_t cell) {
+    ++below;
+    if (models.active.map[as_size(cell - 1)] <= 0) {
+      values.push_back(full[as_size(cell - 1)] / wtz(below));
+    }
   });
-  if (large > 0) {
-    findings.warning(fmt::format(
-        "{} active cells of the {} exceed {} SI, more than any rock has; susceptibilities are\n"
-        "dimensionless SI values, not thousandths or millionths of them",
-        large, what, kMostSusceptibility));
+  return values;
+}
+
+/// @param cells  "active cells of the initial model"
+void check_size(const char* cells, const std::vector<double>& values, Findings& findings) {
+  std::int64_t large = 0;
+  std::int64_t air = 0;
+  for (const double value : values) {
+    if (std::abs(value) > kMostSusceptibility) ++large;
+    if (std::abs(value - kAir) <= 1e-9 * std::abs(kAir)) ++air;  // scaled and back
   }
+  if (large == 0) return;
+  std::string text =
+      fmt::format("{} {} exceed {} SI, more than any rock has", large, cells, kMostSusceptibility);
+  if (air > 0) {
+    text += fmt::format(
+        ";\n{} of them hold {:g}, the mark of air in model files. Below the ground of the\n"
+        "sensitivity file it counts as a susceptibility; write 0 for none",
+        air, kAir);
+  } else {
+    text +=
+        "; susceptibilities are\ndimensionless SI values, not thousandths or millionths of them";
+  }
+  findings.warning(text);
 }
 
 void show_active_cells(const ActiveCells& active) {
@@ -97,11 +124,16 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
   };
   const bool reference = findings.attempt([&] {
     read_reference(sources.reference, wtz, models, quiet);
-    check_size("reference model", show("reference model", models.mref), findings);
+    check_size("active cells of the reference model", show("reference model", models.mref),
+               findings);
+    const std::vector<double> fixed = fixed_in_si(models, wtz);
+    if (fixed.empty()) return;
+    Findings::fact("fixed cells", range_in_words(fixed, "SI"));
+    check_size("fixed cells of the reference model", fixed, findings);
   });
   const bool initial = findings.attempt([&] {
     read_initial(sources.initial, wtz, models, quiet);
-    check_size("initial model", show("initial model", models.model), findings);
+    check_size("active cells of the initial model", show("initial model", models.model), findings);
   });
   const bool bounds = findings.attempt([&] {
     models.bounds =

@@ -21,6 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
+constexpr double kMostWorse = 100.0;  // the initial model's misfit than that without rock
 // Conjugate-gradient iterations of whole runs: 10 to 25 passes to a target, 3 to 10 with a fixed
 // beta, 20 to 40 iterations each.
 constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
@@ -74,7 +75,12 @@ double seconds_of_iteration(const Problem& problem, double beta, View1<const dou
 
 void check_target_in_reach(const Target& target, double misfit, double misfit_of_zero,
                            Findings& findings) {
-  if (!(target.misfit > 0.0)) {
+  if (std::signbit(target.misfit)) {  // the excess over it, as a part of it, is negative then
+    findings.warning(
+        "chifact should be positive: with this target the run takes it as reached, and ends, "
+        "after\n"
+        "its first pass");
+  } else if (target.misfit == 0.0) {
     findings.warning(
         "chifact should be positive: this target cannot be reached, and the run goes on until it\n"
         "fails to lower the objective function");
@@ -175,6 +181,12 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
                                                 target->misfit, target->chifact));
     findings.attempt([&] { check_target(target, value.misfit); });
     check_target_in_reach(*target, value.misfit, misfit_of_zero, findings);
+  }
+  if (value.misfit > kMostWorse * misfit_of_zero) {
+    findings.warning(fmt::format(
+        "the initial misfit is more than {:g} times that without rock: initial model, or fixed\n"
+        "cells of the reference model, are too large, or model and data have different units",
+        kMostWorse));
   }
   const bool given = par.mode == 2 && par.par > 0.0;
   const double chosen = chosen_beta(setup.diagonals);

@@ -14,6 +14,8 @@
 namespace quorivex {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::size_t kLongestLine = 2000;
 constexpr std::size_t kMostFigures = 1000;
 
@@ -101,19 +103,54 @@ struct Reader {
   }
 };
 
+std::optional<Companion> read_from(const std::string& name) {
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) return std::nullopt;
+  Reader reader{name};
+  std::string line;
+  for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
+    line.resize(trim_right(line).size());
+    if (!line.empty() && line.front() != '!') reader.take(split(printable(line)), number);
+  }
+  reader.check_complete();
+  return std::move(reader.companion);
+}
+
+/// Whether the sensitivity file is as long as this companion of it says.
+bool is_as_long(const std::string& name, const std::string& sensitivity_file) {
+  std::error_code error;
+  const auto bytes = fs::file_size(sensitivity_file, error);
+  try {
+    const std::optional<Companion> companion = read_from(name);
+    return companion && !error && bytes == static_cast<std::uintmax_t>(companion->bytes);
+  } catch (const StopRun&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 std::string companion_name(const std::string& sensitivity_file) {
   return sensitivity_file + ".info";
 }
 
+std::string companion_place(const std::string& sensitivity_file) {
+  std::error_code error;
+  if (!fs::is_symlink(sensitivity_file, error)) return companion_name(sensitivity_file);
+  const fs::path target = fs::canonical(sensitivity_file, error);
+  return companion_name(error ? sensitivity_file : target.string());
+}
+
 std::string find_companion(const std::string& sensitivity_file) {
   std::string beside = companion_name(sensitivity_file);
+  std::string beside_target = companion_place(sensitivity_file);
   std::error_code error;
-  if (std::filesystem::exists(beside, error)) return beside;
-  const std::filesystem::path target = std::filesystem::canonical(sensitivity_file, error);
-  const std::string beside_target = companion_name(target.string());
-  return !error && std::filesystem::exists(beside_target, error) ? beside_target : beside;
+  if (!fs::exists(beside_target, error)) return beside;
+  if (!fs::exists(beside, error)) return beside_target;
+  if (fs::equivalent(beside, beside_target, error)) return beside;
+  return !is_as_long(beside, sensitivity_file) && is_as_long(beside_target, sensitivity_file)
+             ? beside_target
+             : beside;
 }
 
 std::string companion_text(const Companion& companion) {
@@ -128,17 +165,7 @@ std::string companion_text(const Companion& companion) {
 }
 
 std::optional<Companion> read_companion(const std::string& sensitivity_file) {
-  const std::string name = find_companion(sensitivity_file);
-  std::optional<TextFile> file = TextFile::open(name);
-  if (!file) return std::nullopt;
-  Reader reader{name};
-  std::string line;
-  for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
-    line.resize(trim_right(line).size());
-    if (!line.empty() && line.front() != '!') reader.take(split(printable(line)), number);
-  }
-  reader.check_complete();
-  return std::move(reader.companion);
+  return read_from(find_companion(sensitivity_file));
 }
 
 std::vector<std::string> differing_parts(const Companion& companion, const std::vector<Part>& now) {
@@ -158,7 +185,7 @@ std::vector<std::string> strangeness(const Companion& companion, const std::stri
   if (file.sens.gdiag.empty()) std::erase_if(parts, is_diagonal);
   std::vector<std::string> names = differing_parts(companion, parts);
   std::error_code error;
-  const auto bytes = std::filesystem::file_size(name, error);
+  const auto bytes = fs::file_size(name, error);
   if (error || bytes != static_cast<std::uintmax_t>(companion.bytes)) {
     names.insert(names.begin(), "size");
   }

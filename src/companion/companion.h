@@ -24,14 +24,18 @@ struct Companion {
   std::vector<Figure> figures;
 };
 
-/// "NAME.info", where it is written.
+/// "NAME.info".
 std::string companion_name(const std::string& sensitivity_file);
+
+/// Where it is written: beside the sensitivity file, not beside a link to it.
+std::string companion_place(const std::string& sensitivity_file);
 
 /// The text of the file; control characters of a figure become question marks.
 std::string companion_text(const Companion& companion);
 
-/// Where the companion of a sensitivity file is to be read: beside its name, or else beside the
-/// file that the name is a link to. "NAME.info" when it is at neither place.
+/// Where the companion of a sensitivity file is to be read: beside its name, or beside the file
+/// that the name is a link to when there is none beside the name, or one of a file of another
+/// length. "NAME.info" when it is at neither place.
 std::string find_companion(const std::string& sensitivity_file);
 
 /// Reads the companion of a sensitivity file; nothing when there is none.

@@ -30,6 +30,7 @@ namespace {
 
 constexpr std::size_t kHeaderLine = 200;
 constexpr double kNoData = -9999.0;  // where the header names none
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 struct GridHeader {
   std::optional<double> columns, rows, x, y, size, no_data;
@@ -37,18 +38,45 @@ struct GridHeader {
   bool y_is_corner = false;
 };
 
+bool is_nan(const std::string& text) {
+  const std::string lower = lower_case(text);
+  return lower == "nan" || lower == "+nan" || lower == "-nan";
+}
+
+/// Whether the node is one without a value. Marks of single precision are written with more digits
+/// or fewer.
+bool is_marked(double value, double mark) {
+  return std::isnan(mark) ? std::isnan(value)
+                          : static_cast<float>(value) == static_cast<float>(mark);
+}
+
+[[noreturn]] void bad_node(const std::string& name, double value, std::int64_t number,
+                           std::int64_t nodes, const std::optional<double>& no_data) {
+  const std::string node = fmt::format("elevation {} of {}", number, nodes);
+  if (!std::isnan(value)) bad_grid(name, node + " is missing or no number");
+  bad_grid(name, fmt::format("{} is nan. Where this marks places without a value, {}", node,
+                             no_data ? fmt::format("write NODATA_value, {}, in its place", *no_data)
+                                     : "name it in the header: NODATA_value nan"));
+}
+
 GridHeader read_header(TextFile& file, const std::string& name) {
   GridHeader header;
   const auto letter = [](int c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
   std::string line;
-  while (true) {
+  for (int lines = 0;; ++lines) {
     while (file.peek() == ' ' || file.peek() == '\t') file.take();
     if (!letter(file.peek())) return header;
     file.read_line(line, kHeaderLine);
+    if (is_nan(line.substr(0, line.find_first_of(" \t\r,")))) {  // the first of the elevations
+      file.rewind();
+      for (int before = 0; before < lines; ++before) file.skip_line();
+      return header;
+    }
     const std::vector<std::string> fields = split_fields(line, kBlanks);
-    const auto value = fields.size() == 2 ? to_number(fields[1]) : std::nullopt;
+    auto value = fields.size() == 2 ? to_number(fields[1]) : std::nullopt;
+    const std::string key = fields.empty() ? "" : lower_case(fields[0]);
+    if (key == "nodata_value" && fields.size() == 2 && is_nan(fields[1])) value = kNan;
     if (!value) bad_grid(name, fmt::format("'{}' should be a word and a number", line));
-    const std::string key = lower_case(fields[0]);
     if (key == "ncols") {
       header.columns = value;
     } else if (key == "nrows") {
@@ -96,13 +124,11 @@ TerrainGrid read_ascii_grid(const std::string& name, TextFile& file) {
   FreeFormat values(file);
   for (std::int64_t i = 0; i < nodes; ++i) {
     double value = 0.0;
-    if (values.next(value) != Read::value) {
-      bad_grid(name, fmt::format("elevation {} of {} is missing or no number", i + 1, nodes));
-    }
-    // Marks of single precision are written with more digits or fewer.
-    const bool missing =
-        static_cast<float>(value) == static_cast<float>(header.no_data.value_or(kNoData));
-    grid.nodes.push_back(missing ? std::numeric_limits<double>::quiet_NaN() : value);
+    const Read read = values.next(value);
+    const bool marked = is_marked(value, header.no_data.value_or(kNoData));
+    // A nan is no number for the reader, but may be the mark.
+    if (read != Read::value && !marked) bad_node(name, value, i + 1, nodes, header.no_data);
+    grid.nodes.push_back(marked ? kNan : value);
   }
   double left = 0.0;
   if (values.next(left) != Read::end) {

@@ -48,8 +48,13 @@ Columns columns_of(const SurveyTable& table) {
   c.field = add("field", table.field, -kStrongest, kStrongest);
   if (!table.elevation.empty()) {
     c.elevation = add("elevation", table.elevation, -kHighest, kHighest);
-  } else if (!to_number(table.height)) {
+  } else if (const auto same = to_number(table.height); !same) {
     c.height = add("height", table.height, -kHighest, kHighest);
+  } else if (std::abs(*same) > kHighest) {
+    stop_run(fmt::format(
+        " ERROR: --height should be from {:g} to {:g} m, or name a column (of which '#4' is the\n"
+        " fourth); found {}.",
+        -kHighest, kHighest, table.height));
   }
   if (!table.longitude.empty()) {
     c.longitude = add("longitude", table.longitude, -360.0, 360.0);
@@ -133,6 +138,11 @@ class Preparation {
       return;
     }
     const double same = to_number(choices_.table.height).value_or(0.0);
+    if (!columns_.height && same < 0.0) {
+      warn(fmt::format(
+          "--height {:g} puts all stations below the ground, which is right for boreholes only.",
+          same));
+    }
     const Terrain terrain = read_terrain(choices_.terrain);
     std::int64_t beyond = 0;
     for (std::size_t i = 0; i < stations_.size(); ++i) {

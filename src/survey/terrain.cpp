@@ -41,11 +41,11 @@ Terrain from_grid(const std::string& name, TerrainGrid grid) {
 Terrain from_points(const std::string& name, const SurfacePoints& points) {
   for (std::size_t i = 0; i < points.elevation.size(); ++i) {
     const double value = points.elevation[i];
-    if (value >= kLowestGround && value <= kHighestGround) continue;
+    if (is_ground(value)) continue;
     stop_run(fmt::format(
         " ERROR: topography file {}, point {} ({:.10g} E {:.10g} N), has an elevation of {:g} m;\n"
-        " it should be from {:g} to {:g} m. Leave points without a value out.",
-        name, i + 1, points.easting[i], points.northing[i], value, kLowestGround, kHighestGround));
+        " {}. Leave points without a value out.",
+        name, i + 1, points.easting[i], points.northing[i], value, why_no_ground(value)));
   }
   const auto surface = std::make_shared<const Surface>(points);
   const auto [west, east] = std::minmax_element(points.easting.begin(), points.easting.end());

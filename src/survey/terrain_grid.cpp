@@ -24,7 +24,23 @@ Between between(double steps, std::int64_t count) {
   return {node, held - static_cast<double>(node)};
 }
 
+constexpr double kLowest = -12000.0;  // metres: elevations of the solid Earth lie between these
+constexpr double kHighest = 9000.0;
+constexpr double kUsualMark = -9999.0;  // of places without a value; the others are out of range
+
 }  // namespace
+
+bool is_ground(double elevation) {
+  return elevation >= kLowest && elevation <= kHighest && elevation != kUsualMark;
+}
+
+std::string why_no_ground(double elevation) {
+  if (elevation == kUsualMark) {
+    return "that usually marks places without a value (ground that does lie there is to be told\n"
+           " with decimals, such as -9998.99)";
+  }
+  return fmt::format("it should be from {:g} to {:g} m", kLowest, kHighest);
+}
 
 double TerrainGrid::elevation(double easting, double northing) const {
   const Between e = between((easting - west) / width, columns);
@@ -44,16 +60,16 @@ double TerrainGrid::elevation(double easting, double northing) const {
 void check_elevations(const TerrainGrid& grid, const std::string& name) {
   for (std::int64_t i = 0; i < length(grid.nodes); ++i) {
     const double value = grid.nodes[as_size(i)];
-    if (std::isnan(value) || (value >= kLowestGround && value <= kHighestGround)) continue;
+    if (std::isnan(value) || is_ground(value)) continue;
     const std::int64_t row = i / grid.columns;
     const std::int64_t column = i % grid.columns;
     stop_run(fmt::format(
         " ERROR: terrain grid {} has an elevation of {:g} m at {:.10g} E {:.10g} N (row {} from\n"
-        " the north, column {} from the west); it should be from {:g} to {:g} m. Where this marks\n"
+        " the north, column {} from the west);\n {}. Where this marks\n"
         " places without a value, name it in the file: NODATA_value or _FillValue.",
         name, value, grid.west + grid.width * static_cast<double>(column),
-        grid.north() - grid.height * static_cast<double>(row), row + 1, column + 1, kLowestGround,
-        kHighestGround));
+        grid.north() - grid.height * static_cast<double>(row), row + 1, column + 1,
+        why_no_ground(value)));
   }
 }
 

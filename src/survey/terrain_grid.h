@@ -27,11 +27,14 @@ struct TerrainGrid {
 
 inline constexpr std::int64_t kMostNodes = 1'000'000;  ///< along one side of a grid
 
-/// Elevations of the solid Earth lie between these.
-inline constexpr double kLowestGround = -12000.0;  ///< metres
-inline constexpr double kHighestGround = 9000.0;
+/// Whether the ground may lie so high (metres): from -12,000 to 9,000, and not at -9999, which
+/// marks places without a value in most files.
+bool is_ground(double elevation);
 
-/// @throws StopRun naming the place of the first elevation that is none on Earth
+/// Why it may not, as the end of a sentence.
+std::string why_no_ground(double elevation);
+
+/// @throws StopRun naming the place of the first elevation that is no ground
 void check_elevations(const TerrainGrid& grid, const std::string& name);
 
 }  // namespace quorivex

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -206,12 +207,23 @@ std::vector<Figure> choices(const Options& options, const ScaleRule& scale,
           {"program", "qvx " QUORIVEX_VERSION}};
 }
 
+/// Beside a link an older companion may lie, of what the link led to before.
+void remove_old_companion(const std::string& output, const std::string& written) {
+  const std::string beside = companion_name(output);
+  std::error_code error;
+  if (beside == written || std::filesystem::equivalent(beside, written, error)) return;
+  const auto kind = std::filesystem::symlink_status(beside, error).type();
+  using Type = std::filesystem::file_type;
+  if (kind == Type::regular || kind == Type::symlink) std::filesystem::remove(beside, error);
+}
+
 void write_file(const Options& options, const Ground& ground, const Observations& data,
                 const ScaleRule& scale, const BuildOptions& build) {
   const Clock::time_point start = Clock::now();
   std::int64_t bytes = 0;
   AtomicFile file(options.output);
-  AtomicFile info(companion_name(options.output));
+  const std::string info_name = companion_place(options.output);
+  AtomicFile info(info_name);
   const std::vector<double> wtz = cell_scale(ground, data, scale);
   const BuildSummary summary = build_sensitivity(ground, data, wtz, build, [&](auto parts) {
     write_record(file, parts);
@@ -222,6 +234,7 @@ void write_file(const Options& options, const Ground& ground, const Observations
   for (Figure& figure : choices(options, scale, build)) companion.figures.push_back(figure);
   info.append(companion_text(companion));
   info.commit();
+  remove_old_companion(options.output, info_name);
   fmt::print("{}: {} data x {} cells\n", options.output, data.ndata, ground.cells());
   print_size(ground, data, build, static_cast<double>(summary.coefficients),
              static_cast<double>(bytes));
@@ -245,7 +258,8 @@ void run(const Options& options) {
     plan(survey.ground, data, scale, build);
     return;
   }
-  for (const std::string& output : {options.output, companion_name(options.output)}) {
+  for (const std::string& output :
+       {options.output, companion_name(options.output), companion_place(options.output)}) {
     keep_inputs(output, {options.data, options.ground.mesh, options.ground.topography});
   }
   write_file(options, survey.ground, data, scale, build);

@@ -202,8 +202,18 @@ TEST(QvxCheck, TheCompanionIsFoundBesideTheTargetOfALink) {
   }
   std::filesystem::create_symlink("store/s.mtx", folder.path("s.mtx"));
   folder.expect(0, "fine", {fact("sensitivity file", "made for these stations, directions")});
+  // One beside the link counts where it is of a file of this length; a build leaves none there.
+  const std::string good = folder.read("store/s.mtx.info");
   folder.write("s.mtx.info", "broken\n");
+  folder.expect(0, "fine", {});
+  folder.write("store/s.mtx.info", "broken\n");
   folder.expect(1, "1 warning", {"ERROR reading s.mtx.info: "});
+  folder.write("s.mtx.info", good);
+  folder.expect(0, "fine", {});
+  folder.build("s.mtx", "--mesh mesh.txt");
+  EXPECT_EQ(folder.read("store/s.mtx.info"), good);
+  EXPECT_FALSE(folder.has("s.mtx.info"));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path("s.mtx")));
 }
 
 // What a run made of observations that were not the matrix's is told by all who look at it.
@@ -235,10 +245,19 @@ TEST(QvxCheck, WarnsOfTheUsualSlips) {
   };
   folder.write("low.txt", "224*-0.01\n");
   expect_warning({{2, "0.05 0"}}, "chifact 0.05 asks for residuals of 0.22 standard deviations");
-  expect_warning({{2, "-1 0"}}, "chifact should be positive");
+  for (const char* below : {"-1 0", "-0 0"})
+    expect_warning({{2, below}}, "chifact should be positive: with this target the run takes it");
+  expect_warning({{2, "0 0"}}, "chifact should be positive: this target cannot be reached");
   expect_warning({{6, "low.txt"}}, "224 of 224 active cells of the reference model lie outside");
   expect_warning({{6, "VALUE 20"}, {9, "VALUE 100"}},
                  "224 active cells of the reference model exceed");
+  folder.write("cells.txt", "220*1 2*0 2*-1\n");
+  folder.write("air.txt", "221*0 -100 0 -100\n");
+  folder.input({{6, "air.txt"}, {7, "cells.txt"}});
+  folder.expect(1, "2 warnings",
+                {fact("fixed cells", "-100 to 0 SI"), "2 fixed cells of the reference model exceed",
+                 "2 of them hold -100, the mark of air",
+                 "the initial misfit is more than 100 times that without rock"});
   const auto expect_survey = [&](const std::string& text, const std::string& message,
                                  const std::string& closing = "1 warning") {
     folder.input({});
@@ -259,7 +278,7 @@ TEST(QvxCheck, WarnsOfTheUsualSlips) {
   for (int i = 0; i < 30; ++i) tesla += fmt::format("{} 0 65 {}e-9 2e-9\n", 3 * i, 7 * (i % 9));
   expect_survey(tesla, "the largest of the data is 5.6e-08 nT; they look like tesla");
   folder.write("obs.mag", replace_all(survey(), " 2\n", " 50\n"));
-  expect_warning({{5, "VALUE 0.5"}}, "a model of zero everywhere would reach the target");
+  expect_warning({{5, "VALUE 0.001"}}, "a model of zero everywhere would reach the target");
 }
 
 // Where the run stops, both programs say the same; the check goes on and counts.

@@ -84,6 +84,9 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
     EXPECT_NEAR(elevations(terrain + kGiven + "--height Z").z[9], 150.9 + 309.0, 1e-6);
     EXPECT_NEAR(elevations(terrain + kGiven + "--height '#3'").z[9], 150.9 + 309.0, 1e-6);
   }
+  elevations(std::string("--topography hill.asc --height -0.5 ") + kGiven);
+  EXPECT_NE(folder.read("err.txt").find("Warning: --height -0.5 puts all stations below"),
+            std::string::npos);
   // The same place told in two ways; the convergence turns the grid's north.
   const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
   const Observations at = elevations(
@@ -106,6 +109,8 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
                  "    L1,*,304,7000200,450040\n");
   expect_refused(folder, good + kGiven + "--height 3", "give either --elevation, or --height");
   expect_refused(folder, start + kGiven + "--height 3", "need each other");
+  expect_refused(folder, start + kGiven + "--missing '*' --height 1e6 --topography gap.asc",
+                 "--height should be from -100000 to 100000 m, or name a column");
   expect_refused(folder, start + kGiven + "--missing '*' --height 3 --topography gap.asc",
                  "has no elevation at 450000 E 7000000 N, the station of line 2 of t.csv");
   expect_refused(folder, good + "--inclination 60", "the field is either");

@@ -55,7 +55,7 @@ TEST(Terrains, AnAsciiGridIsReadFromTheNorthAndItsFaultsAreNamed) {
   expect_text(refusal_of(grid("5 6 -1\n1 2 3\n4\n")), "more after its 6 elevations");
   expect_text(refusal_of(grid("5 6 -1\n1 2 3\nx")), "more after its 6 elevations");
   expect_text(refusal_of(grid("5 6 -1\n1 2\n")), "elevation 6 of 6 is missing");
-  expect_text(refusal_of(grid("5 6 -1\n1 nan 3\n")), "elevation 5 of 6 is missing or no number");
+  expect_text(refusal_of(grid("5 6 -1\n1 x 3\n")), "elevation 5 of 6 is missing or no number");
   for (const char* absurd : {"-32768", "9001", "1e300"})
     expect_text(refusal_of(grid(fmt::format("5 6 -1\n1 {} 3\n", absurd))),
                 "at 110 E 200 N (row 2 from\n the north, column 2 from the west)");
@@ -66,12 +66,35 @@ TEST(Terrains, AnAsciiGridIsReadFromTheNorthAndItsFaultsAreNamed) {
     expect_text(refusal_of(folder.write("bad.asc", bad)), "ERROR reading terrain grid");
 }
 
+TEST(Terrains, MarksOfAnAsciiGridCountWhereItsHeaderNamesThem) {
+  const ScratchFolder folder;
+  const auto grid = [&](const std::string& mark, const std::string& last) {
+    return folder.write("g.asc", "ncols 3\nnrows 2\nxllcorner 95\nyllcenter 200\ncellsize 10\n" +
+                                     mark + "5 6 " + last + "\n1 2 3\n");
+  };
+  expect_ground(read_terrain(grid("", "-9999")));
+  for (const char* nan : {"nan", "NaN", "-nan", "1*NAN"})
+    expect_ground(read_terrain(grid("NODATA_value NaN\n", nan)));
+  // A nan that comes first is no line of the header: these are seven nodes.
+  expect_text(refusal_of(grid("NODATA_value nan\n\tnan,", "1")), "more after its 6 elevations");
+  expect_text(refusal_of(grid("NODATA_value nan\n", "-9999.0")),
+              "-9999 m at 120 E 210 N (row 1 from\n the north, column 3 from the west);\n that "
+              "usually marks");
+  expect_text(refusal_of(grid("NODATA_value nan\n", "/")), "is missing or no number");
+  expect_text(refusal_of(grid("", "nan")),
+              "3 of 6 is nan. Where this marks places without a "
+              "value, name it in the header: NODATA_value nan");
+  expect_text(refusal_of(grid("NODATA_value -1\n", "nan")), "write NODATA_value, -1, in its place");
+}
+
 TEST(Terrains, PointsAreJoinedToTrianglesAndImpossibleElevationsRefused) {
   const ScratchFolder folder;
   const Terrain points = read_terrain(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 3\n"));
   EXPECT_DOUBLE_EQ(points.elevation(2, 3), 1.8);
   expect_text(refusal_of(folder.write("p.txt", "3\n0 0 1\n10 0 -99999\n0 10 3\n")),
               "point 2 (10 E 0 N), has an elevation of -99999 m");
+  expect_text(refusal_of(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 -9999\n")),
+              "-9999 m;\n that usually marks places without a value");
 }
 
 /// How a netCDF file of the same ground is written.
@@ -171,7 +194,9 @@ TEST(Terrains, NetcdfFilesThatAreNoGridInMetresAreRefused) {
   for (const int extra : {2, 3})
     expect_text(refusal({.extra = extra}), "no variable over two coordinates");
   expect_text(refusal({.type = NC_CHAR}), "no variable over two coordinates");
-  expect_text(refusal({.values = {1, 2, 3, 5, 6, -32767}}), "elevation of -32767 m at 120 E 210 N");
+  for (const double ground : {-32767, -9999})
+    expect_text(refusal({.values = {1, 2, 3, 5, 6, ground}}),
+                fmt::format("elevation of {} m at 120 E 210 N", ground));
 }
 
 std::vector<double> steps(std::size_t count) {
