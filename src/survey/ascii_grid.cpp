@@ -124,10 +124,11 @@ TerrainGrid read_ascii_grid(const std::string& name, TextFile& file) {
   FreeFormat values(file);
   for (std::int64_t i = 0; i < nodes; ++i) {
     double value = 0.0;
-    const Read read = values.next(value);
-    const bool marked = is_marked(value, header.no_data.value_or(kNoData));
+    const bool read = values.next(value) == Read::value;
     // A nan is no number for the reader, but may be the mark.
-    if (read != Read::value && !marked) bad_node(name, value, i + 1, nodes, header.no_data);
+    const bool marked =
+        (read || std::isnan(value)) && is_marked(value, header.no_data.value_or(kNoData));
+    if (!read && !marked) bad_node(name, value, i + 1, nodes, header.no_data);
     grid.nodes.push_back(marked ? kNan : value);
   }
   double left = 0.0;

@@ -80,7 +80,12 @@ TEST(Terrains, MarksOfAnAsciiGridCountWhereItsHeaderNamesThem) {
   expect_text(refusal_of(grid("NODATA_value nan\n", "-9999.0")),
               "-9999 m at 120 E 210 N (row 1 from\n the north, column 3 from the west);\n that "
               "usually marks");
-  expect_text(refusal_of(grid("NODATA_value nan\n", "/")), "is missing or no number");
+  // What cannot be read is not the mark, whatever the mark is.
+  for (const char* mark : {"nan", "0"}) {
+    const std::string line = fmt::format("NODATA_value {}\n", mark);
+    for (const char* last : {"/", "x"})
+      expect_text(refusal_of(grid(line, last)), "is missing or no number");
+  }
   expect_text(refusal_of(grid("", "nan")),
               "3 of 6 is nan. Where this marks places without a "
               "value, name it in the header: NODATA_value nan");
