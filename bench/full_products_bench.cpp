@@ -6,9 +6,9 @@
 #include <cmath>
 #include <vector>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
+#include "inversion/sensitivity/full_sens_mod.h"
 #include "paired.h"
-#include "sensitivity/full_sens_mod.h"
 
 namespace quorivex::bench {
 namespace {
@@ -22,7 +22,7 @@ const SensitivityState& matrix() {
     SensitivityState made;
     made.nsens = kCells;
     made.ndata = kData;
-    made.Gfull = {kCells, RawArray<float>(std::int64_t{kCells} * kData, "bench")};
+    made.Gfull = {kCells, UninitializedArray<float>(std::int64_t{kCells} * kData, "bench")};
     float* values = made.Gfull.values.data();
 #pragma omp parallel for
     for (std::int64_t i = 0; i < std::int64_t{kCells} * kData; ++i) {
@@ -40,7 +40,7 @@ std::vector<double> wave(std::int32_t count) {
 }
 
 /// Four sums at a time, so that the additions do not wait for each other.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 double sum_of(const float* values, std::int64_t count) {
   const std::int64_t quarter = count / 4;
   double s0 = 0.0;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/report.h"
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/model_files.h"
 #include "paired.h"
 
 namespace quorivex::bench {

@@ -6,7 +6,7 @@
 #include <numeric>
 #include <vector>
 
-#include "objective/calc_wtw_mod.h"
+#include "inversion/objective/calc_wtw_mod.h"
 #include "paired.h"
 
 namespace quorivex::bench {

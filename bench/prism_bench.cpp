@@ -7,8 +7,8 @@
 #include <cmath>
 #include <vector>
 
-#include "forward/prism_row.h"
 #include "paired.h"
+#include "workbench/forward/prism_row.h"
 
 namespace quorivex::bench {
 namespace {

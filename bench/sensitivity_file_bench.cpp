@@ -3,8 +3,8 @@
 // freshly allocated buffer of the same size (the first touch of memory is what costs).
 #include "base/report.h"
 #include "files.h"
+#include "inversion/sensitivity/getpar.h"
 #include "paired.h"
-#include "sensitivity/getpar.h"
 
 namespace quorivex::bench {
 namespace {

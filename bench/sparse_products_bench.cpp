@@ -10,9 +10,9 @@
 
 #include "base/report.h"
 #include "files.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/sensitivity/sparse_sens_mod.h"
 #include "paired.h"
-#include "sensitivity/getpar.h"
-#include "sensitivity/sparse_sens_mod.h"
 
 namespace quorivex::bench {
 namespace {

@@ -9,12 +9,12 @@
 #include <random>
 
 #include "paired.h"
-#include "topography/read_topography.h"
+#include "workbench/terrain/read_topography.h"
 
 namespace quorivex::bench {
 namespace {
 
-constexpr const char* kName = "topography_bench.txt";
+constexpr const char* kName = "terrain_bench.txt";
 constexpr std::int32_t kPoints = 1000000;
 constexpr std::int32_t kCells = 200;  // along easting and northing, 50 m each
 constexpr double kExtent = 50.0 * kCells;

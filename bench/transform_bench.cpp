@@ -5,8 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "inversion/sensitivity/wtn_mod.h"
 #include "paired.h"
-#include "sensitivity/wtn_mod.h"
 
 namespace quorivex::bench {
 namespace {
@@ -17,7 +17,7 @@ constexpr std::array<std::int32_t, 3> kCounts{64, 128, 128};
 constexpr std::int64_t kPoints = std::int64_t{64} * 128 * 128;
 
 /// Eight coefficients, of which the four of Daubechies differ from zero: the time does not depend
-/// on their values, and numbers that pass many times neither grow nor vanish.
+/// on their values, and numbers that iteration many times neither grow nor vanish.
 Filter filter_of_eight() {
   const double root = std::sqrt(3.0);
   std::vector<double> low(8);
@@ -91,7 +91,7 @@ void transform(benchmark::State& state) {
     state.SkipWithError("wrong answer");
     return;
   }
-  // Three passes over the grid, each reads and writes it.
+  // Three iterations over the grid, each reads and writes it.
   run_paired(
       state, 6.0 * 8.0 * kPoints, [&] { plain_transform(filter, plain, isign); },
       [&] { WTN_MOD::WTN(filter, a, kCounts, isign); });

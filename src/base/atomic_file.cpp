@@ -29,8 +29,9 @@ std::string place_of(const std::string& name) {
 
 }  // namespace
 
-std::string numbered_name(std::string_view base, std::int32_t pass, std::string_view extension) {
-  return fmt::format("{}_{}.{}", base, three_digits(pass), extension);
+std::string numbered_name(std::string_view base, std::int32_t iteration,
+                          std::string_view extension) {
+  return fmt::format("{}_{}.{}", base, three_digits(iteration), extension);
 }
 
 AtomicFile::AtomicFile(const std::string& name)

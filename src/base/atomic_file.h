@@ -9,8 +9,9 @@
 
 namespace quorivex {
 
-/// "BASE_NNN.EXTENSION", the file of a pass.
-std::string numbered_name(std::string_view base, std::int32_t pass, std::string_view extension);
+/// "BASE_NNN.EXTENSION", the file of an iteration.
+std::string numbered_name(std::string_view base, std::int32_t iteration,
+                          std::string_view extension);
 
 /// A file that appears under its name only when it is complete: it grows as NAME.part beside its
 /// place and takes its name in `commit`. An end by an exception leaves nothing behind, a signal

@@ -35,7 +35,7 @@ std::string fixed(double value, int width, int decimals) {
   return fmt::format("{:{}.{}f}", value, width, decimals);
 }
 
-std::string general(double value) {
+std::string three_significant(double value) {
   const double magnitude = std::abs(value);
   if (!(magnitude >= 0.1 && magnitude < 1000.0)) return sci(value, 10, 3);
   // The limits are those at which rounding to three digits makes the number one digit longer;

@@ -21,7 +21,7 @@ std::string fixed(double value, int width, int decimals);
 
 /// Three significant digits in ten columns: from 0.1 up to 1000 fixed point and four blanks
 /// ("  1.00    "), otherwise three decimals in scientific form (" 1.000E-04").
-std::string general(double value);
+std::string three_significant(double value);
 
 /// Integer, right-aligned.
 std::string whole(std::int64_t value, int width);

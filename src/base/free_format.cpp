@@ -9,7 +9,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kLongestToken = 4096;
+constexpr std::size_t kMaxToken = 4096;
 
 bool is_blank(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
@@ -73,7 +73,7 @@ Read FreeFormat::next_token() {
     return Read::bad;
   }
   for (; next != TextFile::kEnd && next != ',' && next != '/' && !is_blank(next); next = peek()) {
-    if (token_.size() == kLongestToken) return Read::bad;
+    if (token_.size() == kMaxToken) return Read::bad;
     token_.push_back(static_cast<char>(next));
     take();
   }

@@ -31,13 +31,13 @@ std::uint64_t available_memory() {
 
 }  // namespace
 
-void expect_memory(std::uint64_t bytes) {
+void require_available_memory(std::uint64_t bytes) {
   if (bytes >= kLarge && bytes > available_memory()) throw std::bad_alloc();
 }
 
 void* raw_memory(std::size_t bytes) {
   constexpr std::size_t kLargePage = std::size_t{2} << 20U;
-  expect_memory(bytes);
+  require_available_memory(bytes);
   const bool large = bytes >= 4 * kLargePage;
   // The size is to be a multiple of the alignment.
   const std::size_t alignment = large ? kLargePage : alignof(std::max_align_t);

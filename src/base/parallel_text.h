@@ -17,10 +17,10 @@ template <class Format>
 void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes,
                         const Format& format) {
   constexpr std::int64_t kPieceBytes = std::int64_t{64} << 10;
-  constexpr std::int64_t kMostPieces = 64;
+  constexpr std::int64_t kMaxPieces = 64;
   const std::int64_t items = std::max<std::int64_t>(1, kPieceBytes / bytes);  // of a piece
   const std::int64_t at_a_time =
-      std::clamp<std::int64_t>(kMostPieces * kPieceBytes / (items * bytes), 1, kMostPieces);
+      std::clamp<std::int64_t>(kMaxPieces * kPieceBytes / (items * bytes), 1, kMaxPieces);
   std::vector<std::string> texts(as_size(at_a_time));
   for (std::string& text : texts) text.reserve(as_size(std::min(items, count) * bytes));
   for (std::int64_t before = 0; before < count; before += at_a_time * items) {

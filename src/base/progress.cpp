@@ -34,11 +34,11 @@ int terminal_columns() {
 
 }  // namespace
 
-Progress::Progress(std::string what, std::int64_t total, Elsewhere elsewhere)
+Progress::Progress(std::string what, std::int64_t total, WhenNotATerminal elsewhere)
     : what_(std::move(what)),
       total_(total),
       terminal_(::isatty(STDERR_FILENO) == 1),
-      silent_(!terminal_ && elsewhere == Elsewhere::nothing),
+      silent_(!terminal_ && elsewhere == WhenNotATerminal::nothing),
       start_(Clock::now()),
       next_(start_ + milliseconds(terminal_ ? 2'000 : 60'000)) {}
 

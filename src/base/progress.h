@@ -12,10 +12,11 @@ namespace quorivex {
 /// seconds. Not for concurrent use.
 class Progress {
  public:
-  enum class Elsewhere { line_a_minute, nothing };
+  enum class WhenNotATerminal { print_each_minute, nothing };
 
   /// `total` 0 when it is not known.
-  Progress(std::string what, std::int64_t total, Elsewhere elsewhere = Elsewhere::line_a_minute);
+  Progress(std::string what, std::int64_t total,
+           WhenNotATerminal elsewhere = WhenNotATerminal::print_each_minute);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   /// Clears the bar.

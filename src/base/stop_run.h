@@ -39,7 +39,7 @@ inline void require(bool holds, std::string_view failed_condition) {
 template <class T>
 std::vector<T> allocate(std::size_t size, std::string_view label, T value = T{}) {
   try {
-    expect_memory(size * sizeof(T));
+    require_available_memory(size * sizeof(T));
     return std::vector<T>(size, value);
   } catch (const std::bad_alloc&) {
     alloc_error(label);

@@ -70,7 +70,7 @@ def model_of(folder, number):
 
 
 def data_of(folder, number):
-    """Columns of the observations and the predicted values of a pass, from the text files."""
+    """Columns of the observations and the predicted values of an iteration, from the text files."""
     lines = (folder / "obs.mag").read_text().splitlines()[3:]
     observed = np.array([line.split()[:5] for line in lines], dtype=float)
     lines = (folder / f"quorivex_{number:03}.pre").read_text().splitlines()[3:]
@@ -126,16 +126,16 @@ class ReadBack(unittest.TestCase):
                              np.float32(np.nan_to_num(expected[at])), at)
         return grid
 
-    def test_passes_differ(self):
-        """Otherwise the wrong pass could not be told."""
+    def test_iterations_differ(self):
+        """Otherwise the wrong iteration could not be told."""
         self.assertGreater(self.last, 2)
         first, last = model_of(self.folder, 1), model_of(self.folder, self.last)
         self.assertGreater(np.nanmax(np.abs(last - first)), 0.001)
         self.assertGreater(np.isnan(last).sum(), 20)
 
 
-    def test_vtr_of_all_passes(self):
-        self.export("run.inp", "--pass", "all", "--vtr", "m & m.vtr", "--points", "m & m.vtp")
+    def test_vtr_of_all_iterations(self):
+        self.export("run.inp", "--iteration", "all", "--vtr", "m & m.vtr", "--points", "m & m.vtp")
         for number in range(1, self.last + 1):
             grid = self.check_vtr(self.folder / f"m & m_{number:03}.vtr",
                                   model_of(self.folder, number), nodes())
@@ -171,7 +171,7 @@ class ReadBack(unittest.TestCase):
                                            np.stack([face[:-1], face[1:]], axis=1), rtol=1e-12)
 
     def test_netcdf(self):
-        self.export(str(self.folder / "run.inp"), "--pass", "2", "--netcdf", "m.nc")
+        self.export(str(self.folder / "run.inp"), "--iteration", "2", "--netcdf", "m.nc")
         self.check_netcdf(self.folder / "m.nc", model_of(self.folder, 2), nodes())
         head = subprocess.run(["ncdump", "-hs", str(self.folder / "m.nc")], check=True,
                               capture_output=True, text=True).stdout
@@ -181,7 +181,7 @@ class ReadBack(unittest.TestCase):
                 'northing:standard_name = "projection_y_coordinate"', 'northing:axis = "Y"',
                 'elevation:positive = "up"', 'elevation:bounds = "elevation_bounds"',
                 'northing:units = "m"', ':Conventions = "CF-1.8"', ':_Format = "netCDF-4"',
-                'pass 2 of run.inp"', ':pass = 2 ;'):
+                'iteration 2 of run.inp"', ':iteration = 2 ;'):
             self.assertIn(text, head)
         self.assertNotIn(str(self.folder), head)
 
@@ -208,7 +208,7 @@ class ReadBack(unittest.TestCase):
 
     def test_data(self):
         """In the order of the observations; residual is observed - predicted."""
-        self.export("run.inp", "--pass", "2", "--points", "d.vtp", "--data-csv", "d.csv")
+        self.export("run.inp", "--iteration", "2", "--points", "d.vtp", "--data-csv", "d.csv")
         observed, predicted = data_of(self.folder, 2)
         self.assertGreater(np.abs(observed[:, 3] - predicted).max(), 1.0)
         residual = observed[:, 3] - predicted
@@ -248,12 +248,12 @@ class ReadBack(unittest.TestCase):
         before = sorted(self.folder.iterdir())
         for options, text in (
                 ([], "nothing to write"),
-                (["--pass", "99", "--csv", "x.csv"], f"no pass 99; its passes are 1 to {self.last}"),
-                (["--pass", "2nd", "--csv", "x.csv"], "should be a number, last or all"),
+                (["--iteration", "99", "--csv", "x.csv"], f"no iteration 99; its iterations are 1 to {self.last}"),
+                (["--iteration", "2nd", "--csv", "x.csv"], "should be a number, last or all"),
                 (["--csv", "x", "--vtr", "./x"], "two outputs have the name"),
                 (["--csv", "obs.mag"], "would replace a file that is read"),
                 (["--data-csv", "quorivex_001.pre"], "would replace"),
-                (["--pass", "all", "--csv", "quorivex.sus"], "would replace"),
+                (["--iteration", "all", "--csv", "quorivex.sus"], "would replace"),
                 (["--vtr", "no/such/folder.vtr"], "ERROR writing file no/such/folder.vtr"),
                 (["--netcdf", "no/such/folder.nc"], "ERROR writing file no/such/folder.nc")):
             self.assertIn(text, self.export("run.inp", *options, status=1))

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The page of a small run in a real browser. No length, width or count of the mesh occurs twice, the
-// ground slopes both ways, and every cell of every pass has a susceptibility of its own: a section
-// that is transposed, mirrored or off by a layer, or a wrong pass, shows wrong values.
+// ground slopes both ways, and every cell of every iteration has a susceptibility of its own: a section
+// that is transposed, mirrored or off by a layer, or a wrong iteration, shows wrong values.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
 import {mkdtempSync, readFileSync, rmSync, statSync, writeFileSync} from 'node:fs';
@@ -21,13 +21,13 @@ const folder = mkdtempSync(path.join(tmpdir(), 'quorivex_report_'));
 const file = (name) => path.join(folder, name);
 const run = (program, ...args) => execFileSync(program, args, {cwd: folder, encoding: 'utf8', stdio: 'pipe'});
 const numbersOf = (name) => readFileSync(file(name), 'utf8').split('\n').filter((l) => l.trim()).map(Number);
-const model = (pass) => numbersOf(`quorivex_${String(pass).padStart(3, '0')}.sus`);
+const model = (iteration) => numbersOf(`quorivex_${String(iteration).padStart(3, '0')}.sus`);
 const data = (name, column) => readFileSync(file(name), 'utf8').split('\n').slice(3).filter((l) => l.trim())
   .map((line) => Number(line.trim().split(/\s+/)[column]));
 
 let browser;
 let page;
-let passes;
+let iterations;
 const complaints = [];
 
 // Without smallness (the first alpha is 0), by which the models below would be found out not to be
@@ -49,10 +49,10 @@ function makeRun() {
   writeFileSync(file(INPUT), ['1', '20.0 0.02', 'obs.mag', 'run.mtx', 'VALUE 0.001', 'VALUE 0.0', 'null', 'VALUE 0.0',
     'VALUE 1.0', '0 1 1 1', 'SMOOTH_MOD', 'null'].join('\n') + '\n');
   run(QUORIVEX, INPUT, '1');
-  passes = readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
-  for (let pass = 1; pass <= passes; ++pass) {
-    const own = model(pass).map((value, cell) => (value === -100 ? value : (1000 * pass + cell) * 1.0007e-5));
-    writeFileSync(file(`quorivex_${String(pass).padStart(3, '0')}.sus`), own.map((v) => v.toExponential(5)).join('\n') + '\n');
+  iterations = readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
+  for (let iteration = 1; iteration <= iterations; ++iteration) {
+    const own = model(iteration).map((value, cell) => (value === -100 ? value : (1000 * iteration + cell) * 1.0007e-5));
+    writeFileSync(file(`quorivex_${String(iteration).padStart(3, '0')}.sus`), own.map((v) => v.toExponential(5)).join('\n') + '\n');
   }
 }
 
@@ -104,9 +104,9 @@ async function slide(name, position) {
   await page.waitForTimeout(100);
 }
 
-async function choosePass(number) {
-  await page.selectOption('#pass', String(number));
-  await page.waitForFunction((n) => document.querySelector('#passes tr.shown th').textContent === String(n), number);
+async function chooseIteration(number) {
+  await page.selectOption('#iteration', String(number));
+  await page.waitForFunction((n) => document.querySelector('#iterations tr.shown th').textContent === String(n), number);
 }
 
 const drawnData = (id) => page.evaluate((name) => Array.from(document.getElementById(name).data[0].marker.color), id);
@@ -139,7 +139,7 @@ after(async () => {
 test('values under the pointer are those of the model file, in all sections', async () => {
   const sections = [['plan', 'easting', 'northing', 'elevation'], ['west-east', 'easting', 'elevation', 'northing'],
     ['south-north', 'northing', 'elevation', 'easting']];
-  const values = model(passes);
+  const values = model(iterations);
   let air = 0;
   for (const [id, across, up, fixed] of sections) {
     const upward = fixed === 'elevation' ? centres(fixed).reverse() : centres(fixed);
@@ -175,7 +175,7 @@ test('sliders move by keys and by a click into a section, and say where they are
   assert.equal(await page.inputValue('#slide-northing'), '1');
   const ground = await page.evaluate(() => document.getElementById('south-north').data.at(-1).y);
   const layers = edges('elevation');
-  const tops = model(passes);
+  const tops = model(iterations);
   const column = Number(await page.inputValue('#slide-easting')) - 1;
   const expected = WIDTHS.northing.flatMap((_, row) => {
     const first = tops.slice(7 * (column + 6 * row), 7 * (column + 6 * row) + 7).findIndex((v) => v !== -100);
@@ -198,10 +198,10 @@ test('a tap moves the sections to where it is, not to where the pointer was befo
   await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 4, row 4'));
 });
 
-test('the pass that is chosen is the one shown, observed and predicted data in their places', async () => {
-  for (const pass of [1, passes]) {
-    await choosePass(pass);
-    const predicted = data(`quorivex_${String(pass).padStart(3, '0')}.pre`, 3);
+test('the iteration that is chosen is the one shown, observed and predicted data in their places', async () => {
+  for (const iteration of [1, iterations]) {
+    await chooseIteration(iteration);
+    const predicted = data(`quorivex_${String(iteration).padStart(3, '0')}.pre`, 3);
     const observed = data('obs.mag', 3);
     const deviation = data('obs.mag', 4);
     (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
@@ -214,14 +214,14 @@ test('the pass that is chosen is the one shown, observed and predicted data in t
     assert.deepEqual(scatter, [await drawnData('observed'), await drawnData('predicted')]);
     const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
     const layer = 7 - Number(await page.inputValue('#slide-elevation'));
-    near(susceptibility(words), valueAt(model(pass), {easting: centres('easting')[1], northing: centres('northing')[3],
-      elevation: centres('elevation')[layer]}), `pass ${pass}`);
+    near(susceptibility(words), valueAt(model(iteration), {easting: centres('easting')[1], northing: centres('northing')[3],
+      elevation: centres('elevation')[layer]}), `iteration ${iteration}`);
   }
 });
 
 test('colours: logarithmic axis, range and fading leave air as it is', async () => {
   await page.selectOption('#scaling', 'log');
-  await page.fill('#threshold', String((1000 * passes + 100) * 1e-5));
+  await page.fill('#threshold', String((1000 * iterations + 100) * 1e-5));
   await page.press('#threshold', 'Enter');
   await page.waitForFunction(() => document.getElementById('west-east').data.length === 3);
   const [mask, cells] = await page.evaluate(() => document.getElementById('west-east').data.slice(0, 2).map((t) => t.z));
@@ -245,7 +245,7 @@ test('the verdict has the figures of the run, and names are shown as they are', 
   assert.match(headline, /as closely as was asked/);
   assert.ok(Math.abs(Number(headline.match(/misfit ([\d.e+]+)/)[1]) / misfit - 1) < 1e-3, headline);
   assert.match(await page.textContent('#verdict'), /target 400/);
-  const residuals = data('obs.mag', 3).map((v, i) => (v - data(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)[i]) / data('obs.mag', 4)[i]);
+  const residuals = data('obs.mag', 3).map((v, i) => (v - data(`quorivex_${String(iterations).padStart(3, '0')}.pre`, 3)[i]) / data('obs.mag', 4)[i]);
   const worst = residuals.reduce((most, r, i) => (Math.abs(r) > Math.abs(residuals[most]) ? i : most), 0);
   const place = (column) => data('obs.mag', column)[worst].toFixed(0);
   assert.ok((await page.textContent('.verdict')).includes(`${residuals[worst].toFixed(1)} standard deviations, of datum ` +
@@ -253,7 +253,7 @@ test('the verdict has the figures of the run, and names are shown as they are', 
   assert.match(await page.textContent('#verdict'), /unknown\s*too few data/);
   assert.match(await page.textContent('#parameters'), /tolc0\.02[^]*all \d+ below the ground/);
   assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);
-  assert.equal(await page.locator('#passes tbody tr').count(), passes);
+  assert.equal(await page.locator('#iterations tbody tr').count(), iterations);
 });
 
 test('a datum under the pointer, a page for a narrow screen and for paper', async () => {
@@ -270,7 +270,7 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
   const [, observed, predicted] = (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
   const shown = (name, column) => Number(data(name, column)[10].toPrecision(6));
   assert.deepEqual([Number(observed), Number(predicted)],
-    [shown('obs.mag', 3), shown(`quorivex_${String(passes).padStart(3, '0')}.pre`, 3)]);
+    [shown('obs.mag', 3), shown(`quorivex_${String(iterations).padStart(3, '0')}.pre`, 3)]);
   await page.evaluate(() => window.scrollTo(0, 0));
   await page.screenshot({path: SCREENSHOT, fullPage: true});
   assert.ok(statSync(SCREENSHOT).size > 100_000);
@@ -281,9 +281,9 @@ test('a datum under the pointer, a page for a narrow screen and for paper', asyn
 });
 
 test('without a positive susceptibility there is no logarithmic axis, and it says why', async () => {
-  const last = `quorivex_${String(passes).padStart(3, '0')}.sus`;
+  const last = `quorivex_${String(iterations).padStart(3, '0')}.sus`;
   const own = readFileSync(file(last));
-  writeFileSync(file(last), model(passes).map((v, cell) => (v === -100 ? v : -0.001 * (cell % 5))).join('\n') + '\n');
+  writeFileSync(file(last), model(iterations).map((v, cell) => (v === -100 ? v : -0.001 * (cell % 5))).join('\n') + '\n');
   run(QVX, 'report', INPUT, '--output', 'negative.html');
   writeFileSync(file(last), own);
   await page.goto(pathToFileURL(file('negative.html')).href);

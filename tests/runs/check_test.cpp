@@ -117,12 +117,12 @@ TEST(QvxCheck, AGoodRunIsFineItsFiguresAreTheRunsAndTheFolderStaysAsItWas) {
   };
   expect_same("\n  initial misfit", " initial misfit:");
   expect_same("\n  target misfit", " target data misfit:");
-  expect_same("\n  beta of the first pass", "     beta:");
+  expect_same("\n  beta of the first iteration", "     beta:");
   folder.expect(0, "fine", {"results of an earlier run are in this folder"});
 }
 
 // What the numbers mean counts, not how the file writes them.
-TEST(QvxCheck, TheCompanionTellsObservationsThatTheMatrixWasNotMadeFor) {
+TEST(QvxCheck, TheSidecarTellsObservationsThatTheMatrixWasNotMadeFor) {
   const CheckFolder folder;
   const std::string good = survey();
   const auto change = [&](const std::string& from, const std::string& to) {
@@ -153,9 +153,9 @@ TEST(QvxCheck, TheCompanionTellsObservationsThatTheMatrixWasNotMadeFor) {
   }
 }
 
-TEST(QvxCheck, ACompanionOfAnotherMatrixIsToldAndAMissingOneIsANote) {
+TEST(QvxCheck, ASidecarOfAnotherMatrixIsToldAndAMissingOneIsANote) {
   const CheckFolder folder;
-  const std::string companion = folder.read("s.mtx.info");
+  const std::string sidecar = folder.read("s.mtx.info");
   folder.write("shifted.txt", "8 7 4\n-100 -75 50\n8*25\n7*25\n2*11 2*19\n");
   folder.build("shifted.mtx", "--mesh shifted.txt");
   folder.build("lower.mtx", "--mesh mesh.txt --elevation 45");
@@ -175,26 +175,25 @@ TEST(QvxCheck, ACompanionOfAnotherMatrixIsToldAndAMissingOneIsANote) {
 
   folder.input({});
   const auto without = [&](const std::string& start) {
-    std::string text = companion;
+    std::string text = sidecar;
     const std::size_t at = text.find("\n" + start);
     return text.erase(at, text.find('\n', at + 1) - at);
   };
   for (const std::string& broken :
-       {std::string(), without("bytes"), without("deviations"),
-        companion + "mesh 0123456789abcdef\n", without("mesh") + "mesh 0123456789abcde\n",
-        without("mesh") + "mesh 0123456789abcdeg\n", without("bytes") + "bytes -1\n",
-        std::string(1 << 20, 'x'), companion.substr(0, 400),
+       {std::string(), without("bytes"), without("deviations"), sidecar + "mesh 0123456789abcdef\n",
+        without("mesh") + "mesh 0123456789abcde\n", without("mesh") + "mesh 0123456789abcdeg\n",
+        without("bytes") + "bytes -1\n", std::string(1 << 20, 'x'), sidecar.substr(0, 400),
         std::string("\0\x01 bytes\xff\n", 10)}) {
     folder.write("s.mtx.info", broken);
     folder.expect(1, "1 warning", {"ERROR reading s.mtx.info: "});
     EXPECT_EQ(run_qvx(folder, "info s.mtx").status, 0);
   }
-  folder.write("s.mtx.info", companion);
+  folder.write("s.mtx.info", sidecar);
   const QvxRun made = run_qvx(folder, "info s.mtx");
   EXPECT_NE(made.out.find("  mesh_file            mesh.txt\n"), std::string::npos) << made.out;
 }
 
-TEST(QvxCheck, TheCompanionIsFoundBesideTheTargetOfALink) {
+TEST(QvxCheck, TheSidecarIsFoundBesideTheTargetOfALink) {
   const CheckFolder folder;
   std::filesystem::create_directory(folder.path("store"));
   for (const char* name : {"s.mtx", "s.mtx.info"}) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/finished_run.h"
+#include "workbench/results/finished_run.h"
 
 #include <fmt/format.h>
 
@@ -8,9 +8,9 @@
 
 #include "base/stop_run.h"
 #include "compressed.h"
-#include "results/pass_files.h"
 #include "run_program.h"
 #include "values.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex::test {
 namespace {
@@ -63,24 +63,24 @@ TEST(FinishedRun, HoldsWhatTheRunReadAndLeft) {
   EXPECT_FALSE(run.started.empty() || run.ended.empty());
   EXPECT_EQ(run.alphas, (std::vector<double>{1e-4, 1.0, 1.0, 1.0}));
   EXPECT_TRUE(run.notes.empty());
-  ASSERT_GE(run.passes.size(), 3U);
-  ASSERT_EQ(run.passes.size(), folder.rows.size());
-  for (std::size_t p = 0; p < run.passes.size(); ++p) {
-    const SummaryRow& row = run.passes[p].row;
-    EXPECT_EQ((std::vector<double>{static_cast<double>(row.pass), row.beta, row.misfit, row.norm.s,
-                                   row.norm.e, row.norm.n, row.norm.z, row.norm.total,
+  ASSERT_GE(run.iterations.size(), 3U);
+  ASSERT_EQ(run.iterations.size(), folder.rows.size());
+  for (std::size_t p = 0; p < run.iterations.size(); ++p) {
+    const SummaryRow& row = run.iterations[p].row;
+    EXPECT_EQ((std::vector<double>{static_cast<double>(row.iteration), row.beta, row.misfit,
+                                   row.norm.s, row.norm.e, row.norm.n, row.norm.z, row.norm.total,
                                    row.objective, static_cast<double>(row.cg_iterations),
                                    static_cast<double>(row.cells_on_bound)}),
               folder.rows[p]);
   }
 }
 
-TEST(FinishedRun, ModelsAndDataAreThoseOfThePassAskedFor) {
+TEST(FinishedRun, ModelsAndDataAreThoseOfTheIterationAskedFor) {
   const RunFolder folder;
   const FinishedRun run = folder.finished();
-  for (const std::int32_t number : {2, static_cast<std::int32_t>(run.passes.size())}) {
-    const FinishedPass& pass = find_pass(run, number);
-    const std::vector<double> model = read_model(run, pass);
+  for (const std::int32_t number : {2, static_cast<std::int32_t>(run.iterations.size())}) {
+    const FinishedIteration& iteration = find_iteration(run, number);
+    const std::vector<double> model = read_model(run, iteration);
     const std::vector<double> expected =
         numbers(folder.read(fmt::format("quorivex_{:03}.sus", number)));
     ASSERT_EQ(model.size(), expected.size());
@@ -88,51 +88,51 @@ TEST(FinishedRun, ModelsAndDataAreThoseOfThePassAskedFor) {
       EXPECT_TRUE(expected[cell] == -100.0 ? std::isnan(model[cell])
                                            : model[cell] == expected[cell]);
     }
-    const DataFit fit = data_fit(run.observations, read_predicted(run, pass));
+    const DataFit fit = data_fit(run.observations, read_predicted(run, iteration));
     double misfit = 0.0;
     for (std::size_t i = 0; i < fit.normalised.size(); ++i) {
       EXPECT_NEAR(fit.observed[i], folder.survey.observed[i], 1e-4);
       EXPECT_EQ(fit.residual[i], fit.observed[i] - fit.predicted[i]);
       misfit += fit.normalised[i] * fit.normalised[i];
     }
-    EXPECT_NEAR(misfit / pass.row.misfit, 1.0, 1e-4);
+    EXPECT_NEAR(misfit / iteration.row.misfit, 1.0, 1e-4);
   }
-  expect_stop([&] { find_pass(run, 99); }, "has no pass 99; its passes are 1 to");
+  expect_stop([&] { find_iteration(run, 99); }, "has no iteration 99; its iterations are 1 to");
 }
 
-TEST(FinishedRun, MissingAndHalfWrittenPassesAreLeftOutWithANote) {
+TEST(FinishedRun, MissingAndHalfWrittenIterationsAreLeftOutWithANote) {
   const RunFolder folder;
   const auto last = static_cast<int>(folder.rows.size());
   std::filesystem::remove(folder.path("quorivex_002.pre"));
   folder.write("quorivex.out", folder.read("quorivex.out") + "     9  1.0E+00\n");
   const FinishedRun run = folder.finished();
-  EXPECT_EQ(run.passes.size(), folder.rows.size() - 1);
-  EXPECT_EQ(run.passes_made, last);
+  EXPECT_EQ(run.iterations.size(), folder.rows.size() - 1);
+  EXPECT_EQ(run.iterations_made, last);
   ASSERT_EQ(run.notes.size(), 2U);
-  EXPECT_NE(run.notes[0].find(fmt::format("should be the row of pass {}", last + 1)),
+  EXPECT_NE(run.notes[0].find(fmt::format("should be the row of iteration {}", last + 1)),
             std::string::npos);
-  expect_stop([&] { find_pass(run, 2); }, "quorivex_002.pre");
+  expect_stop([&] { find_iteration(run, 2); }, "quorivex_002.pre");
   const std::string model = folder.read("quorivex_001.sus");
   folder.write("quorivex_001.sus", model.substr(0, 500));
-  expect_stop([&] { read_model(run, find_pass(run, 1)); }, "end reached reading model file");
+  expect_stop([&] { read_model(run, find_iteration(run, 1)); }, "end reached reading model file");
   folder.write("quorivex_001.sus", model + "0\n");
-  expect_stop([&] { read_model(run, find_pass(run, 1)); }, "too many values in model file");
+  expect_stop([&] { read_model(run, find_iteration(run, 1)); }, "too many values in model file");
 }
 
 // Files that look right but belong to something else.
 TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
   const RunFolder folder;
   const FinishedRun run = folder.finished();
-  const FinishedPass& last = run.passes.back();
-  const std::string predicted = fmt::format("quorivex_{:03}.pre", last.row.pass);
+  const FinishedIteration& last = run.iterations.back();
+  const std::string predicted = fmt::format("quorivex_{:03}.pre", last.row.iteration);
   folder.copy("quorivex_001.pre", predicted.c_str());
   expect_stop([&] { read_predicted(run, last); }, "but the run states");
   FinishedRun moved = run;
   moved.observations.y[4] += 0.001;
-  expect_stop([&] { read_predicted(moved, run.passes.front()); }, "ERROR: datum 5 is at");
+  expect_stop([&] { read_predicted(moved, run.iterations.front()); }, "ERROR: datum 5 is at");
   FinishedRun turned = run;
   turned.observations.decl += 0.02;
-  expect_stop([&] { read_predicted(turned, run.passes.front()); },
+  expect_stop([&] { read_predicted(turned, run.iterations.front()); },
               "is not that of the observations");
 
   Survey lower = folder.survey;
@@ -143,7 +143,7 @@ TEST(FinishedRun, FilesOfAnotherRunAreRefused) {
   std::swap(lower.tops.tops.front(), lower.tops.tops[1]);
   folder.write("sens.mtx", framed(sensitivity_records(lower)));
   const FinishedRun other = folder.finished();
-  expect_stop([&] { read_model(other, other.passes.front()); }, "are of different runs");
+  expect_stop([&] { read_model(other, other.iterations.front()); }, "are of different runs");
 
   folder.replace("quorivex.out", "started on: ", "started on: 1");
   expect_stop([&] { folder.finished(); }, "is of the run that started on 1");
@@ -163,7 +163,7 @@ std::string values_text(std::int64_t count, double first, double step) {
 
 // Reference model, alphas, 3-D weights, active cells and bounds of a run have a share in the
 // smallness by which a model is known, and no rightful model may be refused.
-TEST(FinishedRun, AModelOfAnotherPassIsRefusedAndNoOther) {
+TEST(FinishedRun, AModelOfAnotherIterationIsRefusedAndNoOther) {
   const ScratchFolder inputs;
   const std::int64_t cells = 140;
   std::string active;
@@ -177,17 +177,18 @@ TEST(FinishedRun, AModelOfAnotherPassIsRefusedAndNoOther) {
         InputLines{{7, inputs.write("active.txt", active)}, {8, "VALUE -0.01"}, {12, weights}}}) {
     const RunFolder folder(lines);
     const FinishedRun run = folder.finished();
-    ASSERT_GE(run.passes.size(), 2U);
-    for (const FinishedPass& pass : run.passes) EXPECT_NO_THROW(read_model(run, pass));
-    const std::size_t last = run.passes.size() - 1;
+    ASSERT_GE(run.iterations.size(), 2U);
+    for (const FinishedIteration& iteration : run.iterations)
+      EXPECT_NO_THROW(read_model(run, iteration));
+    const std::size_t last = run.iterations.size() - 1;
     const std::string model = fmt::format("quorivex_{:03}.sus", last + 1);
     const std::string own = folder.read(model);
     folder.copy(fmt::format("quorivex_{:03}.sus", last).c_str(), model.c_str());
-    expect_stop([&] { read_model(run, run.passes[last]); }, "of another pass or run");
+    expect_stop([&] { read_model(run, run.iterations[last]); }, "of another iteration or run");
     folder.write(model, own);
     if (lines.contains(6) && lines.at(6) == reference) {
       std::filesystem::remove(reference);
-      EXPECT_NO_THROW(read_model(run, run.passes[last])) << "without its reference model";
+      EXPECT_NO_THROW(read_model(run, run.iterations[last])) << "without its reference model";
     }
   }
 }
@@ -198,22 +199,23 @@ TEST(FinishedRun, ARunMayReplaceItsOwnReferenceModel) {
   run_program(folder, "run.inp 1");
   std::filesystem::remove(folder.path("quorivex_002.pre"));
   const FinishedRun run = folder.finished();
-  for (const FinishedPass& pass : run.passes) EXPECT_NO_THROW(read_model(run, pass));
+  for (const FinishedIteration& iteration : run.iterations)
+    EXPECT_NO_THROW(read_model(run, iteration));
   EXPECT_TRUE(replaced_by_run(run, "quorivex_002.sus"));
   EXPECT_FALSE(replaced_by_run(run, "VALUE 0.0"));
 }
 
-// A run that goes on writes the row of a pass before its files, and at first nothing at all.
-TEST(FinishedRun, ARunThatGoesOnHasThePassesThatAreWritten) {
+// A run that goes on writes the row of an iteration before its files, and at first nothing at all.
+TEST(FinishedRun, ARunThatGoesOnHasTheIterationsThatAreWritten) {
   const RunFolder folder;
   const std::string log = folder.read("quorivex.log");
   folder.write("quorivex.log", log.substr(0, log.rfind("beta cpu time:")));
   std::filesystem::remove(folder.path(fmt::format("quorivex_{:03}.sus", folder.rows.size())));
   const FinishedRun run = folder.finished();
-  EXPECT_EQ(run.passes_made, static_cast<int>(folder.rows.size()) - 1);
-  EXPECT_EQ(run.passes_made, run.passes.back().row.pass);
+  EXPECT_EQ(run.iterations_made, static_cast<int>(folder.rows.size()) - 1);
+  EXPECT_EQ(run.iterations_made, run.iterations.back().row.iteration);
   folder.write("quorivex.out", "");
-  expect_stop([&] { folder.finished(); }, "has left no pass");
+  expect_stop([&] { folder.finished(); }, "has left no iteration");
 }
 
 // Two folders with runs of input files of the same text: the log tells which file it was.
@@ -239,7 +241,7 @@ TEST(FinishedRun, OfTwoRunsOfTheSameTextThatOfTheFileCounts) {
 TEST(FinishedRun, OnlyWhatCountsDecides) {
   const RunFolder folder;
   folder.replace("run.inp", "obs.dat", "obs.dat   ! the survey of May");
-  EXPECT_EQ(folder.finished().passes.size(), folder.rows.size());
+  EXPECT_EQ(folder.finished().iterations.size(), folder.rows.size());
   Survey turned = folder.survey;
   std::swap(turned.mesh.depth_nodes[1], turned.mesh.depth_nodes[2]);
   folder.write("sens.mtx", framed(sensitivity_records(turned)));

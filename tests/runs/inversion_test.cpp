@@ -13,16 +13,16 @@
 namespace quorivex::test {
 namespace {
 
-std::string numbered(std::size_t pass, const char* extension) {
-  return fmt::format("quorivex_{:03}.{}", pass, extension);
+std::string numbered(std::size_t iteration, const char* extension) {
+  return fmt::format("quorivex_{:03}.{}", iteration, extension);
 }
 
 // Columns of the summary table, from 0.
 enum Column { kNumber, kBeta, kMisfit, kNorm = 7, kPhi, kColumns = 11 };
 using Rows = std::vector<std::vector<double>>;
 
-/// Runs to the end and returns the summary; there are two files a pass and no other. A matrix takes
-/// the place of the survey's own.
+/// Runs to the end and returns the summary; there are two files per iteration and no other. A
+/// matrix takes the place of the survey's own.
 Rows invert(const ScratchFolder& folder, const Survey& survey, const InputLines& changed,
             const std::string& reason, const std::string& threads = "1",
             const std::string& matrix = "") {
@@ -69,7 +69,7 @@ std::array<double, 3> centre(const Survey& survey, const std::vector<double>& mo
   return {sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3]};
 }
 
-TEST(Inversion, ABuriedBlockComesBackWhereItIsAndEveryPassFitsItsFiles) {
+TEST(Inversion, ABuriedBlockComesBackWhereItIsAndEveryIterationFitsItsFiles) {
   const Survey survey = make_survey({.ne = 12, .nn = 10, .nz = 8});
   const ScratchFolder folder;
   // The bound is below what an inversion without it gives the block.
@@ -118,9 +118,9 @@ TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtAnyNumberOfT
   const Survey survey = make_survey({.ne = 10, .nn = 10, .nz = 170});
   ASSERT_GT(survey.nsens(), 16384);
   const Rows rows = invert_at_any_number_of_threads(survey, fixed_beta, "");
-  for (std::size_t at = 2; at < rows.size(); ++at) {  // the test begins with the third pass
+  for (std::size_t at = 2; at < rows.size(); ++at) {  // the test begins with the third iteration
     const double change = std::abs(rows[at - 1][kPhi] / rows[at][kPhi] - 1.0);
-    EXPECT_EQ(change < 0.001, at + 1 == rows.size()) << "pass " << at + 1 << ": " << change;
+    EXPECT_EQ(change < 0.001, at + 1 == rows.size()) << "iteration " << at + 1 << ": " << change;
   }
   // A grid of 256 x 32 x 16 points, of which CALC_GV takes a half at a time; several batches of
   // rows of different lengths, unsorted.

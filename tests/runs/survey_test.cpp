@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fmt/format.h>
 
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/observations.h"
 #include "run_qvx.h"
 
 namespace quorivex::test {

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "mesh_io/mesh.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/observations.h"
 #include "run_program.h"
 #include "run_qvx.h"
 
@@ -91,9 +91,9 @@ TEST(SurveyToModel, TheWholeWayFindsTheBlockAndReachesTheTarget) {
                "SMOOTH_MOD\nnull\n");
   const std::string console = run_program(folder, "run.inp 1");
   ASSERT_NE(console.find("Target misfit reached."), std::string::npos) << console;
-  int pass = 1;
-  while (folder.has(fmt::format("quorivex_{:03}.sus", pass + 1))) ++pass;
-  std::istringstream text(folder.read(fmt::format("quorivex_{:03}.sus", pass)));
+  int iteration = 1;
+  while (folder.has(fmt::format("quorivex_{:03}.sus", iteration + 1))) ++iteration;
+  std::istringstream text(folder.read(fmt::format("quorivex_{:03}.sus", iteration)));
   const std::vector<double> model{std::istream_iterator<double>(text), {}};
   ASSERT_EQ(model.size(), 14U * 14U * 8U);
   const auto at = std::max_element(model.begin(), model.end()) - model.begin();

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "sensitivity/wtn_mod.h"
+#include "inversion/sensitivity/wtn_mod.h"
 #include "survey.h"
 
 namespace quorivex::test {

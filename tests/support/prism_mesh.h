@@ -4,8 +4,8 @@
 #include <cmath>
 #include <vector>
 
-#include "forward/ground.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
 
 namespace quorivex::test {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
 #include "records.h"
 
 namespace quorivex::test {

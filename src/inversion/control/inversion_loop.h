@@ -4,18 +4,18 @@
 #include <optional>
 
 #include "base/report.h"
-#include "control/summary_table.h"
-#include "control/timer.h"
-#include "objective/alphas.h"
-#include "solver/linsolv.h"
-#include "solver/problem.h"
+#include "inversion/control/summary_table.h"
+#include "inversion/control/timer.h"
+#include "inversion/objective/alphas.h"
+#include "inversion/solver/linsolv.h"
+#include "inversion/solver/problem.h"
 
 namespace quorivex {
 
-/// Runs passes until the target misfit is reached (mode 1, lowering beta on the way) or, without a
-/// target, until the objective stops changing (mode 2). Each pass updates `current`, adds a row to
-/// the summary and leaves one predicted-data file and one model file. There is no limit on their
-/// number.
+/// Runs iterations until the target misfit is reached (mode 1, lowering beta on the way) or,
+/// without a target, until the objective stops changing (mode 2). Each iteration updates `current`,
+/// adds a row to the summary and leaves one predicted-data file and one model file. There is no
+/// limit on their number.
 void run_inversion(const Problem& problem, const Alphas& alphas,
                    const std::optional<Target>& target, double beta, CurrentModel& current,
                    Timer& timer, Report& report);

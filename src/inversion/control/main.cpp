@@ -5,7 +5,7 @@
 #include "base/prepare_process.h"
 #include "base/report.h"
 #include "base/stop_run.h"
-#include "control/run_sequence.h"
+#include "inversion/control/run_sequence.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/run_sequence.h"
+#include "inversion/control/run_sequence.h"
 
 #include <fmt/format.h>
 
@@ -8,17 +8,17 @@
 
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
-#include "control/inversion_loop.h"
-#include "control/program_name.h"
-#include "control/run_setup.h"
-#include "control/thread_report.h"
-#include "control/timer.h"
+#include "inversion/control/inversion_loop.h"
+#include "inversion/control/thread_report.h"
+#include "inversion/control/timer.h"
+#include "inversion/input/program_name.h"
+#include "inversion/setup/run_setup.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kTitle = "QUORIVEX";
-constexpr std::size_t kLongestName = 500;
+constexpr std::size_t kMaxName = 500;
 
 std::string usage() {
   return fmt::format(
@@ -41,10 +41,10 @@ std::string parameter_block(const std::string& input_name, const InversionParame
   line("          Input file: ", input_name);
   if (par.mode == 1) {
     text += "                mode: 1  (fixed target misfit)\n";
-    line("             chifact: ", general(par.par));
+    line("             chifact: ", three_significant(par.par));
   } else {
     text += "                mode: 2  (fixed multiplier)\n";
-    line("  tradeoff parameter: ", general(par.par));
+    line("  tradeoff parameter: ", three_significant(par.par));
   }
   line("   Observations file: ", par.obsFile);
   line("    Sensitivity file: ", par.mtxFile);
@@ -65,7 +65,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   Timer timer;
   Report::console(thread_report(kTitle));
   if (arguments.empty()) throw StopRun(usage());
-  const std::string input_name(trim_right(arguments[0].substr(0, kLongestName)));
+  const std::string input_name(trim_right(arguments[0].substr(0, kMaxName)));
   report.open_log(kLogName);
   report.log(thread_report(kTitle));
   InversionParameters par = read_input_file(input_name, report);

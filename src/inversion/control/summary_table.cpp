@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/summary_table.h"
+#include "inversion/control/summary_table.h"
 
 #include "base/fixed_format.h"
 
@@ -18,7 +18,8 @@ std::string summary_head(const ObjectiveValue& start, const Alphas& alphas,
           line(start.norm.x, "initial norm N") + line(start.norm.z, "initial norm Z") +
           line(start.norm.total, "initial norm total") + line(start.misfit, "initial misfit");
   if (target) text += line(target->misfit, "target data misfit");
-  text += "! " + general(alphas.s) + general(alphas.e) + general(alphas.n) + general(alphas.z) +
+  text += "! " + three_significant(alphas.s) + three_significant(alphas.e) +
+          three_significant(alphas.n) + three_significant(alphas.z) +
           "   !! alpha values\n\n! iter";
   for (const char* heading :
        {"beta", "data misfit", "norm S", "norm E", "norm N", "norm Z", "model norm"}) {
@@ -27,14 +28,15 @@ std::string summary_head(const ObjectiveValue& start, const Alphas& alphas,
   return text + "  total objective  CG iterations  truncated cells\n";
 }
 
-std::string summary_row(const PassResult& pass) {
-  const ModelNorm& norm = pass.norm;
-  std::string row = whole(pass.number, 6);
-  for (const double value : {pass.beta, pass.misfit, norm.s, norm.y, norm.x, norm.z, norm.total}) {
+std::string summary_row(const IterationResult& iteration) {
+  const ModelNorm& norm = iteration.norm;
+  std::string row = whole(iteration.number, 6);
+  for (const double value :
+       {iteration.beta, iteration.misfit, norm.s, norm.y, norm.x, norm.z, norm.total}) {
     row += sci(value, 14, 6);
   }
-  return row + "  " + sci(pass.objective, 14, 6) + "     " + whole(pass.cg_iterations, 9) +
-         "     " + whole(pass.truncated_cells, 9) + "\n";
+  return row + "  " + sci(iteration.objective, 14, 6) + "     " +
+         whole(iteration.cg_iterations, 9) + "     " + whole(iteration.truncated_cells, 9) + "\n";
 }
 
 }  // namespace quorivex

@@ -5,14 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "control/run_setup.h"
-#include "objective/alphas.h"
-#include "solver/objective_value.h"
+#include "inversion/objective/alphas.h"
+#include "inversion/setup/run_setup.h"
+#include "inversion/solver/objective_value.h"
 
 namespace quorivex {
 
-/// What one pass of the inversion found.
-struct PassResult {
+/// What one iteration of the inversion found.
+struct IterationResult {
   std::int32_t number = 0;
   double beta = 0.0;
   double misfit = 0.0;
@@ -27,6 +27,6 @@ std::string summary_head(const ObjectiveValue& start, const Alphas& alphas,
                          const std::optional<Target>& target);
 
 /// One row of the table.
-std::string summary_row(const PassResult& pass);
+std::string summary_row(const IterationResult& iteration);
 
 }  // namespace quorivex

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/thread_report.h"
+#include "inversion/control/thread_report.h"
 
 #include <fmt/format.h>
 #include <omp.h>
@@ -8,15 +8,15 @@
 
 #include "base/fixed_format.h"
 #include "base/free_format.h"
-#include "control/program_name.h"
+#include "inversion/input/program_name.h"
 
 namespace quorivex {
 
 void set_threads(std::string_view text) {
-  constexpr int kMostThreads = 999;
+  constexpr int kMaxThreads = 999;
   std::int32_t wanted = 0;
   if (!FreeFormat(text).read(wanted) || wanted < 1) wanted = omp_get_max_threads();
-  omp_set_num_threads(std::min(wanted, kMostThreads));
+  omp_set_num_threads(std::min(wanted, kMaxThreads));
 }
 
 std::string thread_report(std::string_view name) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/timer.h"
+#include "inversion/control/timer.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/input_file.h"
+#include "inversion/input/input_file.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,7 @@
 #include "base/free_format.h"
 #include "base/stop_run.h"
 #include "base/text_file.h"
-#include "control/program_name.h"
+#include "inversion/input/program_name.h"
 
 namespace quorivex {
 namespace {

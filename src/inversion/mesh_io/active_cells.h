@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "base/report.h"
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/cell_vectors.h"
 
 #include "base/stop_run.h"
 

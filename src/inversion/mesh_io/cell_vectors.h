@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
+#include "inversion/mesh_io/active_cells.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/ground.h"
+#include "inversion/mesh_io/ground.h"
 
 #include <fmt/format.h>
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 

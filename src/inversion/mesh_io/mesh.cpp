@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/mesh.h"
 
 #include <fmt/format.h>
 

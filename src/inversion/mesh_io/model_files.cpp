@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/model_files.h"
 
 #include <fmt/format.h>
 

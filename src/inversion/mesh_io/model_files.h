@@ -8,8 +8,8 @@
 
 #include "base/report.h"
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
 
 namespace quorivex {
 
@@ -28,7 +28,8 @@ void read_active_model(const std::string& source, std::string_view label, const 
 void read_full_model(const std::string& source, std::string_view label, const ActiveCells& active,
                      CellScale wtz, View1<double> full, Report& report);
 
-/// Writes the model file of a pass: one value a line in cell order, divided by `wtz`; -100 in air.
+/// Writes the model file of an iteration: one value a line in cell order, divided by `wtz`; -100 in
+/// air.
 void output_model(std::string_view base, std::string_view extension, View1<const double> model,
                   std::int32_t iteration, View1<const double> wtz, const ActiveCells& active,
                   const FixedValues& fixed);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/observations.h"
 
 #include <fmt/format.h>
 
@@ -18,7 +18,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kLongestLine = 1000;
+constexpr std::size_t kMaxLine = 1000;
 constexpr std::int64_t kLineBytes = 128;  // more than a line that is written needs
 
 /// The lines of a data file without comments and blank lines.
@@ -55,7 +55,7 @@ class DataLines {
   void next() {
     if (std::exchange(repeat_line_, false)) return;
     do {
-      if (!file_->read_line(line_, kLongestLine)) {
+      if (!file_->read_line(line_, kMaxLine)) {
         stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_));
       }
       line_.resize(trim_right(line_).size());

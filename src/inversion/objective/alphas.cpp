@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/alphas.h"
+#include "inversion/objective/alphas.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/bounds.h"
+#include "inversion/objective/bounds.h"
 
 #include <fmt/format.h>
 

@@ -7,8 +7,8 @@
 
 #include "base/report.h"
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/calc_wtw_mod.h"
+#include "inversion/objective/calc_wtw_mod.h"
 
 #include <algorithm>
 #include <numeric>

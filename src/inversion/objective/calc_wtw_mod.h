@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/view1.h"
-#include "objective/weighting.h"
+#include "inversion/objective/weighting.h"
 
 /// Products with W^T W = Ws^T Ws + Wx^T Wx + Wy^T Wy + Wz^T Wz over the active cells. The alphas
 /// and the 3-D weights are inside the operators.

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "objective/csr_half.h"
+#include "inversion/objective/csr_half.h"
 
 namespace quorivex {
 

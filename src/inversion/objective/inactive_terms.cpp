@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/inactive_terms.h"
+#include "inversion/objective/inactive_terms.h"
 
 namespace quorivex {
 namespace {

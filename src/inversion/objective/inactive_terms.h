@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "objective/weighting.h"
+#include "inversion/objective/weighting.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/model_norm.h"
+#include "inversion/objective/model_norm.h"
 
 #include "base/ordered_sum.h"
 #include "base/phase_times.h"

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/view1.h"
-#include "objective/inactive_terms.h"
-#include "objective/weighting.h"
+#include "inversion/objective/inactive_terms.h"
+#include "inversion/objective/weighting.h"
 
 namespace quorivex {
 

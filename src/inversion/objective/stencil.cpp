@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/stencil.h"
+#include "inversion/objective/stencil.h"
 
 #include <numeric>
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "objective/difference_operator.h"
+#include "inversion/objective/difference_operator.h"
 
 namespace quorivex {
 

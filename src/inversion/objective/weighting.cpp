@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/weighting.h"
+#include "inversion/objective/weighting.h"
 
 #include <fmt/format.h>
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "mesh_io/active_cells.h"
-#include "mesh_io/mesh.h"
-#include "objective/alphas.h"
-#include "objective/difference_operator.h"
-#include "objective/stencil.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/objective/alphas.h"
+#include "inversion/objective/difference_operator.h"
+#include "inversion/objective/stencil.h"
 
 namespace quorivex {
 

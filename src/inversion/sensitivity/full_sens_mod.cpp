@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/full_sens_mod.h"
+#include "inversion/sensitivity/full_sens_mod.h"
 
 #include <omp.h>
 
 #include <algorithm>
 #include <cstring>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
 
@@ -64,7 +64,7 @@ double total_of(const Sums& s) {
 
 /// p(i) = the dot product of the slice's piece of row i with x, for every row.
 /// `g` is the slice's piece of the first row, rows lie `stride` apart.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
                   std::int64_t count, double* p) {
   std::int64_t i = 0;
@@ -104,7 +104,7 @@ void dot_products(const float* g, std::int64_t stride, std::int64_t rows, const 
 }
 
 /// x(j) += the sum over the rows, in order, of the row's entry at j times d(row).
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, const double* d,
                        std::int64_t count, double* x) {
   std::int64_t i = 0;
@@ -145,7 +145,7 @@ void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<dou
   const PhaseTimer timer(Phase::matrix);
   const std::int64_t slices = (sens.nsens + kSliceCells - 1) / kSliceCells;
   const std::int64_t groups = (d.size() + kGroupRows - 1) / kGroupRows;
-  RawArray<double> sums(slices * d.size(), "CALC_FULL_GV");
+  UninitializedArray<double> sums(slices * d.size(), "CALC_FULL_GV");
 #pragma omp parallel for collapse(2) schedule(dynamic, 1) default(none) \
     shared(sens, x, d, slices, groups, sums)
   for (std::int64_t slice = 0; slice < slices; ++slice) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/view1.h"
-#include "sensitivity/sensitivity_state.h"
+#include "inversion/sensitivity/sensitivity_state.h"
 
 /// Products with a full matrix. Model vectors hold one entry for each cell below the column tops.
 /// The cells are worked on in blocks of 10000, shared out among the threads in contiguous parts, so

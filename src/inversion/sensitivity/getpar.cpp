@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/getpar.h"
+#include "inversion/sensitivity/getpar.h"
 
 #include <fmt/format.h>
 #include <omp.h>
@@ -10,14 +10,14 @@
 #include <future>
 #include <limits>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
 #include "base/record_file.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
 namespace {
 
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 bool all_in_range(const std::int32_t* values, std::int64_t count, std::int32_t least,
                   std::int32_t most) {
   const auto width = static_cast<std::uint32_t>(most) - static_cast<std::uint32_t>(least);
@@ -246,7 +246,7 @@ void read_full_rows(Source& source, SensitivityState& sens, Report& report) {
   // At most 2^64 - 4: no overflow.
   source.need(row_bytes * static_cast<std::uint64_t>(sens.ndata) <=
               static_cast<std::uint64_t>(source.file.left_in_file()));
-  sens.Gfull = {nsens, RawArray<float>(nsens * sens.ndata, "getpar Gfull")};
+  sens.Gfull = {nsens, UninitializedArray<float>(nsens * sens.ndata, "getpar Gfull")};
   float* row = sens.Gfull.values.data();
   for (std::int32_t i = 1; i <= sens.ndata; ++i, row += nsens) {
     source.need(source.file.begin() && source.file.read(row, nsens) && source.file.finish());

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "base/report.h"
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
-#include "sensitivity/sensitivity_state.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/sensitivity/sensitivity_state.h"
 
 namespace quorivex {
 

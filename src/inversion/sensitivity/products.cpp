@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/products.h"
+#include "inversion/sensitivity/products.h"
 
 #include "base/phase_times.h"
 #include "base/stop_run.h"
-#include "mesh_io/cell_vectors.h"
-#include "sensitivity/full_sens_mod.h"
-#include "sensitivity/sparse_sens_mod.h"
-#include "sensitivity/wavelet_grid.h"
-#include "sensitivity/wtn_mod.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/sensitivity/full_sens_mod.h"
+#include "inversion/sensitivity/sparse_sens_mod.h"
+#include "inversion/sensitivity/wavelet_grid.h"
+#include "inversion/sensitivity/wtn_mod.h"
 
 namespace quorivex {
 
@@ -23,7 +23,7 @@ void transform(const SensitivityState& sens, View1<double> grid, int isign) {
 void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> m,
            View1<double> d) {
   if (sens.compressed) {
-    RawArray<double> grid(sens.nwav, "gprod");
+    UninitializedArray<double> grid(sens.nwav, "gprod");
     scatter_to_grid(sens, active, m, grid.view());
     transform(sens, grid.view(), 1);
     SPARSE_SENS_MOD::CALC_GV(sens, grid.view(), d);
@@ -34,7 +34,7 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
     return;
   }
   require(m.size() == active.total_cells, "problem in gprod");
-  RawArray<double> below(sens.nsens, "gprod");
+  UninitializedArray<double> below(sens.nsens, "gprod");
   full_to_below(active, m, below.view());
   FULL_SENS_MOD::CALC_FULL_GV(sens, below.view(), d);
 }
@@ -42,7 +42,7 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
 void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const double> d,
             View1<double> m) {
   if (sens.compressed) {
-    RawArray<double> grid(sens.nwav, "gtprod");
+    UninitializedArray<double> grid(sens.nwav, "gtprod");
     SPARSE_SENS_MOD::CALC_GTV(sens, d, grid.view());
     transform(sens, grid.view(), -1);
     gather_from_grid(sens, active, grid.view(), m);
@@ -52,7 +52,7 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
     FULL_SENS_MOD::CALC_FULL_GTV(sens, d, m);
     return;
   }
-  RawArray<double> below(sens.nsens, "gtprod");
+  UninitializedArray<double> below(sens.nsens, "gtprod");
   FULL_SENS_MOD::CALC_FULL_GTV(sens, d, below.view());
   below_to_active(active, below.view(), m);
 }

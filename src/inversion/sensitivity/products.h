@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "base/raw_array.h"
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "sensitivity/sensitivity_state.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/sensitivity/sensitivity_state.h"
 
 namespace quorivex {
 
@@ -28,9 +28,9 @@ struct GtgprodWork {
   /// @throws StopRun alloc_error("gtgprod")
   GtgprodWork(const SensitivityState& sens, const ActiveCells& active);
 
-  RawArray<double> grid;      ///< compressed form
-  RawArray<double> below_in;  ///< full form where some sensitivity cells are not active
-  RawArray<double> below_out;
+  UninitializedArray<double> grid;      ///< compressed form
+  UninitializedArray<double> below_in;  ///< full form where some sensitivity cells are not active
+  UninitializedArray<double> below_out;
 };
 
 /// m_out = G^T G m_in, both active or (full form) both with one entry for each sensitivity cell.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/run_needs.h"
+#include "inversion/sensitivity/run_needs.h"
 
 namespace quorivex {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "sensitivity/getpar.h"
+#include "inversion/sensitivity/getpar.h"
 
 namespace quorivex {
 

@@ -5,17 +5,17 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/raw_array.h"
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
-#include "sensitivity/sparse_matrix.h"
-#include "sensitivity/wtn_mod.h"
+#include "inversion/sensitivity/sparse_matrix.h"
+#include "inversion/sensitivity/wtn_mod.h"
 
 namespace quorivex {
 
 /// Sensitivities of every datum to every cell below the column tops, a datum's row contiguous.
 struct FullMatrix {
   std::int64_t nsens = 0;
-  RawArray<float> values;
+  UninitializedArray<float> values;
 
   const float* row(std::int64_t datum) const { return values.data() + (datum - 1) * nsens; }
 };

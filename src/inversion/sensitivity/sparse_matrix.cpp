@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/sparse_matrix.h"
+#include "inversion/sensitivity/sparse_matrix.h"
 
 #include <omp.h>
 
@@ -16,8 +16,8 @@ constexpr const char* kRoutine = "getpar Gs";
 // A block of 2^13 doubles fills 64 KiB: what a row's part in it reads and adds to is found in the
 // first- and second-level caches. Small grids have smaller blocks, so that every core has some;
 // larger ones where rows are so short that their ends would cost more than their coefficients.
-constexpr int kMostBits = 13;
-constexpr int kLeastBits = 8;
+constexpr int kMaxBits = 13;
+constexpr int kMinBits = 8;
 constexpr int kBlocksWanted = 5;  // as a power of two
 constexpr int kPositionBits = 16;
 constexpr std::int64_t kEntriesWanted = 16;  // of a row and block
@@ -57,7 +57,7 @@ void sort_rows(SparseRows& rows) {
   }
   if (unsorted == 0) return;
   const auto threads = static_cast<int>(std::min<std::int64_t>(unsorted, omp_get_max_threads()));
-  RawArray<std::uint64_t> scratch(longest * threads, kRoutine);
+  UninitializedArray<std::uint64_t> scratch(longest * threads, kRoutine);
 #pragma omp parallel for schedule(dynamic, 1) num_threads(threads) default(none) \
     shared(rows, count, sorted, scratch, longest)
   for (std::int64_t i = 1; i <= count; ++i) {
@@ -118,7 +118,7 @@ void fill(const SparseRows& rows, int bits, const std::vector<std::int64_t>& pla
 
 SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries) {
   const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
-  block_bits_ = std::clamp(width - 1 - kBlocksWanted, kLeastBits, kMostBits);
+  block_bits_ = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
   const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
   while (block_bits_ < kPositionBits && points >> block_bits_ > 0 &&
          of_row / (points >> block_bits_) < kEntriesWanted) {
@@ -126,7 +126,7 @@ SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t 
   }
   blocks_ = (points + block_points() - 1) / block_points();
   try {
-    expect_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
+    require_available_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
   } catch (const std::bad_alloc&) {
     alloc_error(kRoutine);
   }
@@ -168,14 +168,14 @@ std::int64_t SparseMatrix::bytes() const {
   return entries() * kEntryBytes + rows() * blocks_ * kCountBytes;
 }
 
-std::vector<SparseMatrix::RowFacts> SparseMatrix::row_facts() const {
-  std::vector<RowFacts> facts(as_size(rows()));
+std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_facts() const {
+  std::vector<RowStatistics> facts(as_size(rows()));
   for (const SparsePanel& panel : panels_) {
     for (std::int64_t b = 0; b < blocks_; ++b) {
       const std::uint32_t* counts = panel.counts_of(b);
       const float* value = panel.values.data() + panel.starts[as_size(b)];
       for (std::int64_t i = 0; i < panel.rows; value += counts[i], ++i) {
-        RowFacts& row = facts[as_size(panel.rows_before + i)];
+        RowStatistics& row = facts[as_size(panel.rows_before + i)];
         row.entries += counts[i];
         row.finite = row.finite && std::all_of(value, value + counts[i],
                                                [](float v) { return std::isfinite(v); });
@@ -185,7 +185,7 @@ std::vector<SparseMatrix::RowFacts> SparseMatrix::row_facts() const {
   return facts;
 }
 
-std::vector<std::int64_t> SparseMatrix::even_shares(int parts) const {
+std::vector<std::int64_t> SparseMatrix::balanced_row_ranges(int parts) const {
   const auto share = static_cast<double>(entries()) / parts;
   std::vector<std::int64_t> firsts{0};
   double before = 0.0;

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/raw_array.h"
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
-#include "sensitivity/sparse_rows.h"
+#include "inversion/sensitivity/sparse_rows.h"
 
 namespace quorivex {
 
@@ -15,8 +15,8 @@ namespace quorivex {
 struct SparsePanel {
   std::int64_t rows_before = 0;
   std::int64_t rows = 0;
-  RawArray<std::uint16_t> positions;  ///< from 0, within the block
-  RawArray<float> values;
+  UninitializedArray<std::uint16_t> positions;  ///< from 0, within the block
+  UninitializedArray<float> values;
   std::vector<std::uint32_t> counts;  ///< rows x blocks: coefficients of a row in a block
   std::vector<std::int64_t> starts;   ///< blocks + 1: where each block begins in the arrays
 
@@ -43,18 +43,18 @@ class SparseMatrix {
   std::int64_t entries() const;
   std::int64_t bytes() const;
 
-  struct RowFacts {
+  struct RowStatistics {
     std::int64_t entries = 0;
     bool finite = true;  ///< all its values
   };
-  std::vector<RowFacts> row_facts() const;
+  std::vector<RowStatistics> row_facts() const;
 
   std::int64_t blocks() const { return blocks_; }
   std::int64_t block_points() const { return std::int64_t{1} << block_bits_; }
   const std::vector<SparsePanel>& panels() const { return panels_; }
   /// The first row, from 0, of each of `parts` shares of about the same number of coefficients, and
   /// the number of rows behind the last.
-  std::vector<std::int64_t> even_shares(int parts) const;
+  std::vector<std::int64_t> balanced_row_ranges(int parts) const;
 
  private:
   int block_bits_ = 0;

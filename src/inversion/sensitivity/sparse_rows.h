@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/raw_array.h"
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
 
 namespace quorivex {
@@ -54,7 +54,7 @@ class SparseRows {
   }
 
  private:
-  RawArray<std::byte> bytes_;
+  UninitializedArray<std::byte> bytes_;
   std::vector<std::int64_t> ends_{0};  // of the rows; the first entry is where row 1 begins
 };
 

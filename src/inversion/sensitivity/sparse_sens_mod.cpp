@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/sparse_sens_mod.h"
+#include "inversion/sensitivity/sparse_sens_mod.h"
 
 #include <omp.h>
 
@@ -54,8 +54,8 @@ double dot_of_row(const std::uint16_t* positions, const float* values, std::uint
 }
 
 /// w += t times a row's part in a block. One addition after the other: a position may come twice.
-void spread_row(const std::uint16_t* positions, const float* values, std::uint32_t count, double t,
-                double* w) {
+void scatter_add_rows(const std::uint16_t* positions, const float* values, std::uint32_t count,
+                      double t, double* w) {
   const std::uint16_t* behind = positions + count;
   for (; behind - positions >= kStep; positions += kStep, values += kStep) {
     fetch_ahead(positions, values);
@@ -70,8 +70,8 @@ void spread_row(const std::uint16_t* positions, const float* values, std::uint32
 }
 
 /// d(i) += the part of row i in block b, for rows `first` to before `last` of the panel's.
-void add_rows(const SparsePanel& panel, std::int64_t b, std::int64_t first, std::int64_t last,
-              const double* w, double* d) {
+void accumulate_row_products(const SparsePanel& panel, std::int64_t b, std::int64_t first,
+                             std::int64_t last, const double* w, double* d) {
   const std::uint32_t* counts = panel.counts_of(b);
   const std::int64_t start = std::accumulate(counts, counts + first, panel.starts[as_size(b)]);
   const std::uint16_t* positions = panel.positions.data() + start;
@@ -84,12 +84,12 @@ void add_rows(const SparsePanel& panel, std::int64_t b, std::int64_t first, std:
 }
 
 /// w += block b of S^T d for the panel's rows, in order.
-void spread_rows(const SparsePanel& panel, std::int64_t b, const double* d, double* w) {
+void scatter_add_rows(const SparsePanel& panel, std::int64_t b, const double* d, double* w) {
   const std::uint16_t* positions = panel.positions.data() + panel.starts[as_size(b)];
   const float* values = panel.values.data() + panel.starts[as_size(b)];
   const std::uint32_t* counts = panel.counts_of(b);
   for (std::int64_t i = 0; i < panel.rows; ++i) {
-    spread_row(positions, values, counts[i], d[i], w);
+    scatter_add_rows(positions, values, counts[i], d[i], w);
     positions += counts[i];
     values += counts[i];
   }
@@ -103,7 +103,7 @@ void spread_rows(const SparsePanel& panel, std::int64_t b, const double* d, doub
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
-  const std::vector<std::int64_t> shares = matrix.even_shares(omp_get_max_threads());
+  const std::vector<std::int64_t> shares = matrix.balanced_row_ranges(omp_get_max_threads());
   const auto parts = length(shares) - 1;
   // So many blocks at a time that their part of the grid, 512 KiB, is fetched once and stays near
   // while all rows of a share pass. A panel's coefficients for them lie one behind the other.
@@ -125,8 +125,8 @@ void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> 
         const std::int64_t to = std::min(last - panel.rows_before, panel.rows);
         for (std::int64_t b = group; b < std::min(group + together, matrix.blocks()); ++b) {
           if (from >= to) break;
-          add_rows(panel, b, from, to, w.data() + b * matrix.block_points(),
-                   d.data() + panel.rows_before);
+          accumulate_row_products(panel, b, from, to, w.data() + b * matrix.block_points(),
+                                  d.data() + panel.rows_before);
         }
       }
     }
@@ -142,7 +142,7 @@ void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double>
     double* slice = w.data() + first;
     std::fill_n(slice, std::min(matrix.block_points(), w.size() - first), 0.0);
     for (const SparsePanel& panel : matrix.panels()) {
-      spread_rows(panel, b, d.data() + panel.rows_before, slice);
+      scatter_add_rows(panel, b, d.data() + panel.rows_before, slice);
     }
   }
 }

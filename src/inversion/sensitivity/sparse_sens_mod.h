@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/view1.h"
-#include "sensitivity/sensitivity_state.h"
+#include "inversion/sensitivity/sensitivity_state.h"
 
 /// Products with the sparse rows S of a compressed matrix. w has one entry for each point of the
 /// wavelet grid, d one for each datum. Every row is cut into nchunk pieces and the threads share

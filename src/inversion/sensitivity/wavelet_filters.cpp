@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/wavelet_filters.h"
+#include "inversion/sensitivity/wavelet_filters.h"
 
 #include <algorithm>
 #include <array>

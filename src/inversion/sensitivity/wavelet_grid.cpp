@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/wavelet_grid.h"
+#include "inversion/sensitivity/wavelet_grid.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "sensitivity/sensitivity_state.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/sensitivity/sensitivity_state.h"
 
 namespace quorivex {
 

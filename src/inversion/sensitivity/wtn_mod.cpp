@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "sensitivity/wtn_mod.h"
+#include "inversion/sensitivity/wtn_mod.h"
 
 #include <omp.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
 #include "base/stop_run.h"
 
 namespace quorivex::WTN_MOD {
@@ -19,7 +19,7 @@ constexpr std::int64_t kShortest = 4;  // an axis of so many points, or fewer, s
 constexpr std::int64_t kLines = 16;
 
 /// One level, forward: to = smooth half, then detail half of the first n points of the lines.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void forward_level(const double* low, const double* high, std::int64_t ncof, const double* from,
                    std::int64_t n, double* to) {
   const std::int64_t mask = n - 1;
@@ -43,7 +43,7 @@ void forward_level(const double* low, const double* high, std::int64_t ncof, con
 }
 
 /// One level, inverse: `to` gets n points of the lines from their smooth and detail halves.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void inverse_level(const double* low, const double* high, std::int64_t ncof, const double* from,
                    std::int64_t n, double* to) {
   const std::int64_t mask = n - 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/run_setup.h"
+#include "inversion/setup/run_setup.h"
 
 #include "base/fixed_format.h"
 #include "base/phase_times.h"

@@ -5,19 +5,19 @@
 #include <optional>
 
 #include "base/report.h"
-#include "control/input_file.h"
-#include "mesh_io/observations.h"
-#include "mesh_io/setup_models.h"
-#include "objective/alphas.h"
-#include "objective/inactive_terms.h"
-#include "objective/weighting.h"
-#include "sensitivity/getpar.h"
-#include "solver/diagonals.h"
-#include "solver/problem.h"
+#include "inversion/input/input_file.h"
+#include "inversion/mesh_io/observations.h"
+#include "inversion/objective/alphas.h"
+#include "inversion/objective/inactive_terms.h"
+#include "inversion/objective/weighting.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/setup/setup_models.h"
+#include "inversion/solver/diagonals.h"
+#include "inversion/solver/problem.h"
 
 namespace quorivex {
 
-/// What a run has read and derived before its first pass, in the order of the run.
+/// What a run has read and derived before its first iteration, in the order of the run.
 struct RunSetup {
   SensitivityFile file;
   Observations data;
@@ -46,7 +46,7 @@ ModelSources model_sources(const InversionParameters& par);
 /// @throws StopRun as calc_W_components and calc_diagonals
 void derive_terms(const InversionParameters& par, RunSetup& setup);
 
-/// Reads all files of a run but the input file, and derives what the passes need.
+/// Reads all files of a run but the input file, and derives what the iterations need.
 RunSetup read_run(const InversionParameters& par, Report& report);
 
 /// In mode 1 the target; nothing in mode 2.

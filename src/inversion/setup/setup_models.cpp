@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/setup_models.h"
+#include "inversion/setup/setup_models.h"
 
 #include "base/stop_run.h"
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "base/report.h"
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "mesh_io/cell_vectors.h"
-#include "objective/bounds.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/objective/bounds.h"
 
 namespace quorivex {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "solver/diagonals.h"
+#include "inversion/solver/diagonals.h"
 
-#include "mesh_io/cell_vectors.h"
-#include "objective/calc_wtw_mod.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/objective/calc_wtw_mod.h"
 
 namespace quorivex {
 

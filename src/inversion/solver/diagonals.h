@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "mesh_io/active_cells.h"
-#include "objective/weighting.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/objective/weighting.h"
 
 namespace quorivex {
 

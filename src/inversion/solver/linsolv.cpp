@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "solver/linsolv.h"
+#include "inversion/solver/linsolv.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "base/raw_array.h"
 #include "base/stop_run.h"
-#include "solver/normal_equations.h"
+#include "base/uninitialized_array.h"
+#include "inversion/solver/normal_equations.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "linsolv";
-constexpr int kMostHalvings = 16;  // 2^-16 is the last step that is not below 1e-5
+constexpr int kMaxHalvings = 16;  // 2^-16 is the last step that is not below 1e-5
 
 std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& state) {
   std::vector<std::int32_t> mask = allocate<std::int32_t>(as_size(ncell), kRoutine, 1);
@@ -23,9 +23,9 @@ std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& stat
   return mask;
 }
 
-RawArray<double> preconditioner(const Diagonals& diagonals, double beta,
-                                View1<const std::int32_t> mask) {
-  RawArray<double> inverse(mask.size(), kRoutine);
+UninitializedArray<double> preconditioner(const Diagonals& diagonals, double beta,
+                                          View1<const std::int32_t> mask) {
+  UninitializedArray<double> inverse(mask.size(), kRoutine);
   const View1<double> P = inverse.view();
   const View1<const double> gdiag(diagonals.gdiag);
   const View1<const double> wdiag(diagonals.wdiag);
@@ -41,8 +41,8 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
                           const CgWatch& watch, View1<const std::int32_t> mask,
                           View1<const double> g, View1<double> dm) {
   if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
-  const RawArray<double> P = preconditioner(problem.diagonals, beta, mask);
-  RawArray<double> residual(g.size(), kRoutine);
+  const UninitializedArray<double> P = preconditioner(problem.diagonals, beta, mask);
+  UninitializedArray<double> residual(g.size(), kRoutine);
   const View1<double> r = residual.view();
 #pragma omp parallel for schedule(static) default(none) shared(mask, g, r)
   for (std::int64_t i = 1; i <= g.size(); ++i) r(i) = mask(i) * g(i);
@@ -78,7 +78,7 @@ void line_search(const Problem& problem, double beta, View1<const double> dm, Cu
   std::vector<double> trial = allocate<double>(as_size(m.size()), kRoutine);
   const View1<double> mt(trial);
   double t = 1.0;
-  for (int halvings = 0; halvings <= kMostHalvings; ++halvings, t *= 0.5) {
+  for (int halvings = 0; halvings <= kMaxHalvings; ++halvings, t *= 0.5) {
 #pragma omp parallel for schedule(static) default(none) shared(m, mt, t, dm)
     for (std::int64_t i = 1; i <= m.size(); ++i) mt(i) = m(i) + t * dm(i);
     project_on_bounds(problem.bounds, mt, state);

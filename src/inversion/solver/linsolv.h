@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "objective/bounds.h"
-#include "solver/objective_value.h"
-#include "solver/pcg.h"
-#include "solver/problem.h"
+#include "inversion/objective/bounds.h"
+#include "inversion/solver/objective_value.h"
+#include "inversion/solver/pcg.h"
+#include "inversion/solver/problem.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "control/next_beta.h"
+#include "inversion/solver/next_beta.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +14,7 @@ bool plateaued(double phi_before, double phi) {
   return std::abs(phi_before - phi) / phi < kPlateau;
 }
 
-double next_beta(const Pass& now, const std::optional<Pass>& before, double target) {
+double next_beta(const Iteration& now, const std::optional<Iteration>& before, double target) {
   if (!before) return 0.5 * now.beta;
   const double factor = std::clamp((1.0 - kTolerance) * target / now.misfit, 0.5, 0.8);
   const double lowest = factor * now.beta;

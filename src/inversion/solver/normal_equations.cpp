@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "solver/normal_equations.h"
+#include "inversion/solver/normal_equations.h"
 
 #include "base/phase_times.h"
-#include "objective/calc_wtw_mod.h"
+#include "inversion/objective/calc_wtw_mod.h"
 
 namespace quorivex {
 
@@ -17,11 +17,11 @@ void formrhs(const Problem& problem, View1<const double> model, View1<const doub
   gtprod(problem.sens, problem.active, residual, g);
 
   const View1<const double> mref(problem.mref);
-  RawArray<double> difference(model.size(), kRoutine);
+  UninitializedArray<double> difference(model.size(), kRoutine);
   const View1<double> from_mref = difference.view();
 #pragma omp parallel for schedule(static) default(none) shared(model, mref, from_mref)
   for (std::int64_t i = 1; i <= model.size(); ++i) from_mref(i) = model(i) - mref(i);
-  RawArray<double> model_term(model.size(), kRoutine);
+  UninitializedArray<double> model_term(model.size(), kRoutine);
   const View1<double> b = model_term.view();
   const View1<const double> x = problem.mref_in_derivatives ? from_mref : model;
   CALC_WTW_MOD::calc_WTW_vec(problem.weights, x, from_mref, b);

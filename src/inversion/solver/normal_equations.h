@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-#include "base/raw_array.h"
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
-#include "sensitivity/products.h"
-#include "solver/problem.h"
+#include "inversion/sensitivity/products.h"
+#include "inversion/solver/problem.h"
 
 namespace quorivex {
 
@@ -20,8 +20,8 @@ struct AprodWork {
   /// @throws StopRun alloc_error
   explicit AprodWork(const Problem& problem);
 
-  RawArray<double> masked;
-  RawArray<double> model_term;
+  UninitializedArray<double> masked;
+  UninitializedArray<double> model_term;
   GtgprodWork product;
 };
 

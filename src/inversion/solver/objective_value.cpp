@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "solver/objective_value.h"
+#include "inversion/solver/objective_value.h"
 
-#include "mesh_io/cell_vectors.h"
-#include "sensitivity/products.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/sensitivity/products.h"
 
 namespace quorivex {
 

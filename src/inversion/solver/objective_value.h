@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "objective/model_norm.h"
-#include "solver/problem.h"
+#include "inversion/objective/model_norm.h"
+#include "inversion/solver/problem.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "solver/pcg.h"
+#include "inversion/solver/pcg.h"
 
 #include "base/ordered_sum.h"
 #include "base/phase_times.h"
@@ -11,8 +11,9 @@ constexpr const char* kRoutine = "linsolv";
 
 }  // namespace
 
-ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
-                       View1<const double> q, View1<double> dm, View1<double> r) {
+ResidualSums update_solution_and_residual(double a, View1<const double> P, View1<const double> p,
+                                          View1<const double> q, View1<double> dm,
+                                          View1<double> r) {
   const PhaseTimer timer(Phase::vectors);
   return ordered_sum<ResidualSums>(r.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
     double square = 0.0;
@@ -29,7 +30,7 @@ ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
   });
 }
 
-void turn_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
+void update_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
   const PhaseTimer timer(Phase::vectors);
 #pragma omp parallel for simd schedule(static) default(none) shared(ratio, P, r, p)
   for (std::int64_t i = 0; i < r.size(); ++i) {

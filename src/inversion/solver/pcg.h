@@ -34,11 +34,11 @@ struct ResidualSums {
 };
 
 /// dm += a p, r -= a q, and the sums of the new residual, in one pass over the vectors.
-ResidualSums take_step(double a, View1<const double> P, View1<const double> p,
-                       View1<const double> q, View1<double> dm, View1<double> r);
+ResidualSums update_solution_and_residual(double a, View1<const double> P, View1<const double> p,
+                                          View1<const double> q, View1<double> dm, View1<double> r);
 
 /// p = P r + ratio p
-void turn_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p);
+void update_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p);
 
 double dot_product(View1<const double> a, View1<const double> b);
 
@@ -58,14 +58,14 @@ CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std
   const View1<double> p(direction);
   const View1<double> q(product);
   CgResult result;
-  ResidualSums sums = take_step(0.0, P, p, q, dm, r);
+  ResidualSums sums = update_solution_and_residual(0.0, P, p, q, dm, r);
   const double bb = sums.square;
   if (bb == 0.0) return result;
   double rho_before = 1.0;
   while (result.iterations < maxit) {
-    turn_direction(sums.rho / std::exchange(rho_before, sums.rho), P, r, p);
+    update_direction(sums.rho / std::exchange(rho_before, sums.rho), P, r, p);
     apply(p, q);
-    sums = take_step(sums.rho / dot_product(p, q), P, p, q, dm, r);
+    sums = update_solution_and_residual(sums.rho / dot_product(p, q), P, p, q, dm, r);
     ++result.iterations;
     result.residual = std::sqrt(sums.square / bb);
     watch(result.iterations, result.residual);

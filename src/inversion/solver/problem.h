@@ -3,14 +3,14 @@
 
 #include <vector>
 
-#include "mesh_io/active_cells.h"
-#include "mesh_io/cell_vectors.h"
-#include "mesh_io/observations.h"
-#include "objective/bounds.h"
-#include "objective/inactive_terms.h"
-#include "objective/weighting.h"
-#include "sensitivity/sensitivity_state.h"
-#include "solver/diagonals.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/observations.h"
+#include "inversion/objective/bounds.h"
+#include "inversion/objective/inactive_terms.h"
+#include "inversion/objective/weighting.h"
+#include "inversion/sensitivity/sensitivity_state.h"
+#include "inversion/solver/diagonals.h"
 
 namespace quorivex {
 

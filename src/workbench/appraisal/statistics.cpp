@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/statistics.h"
+#include "workbench/appraisal/statistics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,8 +7,8 @@
 #include <map>
 #include <numeric>
 
-#include "base/place_tree.h"
 #include "base/view1.h"
+#include "workbench/geometry/kd_tree.h"
 
 namespace quorivex {
 namespace {
@@ -17,7 +17,7 @@ constexpr double kDataPerSquare = 6.0;
 constexpr double kFewest = 3.0;  // data of a square whose mean says something
 constexpr double kFourDeviations = 4.0;
 constexpr std::ptrdiff_t kLargest = 10;
-constexpr int kMostWidenings = 100;
+constexpr int kMaxWidenings = 100;
 
 struct Square {
   double count = 0.0;
@@ -55,35 +55,35 @@ double mean_spacing(const std::vector<double>& x, const std::vector<double>& y) 
 }
 
 /// Twice the area of the triangle of three places, positive where they turn to the left.
-double turn(const Place& a, const Place& b, const Place& c) {
+double turn(const MapPoint& a, const MapPoint& b, const MapPoint& c) {
   return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
 }
 
 /// Corners of the convex hull, counter-clockwise (Andrew 1979).
-std::vector<Place> convex_hull(const std::vector<double>& x, const std::vector<double>& y) {
-  std::vector<Place> places(x.size());
+std::vector<MapPoint> convex_hull(const std::vector<double>& x, const std::vector<double>& y) {
+  std::vector<MapPoint> places(x.size());
   for (std::size_t i = 0; i < x.size(); ++i) places[i] = {x[i], y[i]};
   std::sort(places.begin(), places.end());
-  std::vector<Place> hull;
-  const auto add = [&hull](const Place& place, std::size_t least) {
+  std::vector<MapPoint> hull;
+  const auto add = [&hull](const MapPoint& place, std::size_t least) {
     while (hull.size() > least && turn(hull[hull.size() - 2], hull.back(), place) <= 0.0) {
       hull.pop_back();
     }
     hull.push_back(place);
   };
-  for (const Place& place : places) add(place, 1);
+  for (const MapPoint& place : places) add(place, 1);
   const std::size_t lower = hull.size();
   for (auto place = places.rbegin() + 1; place < places.rend(); ++place) add(*place, lower);
   return hull;
 }
 
 /// Where the hull begins and ends along a northing; it ends before it begins where there is none.
-std::array<double, 2> within_hull(const std::vector<Place>& hull, double northing) {
+std::array<double, 2> within_hull(const std::vector<MapPoint>& hull, double northing) {
   std::array<double, 2> range{std::numeric_limits<double>::infinity(),
                               -std::numeric_limits<double>::infinity()};
   for (std::size_t i = 0; i < hull.size(); ++i) {
-    const Place& a = hull[i];
-    const Place& b = hull[(i + 1) % hull.size()];
+    const MapPoint& a = hull[i];
+    const MapPoint& b = hull[(i + 1) % hull.size()];
     if ((a[1] <= northing) == (b[1] <= northing)) continue;
     const double easting = a[0] + (northing - a[1]) / (b[1] - a[1]) * (b[0] - a[0]);
     range = {std::min(range[0], easting), std::max(range[1], easting)};
@@ -94,8 +94,8 @@ std::array<double, 2> within_hull(const std::vector<Place>& hull, double northin
 }  // namespace
 
 double typical_gap(const Mesh& mesh, const std::vector<double>& x, const std::vector<double>& y) {
-  const std::vector<Place> hull = convex_hull(x, y);
-  const PlaceTree tree(x, y);
+  const std::vector<MapPoint> hull = convex_hull(x, y);
+  const KdTree2 tree(x, y);
   const auto centre = [](const std::vector<double>& nodes, std::int32_t i) {
     return (nodes[as_size(i)] + nodes[as_size(i) + 1]) / 2.0;
   };
@@ -118,14 +118,14 @@ double typical_gap(const Mesh& mesh, const std::vector<double>& x, const std::ve
   return *middle;
 }
 
-std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
-                                           const std::vector<double>& y,
-                                           const std::vector<double>& values) {
+std::optional<SpatialCorrelation> neighbour_likeness(const std::vector<double>& x,
+                                                     const std::vector<double>& y,
+                                                     const std::vector<double>& values) {
   const auto n = static_cast<double>(values.size());
   double side = mean_spacing(x, y);
   if (!(side > 0.0)) return std::nullopt;
   Squares squares = sorted_into_squares(x, y, values, side);
-  for (int i = 0; i<kMostWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
+  for (int i = 0; i<kMaxWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
     side *= 1.2;
     squares = sorted_into_squares(x, y, values, side);
   }
@@ -136,7 +136,7 @@ std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
   for (const double value : values) total += (value - mean) * (value - mean);
   const double deviation = std::sqrt(total / n);
   if (!(deviation > 0.0)) return std::nullopt;
-  Likeness like{.side = side, .squares = groups};
+  SpatialCorrelation like{.side = side, .squares = groups};
   double between = 0.0;
   double counts_squared = 0.0;
   for (const auto& [place, square] : squares) {

@@ -6,15 +6,15 @@
 #include <optional>
 #include <vector>
 
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 
 // What a reader wants to know of residuals and model before looking at pictures.
 
 /// How much alike residuals of neighbouring data are.
-struct Likeness {
+struct SpatialCorrelation {
   double correlation =
       0.0;  ///< of two data in the same square, 0 where they have nothing in common
   bool significant = false;  ///< more than chance makes of independent errors
@@ -32,9 +32,9 @@ struct Likeness {
 /// square. It is significant where F exceeds 1 by four of its standard deviations. Nothing for
 /// fewer than five squares or values that do not vary.
 /// @param x, y  eastings and northings (m) of as many values
-std::optional<Likeness> neighbour_likeness(const std::vector<double>& x,
-                                           const std::vector<double>& y,
-                                           const std::vector<double>& values);
+std::optional<SpatialCorrelation> neighbour_likeness(const std::vector<double>& x,
+                                                     const std::vector<double>& y,
+                                                     const std::vector<double>& values);
 
 /// Median of the horizontal distances (m) from the cells between the data (those of the mesh's
 /// columns whose centres lie within the data's convex hull) to the nearest datum: a quarter of the
@@ -46,7 +46,7 @@ struct ResidualStatistics {
   double per_datum = 0.0;             ///< sum of squares / number of data: 1 for errors as stated
   std::int64_t beyond_four = 0;       ///< data off by more than four standard deviations
   std::vector<std::int32_t> largest;  ///< numbers of at most ten data, the worst first
-  std::optional<Likeness> likeness;   ///< nothing where data are too few to tell
+  std::optional<SpatialCorrelation> likeness;  ///< nothing where data are too few to tell
 };
 
 /// @param normalised  (observed - predicted) / standard deviation of each datum

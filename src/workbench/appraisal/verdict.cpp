@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/verdict.h"
+#include "workbench/appraisal/verdict.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -24,8 +24,8 @@ std::string percent(double share) {
                                     : fmt::format("{:.0f} %", value);
 }
 
-void flag_pattern(const Findings& f, std::vector<RedFlag>& flags) {
-  const Likeness like = f.residuals.likeness.value_or(Likeness{});
+void flag_pattern(const RunFacts& f, std::vector<RedFlag>& flags) {
+  const SpatialCorrelation like = f.residuals.likeness.value_or(SpatialCorrelation{});
   std::string pattern;
   if (like.significant && like.correlation > kLikeNeighbours) {
     pattern = fmt::format(
@@ -56,7 +56,7 @@ void flag_pattern(const Findings& f, std::vector<RedFlag>& flags) {
   }
 }
 
-void flag_edges(const Findings& f, std::vector<RedFlag>& flags) {
+void flag_edges(const RunFacts& f, std::vector<RedFlag>& flags) {
   std::string sides;
   for (const MeshEdge& edge : f.model.edges) {
     if (edge.departure < kEdgeShare) continue;
@@ -78,7 +78,7 @@ std::string fit_in_words(double per_datum) {
   return "about what the standard deviations lead to expect";
 }
 
-std::string bounds_in_words(const Findings& f) {
+std::string bounds_in_words(const RunFacts& f) {
   if (f.at_bounds == 0) return "No cell is held at a bound.";
   const auto share = static_cast<double>(f.at_bounds) /
                      static_cast<double>(std::max<std::int64_t>(f.active_cells, 1));
@@ -97,7 +97,7 @@ std::string largest_in_words(const LargestResidual& r) {
       r.normalised, r.number, r.easting, r.northing);
 }
 
-std::string outliers_in_words(const Findings& f) {
+std::string outliers_in_words(const RunFacts& f) {
   if (f.residuals.beyond_four == 0) return "No datum is off by more than four standard deviations.";
   return fmt::format(
       "{} of {} data are off by more than four standard deviations; of normal errors "
@@ -107,11 +107,11 @@ std::string outliers_in_words(const Findings& f) {
 
 }  // namespace
 
-bool target_reached(const Findings& f) {
+bool target_reached(const RunFacts& f) {
   return f.target && f.misfit < (1.0 + kTolerance) * *f.target;
 }
 
-std::vector<RedFlag> red_flags(const Findings& f) {
+std::vector<RedFlag> red_flags(const RunFacts& f) {
   std::vector<RedFlag> flags;
   flag_pattern(f, flags);
   flag_edges(f, flags);
@@ -133,24 +133,25 @@ std::vector<RedFlag> red_flags(const Findings& f) {
   return flags;
 }
 
-Verdict verdict(const Findings& f, std::size_t flags) {
+Verdict verdict(const RunFacts& f, std::size_t flags) {
   Verdict v;
-  const bool earlier = f.pass < f.passes_made;
+  const bool earlier = f.iteration < f.iterations_made;
   const bool doubts = flags > 0 || earlier;
-  const std::string passes = fmt::format("after {} {}", f.pass, f.pass == 1 ? "pass" : "passes");
+  const std::string iterations =
+      fmt::format("after {} {}", f.iteration, f.iteration == 1 ? "iteration" : "iterations");
   if (!f.target) {
     v.level = doubts ? Level::warning : Level::good;
     v.mark = "No target";
     v.headline =
         fmt::format("beta was kept, so there is no target; the misfit is {:.4g} for {} data {}.",
-                    f.misfit, f.ndata, passes);
+                    f.misfit, f.ndata, iterations);
   } else if (target_reached(f)) {
     v.level = doubts ? Level::warning : Level::good;
     v.mark = doubts ? "Target reached, with doubts" : "Target reached";
     v.headline = fmt::format(
         "The model fits the data as closely as was asked: misfit {:.4g}, target "
         "{:.4g}, {}.",
-        f.misfit, *f.target, passes);
+        f.misfit, *f.target, iterations);
   } else {
     v.level = Level::bad;
     v.mark = "Target not reached";
@@ -159,23 +160,24 @@ Verdict verdict(const Findings& f, std::size_t flags) {
                                   : "with a target of";
     v.headline = fmt::format(
         "The model does not fit the data as closely as was asked: misfit {:.4g}, {} {:.4g}, {}.",
-        f.misfit, times, *f.target, passes);
+        f.misfit, times, *f.target, iterations);
   }
   if (earlier) {
-    v.mark = fmt::format("Pass {} of {}", f.pass, f.passes_made);
+    v.mark = fmt::format("Iteration {} of {}", f.iteration, f.iterations_made);
     v.headline = fmt::format(
-        "This is pass {} and not the result of the run, which made {}: files of later passes are "
+        "This is iteration {} and not the result of the run, which made {}: files of later "
+        "iterations are "
         "missing. {}",
-        f.pass, f.passes_made, v.headline);
+        f.iteration, f.iterations_made, v.headline);
   }
-  if (!f.foreign_parts.empty()) {
+  if (!f.mismatched_survey_parts.empty()) {
     v.level = Level::bad;
     v.sentences.push_back(v.headline);
     v.mark = "Wrong observations";
     v.headline = fmt::format(
         "The sensitivity file was made for other observations ({} differ): either they were "
         "changed after the run, or its model and data belong to different surveys.",
-        fmt::join(f.foreign_parts, ", "));
+        fmt::join(f.mismatched_survey_parts, ", "));
   }
   if (!f.ended && f.ending.empty()) {
     v.sentences.emplace_back("The run has not come to its end: it was stopped, or goes on.");

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "mesh_io/observations.h"
-#include "report_page/statistics.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/appraisal/statistics.h"
 
 namespace quorivex {
 
@@ -20,29 +20,29 @@ struct LargestResidual {
 };
 
 /// What a verdict is formed from.
-struct Findings {
+struct RunFacts {
   std::int32_t ndata = 0;
-  std::int32_t pass = 0;         ///< number of the last pass whose files are there
-  std::int32_t passes_made = 0;  ///< number of the last pass of the run
-  double misfit = 0.0;           ///< of `pass`
-  std::optional<double> target;  ///< misfit aimed at; none where beta was kept
-  bool ended = true;             ///< false for a run that was stopped or goes on
-  std::string ending;            ///< why it ended, in the run's words; may be empty
+  std::int32_t iteration = 0;        ///< number of the last iteration whose files are there
+  std::int32_t iterations_made = 0;  ///< number of the last iteration of the run
+  double misfit = 0.0;               ///< of `iteration`
+  std::optional<double> target;      ///< misfit aimed at; none where beta was kept
+  bool ended = true;                 ///< false for a run that was stopped or goes on
+  std::string ending;                ///< why it ended, in the run's words; may be empty
   std::int64_t active_cells = 0;
   std::int64_t at_bounds = 0;  ///< active cells held at a bound
   bool bounds_known = true;    ///< false where the run has replaced the files of its bounds
   std::int64_t at_lower = 0;   ///< of at_bounds, where bounds are known
   std::int64_t at_upper = 0;
-  double narrowest_cell = 0.0;             ///< horizontal width, metres
-  double gap = 0.0;                        ///< see `typical_gap`
-  std::vector<std::string> foreign_parts;  ///< see FinishedRun
+  double narrowest_cell = 0.0;                       ///< horizontal width, metres
+  double gap = 0.0;                                  ///< see `typical_gap`
+  std::vector<std::string> mismatched_survey_parts;  ///< see FinishedRun
   ResidualStatistics residuals;
   LargestResidual largest;
   ModelStatistics model;
 };
 
 /// True within 5 % above the target, where a run ends, or below it.
-bool target_reached(const Findings& findings);
+bool target_reached(const RunFacts& findings);
 
 /// Something that a careful reader would object to, and what to do.
 struct RedFlag {
@@ -50,7 +50,7 @@ struct RedFlag {
   std::string text;
 };
 
-std::vector<RedFlag> red_flags(const Findings& findings);
+std::vector<RedFlag> red_flags(const RunFacts& findings);
 
 enum class Level { good, warning, bad };
 
@@ -61,8 +61,8 @@ struct Verdict {
   std::vector<std::string> sentences;
 };
 
-/// Never good where the files of the last pass are missing or where there are flags, bad where the
-/// observations are not those of the sensitivity file.
-Verdict verdict(const Findings& findings, std::size_t flags);
+/// Never good where the files of the last iteration are missing or where there are flags, bad where
+/// the observations are not those of the sensitivity file.
+Verdict verdict(const RunFacts& findings, std::size_t flags);
 
 }  // namespace quorivex

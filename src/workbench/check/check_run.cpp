@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/check_run.h"
+#include "workbench/check/check_run.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 #include <optional>
 
-#include "check/matrix_checks.h"
-#include "check/model_checks.h"
-#include "check/start_checks.h"
-#include "check/survey_checks.h"
+#include "workbench/check/matrix_checks.h"
+#include "workbench/check/model_checks.h"
+#include "workbench/check/start_checks.h"
+#include "workbench/check/survey_checks.h"
 
 namespace quorivex {
 namespace {
@@ -45,7 +45,7 @@ void check_old_results() {
   if (results == 0) return;
   Findings::note(fmt::format(
       "{} results of an earlier run are in this folder; a new run replaces those of the same\n"
-      "pass and leaves the others",
+      "iteration and leaves the others",
       results));
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/findings.h"
+#include "workbench/check/findings.h"
 
 #include <fmt/format.h>
 

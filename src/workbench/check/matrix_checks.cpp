@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/matrix_checks.h"
+#include "workbench/check/matrix_checks.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -8,8 +8,8 @@
 #include <map>
 #include <optional>
 
-#include "check/sensitivity_summary.h"
-#include "companion/companion.h"
+#include "workbench/check/sensitivity_summary.h"
+#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
@@ -67,24 +67,24 @@ void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& me
 
 void check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings) {
-  std::optional<Companion> companion;
+  std::optional<Sidecar> sidecar;
   try {
-    companion = read_companion(name);
+    sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
     findings.warning(
-        fmt::format("the companion of the sensitivity file is of no use.{}",
+        fmt::format("the sidecar of the sensitivity file is of no use.{}",
                     wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 1)));
     return;
   }
-  const std::string info = find_companion(name);
-  if (!companion) {
+  const std::string info = find_sidecar(name);
+  if (!sidecar) {
     Findings::note(fmt::format(
         "{} is not there, so that only the number of data tells whether the sensitivity file\n"
         "was made for these observations. qvx sensitivity writes it.",
         info));
     return;
   }
-  const std::vector<std::string> strange = strangeness(*companion, name, file);
+  const std::vector<std::string> strange = mismatched_matrix_parts(*sidecar, name, file);
   if (!strange.empty()) {
     findings.warning(fmt::format(
         "{} is not of this sensitivity file ({} differ), which was replaced or damaged. Whether\n"
@@ -92,7 +92,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
         info, fmt::join(strange, ", ")));
     return;
   }
-  const std::vector<std::string> others = differing_parts(*companion, survey_parts(observations));
+  const std::vector<std::string> others = differing_parts(*sidecar, survey_parts(observations));
   for (const std::string& part : others) {
     findings.warning(
         fmt::format("the sensitivity file was made for {}.\nCompute it anew with qvx sensitivity",

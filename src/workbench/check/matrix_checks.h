@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "check/findings.h"
-#include "mesh_io/observations.h"
-#include "sensitivity/getpar.h"
+#include "inversion/mesh_io/observations.h"
+#include "inversion/sensitivity/getpar.h"
+#include "workbench/check/findings.h"
 
 namespace quorivex {
 
@@ -18,7 +18,7 @@ void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& me
                 Findings& findings);
 
 /// Warns when the matrix was made of other stations, directions or standard deviations than those
-/// of the observations, as far as its companion tells.
+/// of the observations, as far as its sidecar tells.
 void check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings);
 

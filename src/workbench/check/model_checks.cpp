@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/model_checks.h"
+#include "workbench/check/model_checks.h"
 
 #include <fmt/format.h>
 
 #include <cmath>
 
-#include "mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/cell_vectors.h"
 
 namespace quorivex {
 namespace {
 
-constexpr double kMostSusceptibility = 10.0;  // SI, more than any rock has
-constexpr double kAir = -100.0;               // in model files
+constexpr double kMaxSusceptibility = 10.0;  // SI, more than any rock has
+constexpr double kAir = -100.0;              // in model files
 
 /// A scaled model of the active cells in SI.
 std::vector<double> in_si(const std::vector<double>& model, const std::vector<double>& scale) {
@@ -40,12 +40,12 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
   std::int64_t large = 0;
   std::int64_t air = 0;
   for (const double value : values) {
-    if (std::abs(value) > kMostSusceptibility) ++large;
+    if (std::abs(value) > kMaxSusceptibility) ++large;
     if (std::abs(value - kAir) <= 1e-9 * std::abs(kAir)) ++air;  // scaled and back
   }
   if (large == 0) return;
   std::string text =
-      fmt::format("{} {} exceed {} SI, more than any rock has", large, cells, kMostSusceptibility);
+      fmt::format("{} {} exceed {} SI, more than any rock has", large, cells, kMaxSusceptibility);
   if (air > 0) {
     text += fmt::format(
         ";\n{} of them hold {:g}, the mark of air in model files. Below the ground of the\n"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "check/findings.h"
-#include "control/run_setup.h"
+#include "inversion/setup/run_setup.h"
+#include "workbench/check/findings.h"
 
 namespace quorivex {
 

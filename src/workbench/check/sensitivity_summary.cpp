@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/sensitivity_summary.h"
+#include "workbench/check/sensitivity_summary.h"
 
 #include <fmt/format.h>
 
@@ -8,9 +8,9 @@
 #include <limits>
 #include <numeric>
 
-#include "check/run_needs.h"
-#include "forward/wavelet_filters.h"
-#include "mesh_io/in_words.h"
+#include "inversion/mesh_io/describe_mesh.h"
+#include "inversion/sensitivity/run_needs.h"
+#include "inversion/sensitivity/wavelet_filters.h"
 
 namespace quorivex {
 namespace {
@@ -42,7 +42,7 @@ std::string filter_name(const std::vector<double>& low_pass) {
 std::string compressed_form(const SensitivityState& sens) {
   std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
   std::int64_t most = 0;
-  for (const SparseMatrix::RowFacts& row : sens.Gs.row_facts()) {
+  for (const SparseMatrix::RowStatistics& row : sens.Gs.row_facts()) {
     fewest = std::min(fewest, row.entries);
     most = std::max(most, row.entries);
   }
@@ -54,10 +54,10 @@ std::string compressed_form(const SensitivityState& sens) {
       "  {} coefficients in all; a row has {} to {}, {:.1f} on average\n  {}",
       sens.filter.ncof(), filter_name(sens.filter.low), sens.nw2, sens.nw3, sens.nw1,
       sens.Gs.entries(), fewest, most,
-      static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1), bytes_in_words(bytes));
+      static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1), format_bytes(bytes));
   if (full_bytes(sens) > 0.0) {
     text += fmt::format(", {:.3g} times the {} of the full form", bytes / full_bytes(sens),
-                        bytes_in_words(full_bytes(sens)));
+                        format_bytes(full_bytes(sens)));
   }
   return text + "\n";
 }
@@ -76,7 +76,7 @@ void look_at_matrix(const SensitivityState& sens, std::vector<std::string>& foun
   const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
   if (sens.compressed) {
-    for (const SparseMatrix::RowFacts& row : sens.Gs.row_facts()) rows += row.finite ? 0 : 1;
+    for (const SparseMatrix::RowStatistics& row : sens.Gs.row_facts()) rows += row.finite ? 0 : 1;
   } else {
     for (std::int64_t i = 1; i <= sens.ndata; ++i) {
       const float* row = sens.Gfull.row(i);
@@ -106,15 +106,15 @@ std::string sensitivity_in_words(const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
   const std::int64_t air = air_cells(file);
   return fmt::format("Sensitivities of {} data to {} cells\n\n", sens.ndata, sens.nsens) +
-         mesh_in_words(file.mesh) +
+         describe_mesh(file.mesh) +
          fmt::format("  {} cells are ground, {} above them air\n\n", file.mesh.cells() - air, air) +
          (sens.compressed
               ? compressed_form(sens)
-              : fmt::format("Matrix: full form, {}\n", bytes_in_words(full_bytes(sens)))) +
+              : fmt::format("Matrix: full form, {}\n", format_bytes(full_bytes(sens)))) +
          fmt::format("Scale of the cells (wtz): {}\n", range_in_words(sens.wtz)) +
          fmt::format("Diagonal of G^T G (gdiag): {}\n\n", range_in_words(sens.gdiag)) +
          fmt::format("An inversion takes about {} of memory.\n",
-                     bytes_in_words(inversion_bytes(file)));
+                     format_bytes(inversion_bytes(file)));
 }
 
 std::vector<std::string> doubts_about(const SensitivityFile& file) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "sensitivity/getpar.h"
+#include "inversion/sensitivity/getpar.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/start_checks.h"
+#include "workbench/check/start_checks.h"
 
 #include <fmt/format.h>
 
@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "base/free_format.h"
-#include "solver/normal_equations.h"
-#include "solver/objective_value.h"
+#include "inversion/solver/normal_equations.h"
+#include "inversion/solver/objective_value.h"
 
 namespace quorivex {
 namespace {
@@ -21,9 +21,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
-constexpr double kMostWorse = 100.0;  // the initial model's misfit than that without rock
-// Conjugate-gradient iterations of whole runs: 10 to 25 passes to a target, 3 to 10 with a fixed
-// beta, 20 to 40 iterations each.
+constexpr double kMaxWorse = 100.0;  // the initial model's misfit than that without rock
+// Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, 3 to 10 with a
+// fixed beta, 20 to 40 iterations each.
 constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
 constexpr std::array<double, 2> kIterationsAtBeta{60.0, 400.0};
 
@@ -31,7 +31,7 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::string seconds_in_words(double seconds) {
+std::string format_duration(double seconds) {
   if (seconds >= 2.0 * 3600.0) return fmt::format("{:.1f} hours", seconds / 3600.0);
   if (seconds >= 120.0) return fmt::format("{:.0f} minutes", seconds / 60.0);
   return fmt::format("{:.2g} s", seconds);
@@ -79,7 +79,7 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
     findings.warning(
         "chifact should be positive: with this target the run takes it as reached, and ends, "
         "after\n"
-        "its first pass");
+        "its first iteration");
   } else if (target.misfit == 0.0) {
     findings.warning(
         "chifact should be positive: this target cannot be reached, and the run goes on until it\n"
@@ -98,12 +98,12 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
 
 void show_time(const InversionParameters& par, double seconds) {
   const auto& iterations = par.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
-  Findings::fact("time of an iteration", fmt::format("{}, measured", seconds_in_words(seconds)));
+  Findings::fact("time of a CG iteration", fmt::format("{}, measured", format_duration(seconds)));
   Findings::fact(
       "time of a run",
-      fmt::format("about {} to {}, estimated for {:.0f} to {:.0f} iterations",
-                  seconds_in_words(seconds * iterations[0]),
-                  seconds_in_words(seconds * iterations[1]), iterations[0], iterations[1]));
+      fmt::format("about {} to {}, estimated for {:.0f} to {:.0f} CG iterations",
+                  format_duration(seconds * iterations[0]),
+                  format_duration(seconds * iterations[1]), iterations[0], iterations[1]));
 }
 
 }  // namespace
@@ -171,7 +171,8 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
   Findings::fact("misfit without rock", per_datum(misfit_of_zero));
   if (!std::isfinite(value.misfit) || !std::isfinite(value.norm.total)) {
     findings.error(
-        "misfit or norm of the initial model is not a finite number, and no pass can lower it;\n"
+        "misfit or norm of the initial model is not a finite number, and no iteration can lower "
+        "it;\n"
         "look at the warnings about the sensitivity file");
     return;
   }
@@ -182,17 +183,17 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
     findings.attempt([&] { check_target(target, value.misfit); });
     check_target_in_reach(*target, value.misfit, misfit_of_zero, findings);
   }
-  if (value.misfit > kMostWorse * misfit_of_zero) {
+  if (value.misfit > kMaxWorse * misfit_of_zero) {
     findings.warning(fmt::format(
         "the initial misfit is more than {:g} times that without rock: initial model, or fixed\n"
         "cells of the reference model, are too large, or model and data have different units",
-        kMostWorse));
+        kMaxWorse));
   }
   const bool given = par.mode == 2 && par.par > 0.0;
   const double chosen = chosen_beta(setup.diagonals);
   const double beta = given ? par.par : chosen;
   if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
-  Findings::fact(given ? "estimated beta" : "beta of the first pass",
+  Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
   if (!(beta > 0.0) || !std::isfinite(beta)) {
     findings.warning("beta should be a positive number; look at gdiag of the sensitivity file");

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "check/findings.h"
-#include "control/run_setup.h"
+#include "inversion/setup/run_setup.h"
+#include "workbench/check/findings.h"
 
 namespace quorivex {
 
@@ -13,8 +13,8 @@ bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& se
 /// Says what the 3-D weights of an input file that was read without a fault hold.
 void show_weights(const std::string& name, const Mesh& mesh);
 
-/// Says with which misfit, target and beta the first pass begins, warns of targets that will hardly
-/// be reached, and measures how long a run takes. All that a run reads is in `setup`.
+/// Says with which misfit, target and beta the first iteration begins, warns of targets that will
+/// hardly be reached, and measures how long a run takes. All that a run reads is in `setup`.
 void check_start(const InversionParameters& par, RunSetup& setup, Findings& findings);
 
 }  // namespace quorivex

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "check/survey_checks.h"
+#include "workbench/check/survey_checks.h"
 
 #include <fmt/format.h>
 
@@ -9,10 +9,10 @@
 namespace quorivex {
 namespace {
 
-constexpr double kLeastField = 20000.0;  // nT, of the Earth
-constexpr double kMostField = 70000.0;
+constexpr double kMinField = 20000.0;  // nT, of the Earth
+constexpr double kMaxField = 70000.0;
 constexpr double kTesla = 1e-3;       // fields and data below are rather tesla than nT
-constexpr double kLeastShare = 1e-3;  // of the data's range, for a standard deviation
+constexpr double kMinShare = 1e-3;    // of the data's range, for a standard deviation
 constexpr int kDigits = 10;           // of a coordinate
 constexpr double kMillimetre = 1e-3;  // the rounding of a station on the ground
 
@@ -52,7 +52,7 @@ void check_directions(const Observations& o, Findings& findings) {
 void check_deviations(const Observations& o, const std::vector<double>& values,
                       Findings& findings) {
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  const double limit = kLeastShare * (*most - *least);
+  const double limit = kMinShare * (*most - *least);
   const auto small = std::count_if(o.std.begin(), o.std.end(), [&](double s) { return s < limit; });
   if (small == 0) return;
   findings.warning(fmt::format(
@@ -83,7 +83,7 @@ std::vector<std::string> unit_hints(const Observations& o) {
         fmt::format("the field of {:g} nT looks like tesla. Multiply field, data and standard "
                     "deviations by 1e9.",
                     o.geomag));
-  } else if (!(o.geomag >= kLeastField && o.geomag <= kMostField)) {
+  } else if (!(o.geomag >= kMinField && o.geomag <= kMaxField)) {
     hints.push_back(
         fmt::format("the field of {:g} nT is unlike the Earth's, 20,000 to 70,000 nT.", o.geomag));
   }

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "check/findings.h"
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/check/findings.h"
 
 namespace quorivex {
 

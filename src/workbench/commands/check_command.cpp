@@ -2,9 +2,9 @@
 #include <memory>
 #include <string>
 
-#include "check/check_run.h"
-#include "workbench/commands.h"
-#include "workbench/survey_inputs.h"
+#include "workbench/check/check_run.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/survey_inputs.h"
 
 namespace quorivex {
 namespace {

@@ -10,12 +10,12 @@
 
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
-#include "export/csv_files.h"
-#include "export/netcdf_file.h"
-#include "export/vtk_files.h"
-#include "results/pass_files.h"
-#include "workbench/commands.h"
-#include "workbench/keep_run.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/overwriting.h"
+#include "workbench/export/csv_files.h"
+#include "workbench/export/netcdf_file.h"
+#include "workbench/export/vtk_files.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 namespace {
@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 struct Options {
   std::string run;
-  std::string pass = "last";
+  std::string iteration = "last";
   std::string vtr;
   std::string netcdf;
   std::string csv;
@@ -33,33 +33,34 @@ struct Options {
   bool core = false;
   bool no_air = false;
 
-  bool all() const { return pass == "all"; }
+  bool all() const { return iteration == "all"; }
   bool model() const { return !(vtr.empty() && netcdf.empty() && csv.empty()); }
   bool data() const { return !(points.empty() && data_csv.empty()); }
 };
 
 using Collections = std::map<std::string, std::vector<CollectionEntry>>;
 
-/// FILE, or FILE_NNN with the pass's number before the extension when all passes are wanted.
-std::string name_for(const Options& options, const std::string& file, std::int32_t pass) {
+/// FILE, or FILE_NNN with the iteration's number before the extension when all iterations are
+/// wanted.
+std::string name_for(const Options& options, const std::string& file, std::int32_t iteration) {
   if (!options.all()) return file;
   const fs::path path(file);
-  const std::string name =
-      fmt::format("{}_{}{}", path.stem().string(), three_digits(pass), path.extension().string());
+  const std::string name = fmt::format("{}_{}{}", path.stem().string(), three_digits(iteration),
+                                       path.extension().string());
   return (path.parent_path() / name).string();
 }
 
-std::vector<FinishedPass> wanted_passes(const Options& options, const FinishedRun& run) {
-  if (options.all()) return run.passes;
-  if (options.pass == "last") return {run.passes.back()};
+std::vector<FinishedIteration> wanted_iterations(const Options& options, const FinishedRun& run) {
+  if (options.all()) return run.iterations;
+  if (options.iteration == "last") return {run.iterations.back()};
   std::int32_t number = 0;
-  const char* end = options.pass.data() + options.pass.size();
-  const auto [stop, error] = std::from_chars(options.pass.data(), end, number);
+  const char* end = options.iteration.data() + options.iteration.size();
+  const auto [stop, error] = std::from_chars(options.iteration.data(), end, number);
   if (stop != end || error != std::errc()) {
-    stop_run(
-        fmt::format(" ERROR: --pass should be a number, last or all; found {}.", options.pass));
+    stop_run(fmt::format(" ERROR: --iteration should be a number, last or all; found {}.",
+                         options.iteration));
   }
-  return {find_pass(run, number)};
+  return {find_iteration(run, number)};
 }
 
 std::string collection_name(const std::string& file) {
@@ -68,12 +69,12 @@ std::string collection_name(const std::string& file) {
 
 /// Every file that will be written.
 std::vector<std::string> names_to_write(const Options& options,
-                                        const std::vector<FinishedPass>& passes) {
+                                        const std::vector<FinishedIteration>& iterations) {
   std::vector<std::string> names;
-  for (const FinishedPass& pass : passes) {
+  for (const FinishedIteration& iteration : iterations) {
     for (const std::string& file :
          {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
-      if (!file.empty()) names.push_back(name_for(options, file, pass.row.pass));
+      if (!file.empty()) names.push_back(name_for(options, file, iteration.row.iteration));
     }
   }
   if (!options.all()) return names;
@@ -87,59 +88,59 @@ std::vector<std::string> names_to_write(const Options& options,
 
 /// No output may replace what the run read or left, or another output.
 void check_outputs(const Options& options, const FinishedRun& run,
-                   const std::vector<FinishedPass>& passes) {
+                   const std::vector<FinishedIteration>& iterations) {
   if (!options.model() && !options.data()) {
     stop_run(
         " ERROR: nothing to write: name a file with --vtr, --netcdf, --csv, --points or "
         "--data-csv.");
   }
   std::set<fs::path> places;
-  for (const std::string& name : names_to_write(options, passes)) {
+  for (const std::string& name : names_to_write(options, iterations)) {
     if (!places.insert(fs::absolute(name).lexically_normal()).second) {
       stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
     }
-    keep_files_of_run(run, name);
+    refuse_overwriting_run_files(run, name);
   }
 }
 
 void say_how_it_ended(const FinishedRun& run) {
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
-  if (run.passes.back().row.pass < run.passes_made) {
-    fmt::print(stderr, "Note: pass {} is not the last of the run, which made {}.\n",
-               run.passes.back().row.pass, run.passes_made);
+  if (run.iterations.back().row.iteration < run.iterations_made) {
+    fmt::print(stderr, "Note: iteration {} is not the last of the run, which made {}.\n",
+               run.iterations.back().row.iteration, run.iterations_made);
   }
-  if (!run.foreign_parts.empty()) {
+  if (!run.mismatched_survey_parts.empty()) {
     fmt::print(stderr,
                "Warning: the sensitivity file was made for other observations ({} differ).\n",
-               fmt::join(run.foreign_parts, ", "));
+               fmt::join(run.mismatched_survey_parts, ", "));
   }
   if (!run.ended.empty()) return;
   if (run.ending.empty()) {
-    fmt::print(stderr, "Note: the run goes on, or was cut off; pass {} is the last so far.\n",
-               run.passes.back().row.pass);
+    fmt::print(stderr, "Note: the run goes on, or was cut off; iteration {} is the last so far.\n",
+               run.iterations.back().row.iteration);
   } else {
     fmt::print(stderr, "Note: the run stopped early: {}\n", run.ending);
   }
 }
 
 /// Adds a file to the collection that has its name with the extension .pvd.
-void collect(const std::string& file, const std::string& written, std::int32_t pass,
+void collect(const std::string& file, const std::string& written, std::int32_t iteration,
              Collections& collections) {
   std::vector<CollectionEntry>& entries = collections[collection_name(file)];
-  const bool first = entries.empty() || entries.back().pass != pass;
-  entries.push_back({.pass = pass,
+  const bool first = entries.empty() || entries.back().iteration != iteration;
+  entries.push_back({.iteration = iteration,
                      .part = first ? 0 : entries.back().part + 1,
                      .file = fs::path(written).filename().string()});
 }
 
-void export_model(const Options& options, const FinishedRun& run, const FinishedPass& pass,
-                  Collections& collections) {
-  const std::int32_t number = pass.row.pass;
-  const ModelGrid grid =
-      make_model_grid(run.mesh, options.core ? Extent::core : Extent::whole, read_model(run, pass));
+void export_model(const Options& options, const FinishedRun& run,
+                  const FinishedIteration& iteration, Collections& collections) {
+  const std::int32_t number = iteration.row.iteration;
+  const ModelGrid grid = make_model_grid(
+      run.mesh, options.core ? ModelExtent::core : ModelExtent::whole, read_model(run, iteration));
   const ValueRange range = value_range(grid);
   const auto written = [&](const std::string& name) {
-    fmt::print("{}: pass {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,
+    fmt::print("{}: iteration {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,
                number, grid.ne, grid.nn, grid.nz, grid.cells() - range.count, range.least,
                range.most);
   };
@@ -151,7 +152,7 @@ void export_model(const Options& options, const FinishedRun& run, const Finished
   }
   if (!options.netcdf.empty()) {
     const std::string name = name_for(options, options.netcdf, number);
-    write_model_netcdf(name, grid, fs::path(run.input_file).filename().string(), pass.row);
+    write_model_netcdf(name, grid, fs::path(run.input_file).filename().string(), iteration.row);
     written(name);
   }
   if (!options.csv.empty()) {
@@ -161,13 +162,13 @@ void export_model(const Options& options, const FinishedRun& run, const Finished
   }
 }
 
-void export_data(const Options& options, const FinishedRun& run, const FinishedPass& pass,
+void export_data(const Options& options, const FinishedRun& run, const FinishedIteration& iteration,
                  Collections& collections) {
-  const std::int32_t number = pass.row.pass;
-  const DataFit fit = data_fit(run.observations, read_predicted(run, pass));
+  const std::int32_t number = iteration.row.iteration;
+  const DataFit fit = data_fit(run.observations, read_predicted(run, iteration));
   const auto written = [&](const std::string& name) {
-    fmt::print("{}: pass {}, {} data, misfit {:.6g}\n", name, number, fit.observed.size(),
-               pass.row.misfit);
+    fmt::print("{}: iteration {}, {} data, misfit {:.6g}\n", name, number, fit.observed.size(),
+               iteration.row.misfit);
   };
   if (!options.points.empty()) {
     const std::string name = name_for(options, options.points, number);
@@ -184,18 +185,18 @@ void export_data(const Options& options, const FinishedRun& run, const FinishedP
 
 void run_export(const Options& options) {
   const FinishedRun run = read_finished_run(options.run);
-  const std::vector<FinishedPass> passes = wanted_passes(options, run);
-  check_outputs(options, run, passes);
+  const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
+  check_outputs(options, run, iterations);
   say_how_it_ended(run);
   Collections collections;
-  for (const FinishedPass& pass : passes) {
-    if (options.model()) export_model(options, run, pass, collections);
-    if (options.data()) export_data(options, run, pass, collections);
+  for (const FinishedIteration& iteration : iterations) {
+    if (options.model()) export_model(options, run, iteration, collections);
+    if (options.data()) export_data(options, run, iteration, collections);
   }
   if (!options.all()) return;
   for (const auto& [name, entries] : collections) {
     write_collection(name, entries);
-    fmt::print("{}: {} passes\n", name, passes.size());
+    fmt::print("{}: {} iterations\n", name, iterations.size());
   }
 }
 
@@ -213,12 +214,12 @@ void add_export_command(CLI::App& qvx) {
       "those that the run left, are looked for in the current\n"
       "folder if the run was there, otherwise beside it")
       ->required();
-  add("--pass", o->pass, "N",
-      "Number of the pass, 'last' or 'all'; 'all' numbers the\nfiles: "
+  add("--iteration", o->iteration, "N",
+      "Number of the iteration, 'last' or 'all'; 'all' numbers the\nfiles: "
       "model.vtr becomes model_001.vtr, model_002.vtr ...")
       ->capture_default_str();
   add("--vtr", o->vtr, "FILE",
-      "Model as VTK rectilinear grid, air hidden; with --pass\n"
+      "Model as VTK rectilinear grid, air hidden; with --iteration\n"
       "all also a .pvd collection that ParaView animates");
   add("--netcdf", o->netcdf, "FILE",
       "Model as netCDF-4 with CF conventions, for xarray, GMT\n"

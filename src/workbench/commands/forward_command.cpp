@@ -5,21 +5,21 @@
 
 #include "base/report.h"
 #include "base/stop_run.h"
-#include "forward/predicted_data.h"
-#include "mesh_io/cell_vectors.h"
-#include "mesh_io/model_files.h"
-#include "sensitivity/getpar.h"
-#include "sensitivity/products.h"
-#include "workbench/commands.h"
-#include "workbench/options.h"
-#include "workbench/survey_inputs.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/model_files.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/sensitivity/products.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
+#include "workbench/commands/survey_inputs.h"
+#include "workbench/forward/predicted_data.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "forward";
-constexpr double kAir = -100.0;     // as model files mark it
-constexpr double kMostNoise = 1e6;  // nT, or percent
+constexpr double kAir = -100.0;    // as model files mark it
+constexpr double kMaxNoise = 1e6;  // nT, or percent
 
 struct Options {
   GroundSource ground;
@@ -89,8 +89,8 @@ void run(const Options& options) {
   if (options.matrix.empty() == options.ground.mesh.empty()) {
     stop_run(" ERROR: give either --mesh (with --topography or --elevation) or --matrix.");
   }
-  keep_inputs(options.output, {options.data, options.model, options.matrix, options.ground.mesh,
-                               options.ground.topography});
+  refuse_overwriting(options.output, {options.data, options.model, options.matrix,
+                                      options.ground.mesh, options.ground.topography});
   Observations data;
   std::vector<double> values = predict(options, data);
   std::vector<double> deviations;
@@ -127,9 +127,9 @@ void add_forward_command(CLI::App& qvx) {
       ->excludes(command->get_option("--elevation"));
   add("--output", o->output, "FILE", "File to write, in the layout of observations")->required();
   add("--noise-floor", o->floor, "NT", "Standard deviation of Gaussian noise [0, no noise]")
-      ->check(number(0.0, kMostNoise));
+      ->check(number(0.0, kMaxNoise));
   add("--noise-percent", o->percent, "P", "Percentage of each datum added to it [0]")
-      ->check(number(0.0, kMostNoise));
+      ->check(number(0.0, kMaxNoise));
   add("--seed", o->seed, "N", "The same seed gives the same noise")->capture_default_str();
   add_thread_option(*command);
   command->footer(

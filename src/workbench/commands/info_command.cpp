@@ -7,32 +7,32 @@
 #include <string>
 
 #include "base/stop_run.h"
-#include "check/sensitivity_summary.h"
-#include "companion/companion.h"
-#include "workbench/commands.h"
+#include "workbench/check/sensitivity_summary.h"
+#include "workbench/commands/commands.h"
+#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
 
-/// What the companion says, if there is one.
-void print_companion(const std::string& name, const SensitivityFile& file) {
-  std::optional<Companion> companion;
+/// What the sidecar says, if there is one.
+void print_sidecar(const std::string& name, const SensitivityFile& file) {
+  std::optional<Sidecar> sidecar;
   try {
-    companion = read_companion(name);
+    sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
-    fmt::print("Warning: the companion is of no use.{}",
+    fmt::print("Warning: the sidecar is of no use.{}",
                wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 2));
     return;
   }
-  if (!companion) return;
-  const std::string info = find_companion(name);
-  const std::vector<std::string> strange = strangeness(*companion, name, file);
+  if (!sidecar) return;
+  const std::string info = find_sidecar(name);
+  const std::vector<std::string> strange = mismatched_matrix_parts(*sidecar, name, file);
   if (!strange.empty()) {
     fmt::print("Warning: {} is not of this file; {} differ.\n", info, fmt::join(strange, ", "));
     return;
   }
   fmt::print("Made as {} says:\n", info);
-  for (const Figure& figure : companion->figures) {
+  for (const InfoLine& figure : sidecar->figures) {
     fmt::print("  {:<20} {}\n", figure.name, figure.text);
   }
 }
@@ -44,7 +44,7 @@ void run(const std::string& name) {
   fmt::print("{}: {}", name, sensitivity_in_words(file));
   const std::vector<std::string> doubts = doubts_about(file);
   for (const std::string& doubt : doubts) fmt::print("Warning: {}.\n", doubt);
-  print_companion(name, file);
+  print_sidecar(name, file);
   if (!doubts.empty()) fmt::print("Compute the file anew before it is inverted.\n");
 }
 
@@ -60,7 +60,7 @@ it: a file that it refuses ends with exit status 1. What is accepted but would
 spoil an inversion follows as lines that begin with Warning: a wavelet filter
 that is not orthonormal, scales or diagonals that cannot be, a matrix that does
 not fit its mesh, values that are not finite. If qvx sensitivity left a
-companion (survey.mtx.info) beside it, what that says of its making is told.
+sidecar (survey.mtx.info) beside it, what that says of its making is told.
 
 Example:
   qvx info survey.mtx

@@ -7,7 +7,7 @@
 
 #include "base/prepare_process.h"
 #include "base/stop_run.h"
-#include "workbench/commands.h"
+#include "workbench/commands/commands.h"
 
 namespace {
 

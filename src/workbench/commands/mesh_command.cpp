@@ -7,11 +7,11 @@
 #include <memory>
 #include <string>
 
-#include "mesh_io/in_words.h"
-#include "workbench/commands.h"
-#include "workbench/mesh_design.h"
-#include "workbench/options.h"
-#include "workbench/survey_inputs.h"
+#include "inversion/mesh_io/describe_mesh.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
+#include "workbench/commands/survey_inputs.h"
+#include "workbench/survey/mesh_design.h"
 
 namespace quorivex {
 namespace {
@@ -47,7 +47,7 @@ struct MeshCommand {
 };
 
 std::string survey_in_words(const Observations& data, const SurveyShape& shape) {
-  const auto axis = [](const char* name, const Extent& extent) {
+  const auto axis = [](const char* name, const Interval& extent) {
     return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.least, extent.most);
   };
   std::string text =
@@ -122,7 +122,7 @@ void warn(const Observations& data, const MeshPlan& plan, const Mesh& mesh) {
 }
 
 void run(const MeshCommand& command) {
-  keep_inputs(command.output, {command.data});
+  refuse_overwriting(command.output, {command.data});
   const Observations data = read_data_file(command.data, DataColumns::as_found);
   const SurveyShape shape = survey_shape(data);
   const MeshPlan plan = plan_mesh(shape, command.wishes);
@@ -130,8 +130,8 @@ void run(const MeshCommand& command) {
   write_mesh_file(command.output, mesh);
   const double matrix = 4.0 * static_cast<double>(mesh.cells()) * data.ndata;
   fmt::print("{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
-             survey_in_words(data, shape), mesh_in_words(mesh), plan_in_words(plan, mesh),
-             bytes_in_words(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
+             survey_in_words(data, shape), describe_mesh(mesh), plan_in_words(plan, mesh),
+             format_bytes(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
   std::fflush(stdout);
   warn(data, plan, mesh);
 }
@@ -151,18 +151,18 @@ void add_mesh_command(CLI::App& qvx) {
   add("--cell", wishes.cell, "M",
       "Width of the core cells [half the median distance of a\n"
       "station to the nearest other one]")
-      ->check(number(kLeastLength, kMostLength));
+      ->check(number(kMinLength, kMaxLength));
   add("--padding", wishes.padding, "M",
       "Padding on each side, at least; 0 for none [the longer\n"
       "side of the survey]")
-      ->check(number(0.0, kMostLength));
+      ->check(number(0.0, kMaxLength));
   add("--growth", wishes.growth, "F", "Each padding cell is so many times as wide as the last")
       ->capture_default_str()
       ->check(number(1.0, 10.0));
   add("--top", wishes.top, "Z", "Elevation of the mesh top [just below the lowest station]")
-      ->check(number(-kMostLength, kMostLength));
+      ->check(number(-kMaxLength, kMaxLength));
   add("--first-layer", wishes.first_layer, "M", "Thickness of the first layer [half a core cell]")
-      ->check(number(kLeastLength, kMostLength));
+      ->check(number(kMinLength, kMaxLength));
   add("--layer-growth", wishes.layer_growth, "F",
       "Each layer is so many times as thick as the one above")
       ->capture_default_str()
@@ -171,7 +171,7 @@ void add_mesh_command(CLI::App& qvx) {
       "Depth below the top that these layers reach, at least\n"
       "[half the shorter side of the survey, or a quarter of\n"
       "the longer one if that is more]")
-      ->check(number(kLeastLength, kMostLength));
+      ->check(number(kMinLength, kMaxLength));
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")
       ->capture_default_str()

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/options.h"
+#include "workbench/commands/options.h"
 
 #include <fmt/format.h>
 

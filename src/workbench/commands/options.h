@@ -6,8 +6,8 @@
 namespace quorivex {
 
 // What an option may be: lengths that can be meant, in metres.
-inline constexpr double kLeastLength = 0.001;
-inline constexpr double kMostLength = 1e9;
+inline constexpr double kMinLength = 0.001;
+inline constexpr double kMaxLength = 1e9;
 
 /// A finite number from `least` to `most`.
 CLI::Validator number(double least, double most);

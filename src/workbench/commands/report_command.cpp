@@ -5,21 +5,21 @@
 #include <memory>
 #include <string>
 
-#include "control/program_name.h"
-#include "mesh_io/in_words.h"
-#include "report_page/write_report.h"
-#include "workbench/commands.h"
-#include "workbench/keep_run.h"
+#include "inversion/input/program_name.h"
+#include "inversion/mesh_io/describe_mesh.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/overwriting.h"
+#include "workbench/page/write_report.h"
 
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kMostPasses = 12;
+constexpr std::size_t kMaxIterations = 12;
 
 struct Options {
   std::string input;
   std::string output;
-  std::size_t passes = kMostPasses;
+  std::size_t iterations = kMaxIterations;
 };
 
 /// Beside the other files of the run, with their name.
@@ -27,9 +27,10 @@ std::string default_output(const FinishedRun& run) {
   return path_in(run, fmt::format("{}.html", kProgram));
 }
 
-std::string passes_in_words(const FinishedRun& run, const ReportWritten& report) {
-  std::string text = fmt::format("{} of {} passes", report.passes.size(), run.passes.size());
-  if (report.passes.size() > 1 && report.digits_others < report.digits_last) {
+std::string iterations_in_words(const FinishedRun& run, const ReportWritten& report) {
+  std::string text =
+      fmt::format("{} of {} iterations", report.iterations.size(), run.iterations.size());
+  if (report.iterations.size() > 1 && report.digits_others < report.digits_last) {
     text += fmt::format(", models before the last one rounded to {} digits", report.digits_others);
   }
   return text;
@@ -39,14 +40,14 @@ void run(const Options& options) {
   const FinishedRun run = read_finished_run(options.input);
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
   const std::string output = options.output.empty() ? default_output(run) : options.output;
-  keep_files_of_run(run, output);
-  const ReportWritten report = write_report(run, options.passes, output);
+  refuse_overwriting_run_files(run, output);
+  const ReportWritten report = write_report(run, options.iterations, output);
   fmt::print("{}. {}\n", report.verdict.mark, report.verdict.headline);
   for (const std::string& sentence : report.verdict.sentences) fmt::print("  {}\n", sentence);
   for (const RedFlag& flag : report.flags)
     fmt::print("  Red flag: {}. {}\n", flag.title, flag.text);
   fmt::print("{}: {}, {}. Open it with a browser.\n", output,
-             bytes_in_words(static_cast<double>(report.bytes)), passes_in_words(run, report));
+             format_bytes(static_cast<double>(report.bytes)), iterations_in_words(run, report));
 }
 
 }  // namespace
@@ -63,21 +64,22 @@ void add_report_command(CLI::App& qvx) {
                    "Page to write; quorivex.html beside the run's\nother files without it")
       ->type_name("FILE.html");
   command
-      ->add_option("--passes", o->passes,
-                   "Passes whose models the page holds, at most: the\nlast, the first, and others "
-                   "between them")
+      ->add_option(
+          "--iterations", o->iterations,
+          "Iterations whose models the page holds, at most: the\nlast, the first, and others "
+          "between them")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, std::size_t{100'000}).description(""))
       ->capture_default_str();
   command->footer(R"(
 The page is one file that opens in any browser (from 2023 on) without a
 network: a verdict in words with red flags, sections through the model with
-sliders, maps of the data and of the residuals, misfit and beta from pass to
-pass, and the parameters. Susceptibilities are SI, coordinates metres, data nT.
+sliders, maps of the data and of the residuals, misfit and beta from iteration to
+iteration, and the parameters. Susceptibilities are SI, coordinates metres, data nT.
 
-It stays below 5 MB for a million cells. For that the models of passes before
+It stays below 5 MB for a million cells. For that the models of iterations before
 the last one may be rounded, and some left out; the page says so. Values of
-the last pass are those of its file.
+the last iteration are those of its file.
 
 A verdict other than good is no failure: the exit status is 0 when the page is
 written.

@@ -13,15 +13,15 @@
 #include "base/atomic_file.h"
 #include "base/record_writer.h"
 #include "base/stop_run.h"
-#include "check/run_needs.h"
-#include "companion/describe_build.h"
-#include "forward/build_sensitivity.h"
-#include "forward/cell_scale.h"
-#include "forward/wavelet_filters.h"
-#include "mesh_io/in_words.h"
-#include "workbench/commands.h"
-#include "workbench/options.h"
-#include "workbench/survey_inputs.h"
+#include "inversion/mesh_io/describe_mesh.h"
+#include "inversion/sensitivity/run_needs.h"
+#include "inversion/sensitivity/wavelet_filters.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
+#include "workbench/commands/survey_inputs.h"
+#include "workbench/forward/build_sensitivity.h"
+#include "workbench/forward/cell_scale.h"
+#include "workbench/forward/describe_build.h"
 
 namespace quorivex {
 namespace {
@@ -84,7 +84,7 @@ void print_size(const Ground& ground, const Observations& data, const BuildOptio
     fmt::print("  coefficients         {:.0f} ({:.0f} a datum) on a grid of {} x {} x {} points\n",
                coefficients, coefficients / data.ndata, grid[0], grid[1], grid[2]);
   }
-  fmt::print("  size                 {}, {:.1f} % of the full form\n", bytes_in_words(bytes),
+  fmt::print("  size                 {}, {:.1f} % of the full form\n", format_bytes(bytes),
              25.0 * bytes / full);
 }
 
@@ -177,16 +177,15 @@ void plan(const Ground& ground, const Observations& data, const ScaleRule& scale
   fmt::print("  data                 {}\n", data.ndata);
   print_size(ground, data, build, found.coefficients, found.bytes);
   print_errors(found.probe, data);
-  fmt::print(
-      "  memory               {} to build, {} for the inversion\n",
-      bytes_in_words(threads * (12.0 * cells + 24.0 * points) + 24.0 * points + 40.0 * cells),
-      bytes_in_words(found.bytes + kRunBytesPerCell * cells + 16.0 * points));
+  fmt::print("  memory               {} to build, {} for the inversion\n",
+             format_bytes(threads * (12.0 * cells + 24.0 * points) + 24.0 * points + 40.0 * cells),
+             format_bytes(found.bytes + kRunBytesPerCell * cells + 16.0 * points));
   fmt::print("  time                 about {:.0f} s\n", found.seconds);
 }
 
-/// What the companion says of the options, with the files that were read.
-std::vector<Figure> choices(const Options& options, const ScaleRule& scale,
-                            const BuildOptions& build) {
+/// What the sidecar says of the options, with the files that were read.
+std::vector<InfoLine> choices(const Options& options, const ScaleRule& scale,
+                              const BuildOptions& build) {
   std::string compression = "none";
   if (!build.low_pass.empty()) {
     using Kind = CompressionRule::Kind;
@@ -207,9 +206,9 @@ std::vector<Figure> choices(const Options& options, const ScaleRule& scale,
           {"program", "qvx " QUORIVEX_VERSION}};
 }
 
-/// Beside a link an older companion may lie, of what the link led to before.
-void remove_old_companion(const std::string& output, const std::string& written) {
-  const std::string beside = companion_name(output);
+/// Beside a link an older sidecar may lie, of what the link led to before.
+void remove_old_sidecar(const std::string& output, const std::string& written) {
+  const std::string beside = sidecar_name(output);
   std::error_code error;
   if (beside == written || std::filesystem::equivalent(beside, written, error)) return;
   const auto kind = std::filesystem::symlink_status(beside, error).type();
@@ -222,7 +221,7 @@ void write_file(const Options& options, const Ground& ground, const Observations
   const Clock::time_point start = Clock::now();
   std::int64_t bytes = 0;
   AtomicFile file(options.output);
-  const std::string info_name = companion_place(options.output);
+  const std::string info_name = sidecar_place(options.output);
   AtomicFile info(info_name);
   const std::vector<double> wtz = cell_scale(ground, data, scale);
   const BuildSummary summary = build_sensitivity(ground, data, wtz, build, [&](auto parts) {
@@ -230,11 +229,11 @@ void write_file(const Options& options, const Ground& ground, const Observations
     bytes += record_bytes(parts);
   });
   file.commit();
-  Companion companion = describe_build(ground, data, wtz, build, summary, bytes);
-  for (Figure& figure : choices(options, scale, build)) companion.figures.push_back(figure);
-  info.append(companion_text(companion));
+  Sidecar sidecar = describe_build(ground, data, wtz, build, summary, bytes);
+  for (InfoLine& figure : choices(options, scale, build)) sidecar.figures.push_back(figure);
+  info.append(sidecar_text(sidecar));
   info.commit();
-  remove_old_companion(options.output, info_name);
+  remove_old_sidecar(options.output, info_name);
   fmt::print("{}: {} data x {} cells\n", options.output, data.ndata, ground.cells());
   print_size(ground, data, build, static_cast<double>(summary.coefficients),
              static_cast<double>(bytes));
@@ -259,8 +258,8 @@ void run(const Options& options) {
     return;
   }
   for (const std::string& output :
-       {options.output, companion_name(options.output), companion_place(options.output)}) {
-    keep_inputs(output, {options.data, options.ground.mesh, options.ground.topography});
+       {options.output, sidecar_name(options.output), sidecar_place(options.output)}) {
+    refuse_overwriting(output, {options.data, options.ground.mesh, options.ground.topography});
   }
   write_file(options, survey.ground, data, scale, build);
 }
@@ -278,7 +277,7 @@ void add_scale_options(CLI::App& command, Options& o) {
       ->capture_default_str();
   command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
       ->type_name("P")
-      ->check(number(kLeastLength, 100.0))
+      ->check(number(kMinLength, 100.0))
       ->capture_default_str();
   command
       .add_option("--scale-offset", o.offset,
@@ -286,7 +285,7 @@ void add_scale_options(CLI::App& command, Options& o) {
                   "cell width; for depth the stations' median height\n"
                   "above the ground, where that is more]")
       ->type_name("M")
-      ->check(number(kLeastLength, kMostLength));
+      ->check(number(kMinLength, kMaxLength));
 }
 
 void add_compression_options(CLI::App& command, Options& o) {
@@ -311,15 +310,15 @@ void add_compression_options(CLI::App& command, Options& o) {
         ->type_name("X")
         ->check(number(least, most));
   };
-  constexpr double kLeastShare = 1e-12;
+  constexpr double kMinShare = 1e-12;
   auto* const error = rule("--error", Kind::relative_error, 0.0, 0.9,
                            "Relative error of each row: the fewest coefficients\n"
                            "that stay within it are kept [0.01]");
-  auto* const threshold = rule("--threshold", Kind::threshold, 0.0, kMostLength,
+  auto* const threshold = rule("--threshold", Kind::threshold, 0.0, kMaxLength,
                                "Keep the coefficients of this magnitude or more\n"
                                "instead (rows are divided by standard deviations and\n"
                                "scale)");
-  auto* const keep = rule("--keep", Kind::fraction, kLeastShare, 1.0,
+  auto* const keep = rule("--keep", Kind::fraction, kMinShare, 1.0,
                           "Keep so many of the largest coefficients of each row\n"
                           "instead, as a fraction of the number of cells");
   error->excludes(threshold)->excludes(keep);

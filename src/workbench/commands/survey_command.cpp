@@ -10,16 +10,16 @@
 #include <vector>
 
 #include "base/stop_run.h"
-#include "survey/delimited_text.h"
-#include "survey/prepare_survey.h"
-#include "workbench/commands.h"
-#include "workbench/options.h"
-#include "workbench/survey_inputs.h"
+#include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
+#include "workbench/commands/survey_inputs.h"
+#include "workbench/survey/prepare_survey.h"
+#include "workbench/tables/delimited_text.h"
 
 namespace quorivex {
 namespace {
 
-constexpr double kMostField = 1e6;  // nT, or percent
+constexpr double kMaxField = 1e6;  // nT, or percent
 
 constexpr const char* kSurveyHelp = R"(
 A column (COL) is given by its name in the header, or by its number from 1; '#3'
@@ -106,7 +106,7 @@ SurveyChoices choices_of(const Options& options) {
   check_trend(choices.trend, options);
   const auto finite = [](const char* option, const std::vector<double>& values) {
     for (const double value : values) {
-      if (!(std::abs(value) <= kMostLength)) {
+      if (!(std::abs(value) <= kMaxLength)) {
         stop_run(fmt::format(" ERROR: {}: {} is out of range.", option, value));
       }
     }
@@ -132,7 +132,7 @@ SurveyChoices choices_of(const Options& options) {
 
 void run(const Options& options) {
   const SurveyChoices choices = choices_of(options);
-  keep_inputs(options.output, {choices.table.name, choices.terrain});
+  refuse_overwriting(options.output, {choices.table.name, choices.terrain});
   const PreparedSurvey survey = prepare_survey(choices);
   std::vector<std::string> comments{"Written by qvx survey"};
   comments.insert(comments.end(), survey.remarks.begin(), survey.remarks.end());
@@ -194,9 +194,9 @@ void add_data_options(CLI::App& app, Options& o) {
                                              "Keep the stations nearest to each multiple of this\n"
                                              "distance along a line"),
                               "M")
-                            ->check(number(kLeastLength, kMostLength));
+                            ->check(number(kMinLength, kMaxLength));
   group(app.add_option("--grid", c.grid, "Keep one station in each cell of a grid this wide"), "M")
-      ->check(number(kLeastLength, kMostLength))
+      ->check(number(kMinLength, kMaxLength))
       ->excludes(spacing);
   group(app.add_option("--grid-keeps", c.grid_choice,
                        "nearest: that nearest to the cell's centre; median: that\n"
@@ -224,7 +224,7 @@ void add_data_options(CLI::App& app, Options& o) {
   auto* const beyond = group(app.add_option("--fit-beyond", c.trend.beyond,
                                             "Fit only stations farther than this from the centre"),
                              "M")
-                           ->check(number(0.0, kMostLength));
+                           ->check(number(0.0, kMaxLength));
   group(app.add_option("--centre", o.centre,
                        "Easting and northing (m) of the centre, where the level\n"
                        "of a plane is told [middle of the stations]"),
@@ -241,9 +241,9 @@ void add_data_options(CLI::App& app, Options& o) {
       ->excludes(app.get_option("--fit"));
   group(app.add_option("--floor", c.floor, "Standard deviation of a datum of 0 (nT)"), "NT")
       ->required()
-      ->check(number(1e-6, kMostField));
+      ->check(number(1e-6, kMaxField));
   group(app.add_option("--percent", c.percent, "Percentage of |datum| added to it [0]"), "P")
-      ->check(number(0.0, kMostField));
+      ->check(number(0.0, kMaxField));
 }
 
 void add_field_options(CLI::App& app, Options& o) {
@@ -255,7 +255,7 @@ void add_field_options(CLI::App& app, Options& o) {
       ->check(number(-90.0, 90.0));
   group(app.add_option("--declination", f.declination, "Degrees clockwise from true north"), "DEG")
       ->check(number(-360.0, 360.0));
-  group(app.add_option("--strength", f.strength, "nT"), "NT")->check(number(1.0, kMostField));
+  group(app.add_option("--strength", f.strength, "nT"), "NT")->check(number(1.0, kMaxField));
   group(app.add_option("--date", f.date,
                        "Compute the field for a day or a year: 1990-07-01 or\n"
                        "1990.5"),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/survey_inputs.h"
+#include "workbench/commands/survey_inputs.h"
 
 #include <fmt/format.h>
 #include <omp.h>
@@ -13,11 +13,11 @@
 
 #include "base/report.h"
 #include "base/stop_run.h"
-#include "check/survey_checks.h"
-#include "forward/data_rows.h"
-#include "topography/read_topography.h"
-#include "topography/triangulation.h"
-#include "workbench/options.h"
+#include "workbench/check/survey_checks.h"
+#include "workbench/commands/options.h"
+#include "workbench/forward/data_rows.h"
+#include "workbench/terrain/read_topography.h"
+#include "workbench/terrain/triangulation.h"
 
 namespace quorivex {
 namespace {
@@ -25,7 +25,7 @@ namespace {
 using Elevation = std::function<double(double easting, double northing)>;
 
 constexpr std::size_t kNamed = 3;  // stations that a warning names
-constexpr int kMostThreads = 999;
+constexpr int kMaxThreads = 999;
 
 void warn(const Observations& data, const std::vector<std::int32_t>& stations,
           const std::string& what) {
@@ -45,7 +45,7 @@ void check_places(const Observations& data) {
     const Point at = station_of(data, i);
     const double farthest =
         std::max({std::abs(at.easting), std::abs(at.northing), std::abs(at.elevation)});
-    if (farthest <= kMostLength) continue;
+    if (farthest <= kMaxLength) continue;
     stop_run(fmt::format(
         " ERROR: datum {} lies {:g} m away; coordinates should be metres of a map.", i, farthest));
   }
@@ -85,7 +85,7 @@ void add_terrain_options(CLI::App& command, GroundSource& source) {
                             ->type_name("FILE");
   command.add_option("--elevation", source.elevation, "Elevation of a level ground")
       ->type_name("Z")
-      ->check(number(-kMostLength, kMostLength))
+      ->check(number(-kMaxLength, kMaxLength))
       ->excludes(terrain);
 }
 
@@ -95,7 +95,7 @@ void add_thread_option(CLI::App& command) {
           "--threads", [](int threads) { omp_set_num_threads(threads); },
           "Number of threads; all cores without it")
       ->type_name("N")
-      ->check(CLI::Range(1, kMostThreads).description(""));
+      ->check(CLI::Range(1, kMaxThreads).description(""));
 }
 
 SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
@@ -141,7 +141,7 @@ void hint_at_units(const Observations& observations) {
   for (const std::string& hint : unit_hints(observations)) fmt::print(stderr, "Hint: {}\n", hint);
 }
 
-void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs) {
+void refuse_overwriting(const std::string& output, std::initializer_list<std::string> inputs) {
   for (const std::string& input : inputs) {
     for (const std::string& written : {output, output + ".part"}) {
       std::error_code missing;

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "forward/ground.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
 
 namespace quorivex {
 
@@ -42,6 +42,6 @@ Observations read_data_with_deviations(const std::string& name,
 void hint_at_units(const Observations& observations);
 
 /// Ends the command when the output is one of the files that it reads.
-void keep_inputs(const std::string& output, std::initializer_list<std::string> inputs);
+void refuse_overwriting(const std::string& output, std::initializer_list<std::string> inputs);
 
 }  // namespace quorivex

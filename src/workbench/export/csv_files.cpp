@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "export/csv_files.h"
+#include "workbench/export/csv_files.h"
 
 #include <fmt/format.h>
 

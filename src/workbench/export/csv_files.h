@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "export/model_grid.h"
-#include "mesh_io/observations.h"
-#include "results/pass_files.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/export/model_grid.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "export/model_grid.h"
+#include "workbench/export/model_grid.h"
 
 #include <algorithm>
 #include <cmath>
@@ -43,8 +43,8 @@ std::vector<double> nodes_of(const std::vector<double>& nodes, const Cells& cell
 
 }  // namespace
 
-ModelGrid make_model_grid(const Mesh& mesh, Extent extent, std::vector<double> values) {
-  const bool core = extent == Extent::core;
+ModelGrid make_model_grid(const Mesh& mesh, ModelExtent extent, std::vector<double> values) {
+  const bool core = extent == ModelExtent::core;
   const Cells columns = core ? core_cells(mesh.de) : Cells{0, mesh.ne};
   const Cells rows = core ? core_cells(mesh.dn) : Cells{0, mesh.nn};
   ModelGrid grid;

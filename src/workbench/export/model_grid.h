@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 
@@ -33,13 +33,13 @@ struct ModelGrid {
 };
 
 /// Which columns of the mesh are wanted.
-enum class Extent {
+enum class ModelExtent {
   whole,
   core  ///< from the first to the last cell of the commonest width: without the padding
 };
 
 /// `values` as from `read_model`.
-ModelGrid make_model_grid(const Mesh& mesh, Extent extent, std::vector<double> values);
+ModelGrid make_model_grid(const Mesh& mesh, ModelExtent extent, std::vector<double> values);
 
 /// How many values are not NaN, and their range; 0 to 0 when there are none.
 struct ValueRange {

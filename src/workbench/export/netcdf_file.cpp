@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "export/netcdf_file.h"
+#include "workbench/export/netcdf_file.h"
 
 #include <fmt/format.h>
 #include <netcdf.h>
@@ -145,12 +145,14 @@ void put_model(NetcdfFile& file, int variable, const ModelGrid& grid) {
 
 void describe_file(NetcdfFile& file, const std::string& run_name, const SummaryRow& row) {
   file.attribute(NC_GLOBAL, "Conventions", "CF-1.8");
-  file.attribute(NC_GLOBAL, "title",
-                 fmt::format("Magnetic susceptibility: pass {} of {}", row.pass, run_name));
+  file.attribute(
+      NC_GLOBAL, "title",
+      fmt::format("Magnetic susceptibility: iteration {} of {}", row.iteration, run_name));
   file.attribute(NC_GLOBAL, "source", "quorivex, 3-D inversion of magnetic data");
-  file.attribute(NC_GLOBAL, "history",
-                 fmt::format("qvx export {}: pass {} of {}", QUORIVEX_VERSION, row.pass, run_name));
-  file.attribute(NC_GLOBAL, "pass", row.pass);
+  file.attribute(
+      NC_GLOBAL, "history",
+      fmt::format("qvx export {}: iteration {} of {}", QUORIVEX_VERSION, row.iteration, run_name));
+  file.attribute(NC_GLOBAL, "iteration", row.iteration);
   file.attribute(NC_GLOBAL, "beta", row.beta);
   file.attribute(NC_GLOBAL, "data_misfit", row.misfit);
 }

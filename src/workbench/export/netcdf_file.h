@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "export/model_grid.h"
-#include "results/run_summary.h"
+#include "workbench/export/model_grid.h"
+#include "workbench/results/run_summary.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "export/vtk_files.h"
+#include "workbench/export/vtk_files.h"
 
 #include <fmt/format.h>
 
@@ -172,8 +172,8 @@ void write_collection(const std::string& name, const std::vector<CollectionEntry
   AtomicFile file(name);
   file.append(head("Collection") + "  <Collection>\n");
   for (const CollectionEntry& entry : entries) {
-    file.append(fmt::format("    <DataSet timestep=\"{}\" part=\"{}\" file=\"{}\"/>\n", entry.pass,
-                            entry.part, escaped(entry.file)));
+    file.append(fmt::format("    <DataSet timestep=\"{}\" part=\"{}\" file=\"{}\"/>\n",
+                            entry.iteration, entry.part, escaped(entry.file)));
   }
   file.append("  </Collection>\n</VTKFile>\n");
   file.commit();

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "export/model_grid.h"
-#include "mesh_io/observations.h"
-#include "results/pass_files.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/export/model_grid.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 
@@ -25,12 +25,12 @@ void write_data_vtp(const std::string& name, const Observations& observations, c
 
 /// A file of a collection.
 struct CollectionEntry {
-  std::int32_t pass = 0;  ///< its time
-  std::int32_t part = 0;  ///< tells files of the same pass apart
-  std::string file;       ///< in the folder of the collection
+  std::int32_t iteration = 0;  ///< its time
+  std::int32_t part = 0;       ///< tells files of the same iteration apart
+  std::string file;            ///< in the folder of the collection
 };
 
-/// ParaView collection: one time step a pass.
+/// ParaView collection: one time step per iteration.
 void write_collection(const std::string& name, const std::vector<CollectionEntry>& entries);
 
 }  // namespace quorivex

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/build_sensitivity.h"
+#include "workbench/forward/build_sensitivity.h"
 
 #include <fmt/format.h>
 
@@ -9,12 +9,12 @@
 #include <limits>
 #include <numeric>
 
-#include "base/raw_array.h"
 #include "base/record_writer.h"
 #include "base/stop_run.h"
-#include "forward/data_rows.h"
-#include "forward/test_models.h"
-#include "sensitivity/wtn_mod.h"
+#include "base/uninitialized_array.h"
+#include "inversion/sensitivity/wtn_mod.h"
+#include "workbench/forward/data_rows.h"
+#include "workbench/forward/test_models.h"
 
 namespace quorivex {
 namespace {
@@ -44,14 +44,14 @@ struct RowWork {
       : values(setup.compressed() ? setup.points : setup.ground.cells(), kRoutine),
         scratch(setup.counts) {
     if (!setup.compressed()) return;
-    positions = RawArray<std::int32_t>(setup.points, kRoutine);
+    positions = UninitializedArray<std::int32_t>(setup.points, kRoutine);
     grid = allocate<double>(as_size(setup.points), kRoutine);
     squares.reserve(grid.size());  // room for the worst case, which costs nothing until it is used
     model_errors.resize(setup.models.size());
   }
 
-  RawArray<float> values;
-  RawArray<std::int32_t> positions;
+  UninitializedArray<float> values;
+  UninitializedArray<std::int32_t> positions;
   std::int32_t count = 0;  // of values
   std::vector<double> grid;
   std::vector<double> squares;
@@ -120,7 +120,7 @@ void full_row(const Setup& setup, View1<double> row, double std, RowWork& work) 
 }
 
 /// Moves the coefficients that the cut keeps into the row, and measures what the others take away.
-void pick_coefficients(const Setup& setup, Cut cut, double std, RowWork& work) {
+void pick_coefficients(const Setup& setup, CoefficientThreshold cut, double std, RowWork& work) {
   double energy = 0.0;
   double dropped = 0.0;
   work.count = 0;
@@ -148,7 +148,8 @@ void compressed_row(const Setup& setup, View1<double> row, double std, RowWork& 
   fill_grid(setup.ground, setup.counts, work.grid,
             [&](std::size_t c) { return row.data()[c] / (std * setup.wtz[c]); });
   WTN_MOD::WTN(setup.filter, work.grid, setup.counts, 1, work.scratch);
-  const Cut cut = choose_cut(work.grid, row.size(), setup.options.rule, work.squares);
+  const CoefficientThreshold cut =
+      choose_threshold(work.grid, row.size(), setup.options.rule, work.squares);
   pick_coefficients(setup, cut, std, work);
 }
 

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "forward/ground.h"
-#include "forward/row_compression.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/forward/row_compression.h"
 
 namespace quorivex {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/cell_scale.h"
+#include "workbench/forward/cell_scale.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
 #include "base/progress.h"
 #include "base/stop_run.h"
-#include "forward/data_rows.h"
-#include "forward/vector_maths.h"
+#include "workbench/forward/data_rows.h"
+#include "workbench/forward/vector_maths.h"
 
 namespace quorivex {
 namespace {
@@ -43,7 +43,7 @@ Box box_of(const Ground& ground, std::int32_t k, std::int32_t i, std::int32_t j)
 }
 
 /// The sum over the stations of the squared inverse power of the distance to the cell's centre.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 double sum_at_centre(const Stations& stations, const Point& centre, double offset,
                      double exponent) {
   double sum = 0.0;

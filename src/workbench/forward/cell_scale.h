@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "forward/ground.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
 
 namespace quorivex {
 

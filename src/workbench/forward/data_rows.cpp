@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/data_rows.h"
+#include "workbench/forward/data_rows.h"
 
 #include <omp.h>
 

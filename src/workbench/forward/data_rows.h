@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "forward/ground.h"
-#include "forward/prism_row.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/forward/prism_row.h"
 
 namespace quorivex {
 

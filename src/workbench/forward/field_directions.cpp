@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/field_directions.h"
+#include "workbench/forward/field_directions.h"
 
 #include <cmath>
 #include <numbers>

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/observations.h"
 
 namespace quorivex {
 

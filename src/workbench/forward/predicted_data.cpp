@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/predicted_data.h"
+#include "workbench/forward/predicted_data.h"
 
 #include <cmath>
 #include <numeric>
 #include <random>
 
 #include "base/stop_run.h"
-#include "forward/data_rows.h"
+#include "workbench/forward/data_rows.h"
 
 namespace quorivex {
 

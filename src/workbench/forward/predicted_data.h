@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "forward/ground.h"
-#include "mesh_io/observations.h"
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
 
 namespace quorivex {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/prism_row.h"
+#include "workbench/forward/prism_row.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
 
-#include "base/for_this_processor.h"
+#include "base/multiversion.h"
 #include "base/stop_run.h"
-#include "forward/vector_maths.h"
+#include "workbench/forward/vector_maths.h"
 
 namespace quorivex {
 namespace {
@@ -31,7 +31,7 @@ struct Column {
 };
 
 /// to[k] = ln of the distance from the line through node k and the point `across` beside it.
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void log_distances(const double* up, double across, std::int64_t nodes, double log_aligned,
                    double* to) {
 #pragma omp simd
@@ -43,7 +43,7 @@ void log_distances(const double* up, double across, std::int64_t nodes, double l
 }
 
 /// to[k] = the node function at node k of the column (theory, equation 5).
-QUORIVEX_FOR_THIS_PROCESSOR
+QUORIVEX_MULTIVERSIONED
 void node_function(const Column& column, const TensorWeights& w, double* to) {
   const double x = column.east;
   const double y = column.north;

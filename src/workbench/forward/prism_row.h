@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "base/view1.h"
-#include "forward/field_directions.h"
-#include "forward/ground.h"
+#include "inversion/mesh_io/ground.h"
+#include "workbench/forward/field_directions.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/row_compression.h"
+#include "workbench/forward/row_compression.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,13 +12,15 @@ namespace {
 constexpr double kNone = std::numeric_limits<double>::infinity();
 
 /// The cut below the kept squares, which are those from `first` on; none of the others is larger.
-Cut cut_before(std::vector<double>::iterator first, std::vector<double>::iterator last) {
+CoefficientThreshold cut_before(std::vector<double>::iterator first,
+                                std::vector<double>::iterator last) {
   if (first == last) return {kNone, 0};
   const double square = *std::min_element(first, last);
   return {square, std::count(first, last, square)};
 }
 
-Cut within_energy(View1<const double> coefficients, double error, std::vector<double>& squares) {
+CoefficientThreshold within_energy(View1<const double> coefficients, double error,
+                                   std::vector<double>& squares) {
   double energy = 0.0;
   for (const double c : coefficients) energy += c * c;
   const double budget = error * error * energy;
@@ -49,7 +51,8 @@ Cut within_energy(View1<const double> coefficients, double error, std::vector<do
   return cut_before(first, squares.end());
 }
 
-Cut largest(View1<const double> coefficients, std::int64_t count, std::vector<double>& squares) {
+CoefficientThreshold largest(View1<const double> coefficients, std::int64_t count,
+                             std::vector<double>& squares) {
   for (const double c : coefficients) {
     if (c != 0.0) squares.push_back(c * c);
   }
@@ -60,8 +63,8 @@ Cut largest(View1<const double> coefficients, std::int64_t count, std::vector<do
 
 }  // namespace
 
-Cut choose_cut(View1<const double> coefficients, std::int64_t ground_cells,
-               const CompressionRule& rule, std::vector<double>& work) {
+CoefficientThreshold choose_threshold(View1<const double> coefficients, std::int64_t ground_cells,
+                                      const CompressionRule& rule, std::vector<double>& work) {
   work.clear();
   switch (rule.kind) {
     case CompressionRule::Kind::relative_error:

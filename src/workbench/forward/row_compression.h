@@ -20,7 +20,7 @@ struct CompressionRule {
 };
 
 /// Keeps the coefficients whose square exceeds `square`, and the first `ties` of those equal to it.
-struct Cut {
+struct CoefficientThreshold {
   double square = 0.0;
   std::int64_t ties = 0;
 
@@ -33,7 +33,7 @@ struct Cut {
 
 /// The cut of a row with these coefficients in a survey over `ground_cells` cells. `work` has the
 /// capacity of the row, so that nothing is allocated.
-Cut choose_cut(View1<const double> coefficients, std::int64_t ground_cells,
-               const CompressionRule& rule, std::vector<double>& work);
+CoefficientThreshold choose_threshold(View1<const double> coefficients, std::int64_t ground_cells,
+                                      const CompressionRule& rule, std::vector<double>& work);
 
 }  // namespace quorivex

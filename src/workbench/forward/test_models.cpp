@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "forward/test_models.h"
+#include "workbench/forward/test_models.h"
 
 #include <algorithm>
 #include <random>

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "forward/ground.h"
+#include "inversion/mesh_io/ground.h"
 
 namespace quorivex {
 

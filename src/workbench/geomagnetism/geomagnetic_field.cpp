@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/geomagnetic_field.h"
+#include "workbench/geomagnetism/geomagnetic_field.h"
 
 #include <GeographicLib/Constants.hpp>
 #include <GeographicLib/Geocentric.hpp>
@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "base/stop_run.h"
-#include "survey/delimited_text.h"
-#include "survey/igrf_coefficients.h"
+#include "base/text.h"
+#include "workbench/geomagnetism/igrf_coefficients.h"
 
 namespace quorivex {
 namespace {
@@ -65,7 +65,7 @@ const IgrfEpoch& epoch_of(double year) {
 
 }  // namespace
 
-MainField igrf_field(const Place& place, double year) {
+MainField igrf_field(const GeoPosition& place, double year) {
   if (!(std::abs(place.latitude) <= 90.0 && std::abs(place.longitude) <= 360.0)) {
     stop_run(fmt::format(" ERROR: longitude {} and latitude {} are no place on Earth.",
                          place.longitude, place.latitude));

@@ -6,7 +6,7 @@
 namespace quorivex {
 
 /// A place on or above the WGS84 ellipsoid.
-struct Place {
+struct GeoPosition {
   double longitude = 0.0;  ///< degrees east
   double latitude = 0.0;   ///< degrees north
   double height = 0.0;     ///< metres
@@ -27,7 +27,7 @@ struct MainField {
 /// between epochs (Thebault et al. 2015, doi:10.1186/s40623-015-0228-9).
 /// @param year  decimal, 1990.5 for the middle of 1990
 /// @throws StopRun with the years of the model for one beyond them, or a place that is none
-MainField igrf_field(const Place& place, double year);
+MainField igrf_field(const GeoPosition& place, double year);
 
 /// 1990.5 from "1990.5", 1990.496 from "1990-07-01" (noon counts as the day's end half way).
 /// @throws StopRun for any other text
@@ -35,7 +35,7 @@ double decimal_year(const std::string& date);
 
 /// A place of a map in Universal Transverse Mercator coordinates on WGS84.
 struct MapPlace {
-  Place place;
+  GeoPosition place;
   double convergence = 0.0;  ///< grid north, degrees clockwise from true north
 };
 

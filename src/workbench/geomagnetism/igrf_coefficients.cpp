@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/igrf_coefficients.h"
+#include "workbench/geomagnetism/igrf_coefficients.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "base/stop_run.h"
-#include "survey/igrf_table.h"
+#include "workbench/geomagnetism/igrf_table.h"
 
 namespace quorivex {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/embedded_files.h"
+#include "workbench/page/embedded_files.h"
 
 // The assembler reads the files; the build names their folder and their dependencies. A byte behind
 // each of them gives its end a symbol of its own.

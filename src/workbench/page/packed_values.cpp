@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/packed_values.h"
+#include "workbench/page/packed_values.h"
 
 #include <fmt/format.h>
 #include <zlib.h>
@@ -75,7 +75,7 @@ std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t
 
 }  // namespace
 
-std::string deflated(std::string_view bytes) {
+std::string deflate_base64(std::string_view bytes) {
   uLongf size = compressBound(bytes.size());
   std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflated");
   const auto* source = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -107,7 +107,7 @@ PackedModel pack_model(const std::vector<double>& values, const ColumnTops& tops
     }
     ++next;
   });
-  return {.digits = digits, .first_exponent = first, .text = deflated(planes)};
+  return {.digits = digits, .first_exponent = first, .text = deflate_base64(planes)};
 }
 
 }  // namespace quorivex

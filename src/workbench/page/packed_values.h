@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mesh_io/column_tops.h"
+#include "inversion/mesh_io/column_tops.h"
 
 namespace quorivex {
 
@@ -14,7 +14,7 @@ namespace quorivex {
 inline constexpr int kFileDigits = 6;
 
 /// The bytes deflated (zlib) and written in base64, as a page can carry them.
-std::string deflated(std::string_view bytes);
+std::string deflate_base64(std::string_view bytes);
 
 /// A model of decimals with `digits` digits, as the page unpacks it (web/decode.js).
 struct PackedModel {

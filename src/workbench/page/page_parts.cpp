@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/page_parts.h"
+#include "workbench/page/page_parts.h"
 
 #include <fmt/format.h>
 
@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "base/stop_run.h"
-#include "control/program_name.h"
+#include "inversion/input/program_name.h"
 
 namespace quorivex {
 namespace {
@@ -122,24 +122,25 @@ std::string verdict_html(const Verdict& verdict) {
   return html + "</p></div>\n";
 }
 
-std::string tiles_html(const Findings& f) {
+std::string tiles_html(const RunFacts& f) {
   const ResidualStatistics& r = f.residuals;
   std::string html = "<dl class=\"tiles\">\n";
   html += tile("Misfit", fmt::format("{:.4g}", f.misfit),
                f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was kept");
   html += tile("Chi-squared per datum", fmt::format("{:.3g}", r.per_datum),
                fmt::format("of {} data; 1 for errors as stated", f.ndata));
-  const bool earlier = f.pass < f.passes_made;
-  html += tile("Passes",
-               earlier ? fmt::format("{} of {}", f.pass, f.passes_made) : fmt::format("{}", f.pass),
-               earlier            ? "files of the last pass are missing"
+  const bool earlier = f.iteration < f.iterations_made;
+  html += tile("Iterations",
+               earlier ? fmt::format("{} of {}", f.iteration, f.iterations_made)
+                       : fmt::format("{}", f.iteration),
+               earlier            ? "files of the last iteration are missing"
                : f.ended          ? "the run ended"
                : f.ending.empty() ? "the run has not ended"
                                   : "the run stopped early");
   html += tile("Cells at a bound", percent_of(f.at_bounds, f.active_cells),
                f.bounds_known ? fmt::format("{} at the upper one", f.at_upper)
                               : "the run has replaced its bounds");
-  html += tile("Likeness of neighbouring residuals",
+  html += tile("Spatial correlation of residuals",
                r.likeness ? fmt::format("{:.2f}", r.likeness->correlation) : "unknown",
                r.likeness ? "correlation; 0 for independent errors" : "too few data");
   html += tile("Susceptibility (SI)", fmt::format("{:.3g} to {:.3g}", f.model.least, f.model.most),
@@ -180,18 +181,18 @@ std::string largest_residuals_html(const Observations& observations, const DataF
                rows);
 }
 
-std::string passes_html(const FinishedRun& run) {
+std::string iterations_html(const FinishedRun& run) {
   Rows rows;
-  for (const FinishedPass& pass : run.passes) {
-    const SummaryRow& r = pass.row;
-    rows.push_back({fmt::format("{}", r.pass), fmt::format("{:.5e}", r.beta),
+  for (const FinishedIteration& iteration : run.iterations) {
+    const SummaryRow& r = iteration.row;
+    rows.push_back({fmt::format("{}", r.iteration), fmt::format("{:.5e}", r.beta),
                     fmt::format("{:.5e}", r.misfit), fmt::format("{:.5e}", r.norm.total),
                     fmt::format("{:.3e}", r.norm.s), fmt::format("{:.3e}", r.norm.e),
                     fmt::format("{:.3e}", r.norm.n), fmt::format("{:.3e}", r.norm.z),
                     fmt::format("{}", r.cg_iterations), fmt::format("{}", r.cells_on_bound)});
   }
-  return table("numbers", "From pass to pass",
-               {"Pass", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N", "Norm Z",
+  return table("numbers", "From iteration to iteration",
+               {"Iteration", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N", "Norm Z",
                 "CG iterations", "Cells on a bound"},
                rows);
 }
@@ -220,7 +221,7 @@ std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
       {p.mode == 1 ? "chifact" : "beta",
        p.mode == 1 || p.par > 0.0
            ? fmt::format("{:g}", p.par)
-           : fmt::format("chosen by the program: {:g}", run.passes.front().row.beta)},
+           : fmt::format("chosen by the program: {:g}", run.iterations.front().row.beta)},
       {"tolc", fmt::format("{:g}", p.tolc)},
       {"Data", fmt::format("{}", o.ndata)},
       {"Inducing field", fmt::format("{:g} nT, inclination {:g}\u00b0, declination {:g}\u00b0",
@@ -267,8 +268,8 @@ std::string files_html(const FinishedRun& run) {
   add("Lower bound", p.lowerBounds);
   add("Upper bound", p.upperBounds);
   add("3-D weights", p.weightFile);
-  rows.push_back({"Last model", run.passes.back().model_file});
-  rows.push_back({"Its data", run.passes.back().predicted_file});
+  rows.push_back({"Last model", run.iterations.back().model_file});
+  rows.push_back({"Its data", run.iterations.back().predicted_file});
   rows.push_back({"Log and summary", path_in(run, kLogName) + ", " + path_in(run, kSummaryName)});
   return table("", "Files", {}, rows);
 }

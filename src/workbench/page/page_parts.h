@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "report_page/verdict.h"
-#include "results/finished_run.h"
-#include "results/pass_files.h"
+#include "workbench/appraisal/verdict.h"
+#include "workbench/results/finished_run.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 
@@ -23,11 +23,11 @@ std::string filled(std::string_view page_template,
                    const std::vector<std::pair<std::string_view, std::string_view>>& values);
 
 std::string verdict_html(const Verdict& verdict);
-std::string tiles_html(const Findings& findings);
+std::string tiles_html(const RunFacts& findings);
 std::string flags_html(const std::vector<RedFlag>& flags);
 std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest);
-std::string passes_html(const FinishedRun& run);
+std::string iterations_html(const FinishedRun& run);
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells);
 std::string files_html(const FinishedRun& run);
 

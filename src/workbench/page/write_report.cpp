@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/write_report.h"
+#include "workbench/page/write_report.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -10,20 +10,21 @@
 
 #include "base/atomic_file.h"
 #include "base/stop_run.h"
-#include "control/program_name.h"
-#include "report_page/embedded_files.h"
-#include "report_page/find_out.h"
-#include "report_page/packed_values.h"
-#include "report_page/page_parts.h"
-#include "results/pass_files.h"
+#include "inversion/input/program_name.h"
+#include "workbench/appraisal/run_facts.h"
+#include "workbench/page/embedded_files.h"
+#include "workbench/page/packed_values.h"
+#include "workbench/page/page_parts.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kWordsBytes = 1'000;  // what the page says of passes that it does not hold
-constexpr std::size_t kNumberBytes = 16;    // a pass in the list of those that it holds
+constexpr std::size_t kWordsBytes =
+    1'000;                                // what the page says of iterations that it does not hold
+constexpr std::size_t kNumberBytes = 16;  // an iteration in the list of those that it holds
 constexpr std::array kLastDigits{kFileDigits, 5, 4, 3};
 constexpr std::array kOtherDigits{kFileDigits, 4, 3, 2};
 
@@ -31,9 +32,9 @@ std::string text_of(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-/// Model and predicted data of a pass as script elements that no browser runs.
-std::string pass_element(std::int32_t number, const PackedModel& model,
-                         const std::string& predicted) {
+/// Model and predicted data of an iteration as script elements that no browser runs.
+std::string iteration_element(std::int32_t number, const PackedModel& model,
+                              const std::string& predicted) {
   return fmt::format(
       "<script type=\"text/plain\" id=\"model-{0}\" data-digits=\"{1}\" "
       "data-first-exponent=\"{2}\">{3}</script>\n"
@@ -42,62 +43,64 @@ std::string pass_element(std::int32_t number, const PackedModel& model,
 }
 
 /// The models of a page, with what was left out to keep it small.
-struct HeldPasses {
-  std::vector<std::size_t> passes;  ///< indices, in order
+struct HeldIterations {
+  std::vector<std::size_t> iterations;  ///< indices, in order
   int digits_last = 0;
   int digits_others = 0;
   std::string elements;
 };
 
 std::string packed_data(const std::vector<double>& predicted) {
-  return deflated(text_of(Json(predicted)));
+  return deflate_base64(text_of(Json(predicted)));
 }
 
-/// Adds the elements of passes before the last one as long as they fit into `budget` bytes; returns
-/// how many did.
-std::size_t add_others(const FinishedRun& run, const std::vector<std::size_t>& passes, int digits,
-                       std::size_t budget, std::string& elements) {
+/// Adds the elements of iterations before the last one as long as they fit into `budget` bytes;
+/// returns how many did.
+std::size_t add_others(const FinishedRun& run, const std::vector<std::size_t>& iterations,
+                       int digits, std::size_t budget, std::string& elements) {
   std::size_t added = 0;
-  for (; added + 1 < passes.size(); ++added) {
-    const FinishedPass& pass = run.passes[passes[added]];
-    const std::string element =
-        pass_element(pass.row.pass, pack_model(read_model(run, pass), run.tops, digits),
-                     packed_data(read_predicted(run, pass)));
+  for (; added + 1 < iterations.size(); ++added) {
+    const FinishedIteration& iteration = run.iterations[iterations[added]];
+    const std::string element = iteration_element(
+        iteration.row.iteration, pack_model(read_model(run, iteration), run.tops, digits),
+        packed_data(read_predicted(run, iteration)));
     if (elements.size() + element.size() + (added + 1) * kNumberBytes > budget) break;
     elements += element;
   }
   return added;
 }
 
-/// Holds what fits into `budget` bytes: the last pass, then the others with as many digits as
+/// Holds what fits into `budget` bytes: the last iteration, then the others with as many digits as
 /// allow for all of them, then as many as fit with the fewest digits.
-HeldPasses hold_passes(const FinishedRun& run, const std::vector<double>& last_model,
-                       const std::vector<double>& last_predicted, std::size_t most_passes,
-                       std::size_t budget) {
-  HeldPasses held;
+HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>& last_model,
+                               const std::vector<double>& last_predicted,
+                               std::size_t most_iterations, std::size_t budget) {
+  HeldIterations held;
   const std::string data = packed_data(last_predicted);
   std::string last;
   for (const int digits : kLastDigits) {
-    last = pass_element(run.passes.back().row.pass, pack_model(last_model, run.tops, digits), data);
+    last = iteration_element(run.iterations.back().row.iteration,
+                             pack_model(last_model, run.tops, digits), data);
     held.digits_last = digits;
     if (last.size() <= budget) break;
   }
   const std::size_t left = budget - std::min(budget, last.size());
-  held.passes = spread_passes(run.passes.size(), most_passes);
+  held.iterations = spread_iterations(run.iterations.size(), most_iterations);
   held.digits_others = held.digits_last;
-  for (std::size_t i = 0; held.passes.size() > 1;) {
+  for (std::size_t i = 0; held.iterations.size() > 1;) {
     const bool fewest = i + 1 == kOtherDigits.size();
     held.digits_others = std::min(kOtherDigits.at(i), held.digits_last);
     held.elements.clear();
-    const std::size_t fit = add_others(run, held.passes, held.digits_others, left, held.elements);
-    if (fit + 1 == held.passes.size()) break;
+    const std::size_t fit =
+        add_others(run, held.iterations, held.digits_others, left, held.elements);
+    if (fit + 1 == held.iterations.size()) break;
     if (fewest) {
-      held.passes = spread_passes(run.passes.size(), fit + 1);
+      held.iterations = spread_iterations(run.iterations.size(), fit + 1);
     } else {
       ++i;
     }
   }
-  if (held.passes.size() == 1) held.elements.clear();
+  if (held.iterations.size() == 1) held.elements.clear();
   held.elements += last;
   return held;
 }
@@ -116,13 +119,14 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
   }
   std::vector<double> observed = fit.observed;
   std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
-  Json passes = Json::array();
-  for (const FinishedPass& pass : run.passes) {
-    passes.push_back({{"number", pass.row.pass},
-                      {"beta", pass.row.beta},
-                      {"misfit", pass.row.misfit},
-                      {"norm", pass.row.norm.total},
-                      {"modelFile", std::filesystem::path(pass.model_file).filename().string()}});
+  Json iterations = Json::array();
+  for (const FinishedIteration& iteration : run.iterations) {
+    iterations.push_back(
+        {{"number", iteration.row.iteration},
+         {"beta", iteration.row.beta},
+         {"misfit", iteration.row.misfit},
+         {"norm", iteration.row.norm.total},
+         {"modelFile", std::filesystem::path(iteration.model_file).filename().string()}});
   }
   const Observations& o = run.observations;
   return {{"mesh",
@@ -135,7 +139,7 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
            {{"x", o.x}, {"y", o.y}, {"z", o.z}, {"observed", observed}, {"deviation", o.std}}},
           {"target", run.target ? Json(*run.target) : Json(nullptr)},
           {"fileDigits", kFileDigits},
-          {"passes", passes}};
+          {"iterations", iterations}};
 }
 
 std::string title_of(const FinishedRun& run) {
@@ -148,44 +152,44 @@ std::string dates_of(const FinishedRun& run) {
   return dates;
 }
 
-std::string model_words(const FinishedRun& run, const HeldPasses& held) {
+std::string model_words(const FinishedRun& run, const HeldIterations& held) {
   std::string words;
   if (held.digits_last < kFileDigits) {
     words = fmt::format("To keep this page small, susceptibilities are rounded to {} digits. ",
                         held.digits_last);
   }
-  if (held.passes.size() < run.passes.size()) {
-    words += fmt::format("This page holds the models of {} of {} passes.", held.passes.size(),
-                         run.passes.size());
+  if (held.iterations.size() < run.iterations.size()) {
+    words += fmt::format("This page holds the models of {} of {} iterations.",
+                         held.iterations.size(), run.iterations.size());
   }
   return words;
 }
 
-std::string passes_words(const FinishedRun& run) {
+std::string iterations_words(const FinishedRun& run) {
   std::string words =
       "The misfit should fall to its target while the model norm, the price of a rough model, "
-      "grows. The ring marks the pass that is shown.";
+      "grows. The ring marks the iteration that is shown.";
   for (const std::string& note : run.notes) words += " " + note;
   return words;
 }
 
 }  // namespace
 
-std::vector<std::size_t> spread_passes(std::size_t count, std::size_t most) {
-  std::vector<std::size_t> passes;
+std::vector<std::size_t> spread_iterations(std::size_t count, std::size_t most) {
+  std::vector<std::size_t> iterations;
   const std::size_t held = std::min(count, most);
-  for (std::size_t i = 0; i + 1 < held; ++i) passes.push_back(i * (count - 1) / (held - 1));
-  passes.push_back(count - 1);
-  return passes;
+  for (std::size_t i = 0; i + 1 < held; ++i) iterations.push_back(i * (count - 1) / (held - 1));
+  iterations.push_back(count - 1);
+  return iterations;
 }
 
-ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
+ReportWritten write_report(const FinishedRun& run, std::size_t most_iterations,
                            const std::string& output) {
   AtomicFile file(output);  // before any work, so that a folder without permission says so now
-  const FinishedPass& last = run.passes.back();
+  const FinishedIteration& last = run.iterations.back();
   const std::vector<double> model = read_model(run, last);
   const DataFit fit = data_fit(run.observations, read_predicted(run, last));
-  const Findings findings = find_out(run, model, fit);
+  const RunFacts findings = collect_run_facts(run, model, fit);
   ReportWritten written;
   written.flags = red_flags(findings);
   written.verdict = verdict(findings, written.flags.size());
@@ -194,19 +198,19 @@ ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
   const std::string generator = fmt::format("qvx report, {} {}", kProgram, kVersion);
   const std::string title = escaped(title_of(run));
   const std::string dates = escaped(dates_of(run));
-  const std::string about_passes = escaped(passes_words(run));
+  const std::string about_iterations = escaped(iterations_words(run));
   const std::string verdict_part = verdict_html(written.verdict);
   const std::string tiles = tiles_html(findings);
   const std::string flags = flags_html(written.flags);
   const std::string largest =
       largest_residuals_html(run.observations, fit, findings.residuals.largest);
-  const std::string passes = passes_html(run);
+  const std::string iterations = iterations_html(run);
   const std::string parameters = parameters_html(run, findings.active_cells);
   const std::string files = files_html(run);
   const std::string licence = escaped(plotting_licence());
-  const std::string library = deflated(plotting_library());
+  const std::string library = deflate_base64(plotting_library());
   const auto page_with = [&](const std::string& words, const std::string& models) {
-    const std::string data = deflated(text_of(json));
+    const std::string data = deflate_base64(text_of(json));
     return filled(page_template(), {{"generator", generator},
                                     {"title", title},
                                     {"dates", dates},
@@ -216,8 +220,8 @@ ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
                                     {"flags", flags},
                                     {"model_words", words},
                                     {"largest_residuals", largest},
-                                    {"passes_words", about_passes},
-                                    {"passes_table", passes},
+                                    {"iterations_words", about_iterations},
+                                    {"iterations_table", iterations},
                                     {"parameters", parameters},
                                     {"files", files},
                                     {"library_licence", licence},
@@ -227,12 +231,12 @@ ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
                                     {"scripts", page_scripts()}});
   };
   const std::size_t used = page_with("", "").size() + kWordsBytes;
-  const HeldPasses held =
-      hold_passes(run, model, fit.predicted, most_passes, kMostBytes - std::min(kMostBytes, used));
+  const HeldIterations held = hold_iterations(run, model, fit.predicted, most_iterations,
+                                              kMaxBytes - std::min(kMaxBytes, used));
   json["held"] = Json::array();
-  for (const std::size_t p : held.passes) {
-    json["held"].push_back(run.passes[p].row.pass);
-    written.passes.push_back(run.passes[p].row.pass);
+  for (const std::size_t p : held.iterations) {
+    json["held"].push_back(run.iterations[p].row.iteration);
+    written.iterations.push_back(run.iterations[p].row.iteration);
   }
   written.digits_last = held.digits_last;
   written.digits_others = held.digits_others;

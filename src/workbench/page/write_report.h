@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "report_page/verdict.h"
-#include "results/finished_run.h"
+#include "workbench/appraisal/verdict.h"
+#include "workbench/results/finished_run.h"
 
 namespace quorivex {
 
@@ -14,25 +14,25 @@ namespace quorivex {
 struct ReportWritten {
   Verdict verdict;
   std::vector<RedFlag> flags;
-  std::vector<std::int32_t> passes;  ///< whose models the page holds, in order
-  int digits_last = 0;               ///< of the last pass's model
-  int digits_others = 0;             ///< of the others'
+  std::vector<std::int32_t> iterations;  ///< whose models the page holds, in order
+  int digits_last = 0;                   ///< of the last iteration's model
+  int digits_others = 0;                 ///< of the others'
   std::size_t bytes = 0;
 };
 
 /// Bytes that the page should not exceed.
-inline constexpr std::size_t kMostBytes = 5'000'000;
+inline constexpr std::size_t kMaxBytes = 5'000'000;
 
-/// Which of `count` passes to hold when it may be `most`: the first, the last, and others evenly
-/// between them; only the last where it may be one.
-std::vector<std::size_t> spread_passes(std::size_t count, std::size_t most);
+/// Which of `count` iterations to hold when it may be `most`: the first, the last, and others
+/// evenly between them; only the last where it may be one.
+std::vector<std::size_t> spread_iterations(std::size_t count, std::size_t most);
 
-/// Writes the page of a run. The model of the last pass keeps all digits of its file, those of the
-/// others get as many digits as the size of the page allows, and where two are too many, some of
-/// them are left out. A last model of more than about a million cells loses digits too.
-/// @param most_passes  to hold, at least 1
+/// Writes the page of a run. The model of the last iteration keeps all digits of its file, those of
+/// the others get as many digits as the size of the page allows, and where two are too many, some
+/// of them are left out. A last model of more than about a million cells loses digits too.
+/// @param most_iterations  to hold, at least 1
 /// @throws StopRun for files that cannot be read or written
-ReportWritten write_report(const FinishedRun& run, std::size_t most_passes,
+ReportWritten write_report(const FinishedRun& run, std::size_t most_iterations,
                            const std::string& output);
 
 }  // namespace quorivex

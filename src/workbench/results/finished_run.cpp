@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/finished_run.h"
+#include "workbench/results/finished_run.h"
 
 #include <fmt/format.h>
 
@@ -11,11 +11,11 @@
 #include "base/atomic_file.h"
 #include "base/report.h"
 #include "base/stop_run.h"
-#include "companion/companion.h"
-#include "control/program_name.h"
-#include "objective/alphas.h"
-#include "results/run_log.h"
-#include "sensitivity/getpar.h"
+#include "inversion/input/program_name.h"
+#include "inversion/objective/alphas.h"
+#include "inversion/sensitivity/getpar.h"
+#include "workbench/results/run_log.h"
+#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
@@ -117,13 +117,13 @@ void read_mesh(FinishedRun& run) {
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
-  run.foreign_parts = foreign_parts(name, file, run.observations);
+  run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
   run.wtz = std::move(file.sens.wtz);
   run.mesh = std::move(file.mesh);
   run.tops = std::move(file.tops);
 }
 
-void read_passes(FinishedRun& run, const RunLog& log) {
+void read_iterations(FinishedRun& run, const RunLog& log) {
   const std::string name = in_folder(run.folder, kSummaryName);
   const RunSummary summary = read_run_summary(name);
   const bool begun = !(summary.started.empty() && summary.rows.empty());
@@ -136,30 +136,31 @@ void read_passes(FinishedRun& run, const RunLog& log) {
   if (!summary.note.empty()) run.notes.push_back(summary.note + ".");
   run.initial_norm = summary.initial_norm;
   run.initial_misfit = summary.initial_misfit;
-  run.passes_made = static_cast<std::int32_t>(summary.rows.size());
+  run.iterations_made = static_cast<std::int32_t>(summary.rows.size());
   for (const SummaryRow& row : summary.rows) {
-    const FinishedPass pass{
+    const FinishedIteration iteration{
         .row = row,
-        .model_file = in_folder(run.folder, numbered_name(kProgram, row.pass, "sus")),
-        .predicted_file = in_folder(run.folder, numbered_name(kProgram, row.pass, "pre"))};
+        .model_file = in_folder(run.folder, numbered_name(kProgram, row.iteration, "sus")),
+        .predicted_file = in_folder(run.folder, numbered_name(kProgram, row.iteration, "pre"))};
     std::string missing;
-    for (const std::string& file : {pass.model_file, pass.predicted_file}) {
+    for (const std::string& file : {iteration.model_file, iteration.predicted_file}) {
       run.files_left.push_back(file);
       if (!is_file(file)) missing += (missing.empty() ? "" : " and ") + file;
     }
-    const bool last = row.pass == run.passes_made;
+    const bool last = row.iteration == run.iterations_made;
     if (missing.empty()) {
-      run.passes.push_back(pass);
+      run.iterations.push_back(iteration);
     } else if (last && log.ended.empty() && log.ending.empty()) {
       // The run writes the row before the files.
-      --run.passes_made;
-      run.notes.push_back(fmt::format("Pass {} was not yet written.", row.pass));
+      --run.iterations_made;
+      run.notes.push_back(fmt::format("Iteration {} was not yet written.", row.iteration));
     } else {
-      run.notes.push_back(fmt::format("Pass {} is left out: without {}.", row.pass, missing));
+      run.notes.push_back(
+          fmt::format("Iteration {} is left out: without {}.", row.iteration, missing));
     }
   }
-  if (!run.passes.empty()) return;
-  std::string text = fmt::format(" ERROR: the run of {} has left no pass.", run.input_file);
+  if (!run.iterations.empty()) return;
+  std::string text = fmt::format(" ERROR: the run of {} has left no iteration.", run.input_file);
   for (const std::string& note : run.notes) text += "\n " + note;
   if (!log.ending.empty()) text += "\n Its log ends with: " + log.ending;
   stop_run(text);
@@ -178,7 +179,7 @@ FinishedRun read_finished_run(const std::string& input_file) {
   run.started = log.started;
   run.ended = log.ended;
   run.ending = log.ending;
-  read_passes(run, log);
+  read_iterations(run, log);
   const Alphas alphas = read_alphas(run.parameters.alphaLine, report);
   run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   read_mesh(run);
@@ -205,13 +206,14 @@ bool replaced_by_run(const FinishedRun& run, const std::string& source) {
   });
 }
 
-const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number) {
-  const auto pass = std::find_if(run.passes.begin(), run.passes.end(),
-                                 [=](const FinishedPass& p) { return p.row.pass == number; });
-  if (pass != run.passes.end()) return *pass;
-  std::string text =
-      fmt::format(" ERROR: the run of {} has no pass {}; its passes are {} to {}.", run.input_file,
-                  number, run.passes.front().row.pass, run.passes.back().row.pass);
+const FinishedIteration& find_iteration(const FinishedRun& run, std::int32_t number) {
+  const auto iteration =
+      std::find_if(run.iterations.begin(), run.iterations.end(),
+                   [=](const FinishedIteration& p) { return p.row.iteration == number; });
+  if (iteration != run.iterations.end()) return *iteration;
+  std::string text = fmt::format(
+      " ERROR: the run of {} has no iteration {}; its iterations are {} to {}.", run.input_file,
+      number, run.iterations.front().row.iteration, run.iterations.back().row.iteration);
   for (const std::string& note : run.notes) text += "\n " + note;
   stop_run(text);
 }

@@ -6,23 +6,23 @@
 #include <string>
 #include <vector>
 
-#include "control/input_file.h"
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
-#include "mesh_io/observations.h"
-#include "results/run_summary.h"
+#include "inversion/input/input_file.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/results/run_summary.h"
 
 namespace quorivex {
 
-/// A pass with the two files that it left.
-struct FinishedPass {
+/// An iteration with the two files that it left.
+struct FinishedIteration {
   SummaryRow row;
   std::string model_file;      ///< quorivex_NNN.sus, with the run's folder
   std::string predicted_file;  ///< quorivex_NNN.pre, likewise
 };
 
 /// What a run read and left behind, but for the sensitivities. Models and predicted data are read
-/// by `read_model` and `read_predicted` of results/pass_files.h.
+/// by `read_model` and `read_predicted` of results/iteration_files.h.
 struct FinishedRun {
   std::string input_file;  ///< as it was given
   std::string folder;      ///< where the run left its files; "" is the current folder
@@ -34,18 +34,19 @@ struct FinishedRun {
   bool compressed = false;  ///< form of the sensitivity file
   Observations observations;
   /// Parts of the observations ("stations", "field", "directions") that are not those which the
-  /// sensitivity file was made of; empty where they are, and where no companion tells.
-  std::vector<std::string> foreign_parts;
+  /// sensitivity file was made of; empty where they are, and where no sidecar tells.
+  std::vector<std::string> mismatched_survey_parts;
   std::string started;           ///< date and time
   std::string ended;             ///< likewise; empty for a run that stopped early or goes on
   std::string ending;            ///< why it ended, in the run's words; may be empty
   std::optional<double> target;  ///< misfit that mode 1 aims at: number of data times chifact
   NormTerms initial_norm;
   double initial_misfit = 0.0;
-  std::vector<double> alphas;           ///< s, e, n, z
-  std::vector<FinishedPass> passes;     ///< at least one; passes 1, 2, ... whose files are there
-  std::int32_t passes_made = 0;         ///< as many as the summary lists
-  std::vector<std::string> files_left;  ///< names of the two files of each of these passes
+  std::vector<double> alphas;  ///< s, e, n, z
+  std::vector<FinishedIteration>
+      iterations;                    ///< at least one; iterations 1, 2, ... whose files are there
+  std::int32_t iterations_made = 0;  ///< as many as the summary lists
+  std::vector<std::string> files_left;  ///< names of the two files of each of these iterations
   std::vector<std::string> notes;       ///< what is missing, a sentence each; mostly empty
 };
 
@@ -55,7 +56,8 @@ struct FinishedRun {
 /// was in: of the current one and the input file's that whose log is of this input file. Where both
 /// hold such a log, one that names this very file counts more than one of a file of the same text;
 /// the current folder otherwise.
-/// @throws StopRun for a run that is not there, of another input file, without a pass, or whose
+/// @throws StopRun for a run that is not there, of another input file, without an iteration, or
+/// whose
 ///         files do not belong together
 FinishedRun read_finished_run(const std::string& input_file);
 
@@ -69,7 +71,7 @@ std::string source_in(const FinishedRun& run, const std::string& source);
 /// its own.
 bool replaced_by_run(const FinishedRun& run, const std::string& source);
 
-/// The pass of that number. @throws StopRun saying which there are
-const FinishedPass& find_pass(const FinishedRun& run, std::int32_t number);
+/// The iteration of that number. @throws StopRun saying which there are
+const FinishedIteration& find_iteration(const FinishedRun& run, std::int32_t number);
 
 }  // namespace quorivex

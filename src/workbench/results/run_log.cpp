@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/run_log.h"
+#include "workbench/results/run_log.h"
 
 #include <fmt/format.h>
 
@@ -11,15 +11,15 @@
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
 #include "base/text_file.h"
-#include "control/input_file.h"
+#include "inversion/input/input_file.h"
 
 namespace quorivex {
 namespace {
 
 constexpr std::size_t kEchoLength = 200;  // of the log's copy of the input file
 constexpr std::size_t kEntries = 12;
-constexpr std::size_t kLongestLine = 1000;
-constexpr std::size_t kLongestEnding = 2000;
+constexpr std::size_t kMaxLine = 1000;
+constexpr std::size_t kMaxEnding = 2000;
 
 /// Adds a line of an input file where it counts.
 void add_input_line(const std::string& line, std::vector<std::string>& lines) {
@@ -40,11 +40,11 @@ std::optional<std::string> after(std::string_view label, std::string_view line) 
 /// Reads from the heading of the input file to the end of its copy.
 void read_input_copy(TextFile& file, RunLog& log) {
   std::string line;
-  while (log.input_name.empty() && file.read_line(line, kLongestLine)) {
+  while (log.input_name.empty() && file.read_line(line, kMaxLine)) {
     log.input_name = after("Reading input file: ", line).value_or("");
   }
   bool copy = false;
-  while (file.read_line(line, kLongestLine)) {
+  while (file.read_line(line, kMaxLine)) {
     if (is_dashes(line)) {
       if (copy) return;
       copy = true;
@@ -54,8 +54,8 @@ void read_input_copy(TextFile& file, RunLog& log) {
   }
 }
 
-/// A line that every pass writes; what stands behind the last of them is why the run ended.
-bool of_a_pass(std::string_view line) {
+/// A line that every iteration writes; what stands behind the last of them is why the run ended.
+bool of_a_iteration(std::string_view line) {
   constexpr std::array kLabels{"Iteration:", "   beta: ", "misfit: ", "beta cpu time:"};
   return std::ranges::any_of(
       kLabels, [=](const char* label) { return line.find(label) != std::string_view::npos; });
@@ -86,9 +86,9 @@ RunLog read_run_log(const std::string& name) {
   }
   std::string line;
   bool new_paragraph = true;  // the reason stands alone between empty lines
-  while (file->read_line(line, kLongestLine)) {
+  while (file->read_line(line, kMaxLine)) {
     const std::string_view text = trim_right(line);
-    if (of_a_pass(text)) {
+    if (of_a_iteration(text)) {
       log.ending.clear();
     } else if (const auto started = after("QUORIVEX started on: ", text)) {
       log.started = *started;
@@ -100,7 +100,7 @@ RunLog read_run_log(const std::string& name) {
       if (new_paragraph) log.ending.clear();
       if (!log.ending.empty()) log.ending += ' ';
       log.ending += text.substr(text.find_first_not_of(" \t"));
-      log.ending.resize(std::min(log.ending.size(), kLongestEnding));
+      log.ending.resize(std::min(log.ending.size(), kMaxEnding));
     }
     new_paragraph = text.empty();
   }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/run_summary.h"
+#include "workbench/results/run_summary.h"
 
 #include <fmt/format.h>
 
@@ -15,7 +15,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kLongestLine = 1000;
+constexpr std::size_t kMaxLine = 1000;
 
 /// The lines of the heading: "! VALUE   !! LABEL".
 class HeadingLine {
@@ -48,8 +48,8 @@ std::optional<SummaryRow> read_row(std::string_view line) {
   SummaryRow row;
   FreeFormat values(line);
   const bool read =
-      values.read(row.pass, row.beta, row.misfit, row.norm.s, row.norm.e, row.norm.n, row.norm.z,
-                  row.norm.total, row.objective, row.cg_iterations, row.cells_on_bound);
+      values.read(row.iteration, row.beta, row.misfit, row.norm.s, row.norm.e, row.norm.n,
+                  row.norm.z, row.norm.total, row.objective, row.cg_iterations, row.cells_on_bound);
   return read ? std::optional(row) : std::nullopt;
 }
 
@@ -61,7 +61,7 @@ RunSummary read_run_summary(const std::string& name) {
   RunSummary summary;
   std::string line;
   bool empty = true;
-  for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
+  for (std::int64_t number = 1; file->read_line(line, kMaxLine); ++number) {
     const std::string_view text = trim_right(line);
     if (text.empty()) continue;
     empty = false;
@@ -71,9 +71,9 @@ RunSummary read_run_summary(const std::string& name) {
     }
     const std::optional<SummaryRow> row = read_row(text);
     const auto next = static_cast<std::int32_t>(length(summary.rows) + 1);
-    if (!row || row->pass != next) {
+    if (!row || row->iteration != next) {
       summary.note =
-          fmt::format("line {} of {} should be the row of pass {} with 11 numbers, and is not",
+          fmt::format("line {} of {} should be the row of iteration {} with 11 numbers, and is not",
                       number, name, next);
       break;
     }

@@ -18,7 +18,7 @@ struct NormTerms {
 
 /// A row of the summary's table.
 struct SummaryRow {
-  std::int32_t pass = 0;
+  std::int32_t iteration = 0;
   double beta = 0.0;
   double misfit = 0.0;
   NormTerms norm;
@@ -32,7 +32,7 @@ struct RunSummary {
   std::string started;  ///< date and time
   NormTerms initial_norm;
   double initial_misfit = 0.0;
-  std::vector<SummaryRow> rows;  ///< passes 1, 2, ...
+  std::vector<SummaryRow> rows;  ///< iterations 1, 2, ...
   std::string note;              ///< what is wrong with the table behind these rows; mostly empty
 };
 

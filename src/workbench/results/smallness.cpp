@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/smallness.h"
+#include "workbench/results/smallness.h"
 
 #include <cmath>
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
-#include "mesh_io/active_cells.h"
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "results/finished_run.h"
+#include "workbench/results/finished_run.h"
 
 namespace quorivex {
 
@@ -15,8 +15,8 @@ struct Smallness {
 };
 
 /// Sum over the active cells of w alpha_s V (wtz (m - mref))^2, with w the 3-D weight and V the
-/// volume, as a run states it of each pass. Nothing where that cannot be told any more: a file of
-/// the run is gone, or the run has replaced its own reference model.
+/// volume, as a run states it of each iteration. Nothing where that cannot be told any more: a file
+/// of the run is gone, or the run has replaced its own reference model.
 /// @param model  susceptibility (SI) of every cell of the mesh, as read from a model file
 std::optional<Smallness> smallness(const FinishedRun& run, const std::vector<double>& model);
 

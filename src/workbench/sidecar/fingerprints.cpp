@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "companion/fingerprints.h"
+#include "workbench/sidecar/fingerprints.h"
 
 #include <xxhash.h>
 

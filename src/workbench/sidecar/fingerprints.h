@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "mesh_io/observations.h"
-#include "sensitivity/getpar.h"
+#include "inversion/mesh_io/observations.h"
+#include "inversion/sensitivity/getpar.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "companion/companion.h"
+#include "workbench/sidecar/sidecar.h"
 
 #include <fmt/format.h>
 
@@ -16,8 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kLongestLine = 2000;
-constexpr std::size_t kMostFigures = 1000;
+constexpr std::size_t kMaxLine = 2000;
+constexpr std::size_t kMaxFigures = 1000;
 
 constexpr const char* kHead =
     "! What the sensitivity file of the same name was made of, written with it by qvx "
@@ -50,7 +50,7 @@ bool read_whole(std::string_view text, T& value, int base) {
 }
 
 /// A name and, after blanks, its text.
-Figure split(std::string_view line) {
+InfoLine split(std::string_view line) {
   const std::size_t blank = std::min(line.find(' '), line.size());
   const std::size_t text = std::min(line.find_first_not_of(' ', blank), line.size());
   return {std::string(line.substr(0, blank)), std::string(line.substr(text))};
@@ -58,7 +58,7 @@ Figure split(std::string_view line) {
 
 struct Reader {
   const std::string& name;
-  Companion companion{};
+  Sidecar sidecar{};
   bool has_bytes = false;
 
   [[noreturn]] void refuse(const std::string& why) const {
@@ -66,7 +66,7 @@ struct Reader {
         " ERROR reading {}: {}.\n Remove it, or compute the sensitivity file anew.", name, why));
   }
 
-  void take(const Figure& line, std::int64_t number) {
+  void take(const InfoLine& line, std::int64_t number) {
     const auto check = [&](bool good, const char* expected) {
       if (!good) {
         refuse(fmt::format("line {} should hold {}; found \"{} {}\"", number, expected, line.name,
@@ -76,19 +76,19 @@ struct Reader {
     const bool is_part =
         std::find(part_names().begin(), part_names().end(), line.name) != part_names().end();
     if (line.name == "bytes") {
-      check(!has_bytes && read_whole(line.text, companion.bytes, 10) && companion.bytes >= 0,
+      check(!has_bytes && read_whole(line.text, sidecar.bytes, 10) && sidecar.bytes >= 0,
             "the bytes of the sensitivity file, once");
       has_bytes = true;
     } else if (is_part) {
       const auto same = [&](const Part& part) { return part.name == line.name; };
       Part part{line.name, 0};
-      check(std::none_of(companion.parts.begin(), companion.parts.end(), same) &&
+      check(std::none_of(sidecar.parts.begin(), sidecar.parts.end(), same) &&
                 line.text.size() == 16 && read_whole(line.text, part.fingerprint, 16),
             "the fingerprint of a part once, 16 hexadecimal digits");
-      companion.parts.push_back(part);
+      sidecar.parts.push_back(part);
     } else {
-      if (companion.figures.size() == kMostFigures) refuse("it has too many lines");
-      companion.figures.push_back(line);
+      if (sidecar.figures.size() == kMaxFigures) refuse("it has too many lines");
+      sidecar.figures.push_back(line);
     }
   }
 
@@ -96,33 +96,33 @@ struct Reader {
     if (!has_bytes) refuse("the line \"bytes\" is missing");
     for (const std::string& part : part_names()) {
       const auto same = [&](const Part& found) { return found.name == part; };
-      if (std::none_of(companion.parts.begin(), companion.parts.end(), same)) {
+      if (std::none_of(sidecar.parts.begin(), sidecar.parts.end(), same)) {
         refuse(fmt::format("the line \"{}\" is missing", part));
       }
     }
   }
 };
 
-std::optional<Companion> read_from(const std::string& name) {
+std::optional<Sidecar> read_from(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) return std::nullopt;
   Reader reader{name};
   std::string line;
-  for (std::int64_t number = 1; file->read_line(line, kLongestLine); ++number) {
+  for (std::int64_t number = 1; file->read_line(line, kMaxLine); ++number) {
     line.resize(trim_right(line).size());
     if (!line.empty() && line.front() != '!') reader.take(split(printable(line)), number);
   }
   reader.check_complete();
-  return std::move(reader.companion);
+  return std::move(reader.sidecar);
 }
 
-/// Whether the sensitivity file is as long as this companion of it says.
+/// Whether the sensitivity file is as long as this sidecar of it says.
 bool is_as_long(const std::string& name, const std::string& sensitivity_file) {
   std::error_code error;
   const auto bytes = fs::file_size(sensitivity_file, error);
   try {
-    const std::optional<Companion> companion = read_from(name);
-    return companion && !error && bytes == static_cast<std::uintmax_t>(companion->bytes);
+    const std::optional<Sidecar> sidecar = read_from(name);
+    return sidecar && !error && bytes == static_cast<std::uintmax_t>(sidecar->bytes);
   } catch (const StopRun&) {
     return false;
   }
@@ -130,20 +130,18 @@ bool is_as_long(const std::string& name, const std::string& sensitivity_file) {
 
 }  // namespace
 
-std::string companion_name(const std::string& sensitivity_file) {
-  return sensitivity_file + ".info";
-}
+std::string sidecar_name(const std::string& sensitivity_file) { return sensitivity_file + ".info"; }
 
-std::string companion_place(const std::string& sensitivity_file) {
+std::string sidecar_place(const std::string& sensitivity_file) {
   std::error_code error;
-  if (!fs::is_symlink(sensitivity_file, error)) return companion_name(sensitivity_file);
+  if (!fs::is_symlink(sensitivity_file, error)) return sidecar_name(sensitivity_file);
   const fs::path target = fs::canonical(sensitivity_file, error);
-  return companion_name(error ? sensitivity_file : target.string());
+  return sidecar_name(error ? sensitivity_file : target.string());
 }
 
-std::string find_companion(const std::string& sensitivity_file) {
-  std::string beside = companion_name(sensitivity_file);
-  std::string beside_target = companion_place(sensitivity_file);
+std::string find_sidecar(const std::string& sensitivity_file) {
+  std::string beside = sidecar_name(sensitivity_file);
+  std::string beside_target = sidecar_place(sensitivity_file);
   std::error_code error;
   if (!fs::exists(beside_target, error)) return beside;
   if (!fs::exists(beside, error)) return beside_target;
@@ -153,55 +151,56 @@ std::string find_companion(const std::string& sensitivity_file) {
              : beside;
 }
 
-std::string companion_text(const Companion& companion) {
-  std::string text = kHead + fmt::format("{:<20} {}\n", "bytes", companion.bytes);
-  for (const Part& part : companion.parts) {
+std::string sidecar_text(const Sidecar& sidecar) {
+  std::string text = kHead + fmt::format("{:<20} {}\n", "bytes", sidecar.bytes);
+  for (const Part& part : sidecar.parts) {
     text += fmt::format("{:<20} {:016x}\n", part.name, part.fingerprint);
   }
-  for (const Figure& figure : companion.figures) {
+  for (const InfoLine& figure : sidecar.figures) {
     text += fmt::format("{:<20} {}\n", figure.name, printable(figure.text));
   }
   return text;
 }
 
-std::optional<Companion> read_companion(const std::string& sensitivity_file) {
-  return read_from(find_companion(sensitivity_file));
+std::optional<Sidecar> read_sidecar(const std::string& sensitivity_file) {
+  return read_from(find_sidecar(sensitivity_file));
 }
 
-std::vector<std::string> differing_parts(const Companion& companion, const std::vector<Part>& now) {
+std::vector<std::string> differing_parts(const Sidecar& sidecar, const std::vector<Part>& now) {
   std::vector<std::string> names;
   for (const Part& part : now) {
     const bool known =
-        std::find(companion.parts.begin(), companion.parts.end(), part) != companion.parts.end();
+        std::find(sidecar.parts.begin(), sidecar.parts.end(), part) != sidecar.parts.end();
     if (!known) names.push_back(part.name);
   }
   return names;
 }
 
-std::vector<std::string> strangeness(const Companion& companion, const std::string& name,
-                                     const SensitivityFile& file) {
+std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const std::string& name,
+                                                 const SensitivityFile& file) {
   std::vector<Part> parts = matrix_parts(file);
   const auto is_diagonal = [](const Part& part) { return part.name == "diagonal"; };
   if (file.sens.gdiag.empty()) std::erase_if(parts, is_diagonal);
-  std::vector<std::string> names = differing_parts(companion, parts);
+  std::vector<std::string> names = differing_parts(sidecar, parts);
   std::error_code error;
   const auto bytes = fs::file_size(name, error);
-  if (error || bytes != static_cast<std::uintmax_t>(companion.bytes)) {
+  if (error || bytes != static_cast<std::uintmax_t>(sidecar.bytes)) {
     names.insert(names.begin(), "size");
   }
   return names;
 }
 
-std::vector<std::string> foreign_parts(const std::string& name, const SensitivityFile& heading,
-                                       const Observations& observations) {
-  std::optional<Companion> companion;
+std::vector<std::string> mismatched_survey_parts(const std::string& name,
+                                                 const SensitivityFile& heading,
+                                                 const Observations& observations) {
+  std::optional<Sidecar> sidecar;
   try {
-    companion = read_companion(name);
+    sidecar = read_sidecar(name);
   } catch (const StopRun&) {
     return {};
   }
-  if (!companion || !strangeness(*companion, name, heading).empty()) return {};
-  std::vector<std::string> names = differing_parts(*companion, survey_parts(observations));
+  if (!sidecar || !mismatched_matrix_parts(*sidecar, name, heading).empty()) return {};
+  std::vector<std::string> names = differing_parts(*sidecar, survey_parts(observations));
   std::erase(names, "deviations");
   return names;
 }

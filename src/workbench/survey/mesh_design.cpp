@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/mesh_design.h"
+#include "workbench/survey/mesh_design.h"
 
 #include <fmt/format.h>
 
@@ -14,9 +14,9 @@ namespace quorivex {
 namespace {
 
 constexpr double kFarthest = 1e9;      // a coordinate in metres, so that millimetres stay exact
-constexpr double kLeastCell = 0.01;    // taken from the spacing; less are degrees, not metres
+constexpr double kMinCell = 0.01;      // taken from the spacing; less are degrees, not metres
 constexpr double kTolerance = 0.0005;  // half a millimetre: rounding of sums of widths
-constexpr std::size_t kMostOnAxis = 1'000'000;
+constexpr std::size_t kMaxOnAxis = 1'000'000;
 
 double to_millimetre(double metres) { return std::round(metres * 1000.0) / 1000.0; }
 
@@ -26,7 +26,7 @@ double to_millimetre(double metres) { return std::round(metres * 1000.0) / 1000.
       " --cell, thicker layers with --first-layer, more growth, or less --padding or --depth.");
 }
 
-Extent extent_of(const std::vector<double>& values, const char* what) {
+Interval extent_of(const std::vector<double>& values, const char* what) {
   const auto [least, most] = std::minmax_element(values.begin(), values.end());
   if (*least < -kFarthest || *most > kFarthest) {
     stop_run(fmt::format(" ERROR: {}s of the stations lie from {} to {}; they should be metres.",
@@ -41,7 +41,7 @@ double cell_of_spacing(double spacing) {
         " ERROR: all stations stand at one place, so the width of the core cells cannot be taken\n"
         " from their spacing. Give it in metres with --cell.");
   }
-  if (0.5 * spacing < kLeastCell) {
+  if (0.5 * spacing < kMinCell) {
     stop_run(
         fmt::format(" ERROR: the stations stand {:.2g} apart. Coordinates should be metres, not "
                     "degrees.\n If these are metres, give the width of the core cells with --cell.",
@@ -61,10 +61,10 @@ struct Axis {
   std::vector<double> widths;
 };
 
-Axis horizontal_axis(const Extent& stations, const MeshPlan& plan) {
+Axis horizontal_axis(const Interval& stations, const MeshPlan& plan) {
   const double first = std::floor(stations.least / plan.cell - 0.5);
   const double cells = std::ceil(stations.most / plan.cell + 0.5) - first;
-  if (cells > static_cast<double>(kMostOnAxis)) too_many_cells();
+  if (cells > static_cast<double>(kMaxOnAxis)) too_many_cells();
   const std::vector<double> padding = growing_widths(plan.cell, plan.growth, plan.padding);
   const double padded = std::accumulate(padding.begin(), padding.end(), 0.0);
   Axis axis{to_millimetre(first * plan.cell - padded), {padding.rbegin(), padding.rend()}};
@@ -146,7 +146,7 @@ std::vector<double> growing_widths(double width, double growth, double distance)
   double exact = width;
   double covered = 0.0;
   while (covered < distance - kTolerance) {
-    if (widths.size() == kMostOnAxis) too_many_cells();
+    if (widths.size() == kMaxOnAxis) too_many_cells();
     exact *= growth;
     if (growth > 1.0) width = std::max(width, round_width(exact));
     widths.push_back(width);

@@ -6,13 +6,13 @@
 #include <optional>
 #include <vector>
 
-#include "mesh_io/mesh.h"
-#include "mesh_io/observations.h"
-#include "workbench/station_spacing.h"
+#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/survey/station_spacing.h"
 
 namespace quorivex {
 
-struct Extent {
+struct Interval {
   double least = 0.0;
   double most = 0.0;
 
@@ -21,9 +21,9 @@ struct Extent {
 
 /// What a mesh is designed from. Lengths in metres.
 struct SurveyShape {
-  Extent easting;
-  Extent northing;
-  Extent elevation;
+  Interval easting;
+  Interval northing;
+  Interval elevation;
   StationSpacing stations;
 
   double longer() const { return std::max(easting.width(), northing.width()); }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/prepare_survey.h"
+#include "workbench/survey/prepare_survey.h"
 
 #include <fmt/format.h>
 
@@ -11,11 +11,11 @@
 #include <utility>
 
 #include "base/stop_run.h"
-#include "survey/delimited_text.h"
-#include "survey/geomagnetic_field.h"
-#include "survey/igrf_coefficients.h"
-#include "survey/table.h"
-#include "survey/terrain.h"
+#include "base/text.h"
+#include "workbench/geomagnetism/geomagnetic_field.h"
+#include "workbench/geomagnetism/igrf_coefficients.h"
+#include "workbench/tables/table.h"
+#include "workbench/terrain/terrain.h"
 
 namespace quorivex {
 namespace {

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "mesh_io/observations.h"
-#include "survey/thinning.h"
-#include "survey/trend.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/survey/thinning.h"
+#include "workbench/survey/trend.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/thinning.h"
+#include "workbench/survey/thinning.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/trend.h"
+#include "workbench/survey/trend.h"
 
 #include <fmt/format.h>
 
@@ -14,10 +14,10 @@
 namespace quorivex {
 namespace {
 
-constexpr int kMostPasses = 500;
+constexpr int kMaxIterations = 500;
 constexpr double kFlat = 1e-9;      // pivot below which stations lie on one line
 constexpr double kSmallest = 1e-6;  // nT; smaller residuals have the weight of this one
-constexpr double kSettled = 1e-7;   // nT; a pass that changes the plane less is the last
+constexpr double kSettled = 1e-7;   // nT; an iteration that changes the plane less is the last
 
 using Plane = std::array<double, 3>;
 
@@ -68,7 +68,7 @@ double median_field(std::vector<Sample> samples) {
 
 std::optional<Plane> least_absolute(const std::vector<Sample>& samples) {
   std::optional<Plane> plane = least_squares(samples, 3, [](const Sample&) { return 1.0; });
-  for (int pass = 0; plane && pass < kMostPasses; ++pass) {
+  for (int iteration = 0; plane && iteration < kMaxIterations; ++iteration) {
     const auto next = least_squares(samples, 3, [&](const Sample& s) {
       return 1.0 / std::max(std::abs(s.field - value_of(*plane, s)), kSmallest);
     });

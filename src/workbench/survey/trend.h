@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "survey/thinning.h"
+#include "workbench/survey/thinning.h"
 
 namespace quorivex {
 

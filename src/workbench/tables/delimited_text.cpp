@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/delimited_text.h"
+#include "workbench/tables/delimited_text.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+
+#include "base/text.h"
 
 namespace quorivex {
 namespace {
@@ -27,33 +29,6 @@ std::string take_quoted(std::string_view& rest) {
 }
 
 }  // namespace
-
-std::string_view trim(std::string_view text) {
-  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-std::string lower_case(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-std::optional<double> to_number(std::string_view text) {
-  std::string digits(text);
-  std::replace_if(
-      digits.begin(), digits.end(), [](char c) { return c == 'D' || c == 'd'; }, 'e');
-  const char* first = digits.data();
-  const char* last = first + digits.size();
-  if (digits.starts_with('+') && !digits.starts_with("+-")) ++first;
-  double value = 0.0;
-  const auto [stop, error] = std::from_chars(first, last, value);
-  if (error != std::errc() || stop != last || !std::isfinite(value)) return std::nullopt;
-  return value;
-}
 
 char guess_separator(std::string_view line) {
   std::string unquoted;

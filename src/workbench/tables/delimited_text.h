@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,14 +8,6 @@
 namespace quorivex {
 
 inline constexpr char kBlanks = ' ';  ///< the separator that stands for runs of blanks and tabs
-
-/// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
-std::optional<double> to_number(std::string_view text);
-
-/// The text without blanks, tabs and carriage returns at both ends.
-std::string_view trim(std::string_view text);
-
-std::string lower_case(std::string_view text);
 
 /// What a line of a table is cut at, guessed from the line: the first of tab, semicolon and comma
 /// that stands in it outside quotes, otherwise blanks.

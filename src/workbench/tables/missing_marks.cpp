@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/missing_marks.h"
+#include "workbench/tables/missing_marks.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 
-#include "survey/delimited_text.h"
+#include "base/text.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/row_faults.h"
+#include "workbench/tables/row_faults.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/table.h"
+#include "workbench/tables/table.h"
 
 #include <fmt/format.h>
 
@@ -11,16 +11,17 @@
 #include <utility>
 
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/text_file.h"
 #include "base/view1.h"
-#include "survey/delimited_text.h"
-#include "survey/missing_marks.h"
-#include "survey/row_faults.h"
+#include "workbench/tables/delimited_text.h"
+#include "workbench/tables/missing_marks.h"
+#include "workbench/tables/row_faults.h"
 
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kLongestLine = 1'000'000;
+constexpr std::size_t kMaxLine = 1'000'000;
 constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
 
 /// The name of the line that a row such as "Line 100" or "Tie: 5" begins.
@@ -64,8 +65,8 @@ class TableReader {
     std::optional<TextFile> file = TextFile::open(name_);
     if (!file) file_not_found("table", name_);
     std::string line;
-    for (number_ = 1; file->read_line(line, kLongestLine); ++number_) {
-      if (line.size() == kLongestLine) {
+    for (number_ = 1; file->read_line(line, kMaxLine); ++number_) {
+      if (line.size() == kMaxLine) {
         stop_run(
             fmt::format(" ERROR: {} line {} is longer than a million characters.", name_, number_));
       }

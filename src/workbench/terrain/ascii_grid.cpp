@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/ascii_grid.h"
+#include "workbench/terrain/ascii_grid.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +13,8 @@
 
 #include "base/free_format.h"
 #include "base/stop_run.h"
-#include "survey/delimited_text.h"
+#include "base/text.h"
+#include "workbench/tables/delimited_text.h"
 
 namespace quorivex {
 namespace {
@@ -103,7 +104,7 @@ TerrainGrid read_ascii_grid(const std::string& name, TextFile& file) {
   const GridHeader header = read_header(file, name);
   const auto count = [&](const std::optional<double>& value, const char* what) {
     if (!value || *value != std::floor(*value) || *value < 2.0 ||
-        *value > static_cast<double>(kMostNodes)) {
+        *value > static_cast<double>(kMaxNodes)) {
       bad_grid(name, fmt::format("{} should be a whole number from 2 to a million", what));
     }
     return static_cast<std::int64_t>(*value);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/text_file.h"
-#include "survey/terrain_grid.h"
+#include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
 

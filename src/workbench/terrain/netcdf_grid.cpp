@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/netcdf_grid.h"
+#include "workbench/terrain/netcdf_grid.h"
 
 #include <fmt/format.h>
 
@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "base/text.h"
 #include "base/view1.h"
-#include "survey/delimited_text.h"
-#include "survey/netcdf_input.h"
+#include "workbench/terrain/netcdf_input.h"
 
 namespace quorivex {
 namespace {
 
-constexpr double kUneven = 0.05;        // of a step: coordinates in single precision
-constexpr double kMostDegrees = 360.0;  // what is larger is no angle, whatever its units say
+constexpr double kUneven = 0.05;       // of a step: coordinates in single precision
+constexpr double kMaxDegrees = 360.0;  // what is larger is no angle, whatever its units say
 
 void expect_metres(const NetcdfInput& file, const NetcdfVariable& variable) {
   const std::string units = file.text(variable, "units");
@@ -42,7 +42,7 @@ Axis axis_of(const NetcdfInput& file, const NetcdfVariable& coordinate) {
   const std::vector<double> values = file.values(coordinate);
   const Axis axis{length(values), values.front(), values.back()};
   const bool degrees = file.text(coordinate, "units").starts_with("degree");
-  if (degrees && std::max(std::abs(axis.first), std::abs(axis.last)) <= kMostDegrees) {
+  if (degrees && std::max(std::abs(axis.first), std::abs(axis.last)) <= kMaxDegrees) {
     bad_netcdf(file.name(), fmt::format("{} is in degrees; project the grid to the coordinates of "
                                         "the survey first (gdalwarp -t_srs)",
                                         coordinate.name));

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "survey/terrain_grid.h"
+#include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
 

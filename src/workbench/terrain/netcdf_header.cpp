@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/netcdf_header.h"
+#include "workbench/terrain/netcdf_header.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/netcdf_input.h"
+#include "workbench/terrain/netcdf_input.h"
 
 #include <fmt/format.h>
 #include <netcdf_mem.h>
@@ -11,17 +11,17 @@
 #include <utility>
 
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/view1.h"
-#include "survey/delimited_text.h"
-#include "survey/netcdf_header.h"
-#include "survey/terrain_grid.h"
+#include "workbench/terrain/netcdf_header.h"
+#include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "read_netcdf_grid";
-constexpr double kMostPacked = 1100.0;      // deflated values a byte; 1032 is what zlib reaches
-constexpr std::size_t kLongestText = 1000;  // of an attribute
+constexpr double kMaxPacked = 1100.0;   // deflated values a byte; 1032 is what zlib reaches
+constexpr std::size_t kMaxText = 1000;  // of an attribute
 
 std::vector<char> bytes_of(const std::string& name) {
   std::error_code failed;
@@ -80,7 +80,7 @@ std::string NetcdfInput::dimension_name(int dimension) const {
 std::int64_t NetcdfInput::nodes(int dimension) const {
   std::size_t nodes = 0;
   need(nc_inq_dimlen(id_, dimension, &nodes));
-  if (nodes < 2 || nodes > as_size(kMostNodes)) {
+  if (nodes < 2 || nodes > as_size(kMaxNodes)) {
     bad_netcdf(name_, fmt::format("{} has {} nodes; from 2 to a million are expected",
                                   dimension_name(dimension), nodes));
   }
@@ -99,7 +99,7 @@ std::vector<double> NetcdfInput::values(const NetcdfVariable& variable) const {
   if (storage == NC_CHUNKED) {
     for (const std::size_t side : piece) in_piece *= static_cast<double>(side);
   }
-  if (std::max(count, in_piece) > kMostPacked * static_cast<double>(bytes_.size())) {
+  if (std::max(count, in_piece) > kMaxPacked * static_cast<double>(bytes_.size())) {
     bad_netcdf(name_, fmt::format("{} should have {:g} values, which {} bytes cannot hold",
                                   variable.name, count, bytes_.size()));
   }
@@ -119,7 +119,7 @@ std::string NetcdfInput::text(const NetcdfVariable& variable, const char* attrib
     nc_free_string(1, &string);
     return lower_case(trim(text));
   }
-  if (type != NC_CHAR || size > kLongestText) {
+  if (type != NC_CHAR || size > kMaxText) {
     bad_netcdf(name_, fmt::format("{} of {} is no text", attribute, variable.name));
   }
   std::string text(size, '\0');
@@ -132,7 +132,7 @@ std::vector<double> NetcdfInput::numbers(const NetcdfVariable& variable,
   nc_type type = NC_NAT;
   std::size_t size = 0;
   if (nc_inq_att(id_, variable.id, attribute, &type, &size) != NC_NOERR) return {};
-  if (type == NC_CHAR || type >= NC_STRING || size > kLongestText) {
+  if (type == NC_CHAR || type >= NC_STRING || size > kMaxText) {
     bad_netcdf(name_, fmt::format("{} of {} is no number", attribute, variable.name));
   }
   std::vector<double> numbers(size);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "topography/read_topography.h"
+#include "workbench/terrain/read_topography.h"
 
 #include <algorithm>
 #include <new>
 
 #include "base/stop_run.h"
-#include "topography/surface_points.h"
-#include "topography/triangulation.h"
+#include "workbench/terrain/surface_points.h"
+#include "workbench/terrain/triangulation.h"
 
 namespace quorivex {
 namespace {
@@ -34,7 +34,7 @@ std::vector<double> lowest_on_line(const std::vector<double>& eastings, double n
   for (std::size_t i = 0; i < lowest.size(); ++i) {
     const double centre = ground(eastings[2 * i + 1], northing);
     const double east = ground(eastings[2 * i + 2], northing);
-    lowest[i] = std::min({kAboveAll, west, centre, east});  // this order passes over a NaN
+    lowest[i] = std::min({kAboveAll, west, centre, east});  // this order iterations over a NaN
     west = east;
   }
   return lowest;

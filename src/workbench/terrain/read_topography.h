@@ -5,8 +5,8 @@
 #include <string>
 
 #include "base/report.h"
-#include "mesh_io/column_tops.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "topography/surface_points.h"
+#include "workbench/terrain/surface_points.h"
 
 #include <fmt/format.h>
 
@@ -134,24 +134,24 @@ void append_corners(const Box& box, const Mesh& mesh, SurfacePoints& points) {
   }
 }
 
-struct Place {
+struct IndexedPoint {
   double easting;
   double northing;
   std::size_t point;
 
-  bool same_as(const Place& other) const {
+  bool same_as(const IndexedPoint& other) const {
     return easting == other.easting && northing == other.northing;
   }
 };
 
 /// The points by easting, northing and order in the file.
-std::vector<Place> sorted_places(const SurfacePoints& points) {
-  std::vector<Place> places;
+std::vector<IndexedPoint> sorted_points(const SurfacePoints& points) {
+  std::vector<IndexedPoint> places;
   places.reserve(points.easting.size());
   for (std::size_t i = 0; i < points.easting.size(); ++i) {
     places.push_back({points.easting[i], points.northing[i], i});
   }
-  std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
+  std::sort(places.begin(), places.end(), [](const IndexedPoint& a, const IndexedPoint& b) {
     return std::tie(a.easting, a.northing, a.point) < std::tie(b.easting, b.northing, b.point);
   });
   return places;
@@ -161,13 +161,13 @@ std::vector<Place> sorted_places(const SurfacePoints& points) {
 /// there is one. Pairs beyond the list are counted a place at a time, so that a million points in
 /// one place take no longer than elsewhere.
 void refuse_duplicates(const SurfacePoints& points, Report& report) {
-  const std::vector<Place> places = sorted_places(points);
+  const std::vector<IndexedPoint> places = sorted_points(points);
   std::string list;
   std::int64_t listed = 0;
   std::int64_t pairs = 0;
   for (auto first = places.begin(); first != places.end();) {
-    const auto last = std::find_if(first, places.end(),
-                                   [&](const Place& place) { return !place.same_as(*first); });
+    const auto last = std::find_if(
+        first, places.end(), [&](const IndexedPoint& place) { return !place.same_as(*first); });
     const std::int64_t here = std::distance(first, last);
     pairs += here * (here - 1) / 2;
     for (auto one = first; one != last && listed < kListed; ++one) {

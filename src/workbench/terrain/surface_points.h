@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/report.h"
-#include "mesh_io/mesh.h"
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/terrain.h"
+#include "workbench/terrain/terrain.h"
 
 #include <fmt/format.h>
 
@@ -11,14 +11,14 @@
 
 #include "base/report.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/text_file.h"
-#include "survey/ascii_grid.h"
-#include "survey/delimited_text.h"
-#include "survey/netcdf_grid.h"
-#include "survey/netcdf_header.h"
-#include "survey/terrain_grid.h"
-#include "topography/surface_points.h"
-#include "topography/triangulation.h"
+#include "workbench/terrain/ascii_grid.h"
+#include "workbench/terrain/netcdf_grid.h"
+#include "workbench/terrain/netcdf_header.h"
+#include "workbench/terrain/surface_points.h"
+#include "workbench/terrain/terrain_grid.h"
+#include "workbench/terrain/triangulation.h"
 
 namespace quorivex {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/terrain_grid.h"
+#include "workbench/terrain/terrain_grid.h"
 
 #include <fmt/format.h>
 

@@ -25,7 +25,7 @@ struct TerrainGrid {
   double elevation(double easting, double northing) const;
 };
 
-inline constexpr std::int64_t kMostNodes = 1'000'000;  ///< along one side of a grid
+inline constexpr std::int64_t kMaxNodes = 1'000'000;  ///< along one side of a grid
 
 /// Whether the ground may lie so high (metres): from -12,000 to 9,000, and not at -9999, which
 /// marks places without a value in most files.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "topography/triangulation.h"
+#include "workbench/terrain/triangulation.h"
 
 #include <CGAL/Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
@@ -93,8 +93,8 @@ Surface::Impl::Impl(const SurfacePoints& points) {
   const std::size_t count = points.easting.size();
   // A vertex and two faces; the points once more here, and with their order in the insertion.
   using Entry = std::pair<Point, double>;
-  expect_memory(count * (sizeof(Structure::Vertex) + 2 * sizeof(Structure::Face) +
-                         2 * sizeof(Entry) + sizeof(std::size_t)));
+  require_available_memory(count * (sizeof(Structure::Vertex) + 2 * sizeof(Structure::Face) +
+                                    2 * sizeof(Entry) + sizeof(std::size_t)));
   std::vector<Entry> entries;
   entries.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {

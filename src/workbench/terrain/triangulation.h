@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "topography/surface_points.h"
+#include "workbench/terrain/surface_points.h"
 
 namespace quorivex {
 

@@ -14,7 +14,7 @@ TEST(FixedFormat, GeneralFillsTenColumnsOnBothSidesOfEveryLimit) {
   std::string text;
   for (const double value : {0.0, -0.0, 0.09999, 0.1, -0.5, 0.9994, 0.9996, 9.994, 9.996, 99.94,
                              -99.96, 999.4, 999.6, -999.6, 1000.0, 1e-100, HUGE_VAL, std::nan("")})
-    text += general(value) + "|";
+    text += three_significant(value) + "|";
   EXPECT_EQ(text,
             " 0.000E+00|-0.000E+00| 9.999E-02| 0.100    |-0.500    | 0.999    |  1.00    |"
             "  9.99    |  10.0    |  99.9    | -100.    |  999.    | 1000.    |-1000.    |"
@@ -22,7 +22,8 @@ TEST(FixedFormat, GeneralFillsTenColumnsOnBothSidesOfEveryLimit) {
   // Everywhere: the nearest number of three digits.
   for (int thousandths = 100; thousandths < 1000000; thousandths += 5) {
     const double value = thousandths / 1000.0;
-    EXPECT_EQ(std::stod(general(value)), std::stod(fmt::format("{:.2e}", value))) << value;
+    EXPECT_EQ(std::stod(three_significant(value)), std::stod(fmt::format("{:.2e}", value)))
+        << value;
   }
 }
 

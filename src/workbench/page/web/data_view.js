@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Maps and statistics of the data of one pass.
+// Maps and statistics of the data of one iteration.
 'use strict';
 
 const MOST_POINTS = 5000;  // that a plot draws
@@ -117,7 +117,7 @@ function describeDatum(view, i) {
     ` \u00b7 datum ${i + 1} \u00b7 easting ${metres(x[i])} m, northing ${metres(y[i])} m, elevation ${metres(z[i])} m`);
 }
 
-// Draws the data of a pass, predicted values in nT.
+// Draws the data of an iteration, predicted values in nT.
 async function showData(view, predicted) {
   const {observed, deviation} = view.survey;
   view.predicted = predicted;

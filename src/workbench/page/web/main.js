@@ -14,8 +14,8 @@ async function loadLibrary() {
   URL.revokeObjectURL(source);
 }
 
-// Model and predicted data of a pass that the page carries.
-async function unpackPass(number, mesh) {
+// Model and predicted data of an iteration that the page carries.
+async function unpackIteration(number, mesh) {
   const model = byId(`model-${number}`);
   const {digits, firstExponent} = model.dataset;
   return {
@@ -25,10 +25,10 @@ async function unpackPass(number, mesh) {
   };
 }
 
-function describePass(run, number, digits) {
-  const row = run.passes.find((r) => r.number === number);
-  byId('pass-words').textContent = `beta ${figures(row.beta, 4)}, misfit ${figures(row.misfit, 5)}. ` + (digits < run.fileDigits
-    ? `To keep this page small, the susceptibilities of this pass are rounded to ${digits} digits.`
+function describeIteration(run, number, digits) {
+  const row = run.iterations.find((r) => r.number === number);
+  byId('iteration-words').textContent = `beta ${figures(row.beta, 4)}, misfit ${figures(row.misfit, 5)}. ` + (digits < run.fileDigits
+    ? `To keep this page small, the susceptibilities of this iteration are rounded to ${digits} digits.`
     : `Susceptibilities as in ${row.modelFile}.`);
 }
 
@@ -53,26 +53,26 @@ async function start() {
     east: mesh.nodes.easting.length - 1, north: mesh.nodes.northing.length - 1,
     layers: mesh.nodes.elevation.length - 1,
   };
-  const select = byId('pass');
-  select.replaceChildren(...run.held.map((n) => new Option(n === run.passes.at(-1).number ? `${n} (last)` : n, n)));
+  const select = byId('iteration');
+  select.replaceChildren(...run.held.map((n) => new Option(n === run.iterations.at(-1).number ? `${n} (last)` : n, n)));
   let shown = run.held.at(-1);
   select.value = shown;
-  const pass = await unpackPass(shown, mesh);
-  describePass(run, shown, pass.digits);
-  const modelView = await startModelView(mesh, survey, pass.values);
-  const dataView = await startDataView(survey, pass.predicted);
-  drawPasses(run, shown);
+  const iteration = await unpackIteration(shown, mesh);
+  describeIteration(run, shown, iteration.digits);
+  const modelView = await startModelView(mesh, survey, iteration.values);
+  const dataView = await startDataView(survey, iteration.predicted);
+  drawIterations(run, shown);
   preparePrinting();
   select.addEventListener('change', async () => {
     const number = Number(select.value);
     shown = number;
     document.body.setAttribute('aria-busy', 'true');
-    const chosen = await unpackPass(number, mesh);
+    const chosen = await unpackIteration(number, mesh);
     if (shown !== number) return;  // another one was chosen meanwhile
-    describePass(run, number, chosen.digits);
+    describeIteration(run, number, chosen.digits);
     await showModel(modelView, chosen.values);
     await showData(dataView, chosen.predicted);
-    drawPasses(run, number);
+    drawIterations(run, number);
     document.body.setAttribute('aria-busy', 'false');
   });
   document.body.setAttribute('aria-busy', 'false');

@@ -205,7 +205,7 @@ function moveTo(view, places) {
   });
 }
 
-// The range that the colours show: that of the last pass, from a thousandth of its greatest value
+// The range that the colours show: that of the last iteration, from a thousandth of its greatest value
 // on a logarithmic axis, which needs a positive one.
 function resetRange(view) {
   const [least, most] = view.range;

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include "control/next_beta.h"
-#include "control/timer.h"
+#include "inversion/control/timer.h"
+#include "inversion/solver/next_beta.h"
 
 namespace quorivex {
 
 TEST(NextBeta, AimsAtTheTargetAlongAPowerLawButNeverFallsFasterThanItsFactor) {
-  EXPECT_EQ(next_beta({8.0, 101.0}, {}, 100.0), 4.0) << "after the first pass";
+  EXPECT_EQ(next_beta({8.0, 101.0}, {}, 100.0), 4.0) << "after the first iteration";
   constexpr double k95 = 0.9499999992549419;  // 1 - 0.05 in single precision
   const struct {
-    Pass now, before;
+    Iteration now, before;
     double target, next;
   } table[] = {{{4, 160}, {8, 640}, 129.6, 3.6},      // misfit = 10 beta^2 is 129.6 at beta = 3.6
                {{4, 125}, {8, 120}, 100, 3.2 * k95},  // the misfit rises,

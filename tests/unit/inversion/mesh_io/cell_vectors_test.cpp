@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/cell_vectors.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/model_files.h"
 #include "scratch_folder.h"
 
 namespace quorivex::test {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "objective/weighting.h"
+#include "inversion/objective/weighting.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <array>
 #include <cmath>
 
-#include "objective/calc_wtw_mod.h"
-#include "objective/model_norm.h"
+#include "inversion/objective/calc_wtw_mod.h"
+#include "inversion/objective/model_norm.h"
 #include "scratch_folder.h"
 #include "values.h"
 

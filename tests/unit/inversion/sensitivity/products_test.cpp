@@ -6,10 +6,10 @@
 #include <numeric>
 #include <tuple>
 
+#include "inversion/sensitivity/full_sens_mod.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/sensitivity/sparse_sens_mod.h"
 #include "scratch_folder.h"
-#include "sensitivity/full_sens_mod.h"
-#include "sensitivity/getpar.h"
-#include "sensitivity/sparse_sens_mod.h"
 #include "survey.h"
 
 namespace quorivex::test {
@@ -31,7 +31,7 @@ TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
     SensitivityState sens;
     sens.nsens = nsens;
     sens.ndata = ndata;
-    sens.Gfull = {nsens, RawArray<float>(std::int64_t{nsens} * ndata, "test")};
+    sens.Gfull = {nsens, UninitializedArray<float>(std::int64_t{nsens} * ndata, "test")};
     std::vector<double> x(as_size(nsens));
     std::vector<double> t(as_size(ndata));
     std::vector<double> d(as_size(ndata));

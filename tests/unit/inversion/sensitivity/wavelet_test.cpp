@@ -9,7 +9,7 @@
 #include <tuple>
 
 #include "compressed.h"
-#include "sensitivity/sparse_sens_mod.h"
+#include "inversion/sensitivity/sparse_sens_mod.h"
 #include "values.h"
 
 namespace quorivex::test {

@@ -5,13 +5,13 @@
 #include <cmath>
 
 #include "compressed.h"
-#include "mesh_io/cell_vectors.h"
-#include "objective/calc_wtw_mod.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/objective/calc_wtw_mod.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/sensitivity/products.h"
+#include "inversion/solver/linsolv.h"
+#include "inversion/solver/normal_equations.h"
 #include "scratch_folder.h"
-#include "sensitivity/getpar.h"
-#include "sensitivity/products.h"
-#include "solver/linsolv.h"
-#include "solver/normal_equations.h"
 #include "values.h"
 
 namespace quorivex::test {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numbers>
 
-#include "forward/prism_row.h"
 #include "prism_mesh.h"
+#include "workbench/forward/prism_row.h"
 
 namespace quorivex::test {
 namespace {

@@ -8,15 +8,15 @@
 
 #include "base/record_writer.h"
 #include "base/stop_run.h"
-#include "forward/build_sensitivity.h"
-#include "forward/cell_scale.h"
-#include "forward/predicted_data.h"
-#include "forward/wavelet_filters.h"
+#include "inversion/sensitivity/getpar.h"
+#include "inversion/sensitivity/products.h"
+#include "inversion/sensitivity/wavelet_filters.h"
 #include "prism_mesh.h"
 #include "scratch_folder.h"
-#include "sensitivity/getpar.h"
-#include "sensitivity/products.h"
 #include "values.h"
+#include "workbench/forward/build_sensitivity.h"
+#include "workbench/forward/cell_scale.h"
+#include "workbench/forward/predicted_data.h"
 
 namespace quorivex::test {
 namespace {
@@ -115,7 +115,7 @@ TEST(RowCompression, KeepsTheFewestCoefficientsThatAreAllowed) {
   const std::vector<double> row{3, -1, 0, 2, 2, -2, 0.5, 0, 1, -4};
   const auto kept = [&](const CompressionRule& rule) {
     std::vector<double> work;
-    Cut cut = choose_cut(row, 5, rule, work);
+    CoefficientThreshold cut = choose_threshold(row, 5, rule, work);
     std::vector<double> values;
     std::copy_if(row.begin(), row.end(), std::back_inserter(values),
                  [&](double c) { return cut.keeps(c); });

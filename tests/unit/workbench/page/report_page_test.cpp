@@ -7,11 +7,11 @@
 #include <random>
 
 #include "base/stop_run.h"
-#include "report_page/packed_values.h"
-#include "report_page/page_parts.h"
-#include "report_page/statistics.h"
-#include "report_page/write_report.h"
 #include "scratch_folder.h"
+#include "workbench/appraisal/statistics.h"
+#include "workbench/page/packed_values.h"
+#include "workbench/page/page_parts.h"
+#include "workbench/page/write_report.h"
 
 namespace quorivex::test {
 namespace {
@@ -40,7 +40,7 @@ Places grid(int ne, int nn) {
 TEST(NeighbourLikeness, TellsAPatternFromNoise) {
   for (const auto& [ne, nn] : {std::pair{40, 30}, std::pair{1200, 1}, std::pair{1, 1200}}) {
     Places places = grid(ne, nn);
-    const Likeness noise = neighbour_likeness(places.x, places.y, places.noise).value();
+    const SpatialCorrelation noise = neighbour_likeness(places.x, places.y, places.noise).value();
     EXPECT_LT(std::abs(noise.correlation), 0.1) << ne;
     EXPECT_FALSE(noise.significant) << ne;
     EXPECT_LT(noise.standard_errors, 4.5) << ne;
@@ -48,7 +48,7 @@ TEST(NeighbourLikeness, TellsAPatternFromNoise) {
     for (std::size_t i = 0; i < wave.size(); ++i) {
       wave[i] += 2.0 * std::sin((places.x[i] + places.y[i]) / 150.0);
     }
-    const Likeness pattern = neighbour_likeness(places.x, places.y, wave).value();
+    const SpatialCorrelation pattern = neighbour_likeness(places.x, places.y, wave).value();
     EXPECT_GT(pattern.correlation, 0.5) << ne;
     EXPECT_TRUE(pattern.significant) << ne;
   }
@@ -59,7 +59,7 @@ TEST(NeighbourLikeness, SaysWhereResidualsGather) {
   for (std::size_t i = 0; i < places.x.size(); ++i) {
     if (std::hypot(places.x[i] - 5600.0, places.y[i] - 9120.0) < 45.0) places.noise[i] -= 3.5;
   }
-  const Likeness like = neighbour_likeness(places.x, places.y, places.noise).value();
+  const SpatialCorrelation like = neighbour_likeness(places.x, places.y, places.noise).value();
   EXPECT_GT(like.standard_errors, 4.5);
   EXPECT_LT(like.mean, -1.5);
   EXPECT_LT(std::hypot(like.easting - 5600.0, like.northing - 9120.0), 60.0);
@@ -108,10 +108,10 @@ TEST(ModelStatistics, FindsEachSideOfTheMesh) {
   }
 }
 
-Findings fine() {
-  Findings f;
+RunFacts fine() {
+  RunFacts f;
   f.ndata = 400;
-  f.pass = f.passes_made = 7;
+  f.iteration = f.iterations_made = 7;
   f.misfit = 410.0;
   f.target = 400.0;
   f.active_cells = 1000;
@@ -122,7 +122,7 @@ Findings fine() {
 }
 
 TEST(Verdict, DependsOnTheTargetAndOnFlags) {
-  Findings f = fine();
+  RunFacts f = fine();
   EXPECT_TRUE(red_flags(f).empty());
   EXPECT_EQ(verdict(f, 0).level, Level::good);
   EXPECT_EQ(verdict(f, 1).level, Level::warning);
@@ -134,18 +134,18 @@ TEST(Verdict, DependsOnTheTargetAndOnFlags) {
   f.target.reset();
   EXPECT_EQ(verdict(f, 0).mark, "No target");
   f.misfit = 400.0;
-  f.passes_made = 8;
+  f.iterations_made = 8;
   for (const std::optional<double> target : {std::optional(400.0), std::optional<double>()}) {
     f.target = target;
     const Verdict earlier = verdict(f, 0);
     EXPECT_EQ(earlier.level, Level::warning);
-    EXPECT_EQ(earlier.mark, "Pass 7 of 8");
+    EXPECT_EQ(earlier.mark, "Iteration 7 of 8");
     EXPECT_NE(earlier.headline.find("not the result of the run, which made 8"), std::string::npos);
     EXPECT_NE(tiles_html(f).find("7 of 8"), std::string::npos);
   }
-  f.foreign_parts = {"stations"};
+  f.mismatched_survey_parts = {"stations"};
   EXPECT_EQ(verdict(f, 0).level, Level::bad);
-  f.foreign_parts.clear();
+  f.mismatched_survey_parts.clear();
   f.misfit = std::nan("");
   f.target = 400.0;
   EXPECT_EQ(verdict(f, 0).level, Level::bad);
@@ -153,36 +153,38 @@ TEST(Verdict, DependsOnTheTargetAndOnFlags) {
 
 TEST(RedFlags, EachHasItsCause) {
   const auto title = [](auto change) {
-    Findings f = fine();
+    RunFacts f = fine();
     change(f);
     const std::vector<RedFlag> flags = red_flags(f);
     return flags.size() == 1 ? flags[0].title : fmt::format("{} flags", flags.size());
   };
-  EXPECT_EQ(title([](Findings& f) { f.at_upper = 1; }), "Susceptibility at the upper bound");
-  EXPECT_EQ(title([](Findings& f) { f.gap = 12.6; }), "Data coarser than the cells");
-  EXPECT_EQ(title([](Findings& f) {
+  EXPECT_EQ(title([](RunFacts& f) { f.at_upper = 1; }), "Susceptibility at the upper bound");
+  EXPECT_EQ(title([](RunFacts& f) { f.gap = 12.6; }), "Data coarser than the cells");
+  EXPECT_EQ(title([](RunFacts& f) {
               f.model.edges[3] = {"northern", 0.02, 0.3};
             }),
             "Susceptibility at the edge of the mesh");
-  EXPECT_EQ(title([](Findings& f) { f.residuals.mean = -0.4; }), "Residuals are off zero");
-  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness = Likeness{.standard_errors = 5.0}; }),
-            "Residuals have a pattern");
-  EXPECT_EQ(title([](Findings& f) { f.residuals.likeness = Likeness{.correlation = 0.5}; }),
-            "0 flags");
+  EXPECT_EQ(title([](RunFacts& f) { f.residuals.mean = -0.4; }), "Residuals are off zero");
+  EXPECT_EQ(
+      title([](RunFacts& f) { f.residuals.likeness = SpatialCorrelation{.standard_errors = 5.0}; }),
+      "Residuals have a pattern");
+  EXPECT_EQ(
+      title([](RunFacts& f) { f.residuals.likeness = SpatialCorrelation{.correlation = 0.5}; }),
+      "0 flags");
 }
 
 TEST(PageParts, ValuesCannotBecomePartOfThePage) {
   EXPECT_EQ(escaped(R"(<a href="x">'&)"), "&lt;a href=&quot;x&quot;&gt;&#39;&amp;");
   EXPECT_EQ(filled("a {{one}} {{two}}.", {{"one", "{{two}}"}, {"two", "2"}}), "a {{two}} 2.");
   EXPECT_THROW(filled("{{three}}", {}), StopRun);
-  EXPECT_EQ(spread_passes(9, 12).size(), 9U);
-  EXPECT_EQ(spread_passes(9, 3), (std::vector<std::size_t>{0, 4, 8}));
-  EXPECT_EQ(spread_passes(9, 1), (std::vector<std::size_t>{8}));
+  EXPECT_EQ(spread_iterations(9, 12).size(), 9U);
+  EXPECT_EQ(spread_iterations(9, 3), (std::vector<std::size_t>{0, 4, 8}));
+  EXPECT_EQ(spread_iterations(9, 1), (std::vector<std::size_t>{8}));
 }
 
-/// Writes the files of passes of a million cells without a word about their neighbours; only those
-/// of the last pass are all alike and small when packed.
-FinishedRun million_cells(const ScratchFolder& folder, int passes) {
+/// Writes the files of iterations of a million cells without a word about their neighbours; only
+/// those of the last iteration are all alike and small when packed.
+FinishedRun million_cells(const ScratchFolder& folder, int iterations) {
   constexpr std::int32_t kSide = 100;
   const std::vector<double> widths(kSide, 25.0);
   FinishedRun run;
@@ -206,11 +208,11 @@ FinishedRun million_cells(const ScratchFolder& folder, int passes) {
   for (std::size_t cell = 0; cell < as_size(run.mesh.cells()); ++cell) even += "1e-3\n";
   const std::string last = folder.write("last.sus", even);
   const std::string data = folder.write("m.pre", "0 0 0\n0 0 1\n1\n1 1 1 1.0\n");
-  for (int pass = 1; pass <= passes; ++pass) {
-    FinishedPass of_run{
-        .row = {}, .model_file = pass == passes ? last : model, .predicted_file = data};
-    of_run.row.pass = pass;
-    run.passes.push_back(of_run);
+  for (int iteration = 1; iteration <= iterations; ++iteration) {
+    FinishedIteration of_run{
+        .row = {}, .model_file = iteration == iterations ? last : model, .predicted_file = data};
+    of_run.row.iteration = iteration;
+    run.iterations.push_back(of_run);
   }
   return run;
 }
@@ -222,13 +224,13 @@ TEST(WriteReport, StaysBelowItsSizeForAMillionCells) {
   const ScratchFolder folder;
   FinishedRun run = million_cells(folder, 5);
   const ReportWritten several = write_report(run, 12, folder.path("page.html"));
-  EXPECT_LT(folder.read("page.html").size(), kMostBytes);
-  EXPECT_GT(several.bytes, kMostBytes / 2);
+  EXPECT_LT(folder.read("page.html").size(), kMaxBytes);
+  EXPECT_GT(several.bytes, kMaxBytes / 2);
   EXPECT_EQ(several.digits_last, kFileDigits);
-  EXPECT_EQ(several.passes.back(), 5);
-  run.passes.pop_back();
+  EXPECT_EQ(several.iterations.back(), 5);
+  run.iterations.pop_back();
   const ReportWritten alone = write_report(run, 1, folder.path("page.html"));
-  EXPECT_LT(folder.read("page.html").size(), kMostBytes);
+  EXPECT_LT(folder.read("page.html").size(), kMaxBytes);
   EXPECT_EQ(alone.digits_last, kFileDigits);
 }
 

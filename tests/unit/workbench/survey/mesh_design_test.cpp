@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/mesh_design.h"
+#include "workbench/survey/mesh_design.h"
 
 #include <gtest/gtest.h>
 

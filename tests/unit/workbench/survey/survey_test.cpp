@@ -4,11 +4,11 @@
 #include <cmath>
 
 #include "base/stop_run.h"
-#include "survey/geomagnetic_field.h"
-#include "survey/igrf_coefficients.h"
-#include "survey/thinning.h"
-#include "survey/trend.h"
 #include "values.h"
+#include "workbench/geomagnetism/geomagnetic_field.h"
+#include "workbench/geomagnetism/igrf_coefficients.h"
+#include "workbench/survey/thinning.h"
+#include "workbench/survey/trend.h"
 
 namespace quorivex::test {
 namespace {
@@ -75,7 +75,7 @@ void expect_plane(const Trend& trend, double tolerance) {
   EXPECT_NEAR(trend.north, -0.03, tolerance * 1e-3);
 }
 
-TEST(Trends, FitsFindThePlaneAndTheRobustOnePassesOverTheAnomaly) {
+TEST(Trends, FitsFindThePlaneAndTheRobustOneIterationsOverTheAnomaly) {
   const auto fit = [](const Stations& s, TrendKind kind, TrendFit how, double beyond) {
     return fit_trend(s, kind, how, 456000.0, 7556000.0, beyond);
   };
@@ -130,7 +130,7 @@ TEST(GeomagneticField, AgreesWithPublishedValues) {
 
 // Wrong order or interpolation of epochs would break the line between them.
 TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
-  const Place place{10.0, 50.0, 0.0};
+  const GeoPosition place{10.0, 50.0, 0.0};
   const auto at = [&](double year) { return igrf_field(place, year).strength; };
   EXPECT_NEAR(at(1995.0 - 1e-6), at(1995.0), 0.01);
   EXPECT_NEAR(at(1992.5), 0.5 * (at(1990.0) + at(1995.0)), 2.0);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/table.h"
+#include "workbench/tables/table.h"
 
 #include <gtest/gtest.h>
 
 #include "base/stop_run.h"
 #include "scratch_folder.h"
-#include "survey/delimited_text.h"
+#include "workbench/tables/delimited_text.h"
 
 namespace quorivex::test {
 namespace {

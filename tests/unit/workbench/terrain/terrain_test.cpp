@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "survey/terrain.h"
+#include "workbench/terrain/terrain.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

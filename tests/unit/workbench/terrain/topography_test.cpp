@@ -8,10 +8,10 @@
 
 #include "base/stop_run.h"
 #include "scratch_folder.h"
-#include "topography/read_topography.h"
-#include "topography/surface_points.h"
-#include "topography/triangulation.h"
 #include "values.h"
+#include "workbench/terrain/read_topography.h"
+#include "workbench/terrain/surface_points.h"
+#include "workbench/terrain/triangulation.h"
 
 namespace quorivex::test {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "base/place_tree.h"
+#include "workbench/geometry/kd_tree.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,11 +10,11 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "place_tree";
+constexpr const char* kRoutine = "kd_tree";
 constexpr double kFar = std::numeric_limits<double>::infinity();
 
-std::vector<Place> distinct_places(const std::vector<double>& x, const std::vector<double>& y) {
-  std::vector<Place> places = allocate<Place>(x.size(), kRoutine);
+std::vector<MapPoint> distinct_places(const std::vector<double>& x, const std::vector<double>& y) {
+  std::vector<MapPoint> places = allocate<MapPoint>(x.size(), kRoutine);
   for (std::size_t i = 0; i < places.size(); ++i) places[i] = {x[i], y[i]};
   std::sort(places.begin(), places.end());
   places.erase(std::unique(places.begin(), places.end()), places.end());
@@ -25,27 +25,27 @@ std::size_t middle(std::size_t first, std::size_t last) { return first + (last -
 
 }  // namespace
 
-PlaceTree::PlaceTree(const std::vector<double>& x, const std::vector<double>& y)
+KdTree2::KdTree2(const std::vector<double>& x, const std::vector<double>& y)
     : places_(distinct_places(x, y)), axes_(allocate<std::uint8_t>(places_.size(), kRoutine)) {
   build(0, places_.size());
 }
 
-double PlaceTree::to_nearest(const Place& from) const {
+double KdTree2::to_nearest(const MapPoint& from) const {
   double square = kFar;
   search(0, size(), from, size(), square);
   return std::sqrt(square);
 }
 
-double PlaceTree::to_nearest_other(std::size_t place) const {
+double KdTree2::distance_to_nearest_other(std::size_t place) const {
   double square = kFar;
   search(0, size(), places_[place], place, square);
   return std::sqrt(square);
 }
 
-void PlaceTree::build(std::size_t first, std::size_t last) {
+void KdTree2::build(std::size_t first, std::size_t last) {
   if (last - first < 2) return;
-  Place least = places_[first];
-  Place most = least;
+  MapPoint least = places_[first];
+  MapPoint most = least;
   for (std::size_t i = first; i < last; ++i) {
     for (std::size_t axis = 0; axis < 2; ++axis) {
       least[axis] = std::min(least[axis], places_[i][axis]);
@@ -58,15 +58,15 @@ void PlaceTree::build(std::size_t first, std::size_t last) {
     return places_.begin() + static_cast<std::ptrdiff_t>(i);
   };
   std::nth_element(at(first), at(mid), at(last),
-                   [axis](const Place& a, const Place& b) { return a[axis] < b[axis]; });
+                   [axis](const MapPoint& a, const MapPoint& b) { return a[axis] < b[axis]; });
   axes_[mid] = static_cast<std::uint8_t>(axis);
   build(first, mid);
   build(mid + 1, last);
 }
 
 /// Lowers `square`, a squared distance, to that of the nearest place of the range but one.
-void PlaceTree::search(std::size_t first, std::size_t last, const Place& from, std::size_t without,
-                       double& square) const {
+void KdTree2::search(std::size_t first, std::size_t last, const MapPoint& from, std::size_t without,
+                     double& square) const {
   if (first >= last) return;
   const std::size_t mid = middle(first, last);
   const double dx = from[0] - places_[mid][0];

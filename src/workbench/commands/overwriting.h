@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "results/finished_run.h"
+#include "workbench/results/finished_run.h"
 
 namespace quorivex {
 
 /// @throws StopRun when the output would replace a file that the run read or left
-void keep_files_of_run(const FinishedRun& run, const std::string& output);
+void refuse_overwriting_run_files(const FinishedRun& run, const std::string& output);
 
 }  // namespace quorivex

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "mesh_io/in_words.h"
+#include "inversion/mesh_io/describe_mesh.h"
 
 #include <fmt/format.h>
 
@@ -23,13 +23,13 @@ std::string axis_in_words(const char* axis, double from, double to, const char* 
 
 }  // namespace
 
-std::string bytes_in_words(double bytes) {
+std::string format_bytes(double bytes) {
   if (bytes >= 1e9) return fmt::format("{:.2f} GB", bytes / 1e9);
   if (bytes >= 1e6) return fmt::format("{:.1f} MB", bytes / 1e6);
   return fmt::format("{:.1f} kB", bytes / 1e3);
 }
 
-std::string mesh_in_words(const Mesh& mesh) {
+std::string describe_mesh(const Mesh& mesh) {
   return fmt::format("Mesh: {} x {} x {} cells along easting, northing and depth, {} in all\n",
                      mesh.ne, mesh.nn, mesh.nz, mesh.cells()) +
          axis_in_words("easting", mesh.easting_nodes.front(), mesh.easting_nodes.back(), "cells",

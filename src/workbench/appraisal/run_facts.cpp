@@ -1,24 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "report_page/find_out.h"
+#include "workbench/appraisal/run_facts.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "base/report.h"
 #include "base/stop_run.h"
-#include "mesh_io/active_cells.h"
-#include "mesh_io/cell_vectors.h"
-#include "mesh_io/model_files.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "find_out";
+constexpr const char* kRoutine = "collect_run_facts";
 // Model files hold six digits: a value on a bound is off by half of the last at most.
 constexpr double kPrinted = 5.1e-6;
 
 void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& model,
-                           Findings& findings) {
+                           RunFacts& findings) {
   const InversionParameters& p = run.parameters;
   Report report;
   report.leave_console();
@@ -32,7 +32,7 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   findings.bounds_known =
       !replaced_by_run(run, p.lowerBounds) && !replaced_by_run(run, p.upperBounds);
   if (!findings.bounds_known) {
-    findings.at_bounds = run.passes.back().row.cells_on_bound;
+    findings.at_bounds = run.iterations.back().row.cells_on_bound;
     return;
   }
   const auto held = [&](double sign) {
@@ -58,15 +58,16 @@ LargestResidual largest_residual(const Observations& o, const DataFit& fit,
 
 }  // namespace
 
-Findings find_out(const FinishedRun& run, const std::vector<double>& model, const DataFit& fit) {
+RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& model,
+                           const DataFit& fit) {
   const Observations& o = run.observations;
   const Mesh& mesh = run.mesh;
-  Findings findings;
+  RunFacts findings;
   findings.ndata = o.ndata;
-  findings.pass = run.passes.back().row.pass;
-  findings.passes_made = run.passes_made;
-  findings.foreign_parts = run.foreign_parts;
-  findings.misfit = run.passes.back().row.misfit;
+  findings.iteration = run.iterations.back().row.iteration;
+  findings.iterations_made = run.iterations_made;
+  findings.mismatched_survey_parts = run.mismatched_survey_parts;
+  findings.misfit = run.iterations.back().row.misfit;
   findings.target = run.target;
   findings.ended = !run.ended.empty();
   findings.ending = run.ending;

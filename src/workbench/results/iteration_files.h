@@ -3,20 +3,21 @@
 
 #include <vector>
 
-#include "results/finished_run.h"
+#include "workbench/results/finished_run.h"
 
 namespace quorivex {
 
 /// Susceptibility (SI) of every cell of the mesh in cell order, to the six digits of the file; NaN
 /// in air and in inactive cells that the reference model marks as air (-100).
 /// @throws StopRun for a file that is cut off, too long, of a run with other column tops, or whose
-///         smallness is not the one that the run states for the pass
-std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass);
+///         smallness is not the one that the run states for the iteration
+std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& iteration);
 
 /// Predicted data (nT), in the order of the observations.
 /// @throws StopRun for a file that is cut off, or that does not have the misfit which the run
-///         states or its stations: one of another pass or run, or observations that were changed
-std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& pass);
+///         states or its stations: one of another iteration or run, or observations that were
+///         changed
+std::vector<double> read_predicted(const FinishedRun& run, const FinishedIteration& iteration);
 
 /// Observed and predicted data side by side, one value a datum.
 struct DataFit {

@@ -15,12 +15,12 @@ namespace quorivex {
 
 /// Owned storage that is not set to zero first: what a file fills is touched once, by the read.
 template <class T>
-class RawArray {
+class UninitializedArray {
  public:
-  RawArray() = default;
+  UninitializedArray() = default;
 
   /// `size` elements of undefined value; when memory is short, `alloc_error(label)`.
-  RawArray(std::int64_t size, std::string_view label) : size_(size) {
+  UninitializedArray(std::int64_t size, std::string_view label) : size_(size) {
     try {
       data_.reset(static_cast<T*>(raw_memory(as_size(size) * sizeof(T))));
     } catch (const std::bad_alloc&) {

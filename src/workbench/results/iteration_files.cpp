@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "results/pass_files.h"
+#include "workbench/results/iteration_files.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
-#include "results/smallness.h"
+#include "workbench/results/smallness.h"
 
 namespace quorivex {
 namespace {
@@ -53,30 +53,30 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
                   run.input_file));
 }
 
-/// Compares the smallness of a model with the one that the run states for its pass.
-void check_pass(const FinishedRun& run, const FinishedPass& pass,
-                const std::vector<double>& model) {
+/// Compares the smallness of a model with the one that the run states for its iteration.
+void check_iteration(const FinishedRun& run, const FinishedIteration& iteration,
+                     const std::vector<double>& model) {
   const std::optional<Smallness> found = smallness(run, model);
-  const double stated = pass.row.norm.s;
+  const double stated = iteration.row.norm.s;
   if (!found ||
       std::abs(found->value - stated) <= 2.0 * (found->rounding + kHalfUnit * std::abs(stated))) {
     return;
   }
-  stop_run(
-      fmt::format(" ERROR: the model in {} has a smallness norm of {:.6g}, but the run states "
-                  "{:.6g} for pass {}.\n The file is of another pass or run, or was changed since, "
-                  "or the sensitivity file, the reference\n model, the active cells or the 3-D "
-                  "weights were: run quorivex {} again.",
-                  pass.model_file, found->value, stated, pass.row.pass, run.input_file));
+  stop_run(fmt::format(
+      " ERROR: the model in {} has a smallness norm of {:.6g}, but the run states "
+      "{:.6g} for iteration {}.\n The file is of another iteration or run, or was changed since, "
+      "or the sensitivity file, the reference\n model, the active cells or the 3-D "
+      "weights were: run quorivex {} again.",
+      iteration.model_file, found->value, stated, iteration.row.iteration, run.input_file));
 }
 
 }  // namespace
 
-std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass) {
+std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& iteration) {
   const Mesh& mesh = run.mesh;
   const std::string& source = run.parameters.activeCellFile;
   const bool all_active = source.starts_with("null") || source.starts_with("NULL");
-  std::vector<double> values = read_values(pass.model_file, mesh.cells());
+  std::vector<double> values = read_values(iteration.model_file, mesh.cells());
   double* cell = values.data();
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
     for (std::int32_t i = 1; i <= mesh.ne; ++i) {
@@ -84,19 +84,19 @@ std::vector<double> read_model(const FinishedRun& run, const FinishedPass& pass)
       for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
         const bool air = k <= top;
         if (air != (*cell == kAir) && (air || all_active)) {
-          wrong_tops(run, pass.model_file, k, i, j, *cell, air);
+          wrong_tops(run, iteration.model_file, k, i, j, *cell, air);
         }
         if (*cell == kAir) *cell = kNoValue;
       }
     }
   }
-  check_pass(run, pass, values);
+  check_iteration(run, iteration, values);
   return values;
 }
 
-std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& pass) {
+std::vector<double> read_predicted(const FinishedRun& run, const FinishedIteration& iteration) {
   const Observations& data = run.observations;
-  std::vector<double> predicted = read_predicted_data(pass.predicted_file, data);
+  std::vector<double> predicted = read_predicted_data(iteration.predicted_file, data);
   double misfit = 0.0;
   double rounding = 0.0;  // that the digits of the file may make in it
   for (std::size_t i = 0; i < predicted.size(); ++i) {
@@ -105,12 +105,13 @@ std::vector<double> read_predicted(const FinishedRun& run, const FinishedPass& p
     misfit += residual * residual;
     rounding += digits * (2.0 * std::abs(residual) + digits);
   }
-  const double stated = pass.row.misfit;
+  const double stated = iteration.row.misfit;
   if (!(std::abs(misfit - stated) <= 2.0 * (rounding + kHalfUnit * stated) + 1e-9)) {
     stop_run(fmt::format(
         " ERROR: the predicted data in {} have a misfit of {:.6g}, but the run states {:.6g} for "
-        "pass {}.\n The file is of another run, or {} was changed since: run quorivex {} again.",
-        pass.predicted_file, misfit, stated, pass.row.pass, run.parameters.obsFile,
+        "iteration {}.\n The file is of another run, or {} was changed since: run quorivex {} "
+        "again.",
+        iteration.predicted_file, misfit, stated, iteration.row.iteration, run.parameters.obsFile,
         run.input_file));
   }
   return predicted;

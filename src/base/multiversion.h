@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-// QUORIVEX_FOR_THIS_PROCESSOR before a function makes the compiler translate it for several
+// QUORIVEX_MULTIVERSIONED before a function makes the compiler translate it for several
 // generations of processors; the program takes the best one when it starts. Such a function must
 // not contain a parallel region: the part that the threads run would be translated once only.
 // QUORIVEX_ONE_TARGET turns it off: for -march=native, and for the thread sanitizer, whose runtime
 // is not ready yet when the choice is made.
 #if defined(__x86_64__) && !defined(QUORIVEX_ONE_TARGET)
-#define QUORIVEX_FOR_THIS_PROCESSOR \
+#define QUORIVEX_MULTIVERSIONED \
   __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #else
-#define QUORIVEX_FOR_THIS_PROCESSOR
+#define QUORIVEX_MULTIVERSIONED
 #endif

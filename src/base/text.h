@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorivex {
+
+/// The text without blanks, tabs and carriage returns at both ends.
+std::string_view trim(std::string_view text);
+
+/// The text with its letters A to Z in lower case.
+std::string lower_case(std::string_view text);
+
+/// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
+std::optional<double> to_number(std::string_view text);
+
+}  // namespace quorivex
