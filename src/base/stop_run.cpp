@@ -3,7 +3,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace quorivex {
+
+std::string StopRun::message() const {
+  const std::size_t first = std::min(console.find_first_not_of(" \n"), console.size());
+  const std::size_t end = console.find_last_not_of(" \n") + 1;  // npos + 1 is 0
+  return console.substr(first, end > first ? end - first : 0);
+}
 
 void stop_run(std::string_view lines) { throw StopRun(fmt::format("\n{}\n\n", lines)); }
 

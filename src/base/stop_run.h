@@ -16,6 +16,8 @@ struct StopRun : std::exception {
   StopRun(std::string console_text, std::string log_text)
       : console(std::move(console_text)), log(std::move(log_text)) {}
   const char* what() const noexcept override { return console.c_str(); }
+  /// The console's text without the blanks and empty lines around it.
+  std::string message() const;
 
   std::string console;
   std::string log;

@@ -16,4 +16,7 @@ std::string lower_case(std::string_view text);
 /// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
 std::optional<double> to_number(std::string_view text);
 
+/// The text with &, <, > and both quotes as entities, for text and attributes of XML and HTML.
+std::string escape_xml(std::string_view text);
+
 }  // namespace quorivex

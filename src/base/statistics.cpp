@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/statistics.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace quorivex {
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  if (values.size() % 2 == 1) return *middle;
+  return 0.5 * (*middle + *std::max_element(values.begin(), middle));
+}
+
+std::string format_range(const std::vector<double>& values, std::string_view unit, int digits) {
+  if (values.empty()) return "no values";
+  const auto [min, max] = std::minmax_element(values.begin(), values.end());
+  const std::string from = fmt::format("{:.{}g}", *min, digits);
+  const std::string to = fmt::format("{:.{}g}", *max, digits);
+  return from == to ? fmt::format("{} {} everywhere", from, unit)
+                    : fmt::format("{} to {} {}", from, to, unit);
+}
+
+}  // namespace quorivex
