@@ -53,8 +53,7 @@ struct Inversion {
   }
 
   CgResult update(CurrentModel& model, LinsolvState& state) const {
-    return linsolv(
-        problem(), kBeta, 1e-13, 2000, [](auto, auto) {}, model, state);
+    return linsolv(problem(), kBeta, {1e-13, 2000, [](auto, auto) {}}, model, state);
   }
 
   bool influence;
