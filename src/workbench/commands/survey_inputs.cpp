@@ -11,7 +11,6 @@
 #include <functional>
 #include <vector>
 
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
@@ -99,12 +98,13 @@ void add_thread_option(CLI::App& command) {
 }
 
 SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
-  Report report;
   Mesh mesh = read_mesh_file(source.mesh);
   check_widths(mesh);
   std::optional<Surface> surface;
   if (!source.topography.empty()) {
-    surface.emplace(read_surface_points(source.topography, mesh, report));
+    const SurfacePoints points = read_surface_points(source.topography, mesh);
+    for (const std::string& warning : points.warnings) fmt::print(stderr, "Warning: {}\n", warning);
+    surface.emplace(points);
   }
   const Elevation elevation = [&](double easting, double northing) {
     return surface ? surface->elevation(easting, northing) : source.elevation.value_or(mesh.z0);

@@ -34,7 +34,7 @@ std::vector<double> lowest_on_line(const std::vector<double>& eastings, double n
   for (std::size_t i = 0; i < lowest.size(); ++i) {
     const double centre = ground(eastings[2 * i + 1], northing);
     const double east = ground(eastings[2 * i + 2], northing);
-    lowest[i] = std::min({kAboveAll, west, centre, east});  // this order iterations over a NaN
+    lowest[i] = std::min({kAboveAll, west, centre, east});  // this order ignores a NaN
     west = east;
   }
   return lowest;
@@ -80,9 +80,9 @@ ColumnTops column_tops(const Mesh& mesh, const Ground& ground) {
   return tops;
 }
 
-ColumnTops read_topography(const std::string& name, const Mesh& mesh, Report& report) {
+ColumnTops read_topography(const std::string& name, const Mesh& mesh) {
   try {
-    const Surface surface(read_surface_points(name, mesh, report));
+    const Surface surface(read_surface_points(name, mesh));
     return column_tops(mesh, [&](double easting, double northing) {
       return surface.elevation(easting, northing);
     });

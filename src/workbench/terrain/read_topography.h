@@ -4,7 +4,6 @@
 #include <functional>
 #include <string>
 
-#include "base/report.h"
 #include "inversion/mesh_io/column_tops.h"
 #include "inversion/mesh_io/mesh.h"
 
@@ -21,6 +20,6 @@ ColumnTops column_tops(const Mesh& mesh, const std::function<double(double, doub
 /// Column tops from a topography file: reads and checks its points, triangulates them and looks at
 /// the surface under each column.
 /// @throws StopRun as read_surface_points and Surface; alloc_error("read_topography")
-ColumnTops read_topography(const std::string& name, const Mesh& mesh, Report& report);
+ColumnTops read_topography(const std::string& name, const Mesh& mesh);
 
 }  // namespace quorivex

@@ -76,17 +76,15 @@ SurfacePoints read_points(const std::string& name) {
   return points;
 }
 
-/// `box` is that of the points, `extent` that of the mesh.
-void check_coverage(const Box& box, const Box& extent, Report& report) {
+/// The fraction of the mesh, `extent`, that lies in the box of the points.
+double coverage(const Box& box, const Box& extent) {
   if (box.west >= extent.east || box.east <= extent.west || box.south >= extent.north ||
       box.north <= extent.south) {
     stop_run("Error: Topography is outside the mesh.");
   }
   const double easting = std::min(box.east, extent.east) - std::max(box.west, extent.west);
   const double northing = std::min(box.north, extent.north) - std::max(box.south, extent.south);
-  const double fraction =
-      (northing * easting) / ((extent.north - extent.south) * (extent.east - extent.west));
-  if (0.3 > fraction) report.both("Warning: Topography region is not large enough.\n");
+  return (northing * easting) / ((extent.north - extent.south) * (extent.east - extent.west));
 }
 
 struct Nearest {
@@ -160,7 +158,7 @@ std::vector<IndexedPoint> sorted_points(const SurfacePoints& points) {
 /// Lists the second point of each pair that shares a place, up to kListed, and ends the run if
 /// there is one. Pairs beyond the list are counted a place at a time, so that a million points in
 /// one place take no longer than elsewhere.
-void refuse_duplicates(const SurfacePoints& points, Report& report) {
+void refuse_duplicates(const SurfacePoints& points) {
   const std::vector<IndexedPoint> places = sorted_points(points);
   std::string list;
   std::int64_t listed = 0;
@@ -180,24 +178,26 @@ void refuse_duplicates(const SurfacePoints& points, Report& report) {
   }
   if (pairs == 0) return;
   if (pairs > listed) list += fmt::format("and {} more\n", pairs - listed);
-  report.both("Duplicate points:\n" + list);
-  stop_run(fmt::format("Error: {} duplicate points found in topography file.", pairs));
+  stop_run(fmt::format(
+      "Duplicate points:\n{}\nError: {} duplicate points found in topography file.", list, pairs));
 }
 
 }  // namespace
 
-SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh, Report& report) {
+SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh) {
   SurfacePoints points = read_points(name);
   const Box box = box_of(points);
-  check_coverage(box, box_of(mesh), report);
+  if (0.3 > coverage(box, box_of(mesh))) {
+    points.warnings.emplace_back("Topography region is not large enough.");
+  }
   append_corners(box, mesh, points);
-  refuse_duplicates(points, report);
+  refuse_duplicates(points);
   return points;
 }
 
-SurfacePoints read_surface_points(const std::string& name, Report& report) {
+SurfacePoints read_surface_points(const std::string& name) {
   SurfacePoints points = read_points(name);
-  refuse_duplicates(points, report);
+  refuse_duplicates(points);
   return points;
 }
 

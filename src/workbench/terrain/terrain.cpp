@@ -9,7 +9,6 @@
 #include <optional>
 #include <utility>
 
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "base/text.h"
 #include "base/text_file.h"
@@ -71,8 +70,7 @@ Terrain read_terrain(const std::string& name) {
       file->rewind();
       return from_grid(name, read_ascii_grid(name, *file));
     }
-    Report report;
-    return from_points(name, read_surface_points(name, report));
+    return from_points(name, read_surface_points(name));
   } catch (const std::bad_alloc&) {
     alloc_error("read_terrain");
   }
