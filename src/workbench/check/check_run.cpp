@@ -9,6 +9,7 @@
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"
 #include "workbench/check/start_checks.h"
+#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 
 namespace quorivex {

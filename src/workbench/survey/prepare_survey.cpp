@@ -163,7 +163,7 @@ class Preparation {
     remark(fmt::format(
         "elevation: {} above the terrain {} ({})",
         columns_.height ? "column " + table_.names[*columns_.height] : fmt::format("{:g} m", same),
-        choices_.terrain, terrain.in_words));
+        choices_.terrain, terrain.description));
     if (beyond > 0) {
       warn(
           fmt::format("{} stations lie outside the terrain; below them the ground is that of its "
