@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/page/embedded_files.h"
 
-// The assembler reads the files; the build names their folder and their dependencies. A byte behind
+// The assembler reads the files; the build names their folder and their dependencies. A byte after
 // each of them gives its end a symbol of its own.
 #define QUORIVEX_EMBED(symbol, file)                                                       \
   asm(".section .rodata\n" #symbol "_begin:\n.incbin \"" QUORIVEX_EMBEDDED_FOLDER "/" file \
