@@ -4,6 +4,7 @@
 #include "base/fixed_format.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/sensitivity/memory.h"
 
 namespace quorivex {
 namespace {
@@ -62,6 +63,7 @@ void derive_terms(const InversionParameters& par, RunSetup& setup) {
 RunSetup read_run(const InversionParameters& par, Report& report) {
   RunSetup setup;
   setup.file = read_sensitivity_file(par.mtxFile, report);
+  return_freed_memory();
   const SensitivityFile& file = setup.file;
   setup.data = read_data_file(par.obsFile, DataColumns::values, file.sens.ndata);
   report.log(right("# of data:", 30) + whole(setup.data.ndata, 9) + "\n\n");
