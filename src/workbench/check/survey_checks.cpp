@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/statistics.h"
+
 namespace quorivex {
 namespace {
 
@@ -86,15 +88,15 @@ std::vector<std::string> unit_hints(const Observations& o) {
 void check_survey(const Observations& o, Findings& findings) {
   const std::vector<double> values = in_nanotesla(o);
   Findings::fact("data", fmt::format("{}", o.ndata));
-  Findings::fact("easting", range_in_words(o.x, "m", kDigits));
-  Findings::fact("northing", range_in_words(o.y, "m", kDigits));
-  Findings::fact("elevation", range_in_words(o.z, "m", kDigits));
+  Findings::fact("easting", format_range(o.x, "m", kDigits));
+  Findings::fact("northing", format_range(o.y, "m", kDigits));
+  Findings::fact("elevation", format_range(o.z, "m", kDigits));
   Findings::fact("field", fmt::format("{} nT, {}", o.geomag, angles(o.incl, o.decl)));
   check_directions(o, findings);
-  Findings::fact("observed values", fmt::format("{}, median {:.6g} nT",
-                                                range_in_words(values, "nT"), median_of(values)));
-  Findings::fact("standard deviations", fmt::format("{}, median {:.6g} nT",
-                                                    range_in_words(o.std, "nT"), median_of(o.std)));
+  Findings::fact("observed values",
+                 fmt::format("{}, median {:.6g} nT", format_range(values, "nT"), median(values)));
+  Findings::fact("standard deviations",
+                 fmt::format("{}, median {:.6g} nT", format_range(o.std, "nT"), median(o.std)));
   for (const std::string& hint : unit_hints(o)) findings.warning(hint);
   check_deviations(o, values, findings);
 }
