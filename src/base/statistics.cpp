@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numeric>
 
 namespace quorivex {
 
@@ -12,6 +13,11 @@ double median(std::vector<double> values) {
   std::nth_element(values.begin(), middle, values.end());
   if (values.size() % 2 == 1) return *middle;
   return 0.5 * (*middle + *std::max_element(values.begin(), middle));
+}
+
+double mean(const std::vector<double>& values) {
+  const double sum = std::accumulate(values.begin(), values.end(), 0.0);
+  return sum / static_cast<double>(values.size());
 }
 
 std::string format_range(const std::vector<double>& values, std::string_view unit, int digits) {

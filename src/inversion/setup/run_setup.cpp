@@ -76,8 +76,9 @@ RunSetup read_run(const InversionParameters& par, Report& report) {
 }
 
 std::optional<Target> target_of(const InversionParameters& par, std::int32_t ndata) {
-  if (par.mode != 1) return std::nullopt;
-  return Target{.chifact = par.par, .misfit = ndata * par.par};
+  const std::optional<double> misfit = target_misfit(par, ndata);
+  if (!misfit) return std::nullopt;
+  return Target{.chifact = par.par, .misfit = *misfit};
 }
 
 void check_target(const std::optional<Target>& target, double initial_misfit) {

@@ -11,6 +11,7 @@
 #include "workbench/check/model_checks.h"
 #include "workbench/check/sensitivity_summary.h"
 #include "workbench/check/start_checks.h"
+#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 
 namespace quorivex {
