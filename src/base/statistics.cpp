@@ -25,8 +25,9 @@ std::string format_range(const std::vector<double>& values, std::string_view uni
   const auto [min, max] = std::minmax_element(values.begin(), values.end());
   const std::string from = fmt::format("{:.{}g}", *min, digits);
   const std::string to = fmt::format("{:.{}g}", *max, digits);
-  return from == to ? fmt::format("{} {} everywhere", from, unit)
-                    : fmt::format("{} to {} {}", from, to, unit);
+  const std::string in_unit = unit.empty() ? "" : fmt::format(" {}", unit);
+  return from == to ? fmt::format("{}{} everywhere", from, in_unit)
+                    : fmt::format("{} to {}{}", from, to, in_unit);
 }
 
 }  // namespace quorivex

@@ -37,7 +37,7 @@ std::vector<double> elevations_above(const std::string& terrain_name, const Surv
     elevations.push_back(ground + rows.heights[i]);
   }
   notes.remarks.push_back(fmt::format("elevation: {} above the terrain {} ({})",
-                                      rows.elevation_source, terrain_name, terrain.in_words));
+                                      rows.elevation_source, terrain_name, terrain.description));
   if (outside > 0) {
     notes.warnings.push_back(
         fmt::format("{} stations lie outside the terrain; below them the ground is that of its "
