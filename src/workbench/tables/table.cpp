@@ -22,7 +22,6 @@ namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxLine = 1'000'000;
-constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
 
 /// The name of the line that a row such as "Line 100" or "Tie: 5" begins.
 std::optional<std::string> begins_line(std::string_view row) {
@@ -70,7 +69,6 @@ class TableReader {
         stop_run(
             fmt::format(" ERROR: {} line {} is longer than a million characters.", name_, number_));
       }
-      if (number_ == 1 && line.starts_with(kUtf8Mark)) line.erase(0, 3);
       take_line(line);
     }
     faults_.refuse_any();

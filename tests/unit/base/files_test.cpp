@@ -17,6 +17,24 @@ TEST(TextFile, LinesLoseTheirEndAndWhatExceedsTheMaximum) {
   EXPECT_EQ(lines, "abc|abcd|abcd||abc\r|a\rb|");
 }
 
+TEST(TextFile, AByteOrderMarkAtTheHeadIsNoTextAndOnlyThere) {
+  const ScratchFolder folder;
+  const std::string mark = "\xEF\xBB\xBF";
+  for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{
+           {mark + "1\n" + mark + "2", "1|" + mark + "2|"},
+           {mark + mark, mark + "|"},
+           {mark, ""},
+           {mark.substr(0, 2) + "x", mark.substr(0, 2) + "x|"},
+           {"\xEF", "\xEF|"}}) {
+    auto file = TextFile::open(folder.write("text", bytes));
+    for (int reading = 1; reading <= 2; ++reading, file->rewind()) {
+      std::string lines;
+      for (std::string line; file->read_line(line, 100);) lines += line + "|";
+      EXPECT_EQ(lines, text) << "reading " << reading;
+    }
+  }
+}
+
 TEST(RecordFile, SkipsTheRestOfARecordWithinAndBeyondTheBufferAndReadsNoFurther) {
   const ScratchFolder folder;
   for (const std::size_t size : {1U, 2U, 8191U, 8192U, 50000U}) {
