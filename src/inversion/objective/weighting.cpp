@@ -93,15 +93,11 @@ std::vector<double> centre_distances(const std::vector<double>& widths) {
 }
 
 void reserve_rows(CsrHalf& half, std::int64_t nrow, std::int64_t entries, const char* label) {
-  try {
-    half.pointers.reserve(as_size(nrow + 1));
-    half.columns.reserve(as_size(entries));
-    half.values.reserve(as_size(entries));
-  } catch (const std::bad_alloc&) {
-    alloc_error(label);
-  } catch (const std::length_error&) {
-    alloc_error(label);
-  }
+  with_alloc_label(label, [&] {
+    reserve_checked(half.pointers, as_size(nrow + 1));
+    reserve_checked(half.columns, as_size(entries));
+    reserve_checked(half.values, as_size(entries));
+  });
 }
 
 /// Adds a cell's entry to the half that its map value selects.

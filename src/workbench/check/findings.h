@@ -31,7 +31,7 @@ class Findings {
       step();
       return true;
     } catch (const StopRun& end) {
-      stop(end.console);
+      stop(std::string(end.console()));
     } catch (const std::bad_alloc&) {
       error("not enough memory");
     }

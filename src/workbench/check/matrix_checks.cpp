@@ -73,7 +73,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
   } catch (const StopRun& wrong) {
     findings.warning(
         fmt::format("the sidecar of the sensitivity file is of no use.{}",
-                    wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 1)));
+                    wrong.console().substr(0, wrong.console().find_last_not_of('\n') + 1)));
     return;
   }
   const std::string info = find_sidecar(name);

@@ -21,7 +21,7 @@ void print_sidecar(const std::string& name, const SensitivityFile& file) {
     sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
     fmt::print("Warning: the sidecar is of no use.{}",
-               wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 2));
+               wrong.console().substr(0, wrong.console().find_last_not_of('\n') + 2));
     return;
   }
   if (!sidecar) return;

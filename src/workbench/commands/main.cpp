@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     message = "ERROR: what the command has to say could not be written to standard output.";
   } catch (const quorivex::StopRun& stop) {
-    message = trimmed(stop.console);
+    message = trimmed(stop.console());
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {

@@ -25,7 +25,7 @@ std::string refusal_of(const std::string& file) {
   try {
     read_terrain(file);
   } catch (const StopRun& stop) {
-    return stop.console;
+    return std::string(stop.console());
   }
   return "not refused";
 }

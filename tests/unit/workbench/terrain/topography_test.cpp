@@ -38,8 +38,8 @@ struct Outcome {
       points = read_surface_points(name, mesh, report);
       tops = read_topography(name, mesh, report).tops;
     } catch (const StopRun& stop) {
-      end = stop.console;
-      EXPECT_EQ(stop.log, end);
+      end = stop.console();
+      EXPECT_EQ(stop.log(), end);
     }
     report.close();
     written = testing::internal::GetCapturedStdout();
