@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <numeric>
 
 #include "inversion/objective/calc_wtw_mod.h"
 #include "inversion/objective/model_norm.h"
@@ -113,6 +114,42 @@ TEST(Operators, EqualTheDenseDefinition) {
     for (std::size_t p = 0; p < ncell; ++p) {
       EXPECT_NEAR(product[p] + inactive.gradient[p], half_gradient[p], 1e-10) << p;
       EXPECT_NEAR(got_diagonal[p], diagonal[p], 1e-10) << p;
+    }
+  }
+}
+
+// A neighbour lost where one thread's cells or one partial sum ends and the next begins: the
+// objective is quadratic, so that central differences carry rounding errors only.
+TEST(Operators, ProductIsTheGradientOfTheNormAcrossTheEdgesOfPieces) {
+  Mesh mesh;
+  mesh.ne = 15;
+  mesh.nn = 19;
+  mesh.nz = 37;
+  mesh.de.assign(15, 10.0);
+  mesh.dn.assign(19, 12.0);
+  mesh.dz.assign(37, 7.0);
+  ActiveCells active;
+  active.map.resize(15 * 19 * 37);
+  std::iota(active.map.begin(), active.map.end(), 1);
+  active.ncell = static_cast<std::int32_t>(active.map.size());
+  ASSERT_GT(active.ncell, 2 * 4096);
+  const WeightingOperators operators = calc_W_components("null", mesh, active, {0.01, 1, 2, 3});
+  std::vector<double> m = values_of_seed(active.map.size(), 1);
+  const std::vector<double> zero(m.size());
+  std::vector<double> product(m.size());
+  CALC_WTW_MOD::calc_WTW_vec(operators, m, m, product);
+  const double total = calc_model_norm(operators, {}, false, m, zero).total;
+  EXPECT_NEAR(dot(m, product), total, 1e-12 * total);
+  for (const std::size_t edge : {4096U, 8192U}) {
+    for (const std::size_t from_edge : {0U, 1U, 36U, 37U, 38U, 37U * 15 - 1, 37U * 15}) {
+      for (const std::size_t c : {edge - 1 - from_edge, edge + from_edge}) {
+        m[c] += 0.5;
+        const double above = calc_model_norm(operators, {}, false, m, zero).total;
+        m[c] -= 1.0;
+        const double slope = above - calc_model_norm(operators, {}, false, m, zero).total;
+        m[c] += 0.5;
+        EXPECT_NEAR(product[c], 0.5 * slope, 1e-13 * total) << "cell " << c + 1;
+      }
     }
   }
 }
