@@ -126,4 +126,9 @@ InversionParameters read_input_file(const std::string& name, Report& report) {
   return par;
 }
 
+std::optional<double> target_misfit(const InversionParameters& par, std::int32_t ndata) {
+  if (par.mode != 1) return std::nullopt;
+  return ndata * par.par;
+}
+
 }  // namespace quorivex

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "base/report.h"
@@ -32,5 +33,8 @@ std::string strip_comment(std::string text);
 /// input file instead, on the console and in the log, and ends the run.
 /// @throws StopRun with the reader's message and the sample; file_not_found("input")
 InversionParameters read_input_file(const std::string& name, Report& report);
+
+/// The misfit that mode 1 aims at, number of data times chifact; nothing in mode 2.
+std::optional<double> target_misfit(const InversionParameters& par, std::int32_t ndata);
 
 }  // namespace quorivex

@@ -4,6 +4,7 @@
 #include "base/fixed_format.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/sensitivity/memory.h"
 
 namespace quorivex {
 namespace {
@@ -62,6 +63,7 @@ void derive_terms(const InversionParameters& par, RunSetup& setup) {
 RunSetup read_run(const InversionParameters& par, Report& report) {
   RunSetup setup;
   setup.file = read_sensitivity_file(par.mtxFile, report);
+  return_freed_memory();
   const SensitivityFile& file = setup.file;
   setup.data = read_data_file(par.obsFile, DataColumns::values, file.sens.ndata);
   report.log(right("# of data:", 30) + whole(setup.data.ndata, 9) + "\n\n");
@@ -74,8 +76,9 @@ RunSetup read_run(const InversionParameters& par, Report& report) {
 }
 
 std::optional<Target> target_of(const InversionParameters& par, std::int32_t ndata) {
-  if (par.mode != 1) return std::nullopt;
-  return Target{.chifact = par.par, .misfit = ndata * par.par};
+  const std::optional<double> misfit = target_misfit(par, ndata);
+  if (!misfit) return std::nullopt;
+  return Target{.chifact = par.par, .misfit = *misfit};
 }
 
 void check_target(const std::optional<Target>& target, double initial_misfit) {

@@ -5,13 +5,14 @@
 
 #include <cmath>
 
+#include "base/statistics.h"
+#include "inversion/input/conventions.h"
 #include "inversion/mesh_io/cell_vectors.h"
 
 namespace quorivex {
 namespace {
 
 constexpr double kMaxSusceptibility = 10.0;  // SI, more than any rock has
-constexpr double kAir = -100.0;              // in model files
 
 /// A scaled model of the active cells in SI.
 std::vector<double> in_si(const std::vector<double>& model, const std::vector<double>& scale) {
@@ -20,7 +21,7 @@ std::vector<double> in_si(const std::vector<double>& model, const std::vector<do
   return values;
 }
 
-/// The reference model's values of the cells below the ground that are not active, in SI.
+/// The reference model's values of the ground cells that are not active, in SI.
 std::vector<double> fixed_in_si(const ModelSetup& models, View1<const double> wtz) {
   std::vector<double> full = allocate<double>(models.active.map.size(), "check_models");
   active_to_full(models.active, models.fixed, models.mref, full);
@@ -41,16 +42,16 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
   std::int64_t air = 0;
   for (const double value : values) {
     if (std::abs(value) > kMaxSusceptibility) ++large;
-    if (std::abs(value - kAir) <= 1e-9 * std::abs(kAir)) ++air;  // scaled and back
+    if (std::abs(value - kAirValue) <= 1e-9 * std::abs(kAirValue)) ++air;  // scaled and back
   }
   if (large == 0) return;
   std::string text =
       fmt::format("{} {} exceed {} SI, more than any rock has", large, cells, kMaxSusceptibility);
   if (air > 0) {
     text += fmt::format(
-        ";\n{} of them hold {:g}, the mark of air in model files. Below the ground of the\n"
-        "sensitivity file it counts as a susceptibility; write 0 for none",
-        air, kAir);
+        ";\n{} of them hold {:g}, the mark of air in model files. In a ground cell it counts as a\n"
+        "susceptibility; write 0 there",
+        air, kAirValue);
   } else {
     text +=
         "; susceptibilities are\ndimensionless SI values, not thousandths or millionths of them";
@@ -59,7 +60,7 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
 }
 
 void show_active_cells(const ActiveCells& active) {
-  Findings::fact("cells", fmt::format("{}, {} of them below the ground", active.total_cells,
+  Findings::fact("cells", fmt::format("{}, {} of them ground cells", active.total_cells,
                                       active.cells_below_topo));
   std::string text = fmt::format("{}", active.ncell);
   const std::int32_t fixed = active.cells_below_topo - active.ncell - active.influence_cells;
@@ -71,7 +72,7 @@ void show_active_cells(const ActiveCells& active) {
   Findings::fact("active cells", text);
 }
 
-/// How many cells of a model lie outside the bounds, and how many on one.
+/// Numbers of cells of a model outside the bounds, and on one.
 struct AtBounds {
   std::int64_t outside = 0;
   std::int64_t on = 0;
@@ -92,10 +93,10 @@ AtBounds at_bounds(const std::vector<double>& model, const Bounds& bounds) {
 void check_reference_in_bounds(const ModelSetup& models, Findings& findings) {
   const AtBounds found = at_bounds(models.mref, models.bounds);
   if (found.outside == 0) return;
-  findings.warning(fmt::format(
-      "{} of {} active cells of the reference model lie outside the bounds, so that the model\n"
-      "is drawn to where it must not go",
-      found.outside, models.mref.size()));
+  findings.warning(
+      fmt::format("{} of {} active cells of the reference model lie outside the bounds, so the\n"
+                  "regularisation pulls the model out of bounds",
+                  found.outside, models.mref.size()));
 }
 
 }  // namespace
@@ -119,7 +120,7 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
   below_to_active(models.active, wtz, scale);
   const auto show = [&](const char* name, const std::vector<double>& model) {
     std::vector<double> values = in_si(model, scale);
-    Findings::fact(name, range_in_words(values, "SI"));
+    Findings::fact(name, format_range(values, "SI"));
     return values;
   };
   const bool reference = findings.attempt([&] {
@@ -128,7 +129,7 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
                findings);
     const std::vector<double> fixed = fixed_in_si(models, wtz);
     if (fixed.empty()) return;
-    Findings::fact("fixed cells", range_in_words(fixed, "SI"));
+    Findings::fact("fixed cells", format_range(fixed, "SI"));
     check_size("fixed cells of the reference model", fixed, findings);
   });
   const bool initial = findings.attempt([&] {

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/free_format.h"
+#include "inversion/input/conventions.h"
 #include "inversion/solver/normal_equations.h"
 #include "inversion/solver/objective_value.h"
 
@@ -21,9 +22,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
-constexpr double kMaxWorse = 100.0;  // the initial model's misfit than that without rock
-// Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, 3 to 10 with a
-// fixed beta, 20 to 40 iterations each.
+constexpr double kMaxWorse =
+    100.0;  // misfit of the initial model, relative to that of the zero model
+// Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, or 3 to 10 with a
+// fixed beta, take 20 to 40 of them each.
 constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
 constexpr std::array<double, 2> kIterationsAtBeta{60.0, 400.0};
 
@@ -62,14 +64,14 @@ double seconds_of_iteration(const Problem& problem, double beta, View1<const dou
   std::vector<double> product = allocate<double>(as_size(model.size()), "check_start");
   AprodWork work(problem);
   aprod(problem, free, beta, model, product, work);
-  constexpr double kLongEnough = 0.2;  // seconds
+  constexpr double kMinMeasured = 0.2;  // seconds
   double fastest = std::numeric_limits<double>::infinity();
   const Clock::time_point begin = Clock::now();
   do {
     const Clock::time_point start = Clock::now();
     aprod(problem, free, beta, model, product, work);
     fastest = std::min(fastest, seconds_since(start));
-  } while (seconds_since(begin) < kLongEnough);
+  } while (seconds_since(begin) < kMinMeasured);
   return fastest;
 }
 
@@ -129,7 +131,7 @@ bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& se
 }
 
 void show_weights(const std::string& name, const Mesh& mesh) {
-  if (name.starts_with("null") || name.starts_with("NULL")) {
+  if (is_null(name)) {
     Findings::fact("3-D weights", "none, 1 everywhere");
     return;
   }
@@ -165,15 +167,15 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
   double misfit_of_zero = 0.0;
   for (const double observed : setup.data.obs) misfit_of_zero += observed * observed;
   const auto per_datum = [&](double misfit) {
-    return fmt::format("{:.6g}, {:.4g} a datum", misfit, misfit / ndata);
+    return fmt::format("{:.6g}, {:.4g} per datum", misfit, misfit / ndata);
   };
   Findings::fact("initial misfit", per_datum(value.misfit));
-  Findings::fact("misfit without rock", per_datum(misfit_of_zero));
+  Findings::fact("misfit of zero model", per_datum(misfit_of_zero));
   if (!std::isfinite(value.misfit) || !std::isfinite(value.norm.total)) {
     findings.error(
         "misfit or norm of the initial model is not a finite number, and no iteration can lower "
         "it;\n"
-        "look at the warnings about the sensitivity file");
+        "see the warnings about the sensitivity file");
     return;
   }
   const std::optional<Target> target = target_of(par, setup.data.ndata);
@@ -185,8 +187,9 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
   }
   if (value.misfit > kMaxWorse * misfit_of_zero) {
     findings.warning(fmt::format(
-        "the initial misfit is more than {:g} times that without rock: initial model, or fixed\n"
-        "cells of the reference model, are too large, or model and data have different units",
+        "the initial misfit is more than {:g} times the misfit of the zero model: the initial\n"
+        "model, or fixed cells of the reference model, are too large, or model and data have\n"
+        "different units",
         kMaxWorse));
   }
   const bool given = par.mode == 2 && par.par > 0.0;
@@ -196,7 +199,7 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
   if (!(beta > 0.0) || !std::isfinite(beta)) {
-    findings.warning("beta should be a positive number; look at gdiag of the sensitivity file");
+    findings.warning("beta should be a positive number; check gdiag of the sensitivity file");
     return;
   }
   show_time(par, seconds_of_iteration(problem, beta, setup.models.model));

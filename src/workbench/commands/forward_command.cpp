@@ -4,11 +4,9 @@
 #include <memory>
 
 #include "base/report.h"
+#include "base/statistics.h"
 #include "base/stop_run.h"
-#include "inversion/mesh_io/cell_vectors.h"
-#include "inversion/mesh_io/model_files.h"
 #include "inversion/sensitivity/getpar.h"
-#include "inversion/sensitivity/products.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
@@ -17,8 +15,6 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "forward";
-constexpr double kAir = -100.0;    // as model files mark it
 constexpr double kMaxNoise = 1e6;  // nT, or percent
 
 struct Options {
@@ -34,55 +30,20 @@ struct Options {
   bool noise() const { return floor > 0.0 || percent > 0.0; }
 };
 
-/// The model of the file, 0 in air, for every cell of the mesh.
-std::vector<double> read_model(const std::string& name, const ActiveCells& active) {
-  Report report;
-  std::vector<double> file = allocate<double>(as_size(active.total_cells), kRoutine);
-  read_full_model(name, "model", active, {}, file, report);
-  std::vector<double> model = allocate<double>(file.size(), kRoutine);
-  for_each_below(active, [&](std::int64_t cell) {
-    const double value = file[as_size(cell - 1)];
-    if (value != kAir) model[as_size(cell - 1)] = value;
-  });
-  return model;
-}
-
-std::vector<double> from_prisms(const Options& options, const Observations& data) {
-  const SurveyGround survey = read_ground(options.ground, data);
-  const Ground& ground = survey.ground;
-  Report report;
-  const ActiveCells active = get_active_cells("null", ground.mesh, ground.tops, report);
-  std::vector<double> cells = allocate<double>(as_size(ground.cells()), kRoutine);
-  full_to_below(active, read_model(options.model, active), cells);
-  return predicted_data(ground, data, cells);
-}
-
-std::vector<double> from_matrix(const Options& options, const SensitivityFile& file,
-                                const Observations& data) {
-  Report report;
-  const ActiveCells active = get_active_cells("null", file.mesh, file.tops, report);
-  require(length(file.sens.wtz) == active.cells_below_topo, "idx1 /= size(wtz)");
-  std::vector<double> model = read_model(options.model, active);
-  std::size_t below = 0;
-  for_each_below(active,
-                 [&](std::int64_t cell) { model[as_size(cell - 1)] *= file.sens.wtz[below++]; });
-  std::vector<double> values = allocate<double>(as_size(data.ndata), kRoutine);
-  gprod(file.sens, active, model, values);
-  for (std::size_t i = 0; i < values.size(); ++i) values[i] *= data.std[i];
-  return values;
-}
-
+/// Reads what the options name; fills `data` with the observations.
 std::vector<double> predict(const Options& options, Observations& data) {
   if (options.matrix.empty()) {
     data = read_data_file(options.data, DataColumns::as_found);
     hint_at_units(data);
-    return from_prisms(options, data);
+    const Ground ground = read_ground(options.ground, data).ground;
+    return predicted_data(ground, data, read_ground_model(options.model, ground.mesh, ground.tops));
   }
-  Report report;
-  const SensitivityFile file = getpar(options.matrix, report);
+  Report silent;
+  silent.leave_console();
+  const SensitivityFile file = getpar(options.matrix, silent);
   // The rows are divided by the standard deviations, which must be known to undo it.
   data = read_data_with_deviations(options.data, file.sens.ndata);
-  return from_matrix(options, file, data);
+  return predicted_data(file, data, read_ground_model(options.model, file.mesh, file.tops));
 }
 
 void run(const Options& options) {
@@ -96,8 +57,7 @@ void run(const Options& options) {
   std::vector<double> deviations;
   if (options.noise()) deviations = add_noise(options.floor, options.percent, options.seed, values);
   write_data_file(options.output, data, values, deviations);
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  fmt::print("{}: {} data, {:.6g} to {:.6g} nT{}\n", options.output, data.ndata, *least, *most,
+  fmt::print("{}: {} data, {}{}\n", options.output, data.ndata, format_range(values, "nT"),
              options.noise() ? ", noise included, with standard deviations" : "");
 }
 
@@ -110,23 +70,25 @@ void add_forward_command(CLI::App& qvx) {
   const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
     return command->add_option(name, value, help)->type_name(type);
   };
-  add("--data", o->data, "FILE", "Observations file: stations and directions; values are not used")
+  add("--data", o->data, "FILE",
+      "Observations file: stations and directions; its\n"
+      "values are not used")
       ->required();
   add("--model", o->model, "FILE",
       "Model file: susceptibility (SI) of every cell of the\n"
-      "mesh in cell order, any number to a line, 10*0.5 for\n"
-      "ten times 0.5; air cells count as 0")
+      "mesh in cell order, any number per line, 10*0.5 for\n"
+      "ten times 0.5; air counts as 0")
       ->required();
   auto* const mesh = add("--mesh", o->ground.mesh, "FILE", "Text mesh file");
   add_terrain_options(*command, o->ground);
   add("--matrix", o->matrix, "FILE",
-      "Sensitivity file, in place of mesh and terrain; needs\n"
+      "Sensitivity file, instead of mesh and terrain; needs\n"
       "standard deviations in --data")
       ->excludes(mesh)
       ->excludes(command->get_option("--topography"))
       ->excludes(command->get_option("--elevation"));
   add("--output", o->output, "FILE", "File to write, in the layout of observations")->required();
-  add("--noise-floor", o->floor, "NT", "Standard deviation of Gaussian noise [0, no noise]")
+  add("--noise-floor", o->floor, "NT", "Standard deviation of Gaussian noise, nT [0, no noise]")
       ->check(number(0.0, kMaxNoise));
   add("--noise-percent", o->percent, "P", "Percentage of each datum added to it [0]")
       ->check(number(0.0, kMaxNoise));

@@ -1,18 +1,49 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/forward/predicted_data.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
 
+#include "base/report.h"
 #include "base/stop_run.h"
+#include "inversion/input/conventions.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/model_files.h"
+#include "inversion/sensitivity/products.h"
 #include "workbench/forward/data_rows.h"
 
 namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "predicted_data";
+
+ActiveCells all_cells(const Mesh& mesh, const ColumnTops& tops) {
+  Report silent;
+  silent.leave_console();
+  return get_active_cells("null", mesh, tops, silent);
+}
+
+}  // namespace
+
+std::vector<double> read_ground_model(const std::string& name, const Mesh& mesh,
+                                      const ColumnTops& tops) {
+  Report silent;
+  silent.leave_console();
+  const ActiveCells active = all_cells(mesh, tops);
+  std::vector<double> full = allocate<double>(as_size(active.total_cells), kRoutine);
+  read_full_model(name, "model", active, {}, full, silent);
+  std::vector<double> model = allocate<double>(as_size(active.cells_below_topo), kRoutine);
+  full_to_below(active, full, model);
+  std::replace(model.begin(), model.end(), kAirValue, 0.0);
+  return model;
+}
 
 std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
                                    View1<const double> model) {
-  std::vector<double> data = allocate<double>(as_size(observations.ndata), "predicted_data");
+  std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
   for_each_row_batch(ground, observations, "predicted data: datum", [&](const RowBatch& batch) {
     const auto rows = static_cast<std::int32_t>(batch.rows.size());
 #pragma omp parallel for schedule(static, 1) default(none) shared(batch, rows, model, data)
@@ -22,6 +53,16 @@ std::vector<double> predicted_data(const Ground& ground, const Observations& obs
           std::inner_product(row.begin(), row.end(), model.begin(), 0.0);
     }
   });
+  return data;
+}
+
+std::vector<double> predicted_data(const SensitivityFile& file, const Observations& observations,
+                                   std::vector<double> model) {
+  require(file.sens.wtz.size() == model.size(), "idx1 /= size(wtz)");
+  for (std::size_t c = 0; c < model.size(); ++c) model[c] *= file.sens.wtz[c];
+  std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
+  gprod(file.sens, all_cells(file.mesh, file.tops), model, data);
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] *= observations.std[i];
   return data;
 }
 

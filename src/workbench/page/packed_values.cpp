@@ -55,7 +55,7 @@ Decimal decimal(double value, int digits) {
 }
 
 template <class Visit>
-void for_each_below(const ColumnTops& tops, std::size_t nz, Visit visit) {
+void for_each_ground_cell(const ColumnTops& tops, std::size_t nz, Visit visit) {
   std::size_t column = 0;
   for (std::int32_t j = 1; j <= tops.nn; ++j) {
     for (std::int32_t i = 1; i <= tops.ne; ++i, column += nz) {
@@ -64,12 +64,12 @@ void for_each_below(const ColumnTops& tops, std::size_t nz, Visit visit) {
   }
 }
 
-std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t least) {
+std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t unit) {
   if (std::isnan(value)) return kNoValue;
   const Decimal d = decimal(value, digits);
   if (d.digits == 0) return 0;
   const std::int64_t decades = d.exponent - first_exponent;
-  const std::int64_t number = 1 + decades * 9 * least + std::abs(d.digits) - least;
+  const std::int64_t number = 1 + decades * 9 * unit + std::abs(d.digits) - unit;
   return static_cast<std::uint32_t>(2 * number - (d.digits < 0 ? 1 : 0));
 }
 
@@ -77,7 +77,7 @@ std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t
 
 std::string deflate_base64(std::string_view bytes) {
   uLongf size = compressBound(bytes.size());
-  std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflated");
+  std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflate_base64");
   const auto* source = reinterpret_cast<const unsigned char*>(bytes.data());
   require(compress2(packed.data(), &size, source, bytes.size(), Z_BEST_COMPRESSION) == Z_OK,
           "compress2 == Z_OK");
@@ -89,19 +89,19 @@ PackedModel pack_model(const std::vector<double>& values, const ColumnTops& tops
   const std::size_t nz = values.size() / (as_size(tops.nn) * as_size(tops.ne));
   std::size_t count = 0;
   int first = std::numeric_limits<int>::max();
-  for_each_below(tops, nz, [&](std::size_t cell) {
+  for_each_ground_cell(tops, nz, [&](std::size_t cell) {
     ++count;
     const double size = std::abs(values[cell]);
     // The logarithm may be one too small for a power of ten, never too large after the rounding.
     if (size > 0.0) first = std::min(first, static_cast<int>(std::floor(std::log10(size))) - 1);
   });
   if (first == std::numeric_limits<int>::max()) first = 0;
-  std::int64_t least = 1;
-  for (int i = 1; i < digits; ++i) least *= 10;
+  std::int64_t unit = 1;  // 10^(digits-1)
+  for (int i = 1; i < digits; ++i) unit *= 10;
   std::string planes(count * kBytes, '\0');
   std::size_t next = 0;
-  for_each_below(tops, nz, [&](std::size_t cell) {
-    const std::uint32_t code = code_of(values[cell], digits, first, least);
+  for_each_ground_cell(tops, nz, [&](std::size_t cell) {
+    const std::uint32_t code = code_of(values[cell], digits, first, unit);
     for (std::size_t byte = 0; byte < kBytes; ++byte) {
       planes[byte * count + next] = static_cast<char>(code >> 8 * byte & 0xff);
     }

@@ -11,12 +11,12 @@
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
+#include "inversion/input/conventions.h"
 #include "workbench/results/smallness.h"
 
 namespace quorivex {
 namespace {
 
-constexpr double kAir = -100.0;
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 // Half a unit of the last digit that is printed, of predicted data and of the misfit.
 constexpr double kHalfUnit = 0.5e-6;
@@ -49,7 +49,7 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
   stop_run(
       fmt::format(" ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
                   " Model and sensitivity file are of different runs: run quorivex {} again.",
-                  k, i, j, air ? "air" : "below the ground", run.parameters.mtxFile, name, value,
+                  k, i, j, air ? "air" : "ground", run.parameters.mtxFile, name, value,
                   run.input_file));
 }
 
@@ -74,8 +74,7 @@ void check_iteration(const FinishedRun& run, const FinishedIteration& iteration,
 
 std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& iteration) {
   const Mesh& mesh = run.mesh;
-  const std::string& source = run.parameters.activeCellFile;
-  const bool all_active = source.starts_with("null") || source.starts_with("NULL");
+  const bool all_active = is_null(run.parameters.activeCellFile);
   std::vector<double> values = read_values(iteration.model_file, mesh.cells());
   double* cell = values.data();
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
@@ -83,10 +82,10 @@ std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& 
       const std::int32_t top = run.tops(j, i);
       for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
         const bool air = k <= top;
-        if (air != (*cell == kAir) && (air || all_active)) {
+        if (air != (*cell == kAirValue) && (air || all_active)) {
           wrong_tops(run, iteration.model_file, k, i, j, *cell, air);
         }
-        if (*cell == kAir) *cell = kNoValue;
+        if (*cell == kAirValue) *cell = kNoValue;
       }
     }
   }
