@@ -283,8 +283,8 @@ TEST(QvxCheck, WarnsOfTheUsualSlips) {
   expect_survey(survey("60 15 5e-5\n60 15 1\n"), "the field of 5e-05 nT looks like tesla");
   expect_survey(survey("60 15 19999\n60 15 1\n"), "the field of 19999 nT is unlike the Earth's");
   expect_survey(survey(heading, "65 5 49.9 -7 2"),
-                "1 of 30 stations lie below the ground, which is right for boreholes only, the "
-                "first is\n         datum 30 at easting 65.00");
+                "1 of 30 stations lie below the ground, which is right for boreholes only:"
+                "\n         datum 30 at easting 65.00");
   expect_survey(survey(heading, "101 5 65 -7 2"), "1 of 30 stations lie outside the mesh");
   expect_survey(survey(heading, "-101 90 0 -7 2"), "1 of 30 stations lie outside the mesh");
   expect_survey(survey(heading, "65 5 65 -7 0.095"), "1 of 30 standard deviations are below 0.1 %");
