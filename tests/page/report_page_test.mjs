@@ -322,10 +322,14 @@ test('the verdict has the figures of the run, and names are shown as they are', 
   const place = (column) => data('obs.mag', column)[worst].toFixed(0);
   assert.ok((await page.textContent('.verdict'))
                 .includes(
-                    `${residuals[worst].toFixed(1)} standard deviations, of datum ` +
-                    `${worst + 1} at easting ${place(0)} m, northing ${place(1)} m.`));
+                    `${residuals[worst].toFixed(1)} standard deviations, at datum ` +
+                    `${worst + 1} (easting ${place(0)} m, northing ${place(1)} m).`));
   assert.match(await page.textContent('#verdict'), /unknown\s*too few data/);
-  assert.match(await page.textContent('#parameters'), /tolc0\.02[^]*all \d+ below the ground/);
+  assert.match(
+      await page.textContent('#parameters'),
+      /tolc0\.02[^]*without remanence[^]*all \d+ ground cells/);
+  assert.match(
+      await page.textContent('.dates'), /^Started on \d{4}-\d\d-\d\d [\d:]{8}, ended on \d{4}-/);
   assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);
   assert.equal(await page.locator('#iterations tbody tr').count(), iterations);
 });

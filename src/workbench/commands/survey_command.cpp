@@ -168,6 +168,7 @@ void run(const Options& options) {
 template <class Value>
 CLI::Validator one_of(const std::map<std::string, Value>& words) {
   std::vector<std::string> known;
+  known.reserve(words.size());
   for (const auto& [word, value] : words) known.push_back(word);
   return {[=](std::string& text) -> std::string {
             const auto word = words.find(text);

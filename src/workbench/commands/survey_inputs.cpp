@@ -19,13 +19,13 @@ constexpr int kMaxThreads = 999;
 
 }  // namespace
 
-void add_terrain_options(CLI::App& command, GroundSource& source) {
+void add_terrain_options(CLI::App& command, GroundSource& source, const std::string& without) {
   auto* const terrain = command
                             .add_option("--topography", source.topography,
                                         "Terrain: a topography file (the number of points, then\n"
-                                        "easting, northing, elevation in metres of each), an ESRI\n"
-                                        "ASCII grid or a netCDF grid. Without it and without\n"
-                                        "--elevation the top of the mesh is the ground")
+                                        "easting, northing, elevation in metres of each), or an\n"
+                                        "ESRI ASCII or netCDF grid. Without it and --elevation\n" +
+                                            without)
                             ->type_name("FILE");
   command.add_option("--elevation", source.elevation, "Elevation of a level ground")
       ->type_name("Z")

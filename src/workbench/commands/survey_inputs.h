@@ -13,7 +13,9 @@
 
 namespace quorivex {
 
-void add_terrain_options(CLI::App& command, GroundSource& source);
+/// Adds --topography and --elevation; `without` says what holds without them.
+void add_terrain_options(CLI::App& command, GroundSource& source,
+                         const std::string& without = "the top of the mesh is the ground");
 void add_thread_option(CLI::App& command);
 
 /// Each sentence on standard error, after "Warning: ".

@@ -10,7 +10,6 @@
 #include "base/stop_run.h"
 
 namespace quorivex {
-namespace {
 
 std::vector<double> heights_above(const Terrain& terrain, const Observations& data) {
   std::vector<double> heights;
@@ -27,8 +26,6 @@ std::vector<double> heights_above(const Terrain& terrain, const Observations& da
   }
   return heights;
 }
-
-}  // namespace
 
 Terrain terrain_of(const GroundSource& source, const Mesh& mesh) {
   if (source.topography.empty()) return level_terrain(source.elevation.value_or(mesh.z0));

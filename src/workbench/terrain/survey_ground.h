@@ -28,7 +28,12 @@ struct SurveyGround {
   std::vector<std::string> warnings;  ///< of the terrain and how it fits the mesh, a sentence each
 };
 
+/// The terrain of a source, at the top of the mesh where the source names none.
 Terrain terrain_of(const GroundSource& source, const Mesh& mesh);
+
+/// Of the stations above the terrain, metres.
+/// @throws StopRun for a station where the terrain has no elevation
+std::vector<double> heights_above(const Terrain& terrain, const Observations& observations);
 
 /// Sentences about a terrain that does not fit the mesh: columns outside the terrain when they are
 /// more than 1 %, columns cut off by the mesh top.

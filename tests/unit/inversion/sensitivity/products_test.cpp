@@ -98,8 +98,8 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
   EXPECT_EQ(read.sens.filter.low, (std::vector{0.5, 0.25}));
   EXPECT_EQ(read.sens.nwav, 24);
   EXPECT_EQ(read.sens.grid_counts(), (std::array{4, 3, 2}));
-  EXPECT_EQ(read.sens.Gs.row_facts()[0].entries, 2);
-  EXPECT_EQ(read.sens.Gs.row_facts()[1].entries, 0);
+  EXPECT_EQ(read.sens.Gs.row_statistics()[0].entries, 2);
+  EXPECT_EQ(read.sens.Gs.row_statistics()[1].entries, 0);
   std::vector<double> grid(24);
   SPARSE_SENS_MOD::CALC_GTV(read.sens, std::vector{1.0, 10.0, 100.0}, grid);
   std::vector<double> expected(24);

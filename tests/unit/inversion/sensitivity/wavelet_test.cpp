@@ -186,7 +186,7 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
       sens.Gs.append(part);
     }
     for (std::size_t i = 0; i < rows.size(); ++i)
-      EXPECT_EQ(sens.Gs.row_facts()[i].entries, length(rows[i]));
+      EXPECT_EQ(sens.Gs.row_statistics()[i].entries, length(rows[i]));
     for (const int threads : {1, 2, 3, 4, 64}) {
       omp_set_num_threads(threads);
       std::vector<double> got_d(d.size(), kPoison);
