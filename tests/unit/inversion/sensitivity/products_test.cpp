@@ -18,7 +18,7 @@ namespace {
 
 constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
 
-// A cell lost or doubled at the edge of a block, a row lost behind the last four, a float sum.
+// A cell lost or doubled at the edge of a block, a row lost after the last four, a float sum.
 // All numbers are eighths, some with a tail of 2^-30 that a float would lose: every sum is exact.
 TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
   for (const auto& [nsens, ndata] : {std::pair{1, 1},
