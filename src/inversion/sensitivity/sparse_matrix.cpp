@@ -147,11 +147,11 @@ void SparseMatrix::append(SparseRows& rows) {
   SparsePanel panel;
   panel.rows_before = this->rows();
   panel.rows = rows.rows();
-  try {
-    for (std::int64_t i = 1; i <= rows.rows(); ++i) row_entries_.push_back(rows(i).values.size());
-  } catch (const std::bad_alloc&) {
-    alloc_error(kRoutine);
-  }
+  with_alloc_label(kRoutine, [&] {
+    for (std::int64_t i = 1; i <= rows.rows(); ++i) {
+      append_checked(row_entries_, rows(i).values.size());
+    }
+  });
   panel.positions = {rows.entries(), kRoutine};
   panel.values = {rows.entries(), kRoutine};
   panel.counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine);

@@ -31,11 +31,7 @@ class SparseRows {
   SparseRows() = default;
   /// Room for so many rows with so many entries in all; what is not filled is never touched.
   SparseRows(std::int64_t rows, std::int64_t entries) : bytes_(entries * kEntryBytes, "getpar") {
-    try {
-      ends_.reserve(as_size(rows + 1));
-    } catch (const std::bad_alloc&) {
-      alloc_error("getpar");
-    }
+    with_alloc_label("getpar", [&] { reserve_checked(ends_, as_size(rows + 1)); });
   }
 
   /// Entries that can still be appended.
