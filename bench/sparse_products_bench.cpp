@@ -67,7 +67,7 @@ const RecordFileForBench& sparse_file() {
   static const RecordFileForBench file("sparse_products_bench.mtx", [](RecordFileForBench& to) {
     to.record(std::vector<std::int32_t>{kData, 60, 120, 120, 60});
     to.record(std::vector<double>(121 + 121 + 61 + 1, 1.0));
-    std::vector<std::int32_t> tops(120 * 120, 60);
+    std::vector<std::int32_t> tops(14400, 60);  // 120 x 120
     tops[0] = 0;
     to.record(tops);
     const std::vector<double> filter{0.0, std::sqrt(0.5), std::sqrt(0.5)};

@@ -22,10 +22,9 @@ constexpr std::int64_t kPoints = std::int64_t{64} * 128 * 128;
 Filter filter_of_eight() {
   const double root = std::sqrt(3.0);
   std::vector<double> low(8);
-  for (int k = 0; k < 4; ++k) {
+  for (std::size_t k = 0; k < 4; ++k) {
     const double sign = k == 0 || k == 1 ? 1.0 : -1.0;
-    low[static_cast<std::size_t>(2 + k)] =
-        ((k == 1 || k == 2 ? 3.0 : 1.0) + sign * root) / (4.0 * std::sqrt(2.0));
+    low[2 + k] = ((k == 1 || k == 2 ? 3.0 : 1.0) + sign * root) / (4.0 * std::sqrt(2.0));
   }
   return WTN_MOD::filter_setup(low);
 }
