@@ -28,8 +28,8 @@ class TextFile {
   int peek() { return at_ < filled_ || refill() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
   void take() { ++at_; }
 
-  /// Reads one line, cut to `max_length` characters, without its end (LF, or CR LF); false at the end of
-  /// the file. The last line may lack its end.
+  /// Reads one line, cut to `max_length` characters, without its end (LF, or CR LF); false at the
+  /// end of the file. The last line may lack its end.
   bool read_line(std::string& line, std::size_t max_length);
   void skip_line();
   void rewind();
