@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace quorivex {
 
@@ -13,7 +14,11 @@ std::string StopRun::message() const {
   return console.substr(first, end > first ? end - first : 0);
 }
 
-void stop_run(std::string_view lines) { throw StopRun(fmt::format("\n{}\n\n", lines)); }
+void stop_run(std::string_view lines, std::string detail) {
+  StopRun stop(fmt::format("\n{}\n\n", lines));
+  stop.detail = std::move(detail);
+  throw stop;
+}
 
 void file_not_found(std::string_view label, std::string_view name) {
   throw StopRun(fmt::format("\n ERROR: {} file not found: {}\n", label, name));

@@ -21,10 +21,11 @@ struct StopRun : std::exception {
 
   std::string console;
   std::string log;
+  std::string detail;  ///< what is known of the reason; the run does not print it
 };
 
 /// Ends the run with one or more lines, an empty line before and after.
-[[noreturn]] void stop_run(std::string_view lines);
+[[noreturn]] void stop_run(std::string_view lines, std::string detail = {});
 
 /// " ERROR: LABEL file not found: NAME"
 [[noreturn]] void file_not_found(std::string_view label, std::string_view name);

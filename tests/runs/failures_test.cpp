@@ -78,7 +78,7 @@ constexpr const char* kBadInputs = R"(
 3 f|1 2 3~1 2 1~0| ERROR: Number of data should be positive. f
 3 f|1 2 3~1 2 1~2000000000| ERROR: Number of data is inconsistent in obs and mtx files.
 3 f|1 2 3~1 2 1~4~1 2 3 4 0| ERROR: standard deviation should be greater than 0. 1 2 3 4 0
-9 f|1~1~1~1~1~1~1~1~1~1~1~0|ERROR: Upper bound should be greater than lower: 7  0.0000E+00  0.0000E+00
+8 f~9 VALUE .5|0~0~0~0~0~0~0~0~0~0~0~.75|ERROR: Upper bound should be greater than lower: 12  7.5000E-01  5.0000E-01
 5 VALUE 2||ERROR: number of cells in initial model outside bounds: 7
 10 -1 1 1 1||Error:  alpha's cannot be negative.
 10 4*0||Error:  alpha's cannot be all equal to 0 at the same time.
@@ -131,8 +131,10 @@ TEST(Failures, AListThatIsTooShortOrTooLongOrHoldsOtherThanNumbersIsRefused) {
     folder.expect_stop(" ERROR: end reached reading " + what);
     folder.write("f", all_but_one + "12abc");
     folder.expect_stop(" ERROR reading " + what);
-    folder.write("f", all_but_one + "1\n\n1");
-    folder.expect_stop(" ERROR: too many values in " + what);
+    for (const char* left : {"1", "NaN", "-inf"}) {
+      folder.write("f", all_but_one + "1\n\n" + left);
+      folder.expect_stop(" ERROR: too many values in " + what);
+    }
   }
 }
 

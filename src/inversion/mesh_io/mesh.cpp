@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -34,15 +35,71 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
   return nodes;
 }
 
-[[noreturn]] void mesh_file_error(const std::string& name, const std::string& why = {}) {
-  stop_run(fmt::format(" ERROR reading mesh file: {}{}", name, why));
-}
+/// The lists of a text mesh file in their order.
+class MeshLists {
+ public:
+  MeshLists(TextFile& file, const std::string& name) : values_(file), name_(name) {}
+
+  /// `what` are the values.
+  template <class... Values>
+  void read(const char* what, Values&... values) {
+    if (!values_.read(values...)) refuse(fmt::format("{} could not be read.", what));
+    values_.next_line();
+  }
+
+  std::vector<double> read_widths(std::int32_t count, const char* axis) {
+    std::vector<double> widths;
+    for (std::int32_t i = 1; i <= count; ++i) {
+      make_room(widths);
+      if (!values_.read(widths.emplace_back())) {
+        refuse(fmt::format("Width {} of {} along {} could not be read.", i, count, axis));
+      }
+    }
+    values_.next_line();
+    return widths;
+  }
+
+  [[noreturn]] void refuse(const std::string& reason) const {
+    stop_run(fmt::format(" ERROR reading mesh file: {}", name_),
+             reason +
+                 "\nA mesh file holds the counts ne nn nz; west, south and top of the mesh; ne "
+                 "widths along easting,\nnn along northing and nz down, each list on lines of "
+                 "its own.");
+  }
+
+ private:
+  /// Lists grow with the values that are there, not with the count, and a short line may stand for
+  /// two thousand million values ("2147483647*1").
+  static void make_room(std::vector<double>& widths) {
+    if (widths.size() < widths.capacity()) return;
+    constexpr std::size_t kFirst = 1024;
+    const std::size_t room = std::max(kFirst, 2 * widths.size());
+    try {
+      require_available_memory(2 * sizeof(double) * room);  // the nodes come later
+      widths.reserve(room);
+    } catch (const std::bad_alloc&) {
+      alloc_error(kRoutine);
+    }
+  }
+
+  FreeFormat values_;
+  const std::string& name_;
+};
 
 }  // namespace
 
 bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
   return ne > 0 && nn > 0 && nz > 0 && std::int64_t{ne} * nn <= kMost / nz;
+}
+
+double min_horizontal_width(const Mesh& mesh) {
+  return std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
+                  *std::min_element(mesh.dn.begin(), mesh.dn.end()));
+}
+
+double min_width(const Mesh& mesh) {
+  return std::min(min_horizontal_width(mesh), *std::min_element(mesh.dz.begin(), mesh.dz.end()));
 }
 
 Mesh make_mesh(double west, double south, double top, std::vector<double> de,
@@ -64,46 +121,24 @@ Mesh make_mesh(double west, double south, double top, std::vector<double> de,
 Mesh read_mesh_file(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("mesh", name);
-  FreeFormat values(*file);
-  const auto need = [&](bool read) {
-    if (!read) {
-      mesh_file_error(
-          name,
-          "\n Expected numbers: the counts ne nn nz; west, south and top of the mesh; ne "
-          "widths along easting,\n nn along northing and nz down, each list on lines "
-          "of its own.");
-    }
-    values.next_line();
-  };
-  const auto read_widths = [&](std::int32_t count) {
-    std::vector<double> widths;  // grows with the values that are there, not with the count
-    bool read = true;
-    for (std::int32_t i = 0; i < count && read; ++i) {
-      double width = 0.0;
-      read = values.read(width);
-      widths.push_back(width);
-    }
-    need(read);
-    return widths;
-  };
-
+  MeshLists lists(*file, name);
   std::int32_t ne = 0;
   std::int32_t nn = 0;
   std::int32_t nz = 0;
-  need(values.read(ne, nn, nz));
+  lists.read("The counts", ne, nn, nz);
   if (!valid_counts(ne, nn, nz)) {
-    mesh_file_error(name,
-                    fmt::format("\n The counts should be positive and give at most 2147483647 "
-                                "cells; found {} {} {}.",
-                                ne, nn, nz));
+    lists.refuse(
+        fmt::format("The counts should be positive and give at most 2147483647 cells; found {} {} "
+                    "{}.",
+                    ne, nn, nz));
   }
   double west = 0.0;
   double south = 0.0;
   double top = 0.0;
-  need(values.read(west, south, top));
-  std::vector<double> de = read_widths(ne);
-  std::vector<double> dn = read_widths(nn);
-  std::vector<double> dz = read_widths(nz);
+  lists.read("West, south and top of the mesh", west, south, top);
+  std::vector<double> de = lists.read_widths(ne, "easting");
+  std::vector<double> dn = lists.read_widths(nn, "northing");
+  std::vector<double> dz = lists.read_widths(nz, "depth");
   return make_mesh(west, south, top, std::move(de), std::move(dn), std::move(dz));
 }
 

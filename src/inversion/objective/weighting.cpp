@@ -9,7 +9,9 @@
 
 #include "base/fixed_format.h"
 #include "base/list_reader.h"
+#include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/input/conventions.h"
 
 namespace quorivex {
 namespace {
@@ -49,7 +51,8 @@ AllWeights read_weights(const std::string& name, const Grid& mesh) {
                .x = {.grid = {mesh.x - 1, mesh.y, mesh.z}, .values = {}},
                .y = {.grid = {mesh.x, mesh.y - 1, mesh.z}, .values = {}},
                .z = {.grid = {mesh.x, mesh.y, mesh.z - 1}, .values = {}}};
-  if (name.starts_with("null") || name.starts_with("NULL")) return w;
+  if (is_null(name)) return w;
+  const PhaseTimer timer(Phase::read);
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("weight", name);
   FreeFormat values(*file);
@@ -67,7 +70,7 @@ AllWeights read_weights(const std::string& name, const Grid& mesh) {
       }
     }
   }
-  expect_no_more<double>(values, "weight file", name);
+  expect_no_more(values, "weight file", name);
   return w;
 }
 

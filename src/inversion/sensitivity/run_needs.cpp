@@ -16,7 +16,7 @@ double inversion_bytes(const SensitivityFile& file) {
   const double grid = file.sens.compressed ? 8.0 * 2.0 * file.sens.nwav : 0.0;
   const double matrix =
       file.sens.compressed ? static_cast<double>(file.sens.Gs.bytes()) : full_bytes(file.sens);
-  return matrix + kRunBytesPerCell * static_cast<double>(file.mesh.cells()) + grid;
+  return matrix + kRunBytesPerCell * static_cast<double>(file.ground->mesh.cells()) + grid;
 }
 
 }  // namespace quorivex

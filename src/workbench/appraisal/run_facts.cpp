@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/appraisal/run_facts.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/cell_vectors.h"
@@ -20,10 +18,7 @@ constexpr double kPrinted = 5.1e-6;
 void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& model,
                            RunFacts& findings) {
   const InversionParameters& p = run.parameters;
-  Report report;
-  report.leave_console();
-  const ActiveCells active =
-      get_active_cells(source_in(run, p.activeCellFile), run.mesh, run.tops, report);
+  const ActiveCells active = get_active_cells(source_in(run, p.activeCellFile), run.ground);
   const auto cells = as_size(active.ncell);
   std::vector<double> values = allocate<double>(cells, kRoutine);
   std::vector<double> bound = allocate<double>(cells, kRoutine);
@@ -42,9 +37,9 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
     }
     return count;
   };
-  read_active_model(source_in(run, p.lowerBounds), "lower bounds", active, {}, bound, report);
+  read_active_model(source_in(run, p.lowerBounds), "lower bounds", active, bound);
   findings.at_lower = held(-1.0);
-  read_active_model(source_in(run, p.upperBounds), "upper bounds", active, {}, bound, report);
+  read_active_model(source_in(run, p.upperBounds), "upper bounds", active, bound);
   findings.at_upper = held(1.0);
   findings.at_bounds = findings.at_lower + findings.at_upper;
 }
@@ -61,7 +56,7 @@ LargestResidual largest_residual(const Observations& o, const DataFit& fit,
 RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& model,
                            const DataFit& fit) {
   const Observations& o = run.observations;
-  const Mesh& mesh = run.mesh;
+  const Mesh& mesh = run.ground->mesh;
   RunFacts findings;
   findings.ndata = o.ndata;
   findings.iteration = run.iterations.back().row.iteration;
@@ -71,8 +66,7 @@ RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& mo
   findings.target = run.target;
   findings.ended = !run.ended.empty();
   findings.ending = run.ending;
-  findings.narrowest_cell = std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
-                                     *std::min_element(mesh.dn.begin(), mesh.dn.end()));
+  findings.narrowest_cell = min_horizontal_width(mesh);
   findings.gap = typical_gap(mesh, o.x, o.y);
   findings.residuals = residual_statistics(o.x, o.y, fit.normalised);
   findings.largest = largest_residual(o, fit, findings.residuals);

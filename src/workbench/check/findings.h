@@ -32,6 +32,7 @@ class Findings {
       return true;
     } catch (const StopRun& end) {
       stop(end.console);
+      if (!end.detail.empty()) note(end.detail);
     } catch (const std::bad_alloc&) {
       error("not enough memory");
     }

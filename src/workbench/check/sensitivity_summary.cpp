@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 
 #include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/run_needs.h"
@@ -16,10 +15,6 @@ namespace quorivex {
 namespace {
 
 constexpr double kOrthonormal = 1e-6;
-
-std::int64_t air_cells(const SensitivityFile& file) {
-  return std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
-}
 
 std::string range_in_words(const std::vector<double>& values) {
   if (values.empty()) return "no values";
@@ -104,10 +99,11 @@ double filter_defect(View1<const double> low_pass) {
 
 std::string sensitivity_in_words(const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
-  const std::int64_t air = air_cells(file);
+  const Ground& ground = *file.ground;
   return fmt::format("Sensitivities of {} data to {} cells\n\n", sens.ndata, sens.nsens) +
-         describe_mesh(file.mesh) +
-         fmt::format("  {} cells are ground, {} above them air\n\n", file.mesh.cells() - air, air) +
+         describe_mesh(ground.mesh) +
+         fmt::format("  {} cells are ground, {} above them air\n\n", ground.cells(),
+                     ground.air_cells()) +
          (sens.compressed
               ? compressed_form(sens)
               : fmt::format("Matrix: full form, {}\n", format_bytes(full_bytes(sens)))) +
@@ -123,7 +119,8 @@ std::vector<std::string> doubts_about(const SensitivityFile& file) {
   const auto negative = [](double value) { return !(value >= 0.0 && std::isfinite(value)); };
   std::vector<std::string> found;
   if (sens.ndata == 0) found.emplace_back("there are no data");
-  const std::int64_t ground = file.mesh.cells() - air_cells(file);
+  const Mesh& mesh = file.ground->mesh;
+  const std::int64_t ground = file.ground->cells();
   if (sens.nsens != ground) {
     found.push_back(fmt::format("the matrix has {} columns, but {} cells lie below the column tops",
                                 sens.nsens, ground));
@@ -135,9 +132,9 @@ std::vector<std::string> doubts_about(const SensitivityFile& file) {
         "G^T do not belong to the same matrix",
         defect));
   }
-  look_for(file.mesh.de, not_positive, "cell widths along easting should be positive", found);
-  look_for(file.mesh.dn, not_positive, "cell widths along northing should be positive", found);
-  look_for(file.mesh.dz, not_positive, "layers should have a positive thickness", found);
+  look_for(mesh.de, not_positive, "cell widths along easting should be positive", found);
+  look_for(mesh.dn, not_positive, "cell widths along northing should be positive", found);
+  look_for(mesh.dz, not_positive, "layers should have a positive thickness", found);
   look_for(sens.wtz, not_positive, "wtz should be positive", found);
   look_for(sens.gdiag, negative, "gdiag should not be negative", found);
   look_at_matrix(sens, found);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/free_format.h"
+#include "inversion/input/conventions.h"
 #include "inversion/solver/normal_equations.h"
 #include "inversion/solver/objective_value.h"
 
@@ -96,8 +97,8 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
   }
 }
 
-void show_time(const InversionParameters& par, double seconds) {
-  const auto& iterations = par.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
+void show_time(const InversionParameters& input, double seconds) {
+  const auto& iterations = input.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
   Findings::fact("time of a CG iteration", fmt::format("{}, measured", format_duration(seconds)));
   Findings::fact(
       "time of a run",
@@ -108,12 +109,12 @@ void show_time(const InversionParameters& par, double seconds) {
 
 }  // namespace
 
-bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& setup,
+bool check_alphas(const InversionParameters& input, const Mesh* mesh, RunSetup& setup,
                   Findings& findings) {
-  Report quiet;
-  quiet.leave_console();
-  if (!findings.attempt([&] { setup.alphas = read_alphas(par.alphaLine, quiet); })) return false;
-  const Alphas& a = setup.alphas;
+  AlphaLine line;
+  if (!findings.attempt([&] { line = read_alphas(input.alphaLine); })) return false;
+  setup.alphas = line.alphas;
+  const Alphas& a = line.alphas;
   Findings::fact("alphas", fmt::format("smallness {:.4g}, easting {:.4g}, northing {:.4g}, depth "
                                        "{:.4g}",
                                        a.s, a.e, a.n, a.z));
@@ -122,14 +123,14 @@ bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& se
                                                 length_scale(a.e, a.s), length_scale(a.n, a.s),
                                                 length_scale(a.z, a.s)));
   }
-  Findings::fact("reference model",
-                 par.mrefInDerivatives ? "in smallness and differences" : "in the smallness alone");
+  Findings::fact("reference model", input.mrefInDerivatives ? "in smallness and differences"
+                                                            : "in the smallness alone");
   if (mesh != nullptr) compare_lengths(a, *mesh);
   return true;
 }
 
 void show_weights(const std::string& name, const Mesh& mesh) {
-  if (name.starts_with("null") || name.starts_with("NULL")) {
+  if (is_null(name)) {
     Findings::fact("3-D weights", "none, 1 everywhere");
     return;
   }
@@ -158,8 +159,8 @@ void show_weights(const std::string& name, const Mesh& mesh) {
   }
 }
 
-void check_start(const InversionParameters& par, RunSetup& setup, Findings& findings) {
-  const Problem problem = setup.problem(par.mrefInDerivatives);
+void check_start(const InversionParameters& input, RunSetup& setup, Findings& findings) {
+  const Problem problem = setup.problem(input.mrefInDerivatives);
   const ObjectiveValue value = evaluate_objective(problem, setup.models.model);
   const double ndata = setup.data.ndata;
   double misfit_of_zero = 0.0;
@@ -176,7 +177,7 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
         "look at the warnings about the sensitivity file");
     return;
   }
-  const std::optional<Target> target = target_of(par, setup.data.ndata);
+  const std::optional<Target> target = target_of(input, setup.data.ndata);
   if (target) {
     Findings::fact("target misfit", fmt::format("{:.6g}, chifact {:.4g} times the number of data",
                                                 target->misfit, target->chifact));
@@ -189,9 +190,9 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
         "cells of the reference model, are too large, or model and data have different units",
         kMaxWorse));
   }
-  const bool given = par.mode == 2 && par.par > 0.0;
+  const bool given = input.mode == 2 && input.par > 0.0;
   const double chosen = chosen_beta(setup.diagonals);
-  const double beta = given ? par.par : chosen;
+  const double beta = given ? input.par : chosen;
   if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
@@ -199,7 +200,7 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
     findings.warning("beta should be a positive number; look at gdiag of the sensitivity file");
     return;
   }
-  show_time(par, seconds_of_iteration(problem, beta, setup.models.model));
+  show_time(input, seconds_of_iteration(problem, beta, setup.models.model));
 }
 
 }  // namespace quorivex

@@ -113,8 +113,8 @@ void check_survey(const Observations& o, Findings& findings) {
   check_deviations(o, values, findings);
 }
 
-void check_stations(const Observations& o, const Mesh& mesh, const ColumnTops& tops,
-                    Findings& findings) {
+void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
+  const Mesh& mesh = ground.mesh;
   std::vector<std::size_t> beside;
   std::vector<std::size_t> below;
   for (std::size_t i = 0; i < o.x.size(); ++i) {
@@ -124,8 +124,7 @@ void check_stations(const Observations& o, const Mesh& mesh, const ColumnTops& t
       beside.push_back(i);
       continue;
     }
-    const double ground = mesh.z0 - mesh.depth_nodes[as_size(tops(north, east))];
-    if (o.z[i] < ground - kMillimetre) below.push_back(i);
+    if (o.z[i] < ground.surface(north, east) - kMillimetre) below.push_back(i);
   }
   const auto warn = [&](const std::vector<std::size_t>& stations, const char* what) {
     if (stations.empty()) return;

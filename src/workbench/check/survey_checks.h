@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "inversion/mesh_io/column_tops.h"
-#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/check/findings.h"
 
@@ -18,9 +17,7 @@ std::vector<std::string> unit_hints(const Observations& observations);
 /// hardly be meant.
 void check_survey(const Observations& observations, Findings& findings);
 
-/// Warns of stations beside the mesh or below the ground, which is the top of the highest cell that
-/// is no air.
-void check_stations(const Observations& observations, const Mesh& mesh, const ColumnTops& tops,
-                    Findings& findings);
+/// Warns of stations outside the mesh or below the top of the highest ground cell.
+void check_stations(const Observations& observations, const Ground& ground, Findings& findings);
 
 }  // namespace quorivex

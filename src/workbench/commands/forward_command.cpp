@@ -3,9 +3,8 @@
 
 #include <memory>
 
-#include "base/report.h"
 #include "base/stop_run.h"
-#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/input/conventions.h"
 #include "inversion/mesh_io/model_files.h"
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/products.h"
@@ -18,7 +17,6 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "forward";
-constexpr double kAir = -100.0;    // as model files mark it
 constexpr double kMaxNoise = 1e6;  // nT, or percent
 
 struct Options {
@@ -35,14 +33,13 @@ struct Options {
 };
 
 /// The model of the file, 0 in air, for every cell of the mesh.
-std::vector<double> read_model(const std::string& name, const ActiveCells& active) {
-  Report report;
-  std::vector<double> file = allocate<double>(as_size(active.total_cells), kRoutine);
-  read_full_model(name, "model", active, {}, file, report);
-  std::vector<double> model = allocate<double>(file.size(), kRoutine);
-  for_each_below(active, [&](std::int64_t cell) {
-    const double value = file[as_size(cell - 1)];
-    if (value != kAir) model[as_size(cell - 1)] = value;
+std::vector<double> read_model(const std::string& name, const Ground& ground) {
+  std::vector<double> model = allocate<double>(as_size(ground.mesh.cells()), kRoutine);
+  read_full_model(name, "model", model);
+  const View1<double> of_cell(model);
+  for_each_cell(ground, [&](const GridCell& at) {
+    double& value = of_cell(at.cell);
+    if (at.air() || value == kAirValue) value = 0.0;
   });
   return model;
 }
@@ -50,22 +47,20 @@ std::vector<double> read_model(const std::string& name, const ActiveCells& activ
 std::vector<double> from_prisms(const Options& options, const Observations& data) {
   const SurveyGround survey = read_ground(options.ground, data);
   const Ground& ground = survey.ground;
-  Report report;
-  const ActiveCells active = get_active_cells("null", ground.mesh, ground.tops, report);
+  const std::vector<double> model = read_model(options.model, ground);
   std::vector<double> cells = allocate<double>(as_size(ground.cells()), kRoutine);
-  full_to_below(active, read_model(options.model, active), cells);
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    cells[as_size(at.below - 1)] = model[as_size(at.cell - 1)];
+  });
   return predicted_data(ground, data, cells);
 }
 
 std::vector<double> from_matrix(const Options& options, const SensitivityFile& file,
                                 const Observations& data) {
-  Report report;
-  const ActiveCells active = get_active_cells("null", file.mesh, file.tops, report);
-  require(length(file.sens.wtz) == active.cells_below_topo, "idx1 /= size(wtz)");
-  std::vector<double> model = read_model(options.model, active);
-  std::size_t below = 0;
-  for_each_below(active,
-                 [&](std::int64_t cell) { model[as_size(cell - 1)] *= file.sens.wtz[below++]; });
+  const ActiveCells active = get_active_cells("null", file.ground);
+  require(length(file.sens.wtz) == file.ground->cells(), "idx1 /= size(wtz)");
+  std::vector<double> model = read_model(options.model, *file.ground);
+  scale_full_model(*file.ground, file.sens.wtz, model);
   std::vector<double> values = allocate<double>(as_size(data.ndata), kRoutine);
   gprod(file.sens, active, model, values);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] *= data.std[i];
@@ -78,8 +73,7 @@ std::vector<double> predict(const Options& options, Observations& data) {
     hint_at_units(data);
     return from_prisms(options, data);
   }
-  Report report;
-  const SensitivityFile file = getpar(options.matrix, report);
+  const SensitivityFile file = getpar(options.matrix);
   // The rows are divided by the standard deviations, which must be known to undo it.
   data = read_data_with_deviations(options.data, file.sens.ndata);
   return from_matrix(options, file, data);

@@ -38,9 +38,7 @@ void print_sidecar(const std::string& name, const SensitivityFile& file) {
 }
 
 void run(const std::string& name) {
-  Report report;
-  report.leave_console();
-  const SensitivityFile file = getpar(name, report);
+  const SensitivityFile file = getpar(name);
   fmt::print("{}: {}", name, sensitivity_in_words(file));
   const std::vector<std::string> doubts = doubts_about(file);
   for (const std::string& doubt : doubts) fmt::print("Warning: {}.\n", doubt);

@@ -82,6 +82,7 @@ int main(int argc, char** argv) {
     message = "ERROR: what the command has to say could not be written to standard output.";
   } catch (const quorivex::StopRun& stop) {
     message = trimmed(stop.console);
+    if (!stop.detail.empty()) message += "\n" + stop.detail;
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {

@@ -117,6 +117,7 @@ SurveyGround read_ground(const GroundSource& source, const Observations& observa
   }
   ColumnTops tops = column_tops(mesh, elevation);
   SurveyGround survey{make_ground(std::move(mesh), std::move(tops))};
+  check_not_all_air(survey.ground);
   check_stations(observations, survey.ground, heights);
   const auto middle = heights.begin() + length(heights) / 2;
   std::nth_element(heights.begin(), middle, heights.end());

@@ -199,7 +199,7 @@ std::string iterations_html(const FinishedRun& run) {
 
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
   const InversionParameters& p = run.parameters;
-  const Mesh& m = run.mesh;
+  const Mesh& m = run.ground->mesh;
   const Observations& o = run.observations;
   const auto model = [](const std::string& source) {
     return is_constant(source) ? source.substr(std::min<std::size_t>(source.size(), 6)) + " SI"
@@ -231,7 +231,7 @@ std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
                    : "one for each datum"},
       {"Cells",
        fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} below the ground",
-                   m.ne, m.nn, m.nz, run.nsens)},
+                   m.ne, m.nn, m.nz, run.ground->cells())},
       {"Easting",
        fmt::format("{:.10g} to {:.10g} m", m.easting_nodes.front(), m.easting_nodes.back())},
       {"Northing",
@@ -249,8 +249,8 @@ std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
       {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
       {"Active cells", is_null(p.activeCellFile)
                            ? fmt::format("all {} below the ground", active_cells)
-                           : fmt::format("{} of {} below the ground, {}", active_cells, run.nsens,
-                                         p.activeCellFile)},
+                           : fmt::format("{} of {} below the ground, {}", active_cells,
+                                         run.ground->cells(), p.activeCellFile)},
       {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
   return table("", "Parameters", {}, rows);
 }

@@ -19,13 +19,13 @@ struct Cells : testing::Test {
     mesh.ne = 3;
     mesh.nn = mesh.nz = 2;
     const std::string codes = folder.write("codes", "1 0 -1 1 -1\n1,0 , 3*1\t1 -1\n \r\n");
-    active = get_active_cells(codes, mesh, tops, report);
+    ground = share_ground(mesh, {.nn = 2, .ne = 3, .tops = {1, 0, 2, 0, 0, 1}});
+    active = get_active_cells(codes, ground);
   }
 
   const ScratchFolder folder;
-  Report report;
   Mesh mesh;
-  const ColumnTops tops{.nn = 2, .ne = 3, .tops = {1, 0, 2, 0, 0, 1}};
+  SharedGround ground;
   ActiveCells active;
   Numbers full{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
   Numbers wtz{2, 3, 4, 5, 6, 7, 8, 9};       // for the cells 2, 5, 6, 7, 8, 9, 10 and 12
@@ -34,7 +34,7 @@ struct Cells : testing::Test {
 
 TEST_F(Cells, AirBeatsCodesAndEachKindCountsInCellOrder) {
   EXPECT_EQ(active.map, (std::vector<std::int32_t>{0, 0, 0, 0, -1, 1, 0, 2, 3, 4, 0, -2}));
-  active = get_active_cells("NULL", mesh, tops, report);
+  active = get_active_cells("NULL", ground);
   EXPECT_EQ(active.map, (std::vector<std::int32_t>{0, 1, 0, 0, 2, 3, 4, 5, 6, 7, 0, 8}));
 }
 
@@ -53,12 +53,15 @@ TEST_F(Cells, EveryConversionPutsEachValueInItsCell) {
 }
 
 TEST_F(Cells, ModelsAreScaledWhenReadAndBackWhenWritten) {
-  read_active_model("VALUE 0.5", "m", active, wtz, model, report);
+  EXPECT_EQ(read_active_model("VALUE 0.5", "m", active, model), 0.5);
+  scale_active_model(active, wtz, model);
   EXPECT_EQ(model, (Numbers{2, 3, 3.5, 4}));
   const std::string lines = folder.write("m", "1\n2\n3\n4 9\n5 x\n3*6\n\n7\n8\n9\n10,\n11\n12\n\n");
-  read_active_model(lines, "m", active, wtz, model, report);
+  EXPECT_EQ(read_active_model(lines, "m", active, model), std::nullopt);
+  scale_active_model(active, wtz, model);
   EXPECT_EQ(model, (Numbers{24, 48, 63, 80}));
-  read_full_model(folder.write("f", "1 2 3,4 5 6 7 8 9 10 11 12"), "m", active, wtz, full, report);
+  read_full_model(folder.write("f", "1 2 3,4 5 6 7 8 9 10 11 12"), "m", full);
+  scale_full_model(*ground, wtz, full);
   EXPECT_EQ(full, (Numbers{1, 4, 3, 4, 15, 24, 35, 48, 63, 80, 11, 108}));
   output_model(folder.path("inv"), "sus", model, 7, wtz, active, split_reference(active, full));
   EXPECT_EQ(folder.read("inv_007.sus"),

@@ -24,8 +24,8 @@ struct MeshOfAllKinds {
     mesh.dn = {30.0, 12.0};
     mesh.dz = {5.0, 7.0, 9.0, 14.0};
     const std::string codes = "-1 1 -1 -1  1 1 0 1  1 -1 1 1  0 -1 1 1  1 1 1 -1  1 1 1 1";
-    const ColumnTops tops{.nn = 2, .ne = 3, .tops = {1, 0, 0, 2, 1, 1}};
-    active = get_active_cells(folder.write("act.dat", codes), mesh, tops, report);
+    const SharedGround ground = share_ground(mesh, {2, 3, {1, 0, 0, 2, 1, 1}});
+    active = get_active_cells(folder.write("act.dat", codes), ground);
   }
 
   struct Row {
@@ -63,7 +63,6 @@ struct MeshOfAllKinds {
   }
 
   ScratchFolder folder;
-  Report report;
   Mesh mesh;
   ActiveCells active;
   Alphas alphas{0.01, 2.0, 3.0, 5.0};
@@ -120,13 +119,14 @@ TEST(Operators, EqualTheDenseDefinition) {
 // Lengths and alphas confused, the default for a file name, a direction in another's place.
 TEST(Alphas, LineGivesAlphasOrLengths) {
   const auto read = [](const char* line) {
-    Report report;
-    const Alphas got = read_alphas(line, report);
-    return fmt::format("{} {} {} {}", got.s, got.e, got.n, got.z);
+    const auto [a, lengths, lengths_given] = read_alphas(line);
+    return fmt::format("{} {} {} {}{}{} {} {}", a.s, a.e, a.n, a.z, lengths_given ? " <- " : " -> ",
+                       lengths.e, lengths.n, lengths.z);
   };
-  EXPECT_EQ(read("null 5 5 5 5") + "|" + read("NULL"), "0.0001 1 1 1|0.0001 1 1 1");
-  EXPECT_EQ(read("1d-3, 2*0.5 4"), "0.001 0.5 0.5 4");
-  EXPECT_EQ(read("10 20 5 metres"), "0.0025 0.25 1 0.0625");
+  EXPECT_EQ(read("null 5 5 5 5"), "0.0001 1 1 1 -> 100 100 100");
+  EXPECT_EQ(read("NULL"), "0.0001 1 1 1 -> 100 100 100");
+  EXPECT_EQ(read("0.25, 2*1 4"), "0.25 1 1 4 -> 2 2 4");
+  EXPECT_EQ(read("10 20 5 metres"), "0.0025 0.25 1 0.0625 <- 10 20 5");
 }
 
 }  // namespace quorivex::test
