@@ -39,9 +39,12 @@ void plain_product(const std::vector<double>& x, Vectors& terms, std::vector<dou
 #pragma omp parallel for schedule(static, 1)
   for (std::size_t term = 0; term < 4; ++term) {
     std::fill(terms[term].begin(), terms[term].end(), 0.0);
-    for (std::int64_t r = 1; term < 3 && r <= differences[term]->nrow; ++r) {
-      const CsrHalf& half = differences[term]->active;
-      add_row(half, r, row_product(half, r, x), terms[term]);
+    for (std::int64_t c = 0; term < 3 && c < kCells; ++c) {
+      const auto own = static_cast<std::size_t>(c);
+      const auto next = static_cast<std::size_t>(differences[term]->next_of(c));
+      const double flux = differences[term]->weights[own] * (x[next] - x[own]);
+      terms[term][own] -= flux;
+      terms[term][next] += flux;
     }
     for (std::size_t i = 0; term == 3 && i < x.size(); ++i)
       terms[term][i] = operators().Ws[i] * operators().Ws[i] * x[i];

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-# awk -f summary.awk mesh.txt quorivex.out MODEL: what a run of the example found, in a few lines.
+# awk -f summary.awk mesh.txt quorivex.out MODEL: summarises a run of the example.
 
-# The values of a free-format line, repeat counts written out, behind those there were.
+# The values of a free-format line, repeat counts written out, after those already read.
 function take(line,   words, n, i, parts, r) {
   sub(/!.*/, "", line)
   n = split(line, words, /[ \t,]+/)
@@ -15,7 +15,7 @@ function take(line,   words, n, i, parts, r) {
   }
 }
 
-# The middle of cell `cell` of an axis whose widths begin behind mesh[first].
+# The centre of cell `cell` of an axis whose widths begin after mesh[first].
 function middle(cell, first,   i, sum) {
   for (i = 1; i < cell; ++i) sum += mesh[first + i]
   return sum + mesh[first + cell] / 2
@@ -33,11 +33,11 @@ function report(k,   ne, nn, nz, i, j, layer) {
 FNR == 1 { ++file }
 file == 1 { take($0) }
 file == 2 && /target data misfit/ { target = $2 }
-file == 2 && !/^!/ && NF > 9 { passes = $1; misfit = $3 }
+file == 2 && !/^!/ && NF > 9 { iterations = $1; misfit = $3 }
 file == 3 { if ($1 > largest) { largest = $1; at = FNR } }
 
 END {
-  printf "Misfit:   %.0f after %d passes; target %.0f\n", misfit, passes, target
+  printf "Misfit:   %.0f after %d iterations; target %.0f\n", misfit, iterations, target
   printf "Largest:  %.3f SI at ", largest
   report(at)
   print ""

@@ -23,6 +23,9 @@ std::string_view bytes_of(const std::vector<T>& items) {
 /// True when a record of so many bytes can be framed with a 4-byte count.
 bool fits_record(std::int64_t bytes);
 
+/// Bytes of the framed record made of the parts.
+std::int64_t framed_bytes(std::initializer_list<std::string_view> parts);
+
 /// Writes one framed record made of the parts one after another; see RecordFile. The record must
 /// fit.
 void write_record(AtomicFile& file, std::initializer_list<std::string_view> parts);

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numeric>
 
 namespace quorivex {
 
@@ -14,13 +15,19 @@ double median(std::vector<double> values) {
   return 0.5 * (*middle + *std::max_element(values.begin(), middle));
 }
 
+double mean(const std::vector<double>& values) {
+  const double sum = std::accumulate(values.begin(), values.end(), 0.0);
+  return sum / static_cast<double>(values.size());
+}
+
 std::string format_range(const std::vector<double>& values, std::string_view unit, int digits) {
   if (values.empty()) return "no values";
   const auto [min, max] = std::minmax_element(values.begin(), values.end());
   const std::string from = fmt::format("{:.{}g}", *min, digits);
   const std::string to = fmt::format("{:.{}g}", *max, digits);
-  return from == to ? fmt::format("{} {} everywhere", from, unit)
-                    : fmt::format("{} to {} {}", from, to, unit);
+  const std::string in_unit = unit.empty() ? "" : fmt::format(" {}", unit);
+  return from == to ? fmt::format("{}{} everywhere", from, in_unit)
+                    : fmt::format("{} to {}{}", from, to, in_unit);
 }
 
 }  // namespace quorivex

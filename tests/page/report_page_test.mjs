@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The page of a small run in a real browser. No length, width or count of the mesh occurs twice, the
-// ground slopes both ways, and every cell of every iteration has a susceptibility of its own: a section
-// that is transposed, mirrored or off by a layer, or a wrong iteration, shows wrong values.
+// The page of a small run in a real browser. No length, width or count of the mesh occurs twice,
+// the ground slopes both ways, and every cell of every iteration has a susceptibility of its own: a
+// section that is transposed, mirrored or off by a layer, or a wrong iteration, shows wrong values.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
 import {mkdtempSync, readFileSync, rmSync, statSync, writeFileSync} from 'node:fs';
@@ -14,16 +14,29 @@ const {QVX, QUORIVEX, BROWSER, DRIVER, SCREENSHOT} = process.env;
 const {chromium} = await import(pathToFileURL(DRIVER));
 
 const INPUT = `<i>&"x'.inp`;
-const WIDTHS = {easting: [100, 50, 60, 70, 110, 200], northing: [80, 40, 55, 45, 90], elevation: [8, 6, 9, 7, 20, 40, 85]};
-const ORIGIN = {easting: 1000, northing: 2000, elevation: 110};
+const WIDTHS = {
+  easting: [100, 50, 60, 70, 110, 200],
+  northing: [80, 40, 55, 45, 90],
+  elevation: [8, 6, 9, 7, 20, 40, 85],
+};
+const ORIGIN = {
+  easting: 1000,
+  northing: 2000,
+  elevation: 110,
+};
 
 const folder = mkdtempSync(path.join(tmpdir(), 'quorivex_report_'));
 const file = (name) => path.join(folder, name);
-const run = (program, ...args) => execFileSync(program, args, {cwd: folder, encoding: 'utf8', stdio: 'pipe'});
-const numbersOf = (name) => readFileSync(file(name), 'utf8').split('\n').filter((l) => l.trim()).map(Number);
-const model = (iteration) => numbersOf(`quorivex_${String(iteration).padStart(3, '0')}.sus`);
-const data = (name, column) => readFileSync(file(name), 'utf8').split('\n').slice(3).filter((l) => l.trim())
-  .map((line) => Number(line.trim().split(/\s+/)[column]));
+const run = (program, ...args) =>
+    execFileSync(program, args, {cwd: folder, encoding: 'utf8', stdio: 'pipe'});
+const numbersOf = (name) =>
+    readFileSync(file(name), 'utf8').split('\n').filter((l) => l.trim()).map(Number);
+const numbered = (iteration, kind) => `quorivex_${String(iteration).padStart(3, '0')}.${kind}`;
+const model = (iteration) => numbersOf(numbered(iteration, 'sus'));
+function data(name, column) {
+  const lines = readFileSync(file(name), 'utf8').split('\n').slice(3).filter((l) => l.trim());
+  return lines.map((line) => Number(line.trim().split(/\s+/)[column]));
+}
 
 let browser;
 let page;
@@ -34,25 +47,37 @@ const complaints = [];
 // those of the run.
 function makeRun() {
   const list = (name) => WIDTHS[name].join(' ');
-  writeFileSync(file('mesh.txt'), `6 5 7\n1000 2000 110\n${list('easting')}\n${list('northing')}\n${list('elevation')}\n`);
-  writeFileSync(file('terrain.txt'), '4\n1000 2000 72\n1600 2000 112\n1000 2320 92\n1600 2320 108\n');
+  writeFileSync(
+      file('mesh.txt'),
+      `6 5 7\n1000 2000 110\n${list('easting')}\n${list('northing')}\n${list('elevation')}\n`);
+  writeFileSync(
+      file('terrain.txt'), '4\n1000 2000 72\n1600 2000 112\n1000 2320 92\n1600 2320 108\n');
   const stations = [];
   for (const easting of [1123, 1184, 1247, 1329, 1411]) {
-    for (const northing of [2061, 2117, 2178, 2243]) stations.push(`${easting} ${northing} ${121 + (easting % 7)}`);
+    for (const northing of [2061, 2117, 2178, 2243])
+      stations.push(`${easting} ${northing} ${121 + (easting % 7)}`);
   }
-  writeFileSync(file('stations.txt'), `65 12 52000\n65 12 1\n${stations.length}\n${stations.join('\n')}\n`);
+  writeFileSync(
+      file('stations.txt'), `65 12 52000\n65 12 1\n${stations.length}\n${stations.join('\n')}\n`);
   const truth = Array.from({length: 210}, (_, cell) => (cell % 11 === 7 ? 0.08 : 0.001));
   writeFileSync(file('truth.txt'), truth.join('\n'));
   const ground = ['--mesh', 'mesh.txt', '--topography', 'terrain.txt'];
-  run(QVX, 'forward', ...ground, '--data', 'stations.txt', '--model', 'truth.txt', '--noise-floor', '1', '--output', 'obs.mag');
-  run(QVX, 'sensitivity', ...ground, '--data', 'obs.mag', '--wavelet', 'none', '--output', 'run.mtx');
-  writeFileSync(file(INPUT), ['1', '20.0 0.02', 'obs.mag', 'run.mtx', 'VALUE 0.001', 'VALUE 0.0', 'null', 'VALUE 0.0',
-    'VALUE 1.0', '0 1 1 1', 'SMOOTH_MOD', 'null'].join('\n') + '\n');
+  run(QVX, 'forward', ...ground, '--data', 'stations.txt', '--model', 'truth.txt', '--noise-floor',
+      '1', '--output', 'obs.mag');
+  run(QVX, 'sensitivity', ...ground, '--data', 'obs.mag', '--wavelet', 'none', '--output',
+      'run.mtx');
+  writeFileSync(file(INPUT), [
+    '1', '20.0 0.02', 'obs.mag', 'run.mtx', 'VALUE 0.001', 'VALUE 0.0', 'null', 'VALUE 0.0',
+    'VALUE 1.0', '0 1 1 1', 'SMOOTH_MOD', 'null'
+  ].join('\n') + '\n');
   run(QUORIVEX, INPUT, '1');
-  iterations = readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
+  iterations =
+      readFileSync(file('quorivex.out'), 'utf8').split('\n').filter((l) => /^ +\d/.test(l)).length;
   for (let iteration = 1; iteration <= iterations; ++iteration) {
-    const own = model(iteration).map((value, cell) => (value === -100 ? value : (1000 * iteration + cell) * 1.0007e-5));
-    writeFileSync(file(`quorivex_${String(iteration).padStart(3, '0')}.sus`), own.map((v) => v.toExponential(5)).join('\n') + '\n');
+    const own = model(iteration).map(
+        (value, cell) => (value === -100 ? value : (1000 * iteration + cell) * 1.0007e-5));
+    writeFileSync(
+        file(numbered(iteration, 'sus')), own.map((v) => v.toExponential(5)).join('\n') + '\n');
   }
 }
 
@@ -75,17 +100,24 @@ function valueAt(values, place) {
 
 const centres = (name) => WIDTHS[name].map((_, i) => (edges(name)[i] + edges(name)[i + 1]) / 2);
 
-// The pointer over a place of a plot: what the page says, and what colour value it drew there.
-async function pointAt(id, x, y) {
-  await page.mouse.move(5, 5);
-  const at = await page.evaluate(([name, px, py]) => {
+// Where a place of a plot is in the window, after it has been scrolled into view.
+function screenPlace(id, x, y) {
+  return page.evaluate(([name, px, py]) => {
     const plot = document.getElementById(name);
     plot.scrollIntoView({block: 'center', behavior: 'instant'});
     const {xaxis, yaxis} = plot._fullLayout;
     const box = plot.getBoundingClientRect();
-    document.getElementById('at-pointer').textContent = '';
     return [box.left + xaxis._offset + xaxis.d2p(px), box.top + yaxis._offset + yaxis.d2p(py)];
   }, [id, x, y]);
+}
+
+// The pointer over a place of a plot: what the page says, and what colour value it drew there.
+async function pointAt(id, x, y) {
+  await page.mouse.move(5, 5);
+  await page.evaluate(() => {
+    document.getElementById('at-pointer').textContent = '';
+  });
+  const at = await screenPlace(id, x, y);
   await page.mouse.move(at[0] + 3, at[1]);
   await page.mouse.move(...at);
   await page.waitForFunction(() => document.getElementById('at-pointer').textContent !== '');
@@ -106,13 +138,17 @@ async function slide(name, position) {
 
 async function chooseIteration(number) {
   await page.selectOption('#iteration', String(number));
-  await page.waitForFunction((n) => document.querySelector('#iterations tr.shown th').textContent === String(n), number);
+  await page.waitForFunction(
+      (n) => document.querySelector('#iterations tr.shown th').textContent === String(n), number);
 }
 
-const drawnData = (id) => page.evaluate((name) => Array.from(document.getElementById(name).data[0].marker.color), id);
+const drawnData = (id) =>
+    page.evaluate((name) => Array.from(document.getElementById(name).data[0].marker.color), id);
 
 function near(actual, expected, what) {
-  assert.ok(Math.abs(actual - expected) <= 2e-6 * Math.abs(expected), `${what}: ${actual}, not ${expected}`);
+  assert.ok(
+      Math.abs(actual - expected) <= 2e-6 * Math.abs(expected),
+      `${what}: ${actual}, not ${expected}`);
 }
 
 before(async () => {
@@ -137,8 +173,10 @@ after(async () => {
 });
 
 test('values under the pointer are those of the model file, in all sections', async () => {
-  const sections = [['plan', 'easting', 'northing', 'elevation'], ['west-east', 'easting', 'elevation', 'northing'],
-    ['south-north', 'northing', 'elevation', 'easting']];
+  const sections = [
+    ['plan', 'easting', 'northing', 'elevation'], ['west-east', 'easting', 'elevation', 'northing'],
+    ['south-north', 'northing', 'elevation', 'easting']
+  ];
   const values = model(iterations);
   let air = 0;
   for (const [id, across, up, fixed] of sections) {
@@ -166,19 +204,24 @@ test('sliders move by keys and by a click into a section, and say where they are
   await slide('easting', 2);
   await page.focus('#slide-easting');
   await page.keyboard.press('ArrowRight');
-  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 3,'));
-  assert.match(await page.getAttribute('#slide-easting', 'aria-valuetext'), /1.150 to 1.210 m, column 3 of 6/);
+  await page.waitForFunction(
+      () => document.getElementById('at-crosshair').textContent.includes('column 3,'));
+  assert.match(
+      await page.getAttribute('#slide-easting', 'aria-valuetext'),
+      /1.150 to 1.210 m, column 3 of 6/);
   await pointAt('plan', 1455, 2030);
   await page.mouse.down();
   await page.mouse.up();
-  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 6, row 1'));
+  await page.waitForFunction(
+      () => document.getElementById('at-crosshair').textContent.includes('column 6, row 1'));
   assert.equal(await page.inputValue('#slide-northing'), '1');
   const ground = await page.evaluate(() => document.getElementById('south-north').data.at(-1).y);
   const layers = edges('elevation');
   const tops = model(iterations);
   const column = Number(await page.inputValue('#slide-easting')) - 1;
   const expected = WIDTHS.northing.flatMap((_, row) => {
-    const first = tops.slice(7 * (column + 6 * row), 7 * (column + 6 * row) + 7).findIndex((v) => v !== -100);
+    const first =
+        tops.slice(7 * (column + 6 * row), 7 * (column + 6 * row) + 7).findIndex((v) => v !== -100);
     return [layers[first], layers[first]];
   });
   assert.deepEqual(ground, expected);
@@ -190,46 +233,68 @@ test('a tap moves the sections to where it is, not to where the pointer was befo
     const plot = document.getElementById('plan');
     const {xaxis, yaxis} = plot._fullLayout;
     const box = plot.getBoundingClientRect();
-    const place = {clientX: box.left + xaxis._offset + xaxis.d2p(px), clientY: box.top + yaxis._offset + yaxis.d2p(py)};
+    const place = {
+      clientX: box.left + xaxis._offset + xaxis.d2p(px),
+      clientY: box.top + yaxis._offset + yaxis.d2p(py)
+    };
     for (const type of ['pointerdown', 'pointerup']) {
-      plot.querySelector('.nsewdrag').dispatchEvent(new PointerEvent(type, {...place, pointerId: 7, pointerType: 'touch', bubbles: true}));
+      plot.querySelector('.nsewdrag')
+          .dispatchEvent(new PointerEvent(
+              type, {...place, pointerId: 7, pointerType: 'touch', bubbles: true}));
     }
   }, [1245, 2200]);
-  await page.waitForFunction(() => document.getElementById('at-crosshair').textContent.includes('column 4, row 4'));
+  await page.waitForFunction(
+      () => document.getElementById('at-crosshair').textContent.includes('column 4, row 4'));
 });
 
-test('the iteration that is chosen is the one shown, observed and predicted data in their places', async () => {
-  for (const iteration of [1, iterations]) {
-    await chooseIteration(iteration);
-    const predicted = data(`quorivex_${String(iteration).padStart(3, '0')}.pre`, 3);
-    const observed = data('obs.mag', 3);
-    const deviation = data('obs.mag', 4);
-    (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
-    (await drawnData('predicted')).forEach((v, i) => near(v, predicted[i], 'predicted'));
-    (await drawnData('residual')).forEach((v, i) => assert.ok(Math.abs(v - (observed[i] - predicted[i]) / deviation[i]) < 1e-6));
-    const scatter = await page.evaluate(() => {
-      const {x, y} = document.getElementById('scatter').data[1];
-      return [Array.from(x), Array.from(y)];
+test(
+    'the iteration that is chosen is the one shown, observed and predicted data in their places',
+    async () => {
+      for (const iteration of [1, iterations]) {
+        await chooseIteration(iteration);
+        const predicted = data(numbered(iteration, 'pre'), 3);
+        const observed = data('obs.mag', 3);
+        const deviation = data('obs.mag', 4);
+        (await drawnData('observed')).forEach((v, i) => near(v, observed[i], 'observed'));
+        (await drawnData('predicted')).forEach((v, i) => near(v, predicted[i], 'predicted'));
+        (await drawnData('residual'))
+            .forEach(
+                (v, i) =>
+                    assert.ok(Math.abs(v - (observed[i] - predicted[i]) / deviation[i]) < 1e-6));
+        const scatter = await page.evaluate(() => {
+          const {x, y} = document.getElementById('scatter').data[1];
+          return [Array.from(x), Array.from(y)];
+        });
+        assert.deepEqual(scatter, [await drawnData('observed'), await drawnData('predicted')]);
+        const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
+        const layer = 7 - Number(await page.inputValue('#slide-elevation'));
+        near(
+            susceptibility(words), valueAt(model(iteration), {
+              easting: centres('easting')[1],
+              northing: centres('northing')[3],
+              elevation: centres('elevation')[layer]
+            }),
+            `iteration ${iteration}`);
+      }
     });
-    assert.deepEqual(scatter, [await drawnData('observed'), await drawnData('predicted')]);
-    const {words} = await pointAt('plan', centres('easting')[1], centres('northing')[3]);
-    const layer = 7 - Number(await page.inputValue('#slide-elevation'));
-    near(susceptibility(words), valueAt(model(iteration), {easting: centres('easting')[1], northing: centres('northing')[3],
-      elevation: centres('elevation')[layer]}), `iteration ${iteration}`);
-  }
-});
 
 test('colours: logarithmic axis, range and fading leave air as it is', async () => {
   await page.selectOption('#scaling', 'log');
   await page.fill('#threshold', String((1000 * iterations + 100) * 1e-5));
   await page.press('#threshold', 'Enter');
   await page.waitForFunction(() => document.getElementById('west-east').data.length === 3);
-  const [mask, cells] = await page.evaluate(() => document.getElementById('west-east').data.slice(0, 2).map((t) => t.z));
+  const [mask, cells] = await page.evaluate(
+      () => document.getElementById('west-east').data.slice(0, 2).map((t) => t.z));
   assert.deepEqual(mask.flat().map((v) => v === null), cells.flat().map((v) => v === null));
   assert.ok(cells.flat().includes(null));
-  const scale = await page.evaluate(() => document.getElementById('plan').data[1].colorscale.map((stop) => stop[1]));
-  assert.ok(scale.some((colour) => colour.endsWith(',0.15)')) && scale.some((colour) => colour.endsWith(',1)')));
-  assert.ok(await page.evaluate(() => document.getElementById('plan').data[1].zmin < document.getElementById('plan').data[1].zmax));
+  const scale = await page.evaluate(
+      () => document.getElementById('plan').data[1].colorscale.map((stop) => stop[1]));
+  assert.ok(
+      scale.some((colour) => colour.endsWith(',0.15)')) &&
+      scale.some((colour) => colour.endsWith(',1)')));
+  assert.ok(await page.evaluate(
+      () => document.getElementById('plan').data[1].zmin <
+          document.getElementById('plan').data[1].zmax));
   await page.selectOption('#scaling', 'linear');
   await page.fill('#threshold', '');
   await page.press('#threshold', 'Enter');
@@ -239,66 +304,89 @@ test('colours: logarithmic axis, range and fading leave air as it is', async () 
 });
 
 test('the verdict has the figures of the run, and names are shown as they are', async () => {
-  const last = readFileSync(file('quorivex.out'), 'utf8').trimEnd().split('\n').filter((l) => /^ +\d/.test(l)).at(-1);
+  const last = readFileSync(file('quorivex.out'), 'utf8')
+                   .trimEnd()
+                   .split('\n')
+                   .filter((l) => /^ +\d/.test(l))
+                   .at(-1);
   const misfit = Number(last.trim().split(/\s+/)[2]);
   const headline = await page.textContent('.verdict .headline');
   assert.match(headline, /as closely as was asked/);
   assert.ok(Math.abs(Number(headline.match(/misfit ([\d.e+]+)/)[1]) / misfit - 1) < 1e-3, headline);
   assert.match(await page.textContent('#verdict'), /target 400/);
-  const residuals = data('obs.mag', 3).map((v, i) => (v - data(`quorivex_${String(iterations).padStart(3, '0')}.pre`, 3)[i]) / data('obs.mag', 4)[i]);
-  const worst = residuals.reduce((most, r, i) => (Math.abs(r) > Math.abs(residuals[most]) ? i : most), 0);
+  const residuals =
+      data('obs.mag', 3)
+          .map((v, i) => (v - data(numbered(iterations, 'pre'), 3)[i]) / data('obs.mag', 4)[i]);
+  const worst =
+      residuals.reduce((most, r, i) => (Math.abs(r) > Math.abs(residuals[most]) ? i : most), 0);
   const place = (column) => data('obs.mag', column)[worst].toFixed(0);
-  assert.ok((await page.textContent('.verdict')).includes(`${residuals[worst].toFixed(1)} standard deviations, of datum ` +
-    `${worst + 1} at easting ${place(0)} m, northing ${place(1)} m.`));
+  assert.ok((await page.textContent('.verdict'))
+                .includes(
+                    `${residuals[worst].toFixed(1)} standard deviations, at datum ` +
+                    `${worst + 1} (easting ${place(0)} m, northing ${place(1)} m).`));
   assert.match(await page.textContent('#verdict'), /unknown\s*too few data/);
-  assert.match(await page.textContent('#parameters'), /tolc0\.02[^]*all \d+ below the ground/);
+  assert.match(
+      await page.textContent('#parameters'),
+      /tolc0\.02[^]*without remanence[^]*all \d+ ground cells/);
+  assert.match(
+      await page.textContent('.dates'), /^Started on \d{4}-\d\d-\d\d [\d:]{8}, ended on \d{4}-/);
   assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);
   assert.equal(await page.locator('#iterations tbody tr').count(), iterations);
 });
 
 test('a datum under the pointer, a page for a narrow screen and for paper', async () => {
-  const at = await page.evaluate(() => {
-    const plot = document.getElementById('observed');
-    plot.scrollIntoView({block: 'center', behavior: 'instant'});
-    const {xaxis, yaxis} = plot._fullLayout;
-    const box = plot.getBoundingClientRect();
-    return [box.left + xaxis._offset + xaxis.d2p(1247), box.top + yaxis._offset + yaxis.d2p(2178)];
-  });
+  const at = await screenPlace('observed', 1247, 2178);
   await page.mouse.move(at[0] + 1, at[1]);
   await page.mouse.move(...at);
-  await page.waitForFunction(() => /datum 11 /.test(document.getElementById('at-datum').textContent));
-  const [, observed, predicted] = (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
+  await page.waitForFunction(
+      () => /datum 11 /.test(document.getElementById('at-datum').textContent));
+  const [, observed, predicted] =
+      (await page.textContent('#at-datum')).match(/observed (\S+) nT, predicted (\S+) nT/);
   const shown = (name, column) => Number(data(name, column)[10].toPrecision(6));
-  assert.deepEqual([Number(observed), Number(predicted)],
-    [shown('obs.mag', 3), shown(`quorivex_${String(iterations).padStart(3, '0')}.pre`, 3)]);
+  assert.deepEqual(
+      [Number(observed), Number(predicted)],
+      [shown('obs.mag', 3), shown(numbered(iterations, 'pre'), 3)]);
   await page.evaluate(() => window.scrollTo(0, 0));
   await page.screenshot({path: SCREENSHOT, fullPage: true});
   assert.ok(statSync(SCREENSHOT).size > 100_000);
   assert.ok((await page.pdf()).length > 50_000);
   await page.setViewportSize({width: 400, height: 800});
   await page.waitForTimeout(500);
-  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth) <= 400, 'wider than a narrow screen');
+  assert.ok(
+      await page.evaluate(() => document.documentElement.scrollWidth) <= 400,
+      'wider than a narrow screen');
 });
 
-test('without a positive susceptibility there is no logarithmic axis, and it says why', async () => {
-  const last = `quorivex_${String(iterations).padStart(3, '0')}.sus`;
-  const own = readFileSync(file(last));
-  writeFileSync(file(last), model(iterations).map((v, cell) => (v === -100 ? v : -0.001 * (cell % 5))).join('\n') + '\n');
-  run(QVX, 'report', INPUT, '--output', 'negative.html');
-  writeFileSync(file(last), own);
-  await page.goto(pathToFileURL(file('negative.html')).href);
-  await page.waitForSelector('body[aria-busy="false"]');
-  assert.match(await page.textContent('#scaling option[value="log"]:disabled'), /no value is positive/);
-  const [low, high] = await page.evaluate(() => [document.getElementById('plan').data[0].zmin, document.getElementById('plan').data[0].zmax]);
-  assert.deepEqual([low, high], [-0.004, 0]);
-});
+test(
+    'without a positive susceptibility there is no logarithmic axis, and it says why', async () => {
+      const last = numbered(iterations, 'sus');
+      const own = readFileSync(file(last));
+      writeFileSync(
+          file(last),
+          model(iterations).map((v, cell) => (v === -100 ? v : -0.001 * (cell % 5))).join('\n') +
+              '\n');
+      run(QVX, 'report', INPUT, '--output', 'negative.html');
+      writeFileSync(file(last), own);
+      await page.goto(pathToFileURL(file('negative.html')).href);
+      await page.waitForSelector('body[aria-busy="false"]');
+      assert.match(
+          await page.textContent('#scaling option[value="log"]:disabled'), /no value is positive/);
+      const [low, high] = await page.evaluate(
+          () =>
+              [document.getElementById('plan').data[0].zmin,
+               document.getElementById('plan').data[0].zmax]);
+      assert.deepEqual([low, high], [-0.004, 0]);
+    });
 
-test('nothing complains, and nothing is asked of a network', () => assert.deepEqual(complaints, []));
+test(
+    'nothing complains, and nothing is asked of a network', () => assert.deepEqual(complaints, []));
 
 test('a report never replaces a file of its run', () => {
   const before = readFileSync(file('obs.mag'));
-  for (const [args, text] of [[['--output', 'obs.mag'], /would replace a file that is read/], [['--output', 'no/x.html'], /no\/x.html/]]) {
-    assert.throws(() => run(QVX, 'report', INPUT, ...args), (error) => error.status === 1 && text.test(error.stderr));
-  }
+  const refusal = (output, text) => assert.throws(
+      () => run(QVX, 'report', INPUT, '--output', output),
+      (error) => error.status === 1 && text.test(error.stderr));
+  refusal('obs.mag', /would replace a file that is read/);
+  refusal('no/x.html', /no\/x.html/);
   assert.deepEqual(readFileSync(file('obs.mag')), before);
 });

@@ -287,6 +287,41 @@ TEST(Failures, ASensitivityFileThatSaysWhatCannotBeIsRefusedWithTheRecord) {
                      "found one that is not.");
 }
 
+// A reader that stops before the lines of its first half are written, or a line out of its place.
+TEST(Failures, TheLogHoldsWhatWasReadBeforeTheStop) {
+  const std::string full = framed(sensitivity_records(small_survey()));
+  const auto expect_lines = [](const Case& folder, const std::vector<std::string>& lines) {
+    const std::string console = run_program(folder, "run.inp");
+    const std::string log = folder.read("quorivex.log");
+    std::size_t at = 0;
+    for (const std::string& line : lines) {
+      const std::size_t found = log.find(line, at);
+      ASSERT_NE(found, std::string::npos) << line << " is not after\n" << log.substr(0, at);
+      at = found + line.size();
+    }
+    EXPECT_EQ(log.find_first_not_of('\n', at), std::string::npos) << log;
+    EXPECT_TRUE(console.ends_with("\n" + lines.back() + "\n\n") ||
+                console.ends_with("\n" + lines.back() + "\n"))
+        << console;
+  };
+  Case inactive({{7, "f"}});
+  inactive.write("f", "12*0");
+  expect_lines(inactive, {"need a lot more memory.", "# of data:", "cells were read from file: f\n",
+                          "total # of cells:", "# of inactive cells:      12\n\n",
+                          "ERROR: all cells are inactive."});
+  Case cut;
+  cut.write("sens.mtx", full.substr(0, full.size() - 80));
+  expect_lines(cut, {"Running with", "\nWARNING: no compression is used", kBadSens});
+  Case shifted;
+  shifted.write("sens.mtx", patched(false, {3, 0, 1}));
+  expect_lines(shifted, {"# of cells below topo:", "reference model was set to:  0.0000E+00\n",
+                         "idx1 /= size(wtz)"});
+  expect_lines(Case({{6, "missing"}}),
+               {"# of cells below topo:", " ERROR: reference model file not found: missing"});
+  expect_lines(Case({{9, "missing"}}), {"initial model was set to:", "lower bounds was set to:",
+                                        " ERROR: upper bounds file not found: missing"});
+}
+
 TEST(Failures, AMatrixLargerThanMemoryEndsInTheAllocationMessage) {
 #ifdef QUORIVEX_SANITIZED
   GTEST_SKIP() << "the sanitizer's own memory needs more than the limit";

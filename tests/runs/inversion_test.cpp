@@ -18,7 +18,7 @@ std::string numbered(std::size_t iteration, const char* extension) {
 }
 
 // Columns of the summary table, from 0.
-enum Column { kNumber, kBeta, kMisfit, kNorm = 7, kPhi, kColumns = 11 };
+enum Column { kNumber, kBeta, kMisfit, kNorm = 7, kPhi, kCgIterations, kColumns = 11 };
 using Rows = std::vector<std::vector<double>>;
 
 /// Runs to the end and returns the summary; there are two files per iteration and no other. A
@@ -122,6 +122,9 @@ TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtAnyNumberOfT
     const double change = std::abs(rows[at - 1][kPhi] / rows[at][kPhi] - 1.0);
     EXPECT_EQ(change < 0.001, at + 1 == rows.size()) << "iteration " << at + 1 << ": " << change;
   }
+  // Another tolerance or maximum of the conjugate gradients.
+  EXPECT_EQ((std::vector{rows[0][kCgIterations], rows[1][kCgIterations], rows[2][kCgIterations]}),
+            (std::vector{16.0, 72.0, 88.0}));
   // A grid of 256 x 32 x 16 points, of which CALC_GV takes a half at a time; several batches of
   // rows of different lengths, unsorted.
   const Survey wide = make_survey({.ne = 17, .nn = 9, .nz = 130});

@@ -38,6 +38,7 @@ TEST(QvxSurvey, TheOutputHoldsWhatTheReportCounts) {
                            "thinned away: 17 (nearest to every 30 m along 3 lines); used: 12",
                            "removed: plane 90 nT at 450000 E 7000000 N, 1000 nT/km eastward and 5 "
                            "nT/km northward (as given)",
+                           "standard deviation: 2 nT + 10 % of |datum|, 2.8 to 3 nT",
                            "declination from grid north is 11.00", "Written to o.mag: 12 data"}) {
     EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
   }
@@ -87,8 +88,9 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
   elevations(std::string("--topography hill.asc --height -0.5 ") + kGiven);
   EXPECT_NE(folder.read("err.txt").find("Warning: --height -0.5 puts all stations below"),
             std::string::npos);
-  // The same place told in two ways; the convergence turns the grid's north.
+  // The same position given in two ways; the convergence turns the grid's north.
   const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
+  EXPECT_NE(folder.read("o.mag").find(" m, 2000-01-01\n"), std::string::npos);
   const Observations at = elevations(
       "--elevation Z --date 2000 --at 13.9,63.1 --height-above-sea 300 --convergence -1");
   EXPECT_NEAR(utm.incl, at.incl, 0.1);
@@ -119,7 +121,8 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
   expect_refused(folder, good + "--date 2200 --utm 33N", "the years 1900 to 20");
   expect_refused(folder, good + kGiven + "--centre 1,2", "need --remove");
   expect_refused(folder, good + kGiven + "--remove plane --given 5", "--given should hold level");
-  expect_refused(folder, good + kGiven + "--remove ramp", "--remove");
+  expect_refused(folder, good + kGiven + "--remove ramp",
+                 "--remove: should be constant or plane, not ramp");
   expect_refused(folder, good + kGiven + "--separator ab", "--separator should be");
   expect_refused(folder, good + kGiven + "--grid 5 --spacing 5", "--spacing");
   expect_refused(folder, good + kGiven + "--line Line", "should name a column 'Line', once");

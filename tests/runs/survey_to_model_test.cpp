@@ -129,7 +129,7 @@ TEST(SurveyToModel, WarnsAndHintsWhereDataCanHardlyBeMeant) {
       folder.qvx("sensitivity --mesh mesh.txt --elevation 30 --data obs.mag --output s.mtx");
   EXPECT_EQ(run.status, 0) << run.err;
   for (const char* text : {"looks like tesla", "they look like tesla", "2 of 3 stations lie below",
-                           "datum 1: easting 100.00", "1 of 3 stations lie outside the mesh",
+                           "datum 1 at easting 100.00", "1 of 3 stations lie outside the mesh",
                            "2 of 3 stations lie on an edge"}) {
     EXPECT_NE(run.err.find(text), std::string::npos) << text << "\n" << run.err;
   }
@@ -156,6 +156,58 @@ TEST(SurveyToModel, RefusalsNameTheCauseAndLeaveNoFile) {
   expect_refused(folder, "forward --data obs.mag --model mesh.txt --output f.mag " + mesh, "model");
   expect_refused(folder, "nonsense", "subcommand");
   EXPECT_FALSE(folder.has("s.mtx") || folder.has("s.mtx.part") || folder.has("f.mag"));
+}
+
+// Grids and points through every command; ground that a mesh loses, and what is no elevation.
+TEST(SurveyToModel, TheTerrainIsReadAlikeByEveryCommandAndNoneIsLostSilently) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  const auto grid = [](const std::string& values) {
+    return "ncols 2\nnrows 2\nxllcenter -9500\nyllcenter -9500\ncellsize 20000\n" + values;
+  };
+  folder.write("dem.asc", grid("-5 45.5 -5 45.5\n"));
+  folder.write("dem.txt",
+               "4\n-9500 -9500 -5\n-9500 10500 -5\n10500 -9500 45.5\n10500 10500 45.5\n");
+  folder.write("gap.asc", grid("-5 -9999 -5 45\n"));
+  folder.write("mark.txt", "4\n-500 -500 -5\n-500 800 -5\n800 -500 -9999\n800 800 60\n");
+  const auto built = [&](const std::string& terrain) {
+    const QvxRun run = folder.qvx(
+        "sensitivity --mesh mesh.txt --data obs.mag --output s.mtx --topography " + terrain);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    return folder.read("s.mtx");
+  };
+  EXPECT_TRUE(built("dem.asc") == built("dem.txt"));
+  // A mesh under the terrain, and one that is too low.
+  const std::string mesh =
+      "mesh --data obs.mag --topography dem.asc --cell 50 --padding 100 --output ";
+  const QvxRun high = folder.qvx(mesh + "high.txt");
+  EXPECT_EQ(high.status, 0) << high.err;
+  EXPECT_EQ(high.err, "");
+  EXPECT_NE(high.out.find("--mesh high.txt --topography dem.asc --data"), std::string::npos);
+  EXPECT_NE(folder.qvx(mesh + "low.txt --top 19").err.find("cuts off the terrain of"),
+            std::string::npos);
+  for (const std::string command :
+       {"sensitivity --plan --topography dem.asc", "sensitivity --plan --elevation 20",
+        "forward --model model.txt --output f.mag --elevation 20"}) {
+    const Mesh low = read_mesh_file(folder.path("low.txt"));
+    folder.write("model.txt", fmt::format("{}*0", low.cells()));
+    const QvxRun cut = folder.qvx(command + " --data obs.mag --mesh low.txt");
+    EXPECT_EQ(cut.status, 0) << cut.err;
+    EXPECT_NE(cut.err.find("Warning: the top of the mesh, 19 m, cuts off"), std::string::npos)
+        << cut.err;
+    const QvxRun whole = folder.qvx(command + " --data obs.mag --mesh high.txt");
+    EXPECT_EQ(whole.err.find("cuts off"), std::string::npos) << whole.err;
+  }
+  for (const std::string command :
+       {"sensitivity --output g.mtx --mesh mesh.txt", "mesh --output g"}) {
+    expect_refused(folder, command + " --data obs.mag --topography gap.asc", "no elevation at");
+    expect_refused(folder, command + " --data obs.mag --topography mark.txt",
+                   "usually marks places");
+    expect_refused(folder, command + " --data obs.mag --topography mesh.txt",
+                   "\n\nERROR reading topography file mesh.txt\n");
+  }
+  EXPECT_FALSE(folder.has("g.mtx") || folder.has("g"));
 }
 
 // Directions of the header taken for those of the datum; a file of both that the way back misreads.

@@ -43,7 +43,7 @@ CgResult update(const Problem& problem, std::int32_t number, double beta, Curren
   const auto watch = [&](std::int32_t iterations, double residual) {
     progress.done(iterations, std::log(residual) / std::log(kCgTolerance));
   };
-  return linsolv(problem, beta, kCgTolerance, kMaxCgIterations, watch, current, state);
+  return linsolv(problem, beta, {kCgTolerance, kMaxCgIterations, watch}, current, state);
 }
 
 IterationResult compute_iteration(const Problem& problem, std::int32_t number, double beta,

@@ -13,6 +13,7 @@
 #include "inversion/control/run_log_lines.h"
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/model_files.h"
+#include "inversion/sensitivity/memory.h"
 
 namespace quorivex {
 namespace {
@@ -32,7 +33,7 @@ SensitivityFile read_sensitivity_file(const std::string& name, Report& report) {
   OpenSensitivityFile opened = open_sensitivity_file(name);
   report.flush_log();
   if (!opened.heading.sens.compressed) report.both(full_matrix_warning());
-  return read_matrix(std::move(opened));
+  return read_matrix_rows(std::move(opened));
 }
 
 ActiveCells read_active(const InversionParameters& input, const SharedGround& ground,
@@ -92,6 +93,7 @@ RunSetup read_files(const InversionParameters& input, Report& report) {
   const PhaseTimer timer(Phase::read);
   RunSetup setup;
   setup.file = read_sensitivity_file(input.mtxFile, report);
+  return_freed_memory();
   setup.data = read_data_file(input.obsFile, DataColumns::values, setup.file.sens.ndata);
   report.log(data_count(setup.data.ndata));
   setup.models = read_models(input, setup.file, report);

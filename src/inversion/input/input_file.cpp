@@ -112,4 +112,9 @@ InversionParameters read_input_file(const std::string& name) {
   return input;
 }
 
+std::optional<double> target_misfit(const InversionParameters& input, std::int32_t ndata) {
+  if (input.mode != 1) return std::nullopt;
+  return ndata * input.par;
+}
+
 }  // namespace quorivex

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace quorivex {
@@ -32,5 +33,8 @@ std::string sample_input();
 /// Reads and checks the input file.
 /// @throws StopRun with the reader's message and the sample; file_not_found("input")
 InversionParameters read_input_file(const std::string& name);
+
+/// The misfit that mode 1 aims at, number of data times chifact; nothing in mode 2.
+std::optional<double> target_misfit(const InversionParameters& input, std::int32_t ndata);
 
 }  // namespace quorivex

@@ -46,10 +46,9 @@ void active_to_full(const ActiveCells& active, const FixedValues& fixed, View1<c
   }
 }
 
-void full_to_below(const ActiveCells& active, View1<const double> full, View1<double> amodel) {
-  require(amodel.size() == active.ground->cells(), "idx1 /= size(amodel)");
-  for_each_ground_cell(*active.ground,
-                       [&](const GridCell& at) { amodel(at.below) = full(at.cell); });
+void full_to_below(const Ground& ground, View1<const double> full, View1<double> amodel) {
+  require(amodel.size() == ground.cells(), "idx1 /= size(amodel)");
+  for_each_ground_cell(ground, [&](const GridCell& at) { amodel(at.below) = full(at.cell); });
 }
 
 void below_to_active(const ActiveCells& active, View1<const double> m1, View1<double> m2) {

@@ -24,7 +24,7 @@ FixedValues split_reference(const ActiveCells& active, View1<const double> full)
 void full_to_active(const ActiveCells& active, View1<const double> full, View1<double> amodel);
 void active_to_full(const ActiveCells& active, const FixedValues& fixed, View1<const double> amodel,
                     View1<double> full);
-void full_to_below(const ActiveCells& active, View1<const double> full, View1<double> amodel);
+void full_to_below(const Ground& ground, View1<const double> full, View1<double> amodel);
 void below_to_active(const ActiveCells& active, View1<const double> m1, View1<double> m2);
 /// Ground cells that are not active become 0.
 void active_to_below(const ActiveCells& active, View1<const double> m2, View1<double> m1);

@@ -29,9 +29,14 @@ std::string format_bytes(double bytes) {
   return fmt::format("{:.1f} kB", bytes / 1e3);
 }
 
+std::string format_counts(std::int64_t east, std::int64_t north, std::int64_t depth,
+                          std::string_view what) {
+  return fmt::format("{} x {} x {} {} along easting, northing and depth", east, north, depth, what);
+}
+
 std::string describe_mesh(const Mesh& mesh) {
-  return fmt::format("Mesh: {} x {} x {} cells along easting, northing and depth, {} in all\n",
-                     mesh.ne, mesh.nn, mesh.nz, mesh.cells()) +
+  return fmt::format("Mesh: {}, {} in all\n", format_counts(mesh.ne, mesh.nn, mesh.nz, "cells"),
+                     mesh.cells()) +
          axis_in_words("easting", mesh.easting_nodes.front(), mesh.easting_nodes.back(), "cells",
                        mesh.de) +
          axis_in_words("northing", mesh.northing_nodes.front(), mesh.northing_nodes.back(), "cells",

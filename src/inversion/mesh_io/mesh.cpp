@@ -35,6 +35,15 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
   return nodes;
 }
 
+/// A short file may hold two thousand million widths: "2147483647*1".
+void require_memory_for(std::int64_t cells_of_axes) {
+  try {
+    require_available_memory(2 * sizeof(double) * as_size(cells_of_axes));  // widths and nodes
+  } catch (const std::bad_alloc&) {
+    alloc_error(kRoutine);
+  }
+}
+
 /// The lists of a text mesh file in their order.
 class MeshLists {
  public:
@@ -48,9 +57,8 @@ class MeshLists {
   }
 
   std::vector<double> read_widths(std::int32_t count, const char* axis) {
-    std::vector<double> widths;
+    std::vector<double> widths;  // grows with the values that are there, not with the count
     for (std::int32_t i = 1; i <= count; ++i) {
-      make_room(widths);
       if (!values_.read(widths.emplace_back())) {
         refuse(fmt::format("Width {} of {} along {} could not be read.", i, count, axis));
       }
@@ -68,20 +76,6 @@ class MeshLists {
   }
 
  private:
-  /// Lists grow with the values that are there, not with the count, and a short line may stand for
-  /// two thousand million values ("2147483647*1").
-  static void make_room(std::vector<double>& widths) {
-    if (widths.size() < widths.capacity()) return;
-    constexpr std::size_t kFirst = 1024;
-    const std::size_t room = std::max(kFirst, 2 * widths.size());
-    try {
-      require_available_memory(2 * sizeof(double) * room);  // the nodes come later
-      widths.reserve(room);
-    } catch (const std::bad_alloc&) {
-      alloc_error(kRoutine);
-    }
-  }
-
   FreeFormat values_;
   const std::string& name_;
 };
@@ -132,6 +126,7 @@ Mesh read_mesh_file(const std::string& name) {
                     "{}.",
                     ne, nn, nz));
   }
+  require_memory_for(std::int64_t{ne} + nn + nz);
   double west = 0.0;
   double south = 0.0;
   double top = 0.0;

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/objective/inactive_terms.h"
 
+#include "base/stop_run.h"
+
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "calc_inactive_cell_components";
 
+/// Wki m_inactive; adds Wk^T of it to the gradient.
 std::vector<double> fixed_rows(const DifferenceOperator& op, View1<const double> influence,
                                View1<double> gradient) {
-  std::vector<double> rows = allocate<double>(as_size(op.nrow), kRoutine);
-  for (std::int64_t r = 1; r <= op.nrow; ++r) {
-    const double v = row_product(op.inactive, r, influence);
-    rows[as_size(r - 1)] = v;
-    add_row(op.active, r, v, gradient);
+  std::vector<double> rows = allocate<double>(op.influence.size(), kRoutine);
+  for (std::size_t r = 0; r < rows.size(); ++r) {
+    const InfluenceRow& row = op.influence[r];
+    if (row.first < 0) rows[r] -= row.v * influence(-row.first);
+    if (row.second < 0) rows[r] += row.v * influence(-row.second);
+    if (row.first > 0) gradient(row.first) -= row.v * rows[r];
+    if (row.second > 0) gradient(row.second) += row.v * rows[r];
   }
   return rows;
 }

@@ -9,17 +9,31 @@ namespace {
 
 constexpr const char* kRoutine = "calc_model_norm";
 
+/// The rows of two active cells, then those of the inactive cells with influence.
 double difference_term(const DifferenceOperator& op, const std::vector<double>& fixed,
                        View1<const double> u) {
-  return ordered_sum<double>(op.nrow, kRoutine, [&](std::int64_t first, std::int64_t last) {
-    double sum = 0.0;
-    for (std::int64_t r = first + 1; r <= last; ++r) {
-      double v = row_product(op.active, r, u);
-      if (!fixed.empty()) v += fixed[as_size(r - 1)];
-      sum += v * v;
-    }
-    return sum;
-  });
+  const double of_active =
+      ordered_sum<double>(u.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+        double sum = 0.0;
+        for (std::int64_t c = first; c < last; ++c) {
+          const double difference = u(op.next_of(c) + 1) - u(c + 1);
+          sum += op.weights[as_size(c)] * difference * difference;
+        }
+        return sum;
+      });
+  const double of_influence =
+      ordered_sum<double>(length(fixed), kRoutine, [&](std::int64_t first, std::int64_t last) {
+        double sum = 0.0;
+        for (auto r = as_size(first); r < as_size(last); ++r) {
+          const InfluenceRow& row = op.influence[r];
+          double value = fixed[r];
+          if (row.first > 0) value -= row.v * u(row.first);
+          if (row.second > 0) value += row.v * u(row.second);
+          sum += value * value;
+        }
+        return sum;
+      });
+  return of_active + of_influence;
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 #include "base/fixed_format.h"
@@ -16,48 +18,58 @@
 namespace quorivex {
 namespace {
 
-/// Position of a cell or the counts of a grid, in the order of the axes x, y, z.
-struct Grid {
-  std::int32_t x = 0;
-  std::int32_t y = 0;
-  std::int32_t z = 0;
+enum AxisName : std::size_t { kX, kY, kZ };
 
-  std::int64_t cells() const { return std::int64_t{x} * y * z; }
-  /// Offset of cell (i, j, k), all from 1, in a grid of these counts.
-  std::size_t offset(std::int32_t i, std::int32_t j, std::int32_t k) const {
-    return as_size(((i - std::int64_t{1}) * y + j - 1) * z + k - 1);
+/// One number per axis, in the order x, y, z.
+using Triple = std::array<std::int32_t, 3>;
+
+struct Grid {
+  Triple counts{};
+
+  std::int64_t cells() const { return std::int64_t{counts[kX]} * counts[kY] * counts[kZ]; }
+  /// Offset of cell `at`, from 0.
+  std::size_t offset(const Triple& at) const {
+    return as_size((at[kX] * std::int64_t{counts[kY]} + at[kY]) * counts[kZ] + at[kZ]);
+  }
+  Grid shortened(std::size_t axis) const {
+    Grid grid = *this;
+    --grid.counts[axis];
+    return grid;
   }
 };
+
+template <class Visit>
+void for_each_cell(const Grid& grid, Visit visit) {
+  for (std::int32_t x = 0; x < grid.counts[kX]; ++x) {
+    for (std::int32_t y = 0; y < grid.counts[kY]; ++y) {
+      for (std::int32_t z = 0; z < grid.counts[kZ]; ++z) visit(Triple{x, y, z});
+    }
+  }
+}
 
 /// 3-D weights of one operator; without values every weight is 1.
 struct Weights {
   Grid grid;
   std::vector<double> values;
 
-  double at(std::int32_t i, std::int32_t j, std::int32_t k) const {
-    return values.empty() ? 1.0 : values[grid.offset(i, j, k)];
-  }
+  double at(const Triple& cell) const { return values.empty() ? 1.0 : values[grid.offset(cell)]; }
 };
 
 struct AllWeights {
   Weights s;
-  Weights x;
-  Weights y;
-  Weights z;
+  std::array<Weights, 3> axes;
 };
 
 AllWeights read_weights(const std::string& name, const Grid& mesh) {
-  AllWeights w{.s = {.grid = mesh, .values = {}},
-               .x = {.grid = {mesh.x - 1, mesh.y, mesh.z}, .values = {}},
-               .y = {.grid = {mesh.x, mesh.y - 1, mesh.z}, .values = {}},
-               .z = {.grid = {mesh.x, mesh.y, mesh.z - 1}, .values = {}}};
+  AllWeights w{.s = {mesh, {}}, .axes = {}};
+  for (std::size_t axis = 0; axis < 3; ++axis) w.axes[axis].grid = mesh.shortened(axis);
   if (is_null(name)) return w;
   const PhaseTimer timer(Phase::read);
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("weight", name);
   FreeFormat values(*file);
   std::int64_t number = 0;
-  for (Weights* part : {&w.s, &w.y, &w.x, &w.z}) {
+  for (Weights* part : {&w.s, &w.axes[kY], &w.axes[kX], &w.axes[kZ]}) {
     part->values = allocate<double>(as_size(part->grid.cells()), "calc_W_components");
     read_list(values, part->values, "weight file", name);
     for (const double weight : part->values) {
@@ -74,157 +86,131 @@ AllWeights read_weights(const std::string& name, const Grid& mesh) {
   return w;
 }
 
-/// What is particular to one axis: the step from c1 to c2, and the row's entry.
+struct Cells {
+  const ActiveCells& active;
+  Grid grid;
+  std::array<const std::vector<double>*, 3> widths;
+
+  std::int32_t map(const Triple& at) const { return active.map[grid.offset(at)]; }
+  double width(std::size_t axis, const Triple& at) const {
+    return (*widths[axis])[as_size(at[axis])];
+  }
+};
+
+/// What is particular to the operator of one axis.
 struct Axis {
-  Grid step;          ///< 1 along the axis, 0 along the others
+  std::size_t number;
   const char* label;  ///< routine name for a failed allocation
   std::array<const char*, 3> checks;
 };
 
-struct Cells {
-  const Mesh& mesh;
-  const ActiveCells& active;
-  Grid counts;
-};
+constexpr Axis kAxes[] = {
+    {kX, "get_Wx", {"irow /= nrow_x", "icount-1 > size(Wx)", "icount_i-1 > size(Wxi)"}},
+    {kY, "get_Wy", {"irow /= nrow_y", "icount-1 > size(Wy)", "icount_i-1 > size(Wyi)"}},
+    {kZ, "get_Wz", {"irow /= nrow_z", "icount-1 > size(Wz)", "icount_i-1 > size(Wzi)"}}};
 
-std::vector<double> centre_distances(const std::vector<double>& widths) {
-  std::vector<double> distances = allocate<double>(widths.size() - 1, "calc_W_components");
-  for (std::size_t i = 0; i < distances.size(); ++i) {
-    distances[i] = (widths[i] + widths[i + 1]) * 0.5;
-  }
-  return distances;
+/// v = sqrt(alpha w area h) / h of the row that joins cell `at` with the next one along the axis.
+double magnitude(const Cells& cells, std::size_t axis, const Triple& at, const Triple& next,
+                 double alpha_w) {
+  const double h = (cells.width(axis, at) + cells.width(axis, next)) * 0.5;
+  const double width1 = cells.width(axis == kX ? kY : kX, at);
+  const double width2 = cells.width(axis == kZ ? kY : kZ, at);
+  return std::sqrt(alpha_w * width1 * width2 * h) / h;
 }
 
-void reserve_rows(CsrHalf& half, std::int64_t nrow, std::int64_t entries, const char* label) {
-  try {
-    half.pointers.reserve(as_size(nrow + 1));
-    half.columns.reserve(as_size(entries));
-    half.values.reserve(as_size(entries));
-  } catch (const std::bad_alloc&) {
-    alloc_error(label);
-  } catch (const std::length_error&) {
-    alloc_error(label);
-  }
-}
-
-/// Adds a cell's entry to the half that its map value selects.
-void add_entry(DifferenceOperator& op, std::int32_t map, double value) {
-  if (map > 0) {
-    op.active.add(map, value);
-  } else {
-    op.inactive.add(-map, value);
-  }
-}
-
-/// Builds one operator; magnitude(i, j, k) is v of the pair whose first cell is (k, j, i).
-template <class Magnitude>
-DifferenceOperator build(const Cells& cells, const Axis& axis, Magnitude magnitude) {
-  const Grid pairs{cells.counts.x - axis.step.x, cells.counts.y - axis.step.y,
-                   cells.counts.z - axis.step.z};
+/// An operator without rows: every cell is its own neighbour.
+DifferenceOperator no_rows(const Cells& cells, const Axis& axis) {
+  const std::size_t ncell = as_size(cells.active.ncell);
   DifferenceOperator op;
-  op.nrow = pairs.cells();
-  // Each cell enters at most two rows, each row has at most two entries.
-  const std::int64_t most_active = std::min(2 * op.nrow, 2 * std::int64_t{cells.active.ncell});
-  const std::int64_t most_inactive =
-      std::min(2 * op.nrow, 2 * std::int64_t{cells.active.influence_cells});
-  const bool has_inactive = cells.active.influence_cells > 0;
-  reserve_rows(op.active, op.nrow, most_active, axis.label);
-  if (has_inactive) reserve_rows(op.inactive, op.nrow, most_inactive, axis.label);
-
-  for (std::int32_t i = 1; i <= pairs.x; ++i) {
-    for (std::int32_t j = 1; j <= pairs.y; ++j) {
-      for (std::int32_t k = 1; k <= pairs.z; ++k) {
-        op.active.start_row();
-        if (has_inactive) op.inactive.start_row();
-        const std::int32_t map1 = cells.active.map[cells.counts.offset(i, j, k)];
-        const std::int32_t map2 =
-            cells.active
-                .map[cells.counts.offset(i + axis.step.x, j + axis.step.y, k + axis.step.z)];
-        if (map1 == 0 || map2 == 0) continue;
-        const double v = magnitude(i, j, k);
-        add_entry(op, map1, -v);
-        add_entry(op, map2, v);
-      }
-    }
-  }
-  op.active.start_row();  // the closing pointers
-  if (has_inactive) op.inactive.start_row();
-  require(op.active.rows() == op.nrow, axis.checks[0]);
-  require(length(op.active.values) <= 2 * op.nrow, axis.checks[1]);
-  require(length(op.inactive.values) <= 2 * op.nrow, axis.checks[2]);
+  op.weights = allocate<double>(ncell, axis.label);
+  if (axis.number == kZ) return op;
+  op.next = allocate<std::int32_t>(ncell, axis.label);
+  std::iota(op.next.begin(), op.next.end(), 0);
+  op.before = allocate<std::int32_t>(ncell, axis.label);
+  std::iota(op.before.begin(), op.before.end(), 0);
   return op;
 }
 
-/// sqrt(alpha w area h) / h
-double entry(double alpha, double weight, double width1, double width2, double distance) {
-  return std::sqrt(alpha * weight * width1 * width2 * distance) / distance;
+/// Enters the row of two active cells, from 0.
+void add_row(DifferenceOperator& op, std::int32_t first, std::int32_t second, double v) {
+  op.weights[as_size(first)] = v * v;
+  if (op.next.empty()) {
+    require(second == first + 1, "neighbours in depth do not follow each other");
+  } else {
+    op.next[as_size(first)] = second;
+    op.before[as_size(second)] = first;
+  }
 }
 
-DifferenceOperator get_Wx(const Cells& cells, const Weights& w, double alpha) {
-  const View1<const double> dy(cells.mesh.de);
-  const View1<const double> dz(cells.mesh.dz);
-  const std::vector<double> distances = centre_distances(cells.mesh.dn);
-  const View1<const double> hx(distances);
-  const Axis axis{
-      {1, 0, 0}, "get_Wx", {"irow /= nrow_x", "icount-1 > size(Wx)", "icount_i-1 > size(Wxi)"}};
-  return build(cells, axis, [&](std::int32_t i, std::int32_t j, std::int32_t k) {
-    return entry(alpha, w.at(i, j, k), dy(j), dz(k), hx(i));
+/// get_Wx, get_Wy or get_Wz.
+DifferenceOperator get_W(const Cells& cells, const Axis& axis, double alpha, const Weights& w) {
+  const Grid pairs = cells.grid.shortened(axis.number);
+  const std::int64_t nrow = pairs.cells();
+  DifferenceOperator op = no_rows(cells, axis);
+  std::int64_t irow = 0;
+  std::int64_t icount = 0;    // active entries
+  std::int64_t icount_i = 0;  // entries of inactive cells with influence
+  for_each_cell(pairs, [&](const Triple& at) {
+    ++irow;
+    Triple next = at;
+    ++next[axis.number];
+    const std::int32_t map1 = cells.map(at);
+    const std::int32_t map2 = cells.map(next);
+    if (map1 == 0 || map2 == 0) return;
+    const double v = magnitude(cells, axis.number, at, next, alpha * w.at(at));
+    for (const std::int32_t map : {map1, map2}) ++(map > 0 ? icount : icount_i);
+    if (map1 > 0 && map2 > 0) {
+      add_row(op, map1 - 1, map2 - 1, v);
+    } else {
+      try {
+        op.influence.push_back({map1, map2, v});
+      } catch (const std::bad_alloc&) {
+        alloc_error(axis.label);
+      }
+    }
   });
-}
-
-DifferenceOperator get_Wy(const Cells& cells, const Weights& w, double alpha) {
-  const View1<const double> dx(cells.mesh.dn);
-  const View1<const double> dz(cells.mesh.dz);
-  const std::vector<double> distances = centre_distances(cells.mesh.de);
-  const View1<const double> hy(distances);
-  const Axis axis{
-      {0, 1, 0}, "get_Wy", {"irow /= nrow_y", "icount-1 > size(Wy)", "icount_i-1 > size(Wyi)"}};
-  return build(cells, axis, [&](std::int32_t i, std::int32_t j, std::int32_t k) {
-    return entry(alpha, w.at(i, j, k), dx(i), dz(k), hy(j));
-  });
-}
-
-DifferenceOperator get_Wz(const Cells& cells, const Weights& w, double alpha) {
-  const View1<const double> dx(cells.mesh.dn);
-  const View1<const double> dy(cells.mesh.de);
-  const std::vector<double> distances = centre_distances(cells.mesh.dz);
-  const View1<const double> hz(distances);
-  const Axis axis{
-      {0, 0, 1}, "get_Wz", {"irow /= nrow_z", "icount-1 > size(Wz)", "icount_i-1 > size(Wzi)"}};
-  return build(cells, axis, [&](std::int32_t i, std::int32_t j, std::int32_t k) {
-    return entry(alpha, w.at(i, j, k), dx(i), dy(j), hz(k));
-  });
+  require(irow == nrow, axis.checks[0]);
+  require(icount <= 2 * nrow, axis.checks[1]);
+  require(icount_i <= 2 * nrow, axis.checks[2]);
+  op.influence.shrink_to_fit();
+  return op;
 }
 
 std::vector<double> get_Ws(const Cells& cells, const Weights& w, double alpha) {
   std::vector<double> Ws = allocate<double>(as_size(cells.active.ncell), "calc_W_components");
-  const View1<double> of_cell(Ws);
-  const View1<const double> dx(cells.mesh.dn);
-  const View1<const double> dy(cells.mesh.de);
-  const View1<const double> dz(cells.mesh.dz);
-  for (std::int32_t i = 1; i <= cells.counts.x; ++i) {
-    for (std::int32_t j = 1; j <= cells.counts.y; ++j) {
-      for (std::int32_t k = 1; k <= cells.counts.z; ++k) {
-        const std::int32_t p = cells.active.map[cells.counts.offset(i, j, k)];
-        if (p > 0) of_cell(p) = std::sqrt(w.at(i, j, k) * alpha * dx(i) * dy(j) * dz(k));
-      }
+  for_each_cell(cells.grid, [&](const Triple& at) {
+    const std::int32_t p = cells.map(at);
+    if (p <= 0) return;
+    Ws[as_size(p - 1)] = std::sqrt(w.at(at) * alpha * cells.width(kX, at) * cells.width(kY, at) *
+                                   cells.width(kZ, at));
+  });
+  return Ws;
+}
+
+/// The sum of v^2 over the influence rows of each active cell.
+std::vector<double> influence_diagonal(const WeightingOperators& operators) {
+  std::vector<double> sums = allocate<double>(operators.Ws.size(), "calc_W_components");
+  for (const DifferenceOperator* op : {&operators.Wx, &operators.Wy, &operators.Wz}) {
+    for (const InfluenceRow& row : op->influence) {
+      const std::int32_t active = std::max(row.first, row.second);
+      if (active > 0) sums[as_size(active - 1)] += row.v * row.v;
     }
   }
-  return Ws;
+  return sums;
 }
 
 }  // namespace
 
 WeightingOperators calc_W_components(const std::string& weightFile, const Mesh& mesh,
                                      const ActiveCells& active, const Alphas& alphas) {
-  const Cells cells{mesh, active, {mesh.nn, mesh.ne, mesh.nz}};
-  const AllWeights w = read_weights(weightFile, cells.counts);
+  const Cells cells{active, {{mesh.nn, mesh.ne, mesh.nz}}, {&mesh.dn, &mesh.de, &mesh.dz}};
+  const AllWeights w = read_weights(weightFile, cells.grid);
   WeightingOperators operators;
   operators.Ws = get_Ws(cells, w.s, alphas.s);
-  operators.Wx = get_Wx(cells, w.x, alphas.n);
-  operators.Wy = get_Wy(cells, w.y, alphas.e);
-  operators.Wz = get_Wz(cells, w.z, alphas.z);
-  operators.stencil = make_stencil(operators.Wx, operators.Wy, operators.Wz, length(operators.Ws));
+  operators.Wx = get_W(cells, kAxes[kX], alphas.n, w.axes[kX]);
+  operators.Wy = get_W(cells, kAxes[kY], alphas.e, w.axes[kY]);
+  operators.Wz = get_W(cells, kAxes[kZ], alphas.z, w.axes[kZ]);
+  if (active.influence_cells > 0) operators.influence = influence_diagonal(operators);
   return operators;
 }
 

@@ -9,7 +9,6 @@
 #include "inversion/mesh_io/mesh.h"
 #include "inversion/objective/alphas.h"
 #include "inversion/objective/difference_operator.h"
-#include "inversion/objective/stencil.h"
 
 namespace quorivex {
 
@@ -19,7 +18,9 @@ struct WeightingOperators {
   DifferenceOperator Wx;
   DifferenceOperator Wy;
   DifferenceOperator Wz;
-  Stencil stencil;  ///< what products with W^T W read
+  /// What the influence rows add to the diagonal: the sum of v^2 over those of each active cell.
+  /// Empty without inactive cells with influence.
+  std::vector<double> influence;
 };
 
 /// Builds the operators. A row joins cell c1 with its next neighbour c2 along the axis:
@@ -28,7 +29,7 @@ struct WeightingOperators {
 ///
 /// with h the distance of the centres, A the cell's face across the axis and w the 3-D weight at
 /// c1, so that |W m|^2 tends to alpha times the volume integral of w (dm/dx)^2. Both cells must be
-/// active or have influence; otherwise the row is empty.
+/// active or have influence; otherwise there is no row.
 ///
 /// @param weightFile  name of a file with the four weight arrays in the order S, E, N, Z, each in
 ///                    cell order, or "null..." for weights of 1

@@ -153,7 +153,7 @@ OpenSensitivityFile open_sensitivity_file(const std::string& name) {
   return {std::move(source), std::move(heading)};
 }
 
-SensitivityFile read_matrix(OpenSensitivityFile opened) {
+SensitivityFile read_matrix_rows(OpenSensitivityFile opened) {
   SensitivityState& sens = opened.heading.sens;
   if (sens.compressed) {
     read_sparse_rows(opened.source, sens);
@@ -168,6 +168,6 @@ SensitivityFile read_sensitivity_heading(const std::string& name) {
   return open_sensitivity_file(name).heading;
 }
 
-SensitivityFile getpar(const std::string& name) { return read_matrix(open_sensitivity_file(name)); }
+SensitivityFile getpar(const std::string& name) { return read_matrix_rows(open_sensitivity_file(name)); }
 
 }  // namespace quorivex

@@ -37,6 +37,6 @@ struct OpenSensitivityFile {
 
 OpenSensitivityFile open_sensitivity_file(const std::string& name);
 /// Reads rows and gdiag; the result is whole.
-SensitivityFile read_matrix(OpenSensitivityFile opened);
+SensitivityFile read_matrix_rows(OpenSensitivityFile opened);
 
 }  // namespace quorivex

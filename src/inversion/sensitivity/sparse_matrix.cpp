@@ -114,17 +114,21 @@ void fill(const SparseRows& rows, int bits, const std::vector<std::int64_t>& pla
   }
 }
 
+int choose_block_bits(std::int64_t points, std::int64_t rows, std::int64_t entries) {
+  const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
+  int bits = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
+  const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
+  while (bits < kPositionBits && points >> bits > 0 && of_row / (points >> bits) < kEntriesWanted) {
+    ++bits;
+  }
+  return bits;
+}
+
 }  // namespace
 
-SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries) {
-  const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
-  block_bits_ = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
-  const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
-  while (block_bits_ < kPositionBits && points >> block_bits_ > 0 &&
-         of_row / (points >> block_bits_) < kEntriesWanted) {
-    ++block_bits_;
-  }
-  blocks_ = (points + block_points() - 1) / block_points();
+SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries)
+    : block_bits_(choose_block_bits(points, rows, entries)),
+      blocks_((points + block_points() - 1) / block_points()) {
   try {
     require_available_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
   } catch (const std::bad_alloc&) {
@@ -162,10 +166,11 @@ std::int64_t SparseMatrix::entries() const {
   return sum;
 }
 
-std::int64_t SparseMatrix::bytes() const {
+std::int64_t SparseMatrix::bytes_for(std::int64_t points, std::int64_t rows, std::int64_t entries) {
   constexpr std::int64_t kEntryBytes = sizeof(std::uint16_t) + sizeof(float);
   constexpr std::int64_t kCountBytes = sizeof(std::uint32_t);
-  return entries() * kEntryBytes + rows() * blocks_ * kCountBytes;
+  const std::int64_t block = std::int64_t{1} << choose_block_bits(points, rows, entries);
+  return entries * kEntryBytes + rows * ((points + block - 1) / block) * kCountBytes;
 }
 
 std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_facts() const {

@@ -33,6 +33,9 @@ class SparseMatrix {
   /// @throws StopRun alloc_error("getpar Gs") when its counts alone exceed the memory
   SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries);
 
+  /// Memory that such a matrix takes once all its rows are there.
+  static std::int64_t bytes_for(std::int64_t points, std::int64_t rows, std::int64_t entries);
+
   /// Appends rows. Positions lie from 1 to the number of points; a row whose positions do not rise
   /// is sorted in place first. Memory beyond the matrix: 8 bytes a block and row of these, and
   /// where rows are to be sorted a copy of the longest for each thread that sorts.
@@ -41,7 +44,6 @@ class SparseMatrix {
 
   std::int64_t rows() const;
   std::int64_t entries() const;
-  std::int64_t bytes() const;
 
   struct RowStatistics {
     std::int64_t entries = 0;

@@ -43,8 +43,9 @@ void derive_terms(const InversionParameters& input, RunSetup& setup) {
 }
 
 std::optional<Target> target_of(const InversionParameters& input, std::int32_t ndata) {
-  if (input.mode != 1) return std::nullopt;
-  return Target{.chifact = input.par, .misfit = ndata * input.par};
+  const std::optional<double> misfit = target_misfit(input, ndata);
+  if (!misfit) return std::nullopt;
+  return Target{.chifact = input.par, .misfit = *misfit};
 }
 
 void check_target(const std::optional<Target>& target, double initial_misfit) {

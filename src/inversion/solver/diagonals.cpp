@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/solver/diagonals.h"
 
+#include "base/stop_run.h"
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/objective/calc_wtw_mod.h"
 

@@ -13,7 +13,7 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "linsolv";
-constexpr int kMaxHalvings = 16;  // 2^-16 is the last step that is not below 1e-5
+constexpr int kMaxHalvings = 16;  // the step stays at least 1e-5 (2^-16 = 1.5e-5)
 
 std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& state) {
   std::vector<std::int32_t> mask = allocate<std::int32_t>(as_size(ncell), kRoutine, 1);
@@ -37,9 +37,8 @@ UninitializedArray<double> preconditioner(const Diagonals& diagonals, double bet
 }
 
 /// The conjugate-gradient step dm of the free cells, 0 elsewhere.
-CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::int32_t maxit,
-                          const CgWatch& watch, View1<const std::int32_t> mask,
-                          View1<const double> g, View1<double> dm) {
+CgResult solve_free_cells(const Problem& problem, double beta, const CgControl& control,
+                          View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
   if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
   const UninitializedArray<double> P = preconditioner(problem.diagonals, beta, mask);
   UninitializedArray<double> residual(g.size(), kRoutine);
@@ -50,7 +49,7 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
   const auto apply = [&](View1<const double> x, View1<double> y) {
     aprod(problem, mask, beta, x, y, work);
   };
-  return conjugate_gradients(apply, P.view(), tol, maxit, watch, r, dm);
+  return conjugate_gradients(apply, P.view(), control, r, dm);
 }
 
 /// Frozen cells follow their gradient, by at most a tenth of the largest free move, so that one
@@ -58,9 +57,7 @@ CgResult solve_free_cells(const Problem& problem, double beta, double tol, std::
 void move_frozen_cells(View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
   double dmax = std::numeric_limits<double>::lowest();
   double fmax = std::numeric_limits<double>::lowest();
-#pragma omp parallel for schedule(static) default(none) shared(mask, g, dm) \
-    reduction(max                                                           \
-              : dmax, fmax)
+#pragma omp parallel for default(none) shared(mask, g, dm) reduction(max : dmax, fmax)
   for (std::int64_t i = 1; i <= g.size(); ++i) {
     dmax = std::max(dmax, std::abs(dm(i)));
     fmax = std::max(fmax, std::abs((1 - mask(i)) * g(i)));
@@ -114,8 +111,8 @@ void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& 
   }
 }
 
-CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t maxit,
-                 const CgWatch& watch, CurrentModel& current, LinsolvState& state) {
+CgResult linsolv(const Problem& problem, double beta, const CgControl& control,
+                 CurrentModel& current, LinsolvState& state) {
   const std::size_t ncell = current.model.size();
   if (state.truncated.empty()) state.truncated = allocate<std::int32_t>(ncell, kRoutine);
   std::vector<double> dm = allocate<double>(ncell, kRoutine);
@@ -124,7 +121,7 @@ CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t m
     std::vector<double> g = allocate<double>(ncell, kRoutine);
     formrhs(problem, current.model, current.value.predicted, beta, g);
     const std::vector<std::int32_t> mask = free_mask(length(dm), state);
-    result = solve_free_cells(problem, beta, tol, maxit, watch, mask, g, dm);
+    result = solve_free_cells(problem, beta, control, mask, g, dm);
     move_frozen_cells(mask, g, dm);
   }
   line_search(problem, beta, dm, current, state);

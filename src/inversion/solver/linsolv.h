@@ -31,11 +31,10 @@ void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& 
 /// free, a short gradient move of the others, and a line search by step halving in which every
 /// trial is projected on the bounds.
 ///
-/// @param tol, maxit, watch  of the conjugate gradients
-/// @param current     replaced by the accepted model, whose phi is strictly smaller
+/// @param current  replaced by the accepted model, whose phi is strictly smaller
 /// @throws StopRun "Error: All cells reach the bounds!", "Not able to reduce the objective
 ///         function."; alloc_error("linsolv")
-CgResult linsolv(const Problem& problem, double beta, double tol, std::int32_t maxit,
-                 const CgWatch& watch, CurrentModel& current, LinsolvState& state);
+CgResult linsolv(const Problem& problem, double beta, const CgControl& control,
+                 CurrentModel& current, LinsolvState& state);
 
 }  // namespace quorivex

@@ -13,8 +13,15 @@
 
 namespace quorivex {
 
-/// Told the iterations done and the relative residual after each iteration.
+/// Called after each iteration with the number of iterations done and the relative residual.
 using CgWatch = std::function<void(std::int32_t iterations, double residual)>;
+
+/// When conjugate gradients stop, and who watches them.
+struct CgControl {
+  double tol = 0.0;        ///< relative residual below which they stop
+  std::int32_t maxit = 0;  ///< maximum number of iterations
+  CgWatch watch;
+};
 
 struct CgResult {
   std::int32_t iterations = 0;  ///< performed
@@ -43,16 +50,17 @@ void update_direction(double ratio, View1<const double> P, View1<const double> r
 double dot_product(View1<const double> a, View1<const double> b);
 
 /// Preconditioned conjugate gradients for A dm = b from dm = 0, until the relative residual is
-/// below `tol` or `maxit` iterations are done (Hestenes and Stiefel 1952, with diagonal
-/// preconditioner P). A right-hand side of zero leaves dm = 0. The bits of the sums do not depend
-/// on the number of threads.
+/// below `control.tol` or `control.maxit` iterations are done (Hestenes and Stiefel 1952, with
+/// diagonal preconditioner P). A residual that is not a number, because a square overflowed, is not
+/// below it. A right-hand side of zero leaves dm = 0. The bits of the sums do not depend on the
+/// number of threads.
 ///
 /// @param apply  apply(x, y) sets y = A x; A symmetric and positive definite on the free cells
 /// @param r      the right-hand side b on entry, the residual on return
 template <class Apply>
-CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std::int32_t maxit,
-                             const CgWatch& watch, View1<double> r, View1<double> dm) {
-  // Both begin as zeros: the first step and the first turn take multiples of them.
+CgResult conjugate_gradients(Apply apply, View1<const double> P, const CgControl& control,
+                             View1<double> r, View1<double> dm) {
+  // Both begin as zeros: the first step and the first direction take multiples of them.
   std::vector<double> direction = allocate<double>(as_size(r.size()), "linsolv");
   std::vector<double> product = allocate<double>(as_size(r.size()), "linsolv");
   const View1<double> p(direction);
@@ -62,15 +70,14 @@ CgResult conjugate_gradients(Apply apply, View1<const double> P, double tol, std
   const double bb = sums.square;
   if (bb == 0.0) return result;
   double rho_before = 1.0;
-  while (result.iterations < maxit) {
+  while (result.iterations < control.maxit) {
     update_direction(sums.rho / std::exchange(rho_before, sums.rho), P, r, p);
     apply(p, q);
     sums = update_solution_and_residual(sums.rho / dot_product(p, q), P, p, q, dm, r);
     ++result.iterations;
     result.residual = std::sqrt(sums.square / bb);
-    watch(result.iterations, result.residual);
-    // Written so that a residual that is no number ends the iteration too: it will not improve.
-    if (!(result.residual >= tol)) break;
+    control.watch(result.iterations, result.residual);
+    if (result.residual < control.tol) break;
   }
   return result;
 }

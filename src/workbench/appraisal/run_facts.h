@@ -9,7 +9,7 @@
 
 namespace quorivex {
 
-/// What the verdict on a run needs to know, from its last iteration.
+/// The facts about a run that its appraisal needs, from its last iteration.
 /// @param model  of the last iteration, every cell of the mesh, NaN in air
 /// @param fit    data of the last iteration
 /// @throws StopRun for active cells or bounds that cannot be read

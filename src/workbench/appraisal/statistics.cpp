@@ -7,6 +7,7 @@
 #include <map>
 #include <numeric>
 
+#include "base/statistics.h"
 #include "base/view1.h"
 #include "workbench/geometry/kd_tree.h"
 
@@ -14,7 +15,7 @@ namespace quorivex {
 namespace {
 
 constexpr double kDataPerSquare = 6.0;
-constexpr double kFewest = 3.0;  // data of a square whose mean says something
+constexpr double kMinCount = 3.0;  // of data in a square whose mean is judged
 constexpr double kFourDeviations = 4.0;
 constexpr std::ptrdiff_t kLargest = 10;
 constexpr int kMaxWidenings = 100;
@@ -41,12 +42,12 @@ Squares sorted_into_squares(const std::vector<double>& x, const std::vector<doub
 }
 
 double extent(const std::vector<double>& places) {
-  const auto [least, most] = std::minmax_element(places.begin(), places.end());
-  return *most - *least;
+  const auto [min, max] = std::minmax_element(places.begin(), places.end());
+  return *max - *min;
 }
 
-/// Side of the square that each datum has for itself: of the area between the outermost data, or of
-/// a line's length where they lie on one along an axis. 0 for data at one place.
+/// Side of the square per datum: from the area between the outermost data, or from the length of a
+/// line along an axis. 0 for data at one place.
 double mean_spacing(const std::vector<double>& x, const std::vector<double>& y) {
   const auto n = static_cast<double>(x.size());
   const double east = extent(x);
@@ -65,8 +66,8 @@ std::vector<MapPoint> convex_hull(const std::vector<double>& x, const std::vecto
   for (std::size_t i = 0; i < x.size(); ++i) places[i] = {x[i], y[i]};
   std::sort(places.begin(), places.end());
   std::vector<MapPoint> hull;
-  const auto add = [&hull](const MapPoint& place, std::size_t least) {
-    while (hull.size() > least && turn(hull[hull.size() - 2], hull.back(), place) <= 0.0) {
+  const auto add = [&hull](const MapPoint& place, std::size_t kept) {
+    while (hull.size() > kept && turn(hull[hull.size() - 2], hull.back(), place) <= 0.0) {
       hull.pop_back();
     }
     hull.push_back(place);
@@ -77,7 +78,8 @@ std::vector<MapPoint> convex_hull(const std::vector<double>& x, const std::vecto
   return hull;
 }
 
-/// Where the hull begins and ends along a northing; it ends before it begins where there is none.
+/// Eastings between which the hull lies at a northing; the second is less than the first where the
+/// hull does not reach.
 std::array<double, 2> within_hull(const std::vector<MapPoint>& hull, double northing) {
   std::array<double, 2> range{std::numeric_limits<double>::infinity(),
                               -std::numeric_limits<double>::infinity()};
@@ -113,19 +115,19 @@ double typical_gap(const Mesh& mesh, const std::vector<double>& x, const std::ve
   if (distances.empty()) {
     return std::hypot(extent(x), extent(y)) / static_cast<double>(x.size()) / 4.0;
   }
-  const auto middle = distances.begin() + length(distances) / 2;
-  std::nth_element(distances.begin(), middle, distances.end());
-  return *middle;
+  return median(std::move(distances));
 }
 
-std::optional<SpatialCorrelation> neighbour_likeness(const std::vector<double>& x,
-                                                     const std::vector<double>& y,
-                                                     const std::vector<double>& values) {
+std::optional<SpatialCorrelation> spatial_correlation(const std::vector<double>& x,
+                                                      const std::vector<double>& y,
+                                                      const std::vector<double>& values) {
   const auto n = static_cast<double>(values.size());
   double side = mean_spacing(x, y);
   if (!(side > 0.0)) return std::nullopt;
   Squares squares = sorted_into_squares(x, y, values, side);
-  for (int i = 0; i<kMaxWidenings&& static_cast<double>(squares.size()) * kDataPerSquare> n; ++i) {
+  const double wanted = n / kDataPerSquare;
+  for (int i = 0; i < kMaxWidenings; ++i) {
+    if (static_cast<double>(squares.size()) <= wanted) break;
     side *= 1.2;
     squares = sorted_into_squares(x, y, values, side);
   }
@@ -136,7 +138,7 @@ std::optional<SpatialCorrelation> neighbour_likeness(const std::vector<double>& 
   for (const double value : values) total += (value - mean) * (value - mean);
   const double deviation = std::sqrt(total / n);
   if (!(deviation > 0.0)) return std::nullopt;
-  SpatialCorrelation like{.side = side, .squares = groups};
+  SpatialCorrelation found{.side = side, .squares = groups};
   double between = 0.0;
   double counts_squared = 0.0;
   for (const auto& [place, square] : squares) {
@@ -144,19 +146,19 @@ std::optional<SpatialCorrelation> neighbour_likeness(const std::vector<double>& 
     between += square.count * off * off;
     counts_squared += square.count * square.count;
     const double errors = std::abs(off) * std::sqrt(square.count) / deviation;
-    if (errors <= like.standard_errors || square.count < kFewest) continue;
-    like.standard_errors = errors;
-    like.mean = square.sum / square.count;
-    like.easting = (place.first + 0.5) * side + *std::min_element(x.begin(), x.end());
-    like.northing = (place.second + 0.5) * side + *std::min_element(y.begin(), y.end());
+    if (errors <= found.standard_errors || square.count < kMinCount) continue;
+    found.standard_errors = errors;
+    found.mean = square.sum / square.count;
+    found.easting = (place.first + 0.5) * side + *std::min_element(x.begin(), x.end());
+    found.northing = (place.second + 0.5) * side + *std::min_element(y.begin(), y.end());
   }
   const double within = std::max(total - between, 1e-12 * total);
   const double f = between / (groups - 1.0) / (within / (n - groups));
   const double per_square = (n - counts_squared / n) / (groups - 1.0);
-  like.correlation = (f - 1.0) / (f - 1.0 + per_square);
-  like.significant =
+  found.correlation = (f - 1.0) / (f - 1.0 + per_square);
+  found.significant =
       f > 1.0 + kFourDeviations * std::sqrt(2.0 / (groups - 1.0) + 2.0 / (n - groups));
-  return like;
+  return found;
 }
 
 ResidualStatistics residual_statistics(const std::vector<double>& x, const std::vector<double>& y,
@@ -177,7 +179,7 @@ ResidualStatistics residual_statistics(const std::vector<double>& x, const std::
     return ra > rb || (ra == rb && a < b);
   });
   result.largest.assign(order.begin(), last);
-  result.likeness = neighbour_likeness(x, y, normalised);
+  result.correlation = spatial_correlation(x, y, normalised);
   return result;
 }
 
@@ -187,18 +189,16 @@ ModelStatistics model_statistics(const Mesh& mesh, const std::vector<double>& va
                [](double value) { return !std::isnan(value); });
   ModelStatistics result;
   if (ground.empty()) return result;
-  const auto [least, most] = std::minmax_element(ground.begin(), ground.end());
-  result.least = *least;
-  result.most = *most;
-  const auto middle = ground.begin() + length(ground) / 2;
-  std::nth_element(ground.begin(), middle, ground.end());
-  result.median = *middle;
-  const double farthest = std::max(result.most - result.median, result.median - result.least);
-  const auto look_at = [&](MeshEdge& edge, std::int32_t k, std::int32_t i, std::int32_t j) {
+  const auto [min, max] = std::minmax_element(ground.begin(), ground.end());
+  result.min = *min;
+  result.max = *max;
+  result.median = median(std::move(ground));
+  const double farthest = std::max(result.max - result.median, result.median - result.min);
+  const auto update = [&](MeshEdge& edge, std::int32_t k, std::int32_t i, std::int32_t j) {
     const std::int64_t cell = k + (i + std::int64_t{j} * mesh.ne) * mesh.nz;
     const double value = values[as_size(cell)];
     const double share = farthest > 0.0 ? std::abs(value - result.median) / farthest : 0.0;
-    if (share > edge.departure) edge = {edge.side, value, share};  // NaN is not
+    if (share > edge.departure) edge = {edge.side, value, share};  // false for NaN
   };
   auto& [west, east, south, north, bottom] = result.edges;
   west.side = "western";
@@ -207,16 +207,16 @@ ModelStatistics model_statistics(const Mesh& mesh, const std::vector<double>& va
   north.side = "northern";
   bottom.side = "bottom";
   for (std::int32_t j = 0; j < mesh.nn; ++j) {
-    for (std::int32_t i = 0; i < mesh.ne; ++i) look_at(bottom, mesh.nz - 1, i, j);
+    for (std::int32_t i = 0; i < mesh.ne; ++i) update(bottom, mesh.nz - 1, i, j);
   }
   for (std::int32_t k = 0; k < mesh.nz; ++k) {
     for (std::int32_t j = 0; j < mesh.nn; ++j) {
-      look_at(west, k, 0, j);
-      look_at(east, k, mesh.ne - 1, j);
+      update(west, k, 0, j);
+      update(east, k, mesh.ne - 1, j);
     }
     for (std::int32_t i = 0; i < mesh.ne; ++i) {
-      look_at(south, k, i, 0);
-      look_at(north, k, i, mesh.nn - 1);
+      update(south, k, i, 0);
+      update(north, k, i, mesh.nn - 1);
     }
   }
   return result;

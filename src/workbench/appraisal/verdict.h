@@ -19,14 +19,14 @@ struct LargestResidual {
   double northing = 0.0;
 };
 
-/// What a verdict is formed from.
+/// What the appraisal of a run is based on.
 struct RunFacts {
   std::int32_t ndata = 0;
-  std::int32_t iteration = 0;        ///< number of the last iteration whose files are there
+  std::int32_t iteration = 0;        ///< number of the last iteration whose files exist
   std::int32_t iterations_made = 0;  ///< number of the last iteration of the run
   double misfit = 0.0;               ///< of `iteration`
-  std::optional<double> target;      ///< misfit aimed at; none where beta was kept
-  bool ended = true;                 ///< false for a run that was stopped or goes on
+  std::optional<double> target;      ///< misfit aimed at; nothing when beta was fixed
+  bool ended = true;                 ///< false for a run that was stopped or is still going on
   std::string ending;                ///< why it ended, in the run's words; may be empty
   std::int64_t active_cells = 0;
   std::int64_t at_bounds = 0;  ///< active cells held at a bound
@@ -41,16 +41,11 @@ struct RunFacts {
   ModelStatistics model;
 };
 
-/// True within 5 % above the target, where a run ends, or below it.
-bool target_reached(const RunFacts& findings);
-
 /// Something that a careful reader would object to, and what to do.
 struct RedFlag {
   std::string title;
   std::string text;
 };
-
-std::vector<RedFlag> red_flags(const RunFacts& findings);
 
 enum class Level { good, warning, bad };
 
@@ -61,8 +56,15 @@ struct Verdict {
   std::vector<std::string> sentences;
 };
 
-/// Never good where the files of the last iteration are missing or where there are flags, bad where
-/// the observations are not those of the sensitivity file.
-Verdict verdict(const RunFacts& findings, std::size_t flags);
+/// What is thought of a run.
+struct Appraisal {
+  RunFacts facts;
+  std::vector<RedFlag> flags;
+  Verdict verdict;
+};
+
+/// The verdict is good only without red flags and with the files of the last iteration, bad when
+/// the target is not reached or the observations are not those of the sensitivity file.
+Appraisal appraise(RunFacts facts);
 
 }  // namespace quorivex

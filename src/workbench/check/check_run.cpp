@@ -3,12 +3,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"
+#include "workbench/check/sensitivity_summary.h"
 #include "workbench/check/start_checks.h"
+#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 
 namespace quorivex {
@@ -16,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Files that the input file names are looked for in the current folder.
+/// Notes when a file that the input file names is next to it, but not in the current folder.
 void check_folder(const std::string& input_file, const InversionParameters& input) {
   const fs::path folder = fs::path(input_file).parent_path();
   std::error_code none;
@@ -32,21 +35,29 @@ void check_folder(const std::string& input_file, const InversionParameters& inpu
   }
 }
 
-/// Results that lie in the current folder already.
+/// True for quorivex_NNN.sus and quorivex_NNN.pre.
+bool is_result(const std::string& name) {
+  constexpr std::string_view kBefore = "quorivex_";
+  const bool around =
+      name.starts_with(kBefore) && (name.ends_with(".sus") || name.ends_with(".pre"));
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  return around && name.size() == kBefore.size() + 7 &&
+         std::all_of(name.begin() + kBefore.size(), name.end() - 4, is_digit);
+}
+
+/// Notes results of an earlier run in the current folder.
 void check_old_results() {
   std::error_code none;
   int results = 0;
   for (auto entry = fs::directory_iterator(".", none); !none && entry != fs::directory_iterator();
        entry.increment(none)) {
-    const std::string name = entry->path().filename().string();
-    const bool numbered = name.starts_with("quorivex_");
-    if (numbered && (name.ends_with(".sus") || name.ends_with(".pre"))) ++results;
+    if (is_result(entry->path().filename().string())) ++results;
   }
   if (results == 0) return;
   Findings::note(fmt::format(
-      "{} results of an earlier run are in this folder; a new run replaces those of the same\n"
-      "iteration and leaves the others",
-      results));
+      "{} {} of an earlier run in this folder; a new run replaces those of the same iteration\n"
+      "and leaves the others",
+      results, results == 1 ? "result is" : "results are"));
 }
 
 bool check_input(const std::string& input_file, InversionParameters& input, Findings& findings) {
@@ -75,8 +86,13 @@ bool check_input(const std::string& input_file, InversionParameters& input, Find
 
 bool read_matrix(const InversionParameters& input, RunSetup& setup, Findings& findings) {
   Findings::section(fmt::format("Sensitivity file {}", input.mtxFile));
-  if (!findings.attempt([&] { setup.file = getpar(input.mtxFile); })) return false;
-  check_matrix(setup.file, findings);
+  if (!findings.attempt([&] { setup.file = getpar(input.mtxFile); })) {
+    if (is_other_file(input.mtxFile)) {
+      Findings::note(fmt::format("{} is not a sensitivity file", input.mtxFile));
+    }
+    return false;
+  }
+  check_matrix(input.mtxFile, setup.file, findings);
   return true;
 }
 
@@ -93,7 +109,7 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
   } else {
     fits = findings.attempt([&] { read(setup.file.sens.ndata); });
     try {
-      if (!fits) read({});  // another number of data is no reason to look no further
+      if (!fits) read({});  // with another number of data the rest can still be checked
     } catch (const StopRun&) {
       return false;
     }
@@ -108,7 +124,7 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
   return fits;
 }
 
-/// What needs the matrix: its origin, the models, and the first step of the run.
+/// Checks what needs the matrix: its origin, the models, and the first step of the run.
 void check_fit(const InversionParameters& input, const std::string& mesh_file,
                const std::optional<Mesh>& wanted, bool survey, RunSetup& setup,
                Findings& findings) {

@@ -6,8 +6,8 @@
 namespace quorivex {
 
 /// Reads everything that a run of this input file would read, in the run's order and with its
-/// memory, and says on standard output what it found. Where the run would stop it says so and goes
-/// on with what can still be checked. Writes no file.
+/// memory, and prints on standard output what it found. Where the run would stop it says so and
+/// continues with what can still be checked. Writes no file.
 /// @param mesh_file  text mesh that the sensitivity file should have; empty for any
 /// @return           0 fine, 1 warnings, 2 errors
 /// @throws StopRun for a mesh file that cannot be read

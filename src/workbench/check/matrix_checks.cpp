@@ -16,8 +16,8 @@ namespace {
 
 constexpr double kMillimetre = 1e-3;
 
-/// Why the matrix does not serve for observations that differ in a part.
-std::string other_part(const std::string& part) {
+/// How the observations that the matrix was made for differ.
+std::string describe_difference(const std::string& part) {
   static const std::map<std::string, const char*> kWhat{
       {"stations", "other stations: a position, their number or their order differs"},
       {"field", "another inducing field: inclination, declination or strength differs"},
@@ -40,14 +40,14 @@ std::vector<double> elevations(const Mesh& mesh) {
 
 }  // namespace
 
-void check_matrix(const SensitivityFile& file, Findings& findings) {
-  const std::string text = sensitivity_in_words(file);
+void check_matrix(const std::string& name, const SensitivityFile& file, Findings& findings) {
+  const std::string text = describe_sensitivity(name, file);
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t end = std::min(text.find('\n', at), text.size());
     if (end > at) Findings::line(std::string_view(text).substr(at, end - at));
     at = end + 1;
   }
-  for (const std::string& doubt : doubts_about(file)) findings.warning(doubt);
+  for (const std::string& fault : find_matrix_faults(file)) findings.warning(fault);
 }
 
 void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
@@ -72,31 +72,30 @@ void check_origin(const std::string& name, const SensitivityFile& file,
     sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
     findings.warning(
-        fmt::format("the sidecar of the sensitivity file is of no use.{}",
-                    wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 1)));
+        fmt::format("the sidecar of the sensitivity file cannot be used. {}", wrong.message()));
     return;
   }
   const std::string info = find_sidecar(name);
   if (!sidecar) {
     Findings::note(fmt::format(
-        "{} is not there, so that only the number of data tells whether the sensitivity file\n"
-        "was made for these observations. qvx sensitivity writes it.",
+        "{} is missing, so only the number of data shows whether the sensitivity file was made\n"
+        "for these observations. qvx sensitivity writes it.",
         info));
     return;
   }
-  const std::vector<std::string> strange = mismatched_matrix_parts(*sidecar, name, file);
-  if (!strange.empty()) {
+  const std::vector<std::string> mismatched = mismatched_matrix_parts(*sidecar, name, file);
+  if (!mismatched.empty()) {
     findings.warning(fmt::format(
-        "{} is not of this sensitivity file ({} differ), which was replaced or damaged. Whether\n"
-        "it was made for these observations cannot be told; compute it anew with qvx sensitivity",
-        info, fmt::join(strange, ", ")));
+        "{} does not belong to this sensitivity file ({} differ), which was replaced or damaged.\n"
+        "Whether it was made for these observations is unknown; recompute it with qvx sensitivity",
+        info, fmt::join(mismatched, ", ")));
     return;
   }
   const std::vector<std::string> others = differing_parts(*sidecar, survey_parts(observations));
   for (const std::string& part : others) {
     findings.warning(
-        fmt::format("the sensitivity file was made for {}.\nCompute it anew with qvx sensitivity",
-                    other_part(part)));
+        fmt::format("the sensitivity file was made for {}.\nRecompute it with qvx sensitivity",
+                    describe_difference(part)));
   }
   if (others.empty()) {
     Findings::fact("sensitivity file", "made for these stations, directions and deviations");

@@ -9,16 +9,16 @@
 
 namespace quorivex {
 
-/// Says what the sensitivity file holds, and warns of what would spoil an inversion.
-void check_matrix(const SensitivityFile& file, Findings& findings);
+/// Prints what the sensitivity file `name` holds, and warns of what would spoil an inversion.
+void check_matrix(const std::string& name, const SensitivityFile& file, Findings& findings);
 
-/// Warns when the sensitivity file's mesh is not the one that is wanted, that of a text mesh file,
-/// to a millimetre.
+/// Warns when the mesh of the sensitivity file differs from that of a text mesh file by more than a
+/// millimetre.
 void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
                 Findings& findings);
 
-/// Warns when the matrix was made of other stations, directions or standard deviations than those
-/// of the observations, as far as its sidecar tells.
+/// Warns when the matrix was made for other stations, directions or standard deviations than those
+/// of the observations, according to its sidecar.
 void check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings);
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "base/statistics.h"
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/mesh_io/model_files.h"
@@ -23,7 +24,7 @@ std::vector<double> in_si(const std::vector<double>& model, const std::vector<do
   return values;
 }
 
-/// The reference model's values of the cells below the ground that are not active, in SI.
+/// The reference model's values of the ground cells that are not active, in SI.
 std::vector<double> fixed_in_si(const ModelSetup& models, View1<const double> wtz) {
   std::vector<double> full = allocate<double>(models.active.map.size(), kRoutine);
   active_to_full(models.active, models.fixed, models.mref, full);
@@ -49,8 +50,8 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
       fmt::format("{} {} exceed {} SI, more than any rock has", large, cells, kMaxSusceptibility);
   if (air > 0) {
     text += fmt::format(
-        ";\n{} of them hold {:g}, the mark of air in model files. Below the ground of the\n"
-        "sensitivity file it counts as a susceptibility; write 0 for none",
+        ";\n{} of them hold {:g}, the mark of air in model files. In a ground cell it counts as a\n"
+        "susceptibility; write 0 there",
         air, kAirValue);
   } else {
     text +=
@@ -61,8 +62,8 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
 
 void show_active_cells(const ActiveCells& active) {
   const std::int64_t ground = active.ground->cells();
-  Findings::fact(
-      "cells", fmt::format("{}, {} of them below the ground", active.ground->mesh.cells(), ground));
+  Findings::fact("cells",
+                 fmt::format("{}, {} of them ground cells", active.ground->mesh.cells(), ground));
   std::string text = fmt::format("{}", active.ncell);
   const std::int64_t fixed = ground - active.ncell - active.influence_cells;
   if (fixed > 0) text += fmt::format("; {} are fixed", fixed);
@@ -76,10 +77,10 @@ void show_active_cells(const ActiveCells& active) {
 void check_reference_in_bounds(const ModelSetup& models, Findings& findings) {
   const CellsAtBounds found = count_at_bounds(models.mref, models.bounds);
   if (found.outside == 0) return;
-  findings.warning(fmt::format(
-      "{} of {} active cells of the reference model lie outside the bounds, so that the model\n"
-      "is drawn to where it must not go",
-      found.outside, models.mref.size()));
+  findings.warning(
+      fmt::format("{} of {} active cells of the reference model lie outside the bounds, so the\n"
+                  "regularisation pulls the model out of bounds",
+                  found.outside, models.mref.size()));
 }
 
 /// A model that an entry of the input file gives, over the active cells and scaled.
@@ -110,7 +111,7 @@ bool check_models(const InversionParameters& input, RunSetup& setup, Findings& f
   below_to_active(models.active, wtz, scale);
   const auto show = [&](const char* name, const std::vector<double>& model) {
     std::vector<double> values = in_si(model, scale);
-    Findings::fact(name, range_in_words(values, "SI"));
+    Findings::fact(name, format_range(values, "SI"));
     return values;
   };
   const bool reference = findings.attempt([&] {
@@ -121,7 +122,7 @@ bool check_models(const InversionParameters& input, RunSetup& setup, Findings& f
                findings);
     const std::vector<double> fixed = fixed_in_si(models, wtz);
     if (fixed.empty()) return;
-    Findings::fact("fixed cells", range_in_words(fixed, "SI"));
+    Findings::fact("fixed cells", format_range(fixed, "SI"));
     check_size("fixed cells of the reference model", fixed, findings);
   });
   const bool initial = findings.attempt([&] {

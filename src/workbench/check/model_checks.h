@@ -6,8 +6,8 @@
 
 namespace quorivex {
 
-/// Reads active cells, models and bounds into `setup`, going on where a step fails, and says what
-/// they hold; true when all of them could be read. The sensitivity file is there already.
+/// Reads active cells, models and bounds into `setup`, continues where a step fails, and prints
+/// what they hold; true when all of them could be read. `setup.file` has been read.
 bool check_models(const InversionParameters& input, RunSetup& setup, Findings& findings);
 
 }  // namespace quorivex

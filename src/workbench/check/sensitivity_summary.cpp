@@ -5,22 +5,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 
+#include "base/statistics.h"
 #include "inversion/mesh_io/describe_mesh.h"
-#include "inversion/sensitivity/run_needs.h"
+#include "inversion/sensitivity/memory.h"
 #include "inversion/sensitivity/wavelet_filters.h"
+#include "workbench/forward/describe_build.h"
 
 namespace quorivex {
 namespace {
 
 constexpr double kOrthonormal = 1e-6;
-
-std::string range_in_words(const std::vector<double>& values) {
-  if (values.empty()) return "no values";
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  return fmt::format("{:.6g} to {:.6g}", *least, *most);
-}
 
 /// " (daub4)" for a filter that `qvx sensitivity` offers.
 std::string filter_name(const std::vector<double>& low_pass) {
@@ -34,32 +32,26 @@ std::string filter_name(const std::vector<double>& low_pass) {
   return "";
 }
 
-std::string compressed_form(const SensitivityState& sens) {
+std::string describe_compressed_form(const SensitivityState& sens) {
   std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
   std::int64_t most = 0;
   for (const SparseMatrix::RowStatistics& row : sens.Gs.row_facts()) {
     fewest = std::min(fewest, row.entries);
     most = std::max(most, row.entries);
   }
-  const double bytes = matrix_bytes(sens);
-  std::string text = fmt::format(
-      "Matrix: wavelet-compressed\n"
-      "  filter of {} coefficients{}, grid of {} x {} x {} points along easting, northing and "
-      "depth\n"
-      "  {} coefficients in all; a row has {} to {}, {:.1f} on average\n  {}",
-      sens.filter.ncof(), filter_name(sens.filter.low), sens.nw2, sens.nw3, sens.nw1,
-      sens.Gs.entries(), fewest, most,
-      static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1), format_bytes(bytes));
-  if (full_bytes(sens) > 0.0) {
-    text += fmt::format(", {:.3g} times the {} of the full form", bytes / full_bytes(sens),
-                        format_bytes(full_bytes(sens)));
-  }
-  return text + "\n";
+  return fmt::format(
+      "Matrix: wavelet-compressed, filter of {} coefficients{}\n"
+      "  grid of {}\n"
+      "  {} coefficients, {} to {} per datum, {:.1f} on average\n",
+      sens.filter.ncof(), filter_name(sens.filter.low),
+      format_counts(sens.nw2, sens.nw3, sens.nw1, "points"), sens.Gs.entries(), fewest, most,
+      static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1));
 }
 
-/// The sentence `why` when `wrong` holds for some of the values, with their count and the first.
+/// Adds the sentence `why`, with the number of wrong values and the first one, if there are any.
 template <class Values, class Wrong>
-void look_for(const Values& values, Wrong wrong, const char* why, std::vector<std::string>& found) {
+void check_values(const Values& values, Wrong wrong, const char* why,
+                  std::vector<std::string>& found) {
   const auto first = std::find_if(values.begin(), values.end(), wrong);
   if (first == values.end()) return;
   found.push_back(fmt::format("{}: {} of {} values, the first is number {}, {}", why,
@@ -67,7 +59,7 @@ void look_for(const Values& values, Wrong wrong, const char* why, std::vector<st
                               values.end() - values.begin(), first - values.begin() + 1, *first));
 }
 
-void look_at_matrix(const SensitivityState& sens, std::vector<std::string>& found) {
+void check_rows(const SensitivityState& sens, std::vector<std::string>& found) {
   const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
   if (sens.compressed) {
@@ -97,23 +89,32 @@ double filter_defect(View1<const double> low_pass) {
   return defect;
 }
 
-std::string sensitivity_in_words(const SensitivityFile& file) {
+bool is_other_file(const std::string& name) {
+  constexpr std::int32_t kBytesOfCounts = 20;  // the first record: five 4-byte counts
+  std::ifstream file(name, std::ios::binary);
+  std::int32_t bytes = 0;
+  return file.read(reinterpret_cast<char*>(&bytes), sizeof(bytes)) && bytes != kBytesOfCounts;
+}
+
+std::string describe_sensitivity(const std::string& name, const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
   const Ground& ground = *file.ground;
+  const MatrixCounts counts = counts_of(file);
+  std::error_code error;
+  const auto bytes = static_cast<double>(std::filesystem::file_size(name, error));
   return fmt::format("Sensitivities of {} data to {} cells\n\n", sens.ndata, sens.nsens) +
          describe_mesh(ground.mesh) +
          fmt::format("  {} cells are ground, {} above them air\n\n", ground.cells(),
                      ground.air_cells()) +
-         (sens.compressed
-              ? compressed_form(sens)
-              : fmt::format("Matrix: full form, {}\n", format_bytes(full_bytes(sens)))) +
-         fmt::format("Scale of the cells (wtz): {}\n", range_in_words(sens.wtz)) +
-         fmt::format("Diagonal of G^T G (gdiag): {}\n\n", range_in_words(sens.gdiag)) +
+         (sens.compressed ? describe_compressed_form(sens) : "Matrix: full form\n") +
+         (error ? "" : fmt::format("  size of the file {}\n", describe_size(bytes, counts))) +
+         fmt::format("Scale of the cells (wtz): {}\n", format_range(sens.wtz, "")) +
+         fmt::format("Diagonal of G^T G (gdiag): {}\n\n", format_range(sens.gdiag, "")) +
          fmt::format("An inversion takes about {} of memory.\n",
-                     format_bytes(inversion_bytes(file)));
+                     format_bytes(inversion_bytes(counts)));
 }
 
-std::vector<std::string> doubts_about(const SensitivityFile& file) {
+std::vector<std::string> find_matrix_faults(const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
   const auto not_positive = [](double value) { return !(value > 0.0 && std::isfinite(value)); };
   const auto negative = [](double value) { return !(value >= 0.0 && std::isfinite(value)); };
@@ -132,12 +133,12 @@ std::vector<std::string> doubts_about(const SensitivityFile& file) {
         "G^T do not belong to the same matrix",
         defect));
   }
-  look_for(mesh.de, not_positive, "cell widths along easting should be positive", found);
-  look_for(mesh.dn, not_positive, "cell widths along northing should be positive", found);
-  look_for(mesh.dz, not_positive, "layers should have a positive thickness", found);
-  look_for(sens.wtz, not_positive, "wtz should be positive", found);
-  look_for(sens.gdiag, negative, "gdiag should not be negative", found);
-  look_at_matrix(sens, found);
+  check_values(mesh.de, not_positive, "cell widths along easting should be positive", found);
+  check_values(mesh.dn, not_positive, "cell widths along northing should be positive", found);
+  check_values(mesh.dz, not_positive, "layers should have a positive thickness", found);
+  check_values(sens.wtz, not_positive, "wtz should be positive", found);
+  check_values(sens.gdiag, negative, "gdiag should not be negative", found);
+  check_rows(sens, found);
   return found;
 }
 

@@ -13,11 +13,15 @@ namespace quorivex {
 /// |sum of h(k) h(k+2m)|, m = 1, 2, ...; infinite for an odd number of coefficients.
 double filter_defect(View1<const double> low_pass);
 
-/// What a sensitivity file holds, in lines of text.
-std::string sensitivity_in_words(const SensitivityFile& file);
+/// True for a file that begins otherwise than every sensitivity file does; false for a missing or
+/// empty one.
+bool is_other_file(const std::string& name);
 
-/// What the reader of a sensitivity file accepts but an inversion should not be given, a sentence
-/// or two each; empty for a good file.
-std::vector<std::string> doubts_about(const SensitivityFile& file);
+/// Counts, mesh, form, size and memory of the sensitivity file `name`, in lines of text.
+std::string describe_sensitivity(const std::string& name, const SensitivityFile& file);
+
+/// What the reader of a sensitivity file accepts but would spoil an inversion, a sentence each;
+/// empty for a good file.
+std::vector<std::string> find_matrix_faults(const SensitivityFile& file);
 
 }  // namespace quorivex

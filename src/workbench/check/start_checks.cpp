@@ -22,9 +22,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
-constexpr double kMaxWorse = 100.0;  // the initial model's misfit than that without rock
-// Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, 3 to 10 with a
-// fixed beta, 20 to 40 iterations each.
+constexpr double kMaxWorse =
+    100.0;  // misfit of the initial model, relative to that of the zero model
+// Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, or 3 to 10 with a
+// fixed beta, take 20 to 40 of them each.
 constexpr std::array<double, 2> kIterationsToTarget{200.0, 1000.0};
 constexpr std::array<double, 2> kIterationsAtBeta{60.0, 400.0};
 
@@ -38,22 +39,19 @@ std::string format_duration(double seconds) {
   return fmt::format("{:.2g} s", seconds);
 }
 
-double length_scale(double alpha, double alpha_s) { return std::sqrt(alpha / alpha_s); }
-
-void compare_lengths(const Alphas& alphas, const Mesh& mesh) {
-  const auto compare = [&](const char* axis, double alpha, const std::vector<double>& widths) {
-    const double length_m = length_scale(alpha, alphas.s);
+void compare_lengths(const LengthScales& lengths, const Mesh& mesh) {
+  const auto compare = [&](const char* axis, double length_m, const std::vector<double>& widths) {
     const double least = *std::min_element(widths.begin(), widths.end());
-    if (alphas.s > 0.0 && length_m < least) {
+    if (length_m < least) {
       Findings::note(fmt::format(
           "the length scale along {}, {:.4g} m, is less than a cell ({:.4g} m): hardly any\n"
           "smoothing in that direction",
           axis, length_m, least));
     }
   };
-  compare("easting", alphas.e, mesh.de);
-  compare("northing", alphas.n, mesh.dn);
-  compare("depth", alphas.z, mesh.dz);
+  compare("easting", lengths.e, mesh.de);
+  compare("northing", lengths.n, mesh.dn);
+  compare("depth", lengths.z, mesh.dz);
 }
 
 /// Seconds of one iteration of the conjugate gradients, from the second of two products.
@@ -63,14 +61,14 @@ double seconds_of_iteration(const Problem& problem, double beta, View1<const dou
   std::vector<double> product = allocate<double>(as_size(model.size()), "check_start");
   AprodWork work(problem);
   aprod(problem, free, beta, model, product, work);
-  constexpr double kLongEnough = 0.2;  // seconds
+  constexpr double kMinMeasured = 0.2;  // seconds
   double fastest = std::numeric_limits<double>::infinity();
   const Clock::time_point begin = Clock::now();
   do {
     const Clock::time_point start = Clock::now();
     aprod(problem, free, beta, model, product, work);
     fastest = std::min(fastest, seconds_since(start));
-  } while (seconds_since(begin) < kLongEnough);
+  } while (seconds_since(begin) < kMinMeasured);
   return fastest;
 }
 
@@ -120,12 +118,11 @@ bool check_alphas(const InversionParameters& input, const Mesh* mesh, RunSetup& 
                                        a.s, a.e, a.n, a.z));
   if (a.s > 0.0) {
     Findings::fact("length scales", fmt::format("easting {:.4g}, northing {:.4g}, depth {:.4g} m",
-                                                length_scale(a.e, a.s), length_scale(a.n, a.s),
-                                                length_scale(a.z, a.s)));
+                                                line.lengths.e, line.lengths.n, line.lengths.z));
   }
   Findings::fact("reference model", input.mrefInDerivatives ? "in smallness and differences"
                                                             : "in the smallness alone");
-  if (mesh != nullptr) compare_lengths(a, *mesh);
+  if (mesh != nullptr && a.s > 0.0) compare_lengths(line.lengths, *mesh);
   return true;
 }
 
@@ -166,15 +163,15 @@ void check_start(const InversionParameters& input, RunSetup& setup, Findings& fi
   double misfit_of_zero = 0.0;
   for (const double observed : setup.data.obs) misfit_of_zero += observed * observed;
   const auto per_datum = [&](double misfit) {
-    return fmt::format("{:.6g}, {:.4g} a datum", misfit, misfit / ndata);
+    return fmt::format("{:.6g}, {:.4g} per datum", misfit, misfit / ndata);
   };
   Findings::fact("initial misfit", per_datum(value.misfit));
-  Findings::fact("misfit without rock", per_datum(misfit_of_zero));
+  Findings::fact("misfit of zero model", per_datum(misfit_of_zero));
   if (!std::isfinite(value.misfit) || !std::isfinite(value.norm.total)) {
     findings.error(
         "misfit or norm of the initial model is not a finite number, and no iteration can lower "
         "it;\n"
-        "look at the warnings about the sensitivity file");
+        "see the warnings about the sensitivity file");
     return;
   }
   const std::optional<Target> target = target_of(input, setup.data.ndata);
@@ -186,8 +183,9 @@ void check_start(const InversionParameters& input, RunSetup& setup, Findings& fi
   }
   if (value.misfit > kMaxWorse * misfit_of_zero) {
     findings.warning(fmt::format(
-        "the initial misfit is more than {:g} times that without rock: initial model, or fixed\n"
-        "cells of the reference model, are too large, or model and data have different units",
+        "the initial misfit is more than {:g} times the misfit of the zero model: the initial\n"
+        "model, or fixed cells of the reference model, are too large, or model and data have\n"
+        "different units",
         kMaxWorse));
   }
   const bool given = input.mode == 2 && input.par > 0.0;
@@ -197,7 +195,7 @@ void check_start(const InversionParameters& input, RunSetup& setup, Findings& fi
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
   if (!(beta > 0.0) || !std::isfinite(beta)) {
-    findings.warning("beta should be a positive number; look at gdiag of the sensitivity file");
+    findings.warning("beta should be a positive number; check gdiag of the sensitivity file");
     return;
   }
   show_time(input, seconds_of_iteration(problem, beta, setup.models.model));

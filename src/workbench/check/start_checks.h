@@ -6,15 +6,15 @@
 
 namespace quorivex {
 
-/// Reads the alphas into `setup` and says what they weigh; `mesh` may be missing.
+/// Reads the alphas into `setup` and prints them with their length scales; `mesh` may be null.
 bool check_alphas(const InversionParameters& input, const Mesh* mesh, RunSetup& setup,
                   Findings& findings);
 
-/// Says what the 3-D weights of an input file that was read without a fault hold.
+/// Prints the ranges of the 3-D weights of a file that the run could read.
 void show_weights(const std::string& name, const Mesh& mesh);
 
-/// Says with which misfit, target and beta the first iteration begins, warns of targets that will
-/// hardly be reached, and measures how long a run takes. All that a run reads is in `setup`.
+/// Prints misfit, target and beta of the first iteration, warns of targets that will hardly be
+/// reached, and estimates how long a run takes. `setup` holds all that a run reads.
 void check_start(const InversionParameters& input, RunSetup& setup, Findings& findings);
 
 }  // namespace quorivex

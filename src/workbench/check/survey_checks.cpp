@@ -6,15 +6,16 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/statistics.h"
+
 namespace quorivex {
 namespace {
 
 constexpr double kMinField = 20000.0;  // nT, of the Earth
 constexpr double kMaxField = 70000.0;
-constexpr double kTesla = 1e-3;       // fields and data below are rather tesla than nT
-constexpr double kMinShare = 1e-3;    // of the data's range, for a standard deviation
-constexpr int kDigits = 10;           // of a coordinate
-constexpr double kMillimetre = 1e-3;  // the rounding of a station on the ground
+constexpr double kTesla = 1e-3;     // fields and data below are rather tesla than nT
+constexpr double kMinShare = 1e-3;  // of the data's range, for a standard deviation
+constexpr int kDigits = 10;         // of a coordinate
 
 std::vector<double> in_nanotesla(const Observations& o) {
   std::vector<double> values(o.obs);
@@ -61,19 +62,6 @@ void check_deviations(const Observations& o, const std::vector<double>& values,
       small, o.ndata, limit));
 }
 
-/// Number from 1 of the cell that holds x, 0 beside the nodes.
-std::int32_t cell_at(const std::vector<double>& nodes, double x) {
-  if (!(x >= nodes.front() && x <= nodes.back())) return 0;
-  const auto above = std::upper_bound(nodes.begin(), nodes.end(), x);
-  return static_cast<std::int32_t>(
-      std::clamp<std::ptrdiff_t>(above - nodes.begin(), 1, length(nodes) - 1));
-}
-
-std::string place(const Observations& o, std::size_t i) {
-  return fmt::format("datum {} at easting {:.2f}, northing {:.2f}, elevation {:.2f} m", i + 1,
-                     o.x[i], o.y[i], o.z[i]);
-}
-
 }  // namespace
 
 std::vector<std::string> unit_hints(const Observations& o) {
@@ -100,39 +88,17 @@ std::vector<std::string> unit_hints(const Observations& o) {
 void check_survey(const Observations& o, Findings& findings) {
   const std::vector<double> values = in_nanotesla(o);
   Findings::fact("data", fmt::format("{}", o.ndata));
-  Findings::fact("easting", range_in_words(o.x, "m", kDigits));
-  Findings::fact("northing", range_in_words(o.y, "m", kDigits));
-  Findings::fact("elevation", range_in_words(o.z, "m", kDigits));
+  Findings::fact("easting", format_range(o.x, "m", kDigits));
+  Findings::fact("northing", format_range(o.y, "m", kDigits));
+  Findings::fact("elevation", format_range(o.z, "m", kDigits));
   Findings::fact("field", fmt::format("{} nT, {}", o.geomag, angles(o.incl, o.decl)));
   check_directions(o, findings);
-  Findings::fact("observed values", fmt::format("{}, median {:.6g} nT",
-                                                range_in_words(values, "nT"), median_of(values)));
-  Findings::fact("standard deviations", fmt::format("{}, median {:.6g} nT",
-                                                    range_in_words(o.std, "nT"), median_of(o.std)));
+  Findings::fact("observed values",
+                 fmt::format("{}, median {:.6g} nT", format_range(values, "nT"), median(values)));
+  Findings::fact("standard deviations",
+                 fmt::format("{}, median {:.6g} nT", format_range(o.std, "nT"), median(o.std)));
   for (const std::string& hint : unit_hints(o)) findings.warning(hint);
   check_deviations(o, values, findings);
-}
-
-void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
-  const Mesh& mesh = ground.mesh;
-  std::vector<std::size_t> beside;
-  std::vector<std::size_t> below;
-  for (std::size_t i = 0; i < o.x.size(); ++i) {
-    const std::int32_t east = cell_at(mesh.easting_nodes, o.x[i]);
-    const std::int32_t north = cell_at(mesh.northing_nodes, o.y[i]);
-    if (east == 0 || north == 0) {
-      beside.push_back(i);
-      continue;
-    }
-    if (o.z[i] < ground.surface(north, east) - kMillimetre) below.push_back(i);
-  }
-  const auto warn = [&](const std::vector<std::size_t>& stations, const char* what) {
-    if (stations.empty()) return;
-    findings.warning(fmt::format("{} of {} stations lie {}, the first is\n{}", stations.size(),
-                                 o.ndata, what, place(o, stations.front())));
-  };
-  warn(beside, "outside the mesh");
-  warn(below, "below the ground, which is right for boreholes only");
 }
 
 }  // namespace quorivex

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/check/findings.h"
 
@@ -16,8 +15,5 @@ std::vector<std::string> unit_hints(const Observations& observations);
 /// Says what the observations hold, and warns of units, directions and standard deviations that can
 /// hardly be meant.
 void check_survey(const Observations& observations, Findings& findings);
-
-/// Warns of stations outside the mesh or below the top of the highest ground cell.
-void check_stations(const Observations& observations, const Ground& ground, Findings& findings);
 
 }  // namespace quorivex

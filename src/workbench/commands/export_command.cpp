@@ -86,7 +86,7 @@ std::vector<std::string> names_to_write(const Options& options,
   return names;
 }
 
-/// No output may replace what the run read or left, or another output.
+/// Refuses outputs that would replace a file of the run or each other.
 void check_outputs(const Options& options, const FinishedRun& run,
                    const std::vector<FinishedIteration>& iterations) {
   if (!options.model() && !options.data()) {
@@ -103,7 +103,7 @@ void check_outputs(const Options& options, const FinishedRun& run,
   }
 }
 
-void say_how_it_ended(const FinishedRun& run) {
+void print_notes(const FinishedRun& run) {
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
   if (run.iterations.back().row.iteration < run.iterations_made) {
     fmt::print(stderr, "Note: iteration {} is not the last of the run, which made {}.\n",
@@ -116,8 +116,10 @@ void say_how_it_ended(const FinishedRun& run) {
   }
   if (!run.ended.empty()) return;
   if (run.ending.empty()) {
-    fmt::print(stderr, "Note: the run goes on, or was cut off; iteration {} is the last so far.\n",
-               run.iterations.back().row.iteration);
+    fmt::print(
+        stderr,
+        "Note: the run was interrupted or is still running; iteration {} is the last so far.\n",
+        run.iterations.back().row.iteration);
   } else {
     fmt::print(stderr, "Note: the run stopped early: {}\n", run.ending);
   }
@@ -142,8 +144,7 @@ void export_model(const Options& options, const FinishedRun& run,
   const ValueRange range = value_range(grid);
   const auto written = [&](const std::string& name) {
     fmt::print("{}: iteration {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,
-               number, grid.ne, grid.nn, grid.nz, grid.cells() - range.count, range.least,
-               range.most);
+               number, grid.ne, grid.nn, grid.nz, grid.cells() - range.count, range.min, range.max);
   };
   if (!options.vtr.empty()) {
     const std::string name = name_for(options, options.vtr, number);
@@ -188,7 +189,7 @@ void run_export(const Options& options) {
   const FinishedRun run = read_finished_run(options.run);
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
   check_outputs(options, run, iterations);
-  say_how_it_ended(run);
+  print_notes(run);
   Collections collections;
   for (const FinishedIteration& iteration : iterations) {
     if (options.model()) export_model(options, run, iteration, collections);
@@ -212,8 +213,8 @@ void add_export_command(CLI::App& qvx) {
   };
   add("RUN", o->run, "FILE",
       "Input file of the inversion. Files that it names, and\n"
-      "those that the run left, are looked for in the current\n"
-      "folder if the run was there, otherwise beside it")
+      "those that the run left, are searched for in the current\n"
+      "folder if the run was there, otherwise next to it")
       ->required();
   add("--iteration", o->iteration, "N",
       "Number of the iteration, 'last' or 'all'; 'all' numbers the\nfiles: "
@@ -235,8 +236,8 @@ void add_export_command(CLI::App& qvx) {
   add("--data-csv", o->data_csv, "FILE", "The same data as table");
   command->add_flag("--core", o->core,
                     "Models without padding: only columns from the first to\n"
-                    "the last cell of the commonest width. GMT and QGIS\n"
-                    "place only evenly spaced grids rightly");
+                    "the last cell of the most frequent width. GMT and QGIS\n"
+                    "georeference only evenly spaced grids correctly");
   command->add_flag("--no-air", o->no_air, "Leave air cells out of --csv")->needs(csv);
   command->footer(
       "\nCoordinates are easting, northing and elevation (upward) in metres.\n"

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,51 +15,57 @@
 namespace quorivex {
 namespace {
 
+void warn(const std::string& text) {
+  std::fflush(stdout);  // warnings follow what they are about
+  fmt::print(stderr, "Warning: {}\n", text);
+}
+
 /// What the sidecar says, if there is one.
 void print_sidecar(const std::string& name, const SensitivityFile& file) {
   std::optional<Sidecar> sidecar;
   try {
     sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
-    fmt::print("Warning: the sidecar is of no use.{}",
-               wrong.console.substr(0, wrong.console.find_last_not_of('\n') + 2));
+    warn(fmt::format("the sidecar cannot be used. {}", wrong.message()));
     return;
   }
   if (!sidecar) return;
   const std::string info = find_sidecar(name);
-  const std::vector<std::string> strange = mismatched_matrix_parts(*sidecar, name, file);
-  if (!strange.empty()) {
-    fmt::print("Warning: {} is not of this file; {} differ.\n", info, fmt::join(strange, ", "));
+  const std::vector<std::string> mismatched = mismatched_matrix_parts(*sidecar, name, file);
+  if (!mismatched.empty()) {
+    warn(fmt::format("{} does not belong to this file; {} differ.", info,
+                     fmt::join(mismatched, ", ")));
     return;
   }
   fmt::print("Made as {} says:\n", info);
-  for (const InfoLine& figure : sidecar->figures) {
-    fmt::print("  {:<20} {}\n", figure.name, figure.text);
-  }
+  for (const InfoLine& line : sidecar->info_lines)
+    fmt::print("  {:<20} {}\n", line.name, line.text);
 }
 
 void run(const std::string& name) {
+  if (is_other_file(name)) stop_run(fmt::format(" ERROR: {} is not a sensitivity file.", name));
   const SensitivityFile file = getpar(name);
-  fmt::print("{}: {}", name, sensitivity_in_words(file));
-  const std::vector<std::string> doubts = doubts_about(file);
-  for (const std::string& doubt : doubts) fmt::print("Warning: {}.\n", doubt);
+  fmt::print("{}: {}", name, describe_sensitivity(name, file));
+  const std::vector<std::string> faults = find_matrix_faults(file);
+  for (const std::string& fault : faults) warn(fault + ".");
   print_sidecar(name, file);
-  if (!doubts.empty()) fmt::print("Compute the file anew before it is inverted.\n");
+  if (!faults.empty()) warn("recompute the file before it is inverted.");
 }
 
 }  // namespace
 
 void add_info_command(CLI::App& qvx) {
-  auto* app = qvx.add_subcommand("info", "Say in words what a sensitivity file holds");
+  auto* app = qvx.add_subcommand("info", "Summarise a sensitivity file");
   const auto name = std::make_shared<std::string>();
-  app->add_option("file", *name, "Sensitivity file")->required()->type_name("FILE");
+  app->add_option("FILE", *name, "Sensitivity file")->required()->type_name("");
   app->footer(R"(
-Reads the whole file into memory, with every check that an inversion makes of
-it: a file that it refuses ends with exit status 1. What is accepted but would
-spoil an inversion follows as lines that begin with Warning: a wavelet filter
-that is not orthonormal, scales or diagonals that cannot be, a matrix that does
-not fit its mesh, values that are not finite. If qvx sensitivity left a
-sidecar (survey.mtx.info) beside it, what that says of its making is told.
+Reads the whole file into memory, with every check that an inversion makes: a
+file that an inversion would refuse ends with exit status 1. Faults that it
+would accept follow on standard error as lines that begin with Warning: a
+wavelet filter that is not orthonormal, scales or diagonals out of range, a
+matrix that does not fit its mesh, values that are not finite. If there is a
+sidecar (survey.mtx.info), which qvx sensitivity writes, its contents are
+printed.
 
 Example:
   qvx info survey.mtx

@@ -11,22 +11,38 @@
 
 namespace {
 
-/// The status of a command that failed; that of `qvx check` sets it apart from mere warnings.
+/// The exit status of a command that failed; `qvx check` uses 1 for mere warnings.
 int failure(int argc, char** argv) {
   return argc > 1 && std::string_view(argv[1]) == "check" ? 2 : 1;
 }
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \n");
-  const std::size_t last = text.find_last_not_of(" \n");
-  return first == std::string_view::npos ? "" : text.substr(first, last - first + 1);
-}
-
-/// Picks the subcommand of a name.
-struct Named {
-  const char* name;
+/// True for a subcommand of this name.
+struct HasName {
+  std::string_view name;
   bool operator()(const CLI::App* app) const { return app->get_name() == name; }
 };
+
+/// The first argument of the subcommand that looks like an option and is none of its options.
+std::string unknown_option(const CLI::App& qvx) {
+  for (const CLI::App* command : qvx.get_subcommands()) {
+    for (const std::string& left : command->remaining()) {
+      if (left.size() > 1 && left.front() == '-') return left;
+    }
+  }
+  return "";
+}
+
+/// Prints why the command line is wrong. An option that does not exist is named before what is
+/// missing, which may be what it was meant to be.
+int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int argc, char** argv) {
+  const std::string unknown = unknown_option(qvx);
+  if (error.get_exit_code() != 0 && !unknown.empty()) {
+    std::fprintf(stderr, "There is no option %s. Run qvx %s --help for a list.\n", unknown.c_str(),
+                 argv[1]);
+    return failure(argc, argv);
+  }
+  return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
+}
 
 int run(int argc, char** argv) {
   CLI::App qvx(
@@ -47,7 +63,7 @@ int run(int argc, char** argv) {
       "  quorivex survey.inp\n"
       "  qvx report survey.inp\n"
       "  qvx export survey.inp --vtr model.vtr\n"
-      "\n'qvx SUBCOMMAND --help' says more of each.");
+      "\n'qvx SUBCOMMAND --help' describes each.");
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
@@ -56,17 +72,16 @@ int run(int argc, char** argv) {
   quorivex::add_check_command(qvx);
   quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
-  if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(Named{argv[1]}).empty()) {
-    std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for those that there are.\n",
-                 argv[1]);
+  if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(HasName{argv[1]}).empty()) {
+    std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for a list.\n", argv[1]);
     return failure(argc, argv);
   }
   try {
     qvx.parse(argc, argv);
   } catch (const CLI::RuntimeError& end) {
-    return end.get_exit_code();  // of a command that has told the rest
+    return end.get_exit_code();  // the command has printed the rest
   } catch (const CLI::ParseError& error) {
-    return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
+    return wrong_command_line(qvx, error, argc, argv);
   }
   return 0;
 }
@@ -79,9 +94,9 @@ int main(int argc, char** argv) {
     quorivex::prepare_process();
     const int status = run(argc, argv);
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-    message = "ERROR: what the command has to say could not be written to standard output.";
+    message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
-    message = trimmed(stop.console);
+    message = stop.message();
     if (!stop.detail.empty()) message += "\n" + stop.detail;
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";

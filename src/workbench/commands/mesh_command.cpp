@@ -6,8 +6,11 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "inversion/mesh_io/describe_mesh.h"
+#include "workbench/check/station_checks.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
@@ -31,24 +34,29 @@ Where stations are dense along lines, half their distance asks for cells much
 narrower than the distance between the lines deserves. The program says so,
 and what --cell to try.
 
-Without a terrain the mesh top is the ground. The default keeps all stations
-above it; give --top where they fly high above the ground. With a terrain,
---top should be at or above its highest point.
+With --topography or --elevation the mesh top is put at the highest terrain on
+the mesh, so that none is cut off, and depths count from the lowest. Without
+them the terrain is unknown: the mesh top is then the ground, and the default
+keeps all stations above it. Give --elevation (or --top) where they fly high
+above level ground.
 
 Examples:
   qvx mesh --data survey.mag --output mesh.txt
-  qvx mesh --data survey.mag --output mesh.txt --cell 50 --top 288
+  qvx mesh --data survey.mag --topography dem.nc --output mesh.txt --cell 50
 )";
 
 struct MeshCommand {
   std::string data;
   std::string output;
+  GroundSource source;
   MeshWishes wishes;
+
+  bool knows_terrain() const { return !source.topography.empty() || source.elevation; }
 };
 
-std::string survey_in_words(const Observations& data, const SurveyShape& shape) {
+std::string describe_survey(const Observations& data, const SurveyShape& shape) {
   const auto axis = [](const char* name, const Interval& extent) {
-    return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.least, extent.most);
+    return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.min, extent.max);
   };
   std::string text =
       fmt::format("Survey: {} data at {} places\n", data.ndata, shape.stations.places) +
@@ -61,7 +69,7 @@ std::string survey_in_words(const Observations& data, const SurveyShape& shape) 
   return text;
 }
 
-std::string plan_in_words(const MeshPlan& plan, const Mesh& mesh) {
+std::string describe_plan(const MeshPlan& plan, const Mesh& mesh) {
   return fmt::format(
              "  core of cells {} m wide; padding of {:.6g} m or more on each side, growth {}\n"
              "  layers growing {} times to a depth of {:.6g} m or more, and {} below, growth {}:\n"
@@ -83,7 +91,7 @@ std::string advice_on_lines(const SurveyShape& shape, const MeshPlan& plan) {
       round_width(*between), round_width(0.25 * round_width(*between)));
 }
 
-std::string in_quotes_if_needed(const std::string& name) {
+std::string quote_if_needed(const std::string& name) {
   if (name.find_first_of(" \t'\"\\$&;()<>|*?[]#~`!") == std::string::npos) return name;
   std::string quoted = "'";
   for (const char c : name) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
@@ -94,46 +102,86 @@ std::string next_step(const MeshCommand& command, const Observations& data, cons
   const auto matrix = std::filesystem::path(command.output)
                           .replace_filename(std::filesystem::path(command.data).stem())
                           .concat(".mtx");
+  const GroundSource& source = command.source;
+  const std::string terrain = !source.topography.empty()
+                                  ? " --topography " + quote_if_needed(source.topography)
+                              : source.elevation ? fmt::format(" --elevation {}", *source.elevation)
+                                                 : "";
+  const std::string top =
+      command.knows_terrain()
+          ? "."
+          : fmt::format(
+                ". No terrain was given: the top of the mesh, {} m, is then the ground of\n"
+                "the next step. Where the terrain is known, give --topography or --elevation in "
+                "both steps;\nwhat rises above the top of the mesh is cut off.",
+                plan.top);
   return fmt::format(
-      "Written to {}. Its top, {} m, is the ground unless --topography or --elevation tells\n"
-      "another. Next{}:\n"
-      "  qvx sensitivity --mesh {} --data {} --output {}\n",
-      command.output, plan.top,
+      "Written to {}{}\nNext{}:\n  qvx sensitivity --mesh {}{} --data {} --output {}\n",
+      command.output, top,
       data.std.empty() ? ", once the file holds data with their standard deviations" : "",
-      in_quotes_if_needed(command.output), in_quotes_if_needed(command.data),
-      in_quotes_if_needed(matrix.string()));
+      quote_if_needed(command.output), terrain, quote_if_needed(command.data),
+      quote_if_needed(matrix.string()));
 }
 
-void warn(const Observations& data, const MeshPlan& plan, const Mesh& mesh) {
+void warn_of_top(const Observations& data, const MeshPlan& plan) {
   const auto below =
       std::count_if(data.z.begin(), data.z.end(), [&](double z) { return z < plan.top; });
-  if (below > 0) {
-    fmt::print(stderr,
-               "Warning: {} of {} stations lie below the mesh top of {} m. That is right only with "
-               "a\nterrain that lies below them; without one give a lower --top.\n",
-               below, data.ndata, plan.top);
+  if (below == 0) return;
+  fmt::print(stderr,
+             "Warning: {} of {} stations lie below the mesh top of {} m. That is right only with "
+             "a\nterrain that lies below them; give it with --topography or --elevation, or give a "
+             "lower\n--top.\n",
+             below, data.ndata, plan.top);
+}
+
+void warn_of_cells(const Mesh& mesh) {
+  if (mesh.cells() <= kManyCells) return;
+  fmt::print(stderr,
+             "Warning: {} cells are more than most machines can invert. Wider cells (--cell) or\n"
+             "thicker layers (--first-layer, --layer-growth) make fewer.\n",
+             mesh.cells());
+}
+
+struct Design {
+  MeshPlan plan;
+  Mesh mesh;
+  std::string terrain;  // a line about it, or nothing
+  std::vector<std::string> warnings;
+};
+
+Design design(const MeshCommand& command, const Observations& data, const SurveyShape& shape) {
+  Design found{.plan = plan_mesh(shape, command.wishes), .mesh = {}, .terrain = {}, .warnings = {}};
+  found.mesh = design_mesh(shape, found.plan);
+  if (!command.knows_terrain()) return found;
+  // Where the mesh lies does not depend on its top.
+  const Terrain terrain = terrain_of(command.source, found.mesh);
+  TerrainTops tops = column_tops_of_terrain(found.mesh, terrain);
+  found.plan = plan_under_terrain(found.plan, command.wishes, {tops.min, tops.max});
+  found.mesh = design_mesh(shape, found.plan);
+  tops = column_tops_of_terrain(found.mesh, terrain);
+  found.terrain = fmt::format("Terrain on the mesh ({}): {:.6g} to {:.6g} m\n", terrain.description,
+                              tops.min, tops.max);
+  found.warnings = terrain_warnings(terrain, tops, found.mesh);
+  for (std::string& text : station_warnings(data, found.mesh, heights_above(terrain, data))) {
+    found.warnings.push_back(std::move(text));
   }
-  if (mesh.cells() > kManyCells) {
-    fmt::print(stderr,
-               "Warning: {} cells are more than most machines can invert. Wider cells (--cell) or\n"
-               "thicker layers (--first-layer, --layer-growth) make fewer.\n",
-               mesh.cells());
-  }
+  return found;
 }
 
 void run(const MeshCommand& command) {
-  refuse_overwriting(command.output, {command.data});
+  refuse_overwriting(command.output, {command.data, command.source.topography});
   const Observations data = read_data_file(command.data, DataColumns::as_found);
   const SurveyShape shape = survey_shape(data);
-  const MeshPlan plan = plan_mesh(shape, command.wishes);
-  const Mesh mesh = design_mesh(shape, plan);
+  const auto [plan, mesh, terrain, warnings] = design(command, data, shape);
   write_mesh_file(command.output, mesh);
   const double matrix = 4.0 * static_cast<double>(mesh.cells()) * data.ndata;
-  fmt::print("{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
-             survey_in_words(data, shape), describe_mesh(mesh), plan_in_words(plan, mesh),
+  fmt::print("{}{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
+             describe_survey(data, shape), terrain, describe_mesh(mesh), describe_plan(plan, mesh),
              format_bytes(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
   std::fflush(stdout);
-  warn(data, plan, mesh);
+  print_warnings(warnings);
+  if (!command.knows_terrain()) warn_of_top(data, plan);
+  warn_of_cells(mesh);
 }
 
 }  // namespace
@@ -148,6 +196,7 @@ void add_mesh_command(CLI::App& qvx) {
   add("--data", command->data, "FILE", "Observations file; of its data only the positions are used")
       ->required();
   add("--output", command->output, "FILE", "Text mesh file to be written")->required();
+  add_terrain_options(*app, command->source, "the terrain is unknown");
   add("--cell", wishes.cell, "M",
       "Width of the core cells [half the median distance of a\n"
       "station to the nearest other one]")
@@ -159,7 +208,9 @@ void add_mesh_command(CLI::App& qvx) {
   add("--growth", wishes.growth, "F", "Each padding cell is so many times as wide as the last")
       ->capture_default_str()
       ->check(number(1.0, 10.0));
-  add("--top", wishes.top, "Z", "Elevation of the mesh top [just below the lowest station]")
+  add("--top", wishes.top, "Z",
+      "Elevation of the mesh top [the highest terrain; without\n"
+      "one just below the lowest station]")
       ->check(number(-kMaxLength, kMaxLength));
   add("--first-layer", wishes.first_layer, "M", "Thickness of the first layer [half a core cell]")
       ->check(number(kMinLength, kMaxLength));
@@ -170,7 +221,7 @@ void add_mesh_command(CLI::App& qvx) {
   add("--depth", wishes.depth, "M",
       "Depth below the top that these layers reach, at least\n"
       "[half the shorter side of the survey, or a quarter of\n"
-      "the longer one if that is more]")
+      "the longer one if that is more, below the lowest terrain]")
       ->check(number(kMinLength, kMaxLength));
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")

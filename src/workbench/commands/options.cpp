@@ -5,12 +5,12 @@
 
 namespace quorivex {
 
-CLI::Validator number(double least, double most) {
+CLI::Validator number(double min, double max) {
   return {[=](const std::string& text) -> std::string {
             double value = 0.0;
             const bool good = CLI::detail::lexical_cast(text, value);
-            if (good && value >= least && value <= most) return "";  // NaN is not
-            return fmt::format("should be a number from {} to {}, not {}", least, most, text);
+            if (good && value >= min && value <= max) return "";  // false for NaN
+            return fmt::format("should be a number from {} to {}, not {}", min, max, text);
           },
           ""};
 }

@@ -5,11 +5,11 @@
 
 namespace quorivex {
 
-// What an option may be: lengths that can be meant, in metres.
+// Limits of options that are lengths, in metres.
 inline constexpr double kMinLength = 0.001;
 inline constexpr double kMaxLength = 1e9;
 
-/// A finite number from `least` to `most`.
-CLI::Validator number(double least, double most);
+/// Accepts a finite number from `min` to `max`.
+CLI::Validator number(double min, double max);
 
 }  // namespace quorivex

@@ -22,12 +22,12 @@ struct Options {
   std::size_t iterations = kMaxIterations;
 };
 
-/// Beside the other files of the run, with their name.
+/// Next to the other files of the run, with their name.
 std::string default_output(const FinishedRun& run) {
   return path_in(run, fmt::format("{}.html", kProgram));
 }
 
-std::string iterations_in_words(const FinishedRun& run, const ReportWritten& report) {
+std::string describe_held(const FinishedRun& run, const ReportWritten& report) {
   std::string text =
       fmt::format("{} of {} iterations", report.iterations.size(), run.iterations.size());
   if (report.iterations.size() > 1 && report.digits_others < report.digits_last) {
@@ -42,47 +42,44 @@ void run(const Options& options) {
   const std::string output = options.output.empty() ? default_output(run) : options.output;
   refuse_overwriting_run_files(run, output);
   const ReportWritten report = write_report(run, options.iterations, output);
-  fmt::print("{}. {}\n", report.verdict.mark, report.verdict.headline);
-  for (const std::string& sentence : report.verdict.sentences) fmt::print("  {}\n", sentence);
-  for (const RedFlag& flag : report.flags)
-    fmt::print("  Red flag: {}. {}\n", flag.title, flag.text);
+  const auto& [facts, flags, verdict] = report.appraisal;
+  fmt::print("{}. {}\n", verdict.mark, verdict.headline);
+  for (const std::string& sentence : verdict.sentences) fmt::print("  {}\n", sentence);
+  for (const RedFlag& flag : flags) fmt::print("  Red flag: {}. {}\n", flag.title, flag.text);
   fmt::print("{}: {}, {}. Open it with a browser.\n", output,
-             format_bytes(static_cast<double>(report.bytes)), iterations_in_words(run, report));
+             format_bytes(static_cast<double>(report.bytes)), describe_held(run, report));
 }
 
 }  // namespace
 
 void add_report_command(CLI::App& qvx) {
   auto* const command =
-      qvx.add_subcommand("report", "Write a page to look at the result of an inversion");
+      qvx.add_subcommand("report", "Write a page that shows the result of an inversion");
   const auto o = std::make_shared<Options>();
-  command->add_option("input", o->input, "Input file of the run, which quorivex has inverted")
-      ->required()
-      ->type_name("RUN.inp");
+  command->add_option("input", o->input, "Input file of the run")->required()->type_name("RUN.inp");
   command
       ->add_option("--output", o->output,
-                   "Page to write; quorivex.html beside the run's\nother files without it")
+                   "Page to write; default: quorivex.html next to the\nrun's other files")
       ->type_name("FILE.html");
   command
       ->add_option(
           "--iterations", o->iterations,
-          "Iterations whose models the page holds, at most: the\nlast, the first, and others "
-          "between them")
+          "Maximum number of iterations whose models the page holds:\nthe last, the first, and "
+          "others between them")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, std::size_t{100'000}).description(""))
       ->capture_default_str();
   command->footer(R"(
 The page is one file that opens in any browser (from 2023 on) without a
-network: a verdict in words with red flags, sections through the model with
-sliders, maps of the data and of the residuals, misfit and beta from iteration to
-iteration, and the parameters. Susceptibilities are SI, coordinates metres, data nT.
+network: a verdict with red flags, sections through the model with sliders,
+maps of the data and the residuals, misfit and beta of each iteration, and the
+parameters. Susceptibilities are SI, coordinates in metres, data in nT.
 
-It stays below 5 MB for a million cells. For that the models of iterations before
-the last one may be rounded, and some left out; the page says so. Values of
+It stays below 5 MB for a million cells: where necessary, models of iterations
+before the last one are rounded or left out, and the page says so. Values of
 the last iteration are those of its file.
 
-A verdict other than good is no failure: the exit status is 0 when the page is
-written.
+The exit status is 0 when the page is written, whatever the verdict.
 
 Example:
   quorivex survey.inp

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/statistics.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
@@ -28,13 +29,14 @@ row, or a comment that holds the names (XYZ files). Lines that begin with #, /,
 ! or % are comments. Rows such as "Line 100" or "Tie 5" begin a line.
 
 Every row is used, thinned away, or left out because it holds a mark named with
---missing; the report counts them. Anything else that is no number, or out of
-range, ends the command with its line, and so does a row with more or fewer
-columns than the header or the first row; so does -9999, -99999 and the like
-unless it is named, or taken as a number with '--missing none'.
+--missing; the report counts them. Any other value that is not a number, or is
+out of range, ends the command with a message that names the line; so does a row
+with more or fewer columns than the header or the first row, and so do -9999,
+-99999 and the like unless they are named as marks, or accepted as numbers with
+'--missing none'.
 
 Thinning comes first, then the regional field is removed, then the standard
-deviations are found. What was done stands in comments at the head of OUTPUT.
+deviations are assigned. Comments at the head of OUTPUT say what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field for --date and a place: --utm,
@@ -51,7 +53,7 @@ Examples:
              --output survey.mag
 )";
 
-/// What the command line holds beside the choices, as it holds it.
+/// The choices, and what the command line gives in another form than they hold it.
 struct Options {
   SurveyChoices choices;
   std::string separator;
@@ -62,9 +64,9 @@ struct Options {
 };
 
 char separator_of(const std::string& text) {
-  static const std::map<std::string, char> kWords{
+  static const std::map<std::string, char> kNames{
       {"", 0}, {"comma", ','}, {"semicolon", ';'}, {"tab", '\t'}, {"blank", kBlanks}};
-  if (const auto word = kWords.find(text); word != kWords.end()) return word->second;
+  if (const auto name = kNames.find(text); name != kNames.end()) return name->second;
   if (text.size() == 1 && text != "\"") return text.front();
   stop_run(fmt::format(
       " ERROR: --separator should be comma, semicolon, tab, blank or one character, not {}", text));
@@ -100,20 +102,21 @@ void check_field(const FieldChoice& field, const SurveyTable& table) {
   }
 }
 
+void check_range(const char* option, const std::vector<double>& values) {
+  for (const double value : values) {
+    if (!(std::abs(value) <= kMaxLength)) {
+      stop_run(fmt::format(" ERROR: {}: {} is out of range.", option, value));
+    }
+  }
+}
+
 SurveyChoices choices_of(const Options& options) {
   SurveyChoices choices = options.choices;
   choices.table.separator = separator_of(options.separator);
   check_trend(choices.trend, options);
-  const auto finite = [](const char* option, const std::vector<double>& values) {
-    for (const double value : values) {
-      if (!(std::abs(value) <= kMaxLength)) {
-        stop_run(fmt::format(" ERROR: {}: {} is out of range.", option, value));
-      }
-    }
-  };
-  finite("--centre", options.centre);
-  finite("--given", options.given);
-  finite("--at", options.at);
+  check_range("--centre", options.centre);
+  check_range("--given", options.given);
+  check_range("--at", options.at);
   if (!options.centre.empty()) choices.trend.centre = {options.centre[0], options.centre[1]};
   if (options.given.size() == 1) choices.trend.given = {options.given[0], 0.0, 0.0};
   if (options.given.size() == 3) {
@@ -130,26 +133,52 @@ SurveyChoices choices_of(const Options& options) {
   return choices;
 }
 
+/// To the millimetre: what is farther behind is an error of rounding.
+std::string coordinate_range(const std::vector<double>& metres) {
+  const auto [min, max] = std::minmax_element(metres.begin(), metres.end());
+  return format_range({std::round(*min * 1000.0) / 1000.0, std::round(*max * 1000.0) / 1000.0}, "m",
+                      13);
+}
+
+void print_range(const char* name, const std::string& range) {
+  fmt::print("  {:<10} {}\n", name, range);
+}
+
 void run(const Options& options) {
   const SurveyChoices choices = choices_of(options);
   refuse_overwriting(options.output, {choices.table.name, choices.terrain});
   const PreparedSurvey survey = prepare_survey(choices);
+  const SurveyNotes& notes = survey.notes;
+  const Observations& observations = survey.observations;
   std::vector<std::string> comments{"Written by qvx survey"};
-  comments.insert(comments.end(), survey.remarks.begin(), survey.remarks.end());
-  write_data_file(options.output, survey.observations, survey.values, survey.deviations, comments);
-  for (const std::string& remark : survey.remarks) fmt::print("{}\n", remark);
-  const auto axis = [](const char* name, const std::vector<double>& values, const char* unit) {
-    const auto [least, most] = std::minmax_element(values.begin(), values.end());
-    fmt::print("  {:<10} {:.10g} to {:.10g} {}\n", name, *least, *most, unit);
-  };
-  fmt::print("Written to {}: {} data\n", options.output, survey.observations.ndata);
-  axis("easting", survey.observations.x, "m");
-  axis("northing", survey.observations.y, "m");
-  axis("elevation", survey.observations.z, "m");
-  axis("data", survey.values, "nT");
+  comments.insert(comments.end(), notes.remarks.begin(), notes.remarks.end());
+  write_data_file(options.output, observations, survey.values, survey.deviations, comments);
+  for (const std::string& remark : notes.remarks) fmt::print("{}\n", remark);
+  fmt::print("Written to {}: {} data\n", options.output, observations.ndata);
+  print_range("easting", coordinate_range(observations.x));
+  print_range("northing", coordinate_range(observations.y));
+  print_range("elevation", coordinate_range(observations.z));
+  print_range("data", format_range(survey.values, "nT"));
   std::fflush(stdout);
-  for (const std::string& warning : survey.warnings) fmt::print(stderr, "Warning: {}\n", warning);
-  hint_at_units(survey.observations);
+  for (const std::string& warning : notes.warnings) fmt::print(stderr, "Warning: {}\n", warning);
+  hint_at_units(observations);
+}
+
+/// One of the words, each of which stands for a value.
+template <class Value>
+CLI::Validator one_of(const std::map<std::string, Value>& words) {
+  std::vector<std::string> known;
+  known.reserve(words.size());
+  for (const auto& [word, value] : words) known.push_back(word);
+  return {[=](std::string& text) -> std::string {
+            const auto word = words.find(text);
+            if (word == words.end()) {
+              return fmt::format("should be {}, not {}", fmt::join(known, " or "), text);
+            }
+            text = std::to_string(static_cast<int>(word->second));
+            return "";
+          },
+          ""};
 }
 
 void add_table_options(CLI::App& app, Options& o) {
@@ -158,7 +187,7 @@ void add_table_options(CLI::App& app, Options& o) {
                           const char* help) {
     return app.add_option(name, value, help)->type_name(type)->group("Table");
   };
-  add("--table", t.name, "FILE", "Table of stations: CSV, XYZ or the like, a row a line")
+  add("--table", t.name, "FILE", "Table of stations: CSV, XYZ or the like, one row per line")
       ->required();
   add("--easting", t.easting, "COL", "Easting (m)")->required();
   add("--northing", t.northing, "COL", "Northing (m)")->required();
@@ -174,10 +203,10 @@ void add_table_options(CLI::App& app, Options& o) {
   add("--line", t.line, "COL", "Names of the flight lines [rows such as Line 100]");
   add("--separator", o.separator, "S",
       "comma, semicolon, tab, blank (one or more blanks or\n"
-      "tabs) or one character [found in the table]");
+      "tabs) or one character [guessed from the table]");
   app.add_option("--missing", t.missing,
                  "Mark of a missing value, such as * or -99999; rows that\n"
-                 "hold it in a column of use are left out and counted.\n"
+                 "hold it in a column that is used are left out and counted.\n"
                  "'empty' is an empty field. May be given several times")
       ->type_name("MARK")
       ->group("Table")
@@ -185,64 +214,71 @@ void add_table_options(CLI::App& app, Options& o) {
       ->take_all();
 }
 
-void add_data_options(CLI::App& app, Options& o) {
-  SurveyChoices& c = o.choices;
-  const auto group = [](CLI::Option* option, const char* type) {
-    return option->type_name(type)->group("Data");
-  };
-  auto* const spacing = group(app.add_option("--spacing", c.spacing,
-                                             "Keep the stations nearest to each multiple of this\n"
-                                             "distance along a line"),
-                              "M")
-                            ->check(number(kMinLength, kMaxLength));
-  group(app.add_option("--grid", c.grid, "Keep one station in each cell of a grid this wide"), "M")
+CLI::Option* in_data_group(CLI::Option* option, const char* type) {
+  return option->type_name(type)->group("Data");
+}
+
+void add_thinning_options(CLI::App& app, ThinningChoice& thinning) {
+  auto* const spacing =
+      in_data_group(app.add_option("--spacing", thinning.spacing,
+                                   "Keep the stations nearest to each multiple of this\n"
+                                   "distance along a line"),
+                    "M")
+          ->check(number(kMinLength, kMaxLength));
+  in_data_group(
+      app.add_option("--grid", thinning.grid, "Keep one station in each cell of a grid this wide"),
+      "M")
       ->check(number(kMinLength, kMaxLength))
       ->excludes(spacing);
-  group(app.add_option("--grid-keeps", c.grid_choice,
-                       "nearest: that nearest to the cell's centre; median: that\n"
-                       "with the median of the cell's values [nearest]"),
-        "WORD")
-      ->transform(CLI::CheckedTransformer(
-                      std::map<std::string, GridChoice>{{"nearest", GridChoice::nearest},
-                                                        {"median", GridChoice::median}})
-                      .description(""))
-      ->needs("--grid");
-  group(app.add_option("--remove", c.trend.kind, "Regional field to remove: constant or plane"),
-        "WORD")
-      ->transform(CLI::CheckedTransformer(
-                      std::map<std::string, TrendKind>{{"constant", TrendKind::constant},
-                                                       {"plane", TrendKind::plane}})
-                      .description(""));
-  group(app.add_option("--fit", c.trend.fit,
-                       "squares: least squares; robust: least absolute\n"
-                       "residuals, which a strong anomaly hardly moves [squares]"),
-        "WORD")
+  in_data_group(app.add_option("--grid-keeps", thinning.grid_keeps,
+                               "nearest: that nearest to the cell's centre; median: that\n"
+                               "with the median of the cell's values [nearest]"),
+                "WORD")
       ->transform(
-          CLI::CheckedTransformer(std::map<std::string, TrendFit>{{"squares", TrendFit::squares},
-                                                                  {"robust", TrendFit::absolute}})
-              .description(""));
-  auto* const beyond = group(app.add_option("--fit-beyond", c.trend.beyond,
-                                            "Fit only stations farther than this from the centre"),
-                             "M")
-                           ->check(number(0.0, kMaxLength));
-  group(app.add_option("--centre", o.centre,
-                       "Easting and northing (m) of the centre, where the level\n"
-                       "of a plane is told [middle of the stations]"),
-        "E,N")
+          one_of<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
+      ->needs("--grid");
+}
+
+void add_trend_options(CLI::App& app, Options& o) {
+  TrendChoice& trend = o.choices.trend;
+  in_data_group(
+      app.add_option("--remove", trend.kind, "Regional field to remove: constant or plane"), "WORD")
+      ->transform(
+          one_of<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
+  in_data_group(app.add_option("--fit", trend.fit,
+                               "squares: least squares; robust: least absolute\n"
+                               "residuals, which a strong anomaly hardly moves [squares]"),
+                "WORD")
+      ->transform(
+          one_of<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
+  auto* const beyond =
+      in_data_group(app.add_option("--fit-beyond", trend.beyond,
+                                   "Fit only stations farther than this from the centre"),
+                    "M")
+          ->check(number(0.0, kMaxLength));
+  in_data_group(app.add_option("--centre", o.centre,
+                               "Easting and northing (m) of the centre, where the level\n"
+                               "of a plane is stated [middle of the stations]"),
+                "E,N")
       ->delimiter(',')
       ->expected(2);
-  group(app.add_option("--given", o.given,
-                       "Remove this instead of a fit: nT for a constant; nT at\n"
-                       "the centre, nT/km eastward, nT/km northward for a plane"),
-        "L[,E,N]")
+  in_data_group(app.add_option("--given", o.given,
+                               "Remove this instead of a fit: nT for a constant; nT at\n"
+                               "the centre, nT/km eastward, nT/km northward for a plane"),
+                "L[,E,N]")
       ->delimiter(',')
       ->expected(1, 3)
       ->excludes(beyond)
       ->excludes(app.get_option("--fit"));
-  group(app.add_option("--floor", c.floor, "Standard deviation of a datum of 0 (nT)"), "NT")
+}
+
+void add_deviation_options(CLI::App& app, SurveyChoices& choices) {
+  in_data_group(app.add_option("--floor", choices.floor, "Standard deviation of a datum of 0 (nT)"),
+                "NT")
       ->required()
       ->check(number(1e-6, kMaxField));
-  group(app.add_option("--percent", c.percent, "Percentage of |datum| added to it [0]"), "P")
+  in_data_group(
+      app.add_option("--percent", choices.percent, "Percentage of |datum| added to it [0]"), "P")
       ->check(number(0.0, kMaxField));
 }
 
@@ -292,7 +328,9 @@ void add_survey_command(CLI::App& qvx) {
   auto* app = qvx.add_subcommand("survey", "Make an observations file from a table of stations");
   const auto options = std::make_shared<Options>();
   add_table_options(*app, *options);
-  add_data_options(*app, *options);
+  add_thinning_options(*app, options->choices.thinning);
+  add_trend_options(*app, *options);
+  add_deviation_options(*app, options->choices);
   add_field_options(*app, *options);
   app->add_option("--output", options->output, "Observations file to be written")
       ->type_name("FILE")

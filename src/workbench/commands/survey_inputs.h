@@ -6,31 +6,23 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
+#include "workbench/terrain/survey_ground.h"
 
 namespace quorivex {
 
-/// The mesh file and where the ground lies in it: a topography file, one elevation for all, or the
-/// top of the mesh.
-struct GroundSource {
-  std::string mesh;
-  std::string topography;
-  std::optional<double> elevation;
-};
-
-/// The ground with what lies above it.
-struct SurveyGround {
-  Ground ground;
-  double median_height = 0.0;  ///< of the stations above the ground, metres
-};
-
-void add_terrain_options(CLI::App& command, GroundSource& source);
+/// Adds --topography and --elevation; `without` says what holds without them.
+void add_terrain_options(CLI::App& command, GroundSource& source,
+                         const std::string& without = "the top of the mesh is the ground");
 void add_thread_option(CLI::App& command);
 
-/// Reads mesh and terrain; warns on standard error of stations below the ground, beside the mesh,
-/// or on an edge of a cell.
+/// Each sentence on standard error, after "Warning: ".
+void print_warnings(const std::vector<std::string>& sentences);
+
+/// Reads mesh and terrain; warns on standard error of a terrain that does not fit the mesh and of
+/// stations outside the mesh, below the ground, or on an edge of a cell.
 SurveyGround read_ground(const GroundSource& source, const Observations& observations);
 
 /// Reads observations whose standard deviations are needed.

@@ -9,14 +9,14 @@
 
 namespace quorivex {
 
-// Comma-separated values with a line of names; coordinates and lengths in metres to 12 digits.
+// Comma-separated values with a header line; coordinates and lengths in metres to 12 digits.
 
-/// A line a cell in the order of model files: its centre, its sizes and its susceptibility, which
-/// is empty in air. Without `with_air` air cells are left out.
+/// One line per cell in the order of model files: its centre, its sizes and its susceptibility,
+/// which is empty in air. Without `with_air` air cells are left out.
 void write_model_csv(const std::string& name, const ModelGrid& grid, bool with_air);
 
-/// A line a datum: number, position, observed value, standard deviation, predicted value, residual
-/// (observed - predicted, nT) and the residual in standard deviations.
+/// One line per datum: number, position, observed value, standard deviation, predicted value,
+/// residual (observed - predicted, nT) and the residual in standard deviations.
 void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit);
 
 }  // namespace quorivex

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kSameWidth = 1e-6;  // relative: widths are differences of large coordinates
 
-/// Cells of an axis: the first, from 0, and how many.
+/// Consecutive cells of an axis, counted from 0.
 struct Cells {
   std::int64_t first = 0;
   std::int64_t count = 0;
@@ -20,17 +20,17 @@ Cells core_cells(const std::vector<double>& widths) {
   const auto same = [](double a, double b) { return std::abs(a - b) <= kSameWidth * b; };
   std::vector<double> sorted = widths;
   std::sort(sorted.begin(), sorted.end());
-  double commonest = sorted.front();
-  std::int64_t most = 0;
+  double most_frequent = sorted.front();
+  std::int64_t max = 0;
   for (auto from = sorted.begin(); from != sorted.end();) {
     const auto to = std::find_if_not(from, sorted.end(), [&](double w) { return same(w, *from); });
-    if (to - from > most) {
-      most = to - from;
-      commonest = *from;
+    if (to - from > max) {
+      max = to - from;
+      most_frequent = *from;
     }
     from = to;
   }
-  const auto wanted = [&](double w) { return same(w, commonest); };
+  const auto wanted = [&](double w) { return same(w, most_frequent); };
   const auto first = std::find_if(widths.begin(), widths.end(), wanted);
   const auto last = std::find_if(widths.rbegin(), widths.rend(), wanted).base();
   return {first - widths.begin(), last - first};
@@ -70,8 +70,8 @@ ValueRange value_range(const ModelGrid& grid) {
       for (std::int64_t k = 0; k < grid.nz; ++k) {
         const double value = grid(i, j, k);
         if (std::isnan(value)) continue;
-        range.least = range.count == 0 ? value : std::min(range.least, value);
-        range.most = range.count == 0 ? value : std::max(range.most, value);
+        range.min = range.count == 0 ? value : std::min(range.min, value);
+        range.max = range.count == 0 ? value : std::max(range.max, value);
         ++range.count;
       }
     }

@@ -8,7 +8,7 @@
 
 namespace quorivex {
 
-/// A model in the order that other programs expect: column i from the west, row j from the south,
+/// A model as other programs expect it: column i from the west, row j from the south,
 /// layer k from the bottom, each counted from 0.
 struct ModelGrid {
   std::int64_t ne = 0;
@@ -32,20 +32,20 @@ struct ModelGrid {
   std::int64_t cells() const { return ne * nn * nz; }
 };
 
-/// Which columns of the mesh are wanted.
+/// Which columns of the mesh to export.
 enum class ModelExtent {
   whole,
-  core  ///< from the first to the last cell of the commonest width: without the padding
+  core  ///< from the first to the last cell of the most frequent width: without the padding
 };
 
 /// `values` as from `read_model`.
 ModelGrid make_model_grid(const Mesh& mesh, ModelExtent extent, std::vector<double> values);
 
-/// How many values are not NaN, and their range; 0 to 0 when there are none.
+/// Number and range of the values that are not NaN; 0 to 0 when there are none.
 struct ValueRange {
   std::int64_t count = 0;
-  double least = 0.0;
-  double most = 0.0;
+  double min = 0.0;
+  double max = 0.0;
 };
 ValueRange value_range(const ModelGrid& grid);
 

@@ -22,8 +22,8 @@ namespace {
 constexpr std::size_t kFirstBytes = std::size_t{1} << 20;
 constexpr int kDeflate = 2;  // more takes longer and saves a few per cent
 
-/// A netCDF file that grows in memory, with the library's status codes as StopRun. Where the disk
-/// is full the library would not only fail but crash, so that it never gets to see the disk.
+/// A netCDF file that grows in memory, with the library's status codes as StopRun. On a full disk
+/// the library would crash rather than fail, so it is never given one.
 class NetcdfFile {
  public:
   explicit NetcdfFile(std::string name) : name_(std::move(name)) {
@@ -59,8 +59,7 @@ class NetcdfFile {
   void attribute(int variable, const char* name, int value) {
     need(nc_put_att_int(id_, variable, name, NC_INT, 1, &value));
   }
-  /// The value of cells without one, compression, and the piece of the array that is written and
-  /// compressed as a whole.
+  /// Fill value, compression, and the chunk that is written and compressed as a whole.
   void layout(int variable, float fill, const std::array<std::size_t, 3>& piece) {
     need(nc_put_att_float(id_, variable, "_FillValue", NC_FLOAT, 1, &fill));
     need(nc_def_var_chunking(id_, variable, NC_CHUNKED, piece.data()));

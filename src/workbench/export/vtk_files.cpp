@@ -11,6 +11,7 @@
 #include "base/atomic_file.h"
 #include "base/record_writer.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/view1.h"
 
 namespace quorivex {
@@ -18,7 +19,7 @@ namespace {
 
 constexpr std::uint8_t kHidden = 32;  // HIDDENCELL of vtkDataSetAttributes
 
-/// The arrays of a file: a tag each where they belong, their bytes at the end.
+/// The arrays of a file: one tag each where they belong, their bytes at the end.
 class AppendedArrays {
  public:
   using Write = std::function<void(AtomicFile&)>;
@@ -82,26 +83,6 @@ void append_cells(AtomicFile& file, const ModelGrid& grid, Value value) {
     }
     file.append(bytes_of(layer));
   }
-}
-
-std::string escaped(const std::string& text) {
-  std::string safe;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        safe += "&amp;";
-        break;
-      case '<':
-        safe += "&lt;";
-        break;
-      case '"':
-        safe += "&quot;";
-        break;
-      default:
-        safe += c;
-    }
-  }
-  return safe;
 }
 
 }  // namespace
@@ -173,7 +154,7 @@ void write_collection(const std::string& name, const std::vector<CollectionEntry
   file.append(head("Collection") + "  <Collection>\n");
   for (const CollectionEntry& entry : entries) {
     file.append(fmt::format("    <DataSet timestep=\"{}\" part=\"{}\" file=\"{}\"/>\n",
-                            entry.iteration, entry.part, escaped(entry.file)));
+                            entry.iteration, entry.part, escape_xml(entry.file)));
   }
   file.append("  </Collection>\n</VTKFile>\n");
   file.commit();

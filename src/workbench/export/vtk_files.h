@@ -19,14 +19,14 @@ namespace quorivex {
 /// (uint8, 32 in air: such cells are hidden).
 void write_model_vtr(const std::string& name, const ModelGrid& grid);
 
-/// A point a station with `datum` (from 1), `observed`, `standard_deviation`, `predicted`,
+/// One point per station with `datum` (from 1), `observed`, `standard_deviation`, `predicted`,
 /// `residual` (nT) and `normalised_residual`.
 void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit);
 
 /// A file of a collection.
 struct CollectionEntry {
   std::int32_t iteration = 0;  ///< its time
-  std::int32_t part = 0;       ///< tells files of the same iteration apart
+  std::int32_t part = 0;       ///< distinguishes files of the same iteration
   std::string file;            ///< in the folder of the collection
 };
 

@@ -12,6 +12,7 @@
 #include "base/record_writer.h"
 #include "base/stop_run.h"
 #include "base/uninitialized_array.h"
+#include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/wtn_mod.h"
 #include "workbench/forward/data_rows.h"
 #include "workbench/forward/test_models.h"
@@ -32,10 +33,10 @@ struct Setup {
   WTN_MOD::Filter filter;
   Counts counts{};
   std::int64_t points = 0;                       // of the wavelet grid
-  std::vector<TestModel> models;                 // in full form none
+  std::vector<TestModel> models;                 // compressed form only
   std::vector<std::vector<double>> model_grids;  // transforms of the scaled test models
 
-  bool compressed() const { return !options.low_pass.empty(); }
+  bool compressed() const { return options.compressed(); }
 };
 
 /// One row on its way to the file; made before the threads start.
@@ -118,8 +119,10 @@ void full_row(const Setup& setup, View1<double> row, double std, RowWork& work) 
   }
 }
 
-/// Moves the coefficients that the cut keeps into the row, and measures what the others take away.
-void pick_coefficients(const Setup& setup, CoefficientThreshold cut, double std, RowWork& work) {
+/// Moves the coefficients above the threshold into the row, and measures the error made by
+/// dropping the others.
+void pick_coefficients(const Setup& setup, CoefficientThreshold threshold, double std,
+                       RowWork& work) {
   double energy = 0.0;
   double dropped = 0.0;
   work.count = 0;
@@ -128,7 +131,7 @@ void pick_coefficients(const Setup& setup, CoefficientThreshold cut, double std,
   for (std::size_t p = 0; p < work.grid.size(); ++p) {
     const double c = work.grid[p];
     energy += c * c;
-    const auto stored = cut.keeps(c) ? static_cast<float>(c) : 0.0F;
+    const auto stored = threshold.keeps(c) ? static_cast<float>(c) : 0.0F;
     const double error = c - static_cast<double>(stored);
     dropped += error * error;
     for (std::size_t m = 0; m < work.model_errors.size(); ++m) {
@@ -147,9 +150,9 @@ void compressed_row(const Setup& setup, View1<double> row, double std, RowWork& 
   fill_grid(setup.ground, setup.counts, work.grid,
             [&](std::size_t c) { return row.data()[c] / (std * setup.wtz[c]); });
   WTN_MOD::WTN(setup.filter, work.grid, setup.counts, 1, work.scratch);
-  const CoefficientThreshold cut =
+  const CoefficientThreshold threshold =
       choose_threshold(work.grid, row.size(), setup.options.rule, work.squares);
-  pick_coefficients(setup, cut, std, work);
+  pick_coefficients(setup, threshold, std, work);
 }
 
 void write_row(const Setup& setup, std::int32_t datum, const RowWork& work,
@@ -189,25 +192,25 @@ void add_to_summary(const Setup& setup, const RowWork& work, BuildSummary& summa
 }  // namespace
 
 std::array<std::int32_t, 3> wavelet_grid(const Mesh& mesh) {
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int64_t kMaxPoints = std::numeric_limits<std::int32_t>::max();
   const auto points = [](std::int32_t cells) {
     return std::int64_t{1} << std::bit_width(static_cast<std::uint32_t>(cells) - 1);
   };
   const std::int64_t depth = points(mesh.nz);
   const std::int64_t east = points(mesh.ne);
   const std::int64_t north = points(mesh.nn);
-  if (depth * east > kMost || north > kMost / (depth * east)) {
+  if (depth * east > kMaxPoints || north > kMaxPoints / (depth * east)) {
     stop_run(fmt::format(
-        " ERROR: the wavelet grid of {} x {} x {} points (the next powers of two of the mesh's\n"
-        " counts) exceeds 2147483647 points. Make the mesh coarser.",
-        depth, east, north));
+        " ERROR: the wavelet grid of {} (the next powers\n"
+        " of two of the mesh's counts) exceeds 2147483647 points. Make the mesh coarser.",
+        format_counts(east, north, depth, "points")));
   }
   return {static_cast<std::int32_t>(depth), static_cast<std::int32_t>(east),
           static_cast<std::int32_t>(north)};
 }
 
 void check_fits_file(const Mesh& mesh, std::int64_t cells, bool compressed) {
-  // The longest record with a value a cell holds wtz: a count and 8 bytes each.
+  // The longest record with a value per cell holds wtz: a count and 8 bytes each.
   if (!fits_record(4 + 8 * cells)) {
     stop_run(fmt::format(
         " ERROR: {} cells below the ground are more than a sensitivity file can hold (268435455).\n"
@@ -221,16 +224,16 @@ RowErrors row_errors(const BuildSummary& summary) {
   std::vector<double> errors = summary.row_errors;
   std::sort(errors.begin(), errors.end());
   const auto count = static_cast<double>(errors.size());
-  const auto most = static_cast<std::size_t>(0.95 * (count - 1.0));
+  const auto p95 = static_cast<std::size_t>(0.95 * (count - 1.0));
   return {.mean = std::accumulate(errors.begin(), errors.end(), 0.0) / count,
-          .most = errors[most],
+          .p95 = errors[p95],
           .largest = errors.back()};
 }
 
 BuildSummary build_sensitivity(const Ground& ground, const Observations& observations,
                                const std::vector<double>& wtz, const BuildOptions& options,
                                const RecordSink& sink) {
-  check_fits_file(ground.mesh, ground.cells(), !options.low_pass.empty());
+  check_fits_file(ground.mesh, ground.cells(), options.compressed());
   const Setup setup = make_setup(ground, observations, wtz, options);
   write_head(setup, sink);
   BuildSummary summary;

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "inversion/mesh_io/describe_mesh.h"
+
 namespace quorivex {
 
 Sidecar describe_build(const Ground& ground, const Observations& observations,
@@ -12,28 +14,39 @@ Sidecar describe_build(const Ground& ground, const Observations& observations,
                        const BuildSummary& summary, std::int64_t bytes) {
   Sidecar sidecar{.bytes = bytes,
                   .parts = matrix_parts(ground, options.low_pass, wtz, summary.gdiag),
-                  .figures = {}};
+                  .info_lines = {}};
   for (Part& part : survey_parts(observations)) sidecar.parts.push_back(std::move(part));
   const Observations& o = observations;
   const auto [least, most] = std::minmax_element(o.std.begin(), o.std.end());
-  sidecar.figures = {{"data", fmt::format("{}", o.ndata)},
-                     {"cells", fmt::format("{} below the ground, of {} x {} x {}", ground.cells(),
-                                           ground.mesh.ne, ground.mesh.nn, ground.mesh.nz)},
-                     {"inducing_field", fmt::format("inclination {}, declination {} degrees, {} nT",
-                                                    o.incl, o.decl, o.geomag)},
-                     {"deviation_range", fmt::format("{} to {} nT", *least, *most)},
-                     {"coefficients", fmt::format("{}", summary.coefficients)}};
+  sidecar.info_lines = {
+      {"data", fmt::format("{}", o.ndata)},
+      {"cells", fmt::format("{} ground cells of {} x {} x {}", ground.cells(), ground.mesh.ne,
+                            ground.mesh.nn, ground.mesh.nz)},
+      {"inducing_field",
+       fmt::format("inclination {}, declination {} degrees, {} nT", o.incl, o.decl, o.geomag)},
+      {"deviation_range", fmt::format("{} to {} nT", *least, *most)},
+      {"coefficients", fmt::format("{}", summary.coefficients)}};
   if (!summary.row_errors.empty()) {
     const RowErrors errors = row_errors(summary);
-    sidecar.figures.push_back(
+    sidecar.info_lines.push_back(
         {"row_error", fmt::format("mean {:.4g}, 95 % below {:.4g}, largest {:.4g} of a row's norm",
-                                  errors.mean, errors.most, errors.largest)});
+                                  errors.mean, errors.p95, errors.largest)});
   }
   for (const PredictionError& error : summary.prediction_errors) {
-    sidecar.figures.push_back({"data_error", fmt::format("{}: rms {:.4g}, largest {:.4g} nT",
-                                                         error.model, error.rms, error.largest)});
+    sidecar.info_lines.push_back(
+        {"data_error",
+         fmt::format("{}: rms {:.4g}, largest {:.4g} nT", error.model, error.rms, error.largest)});
   }
   return sidecar;
+}
+
+std::string describe_size(double bytes, const MatrixCounts& counts) {
+  if (!counts.compressed) return format_bytes(bytes);
+  const double full = full_bytes(counts);
+  const std::string size = format_bytes(bytes);
+  if (!(full > 0.0)) return size;
+  return fmt::format("{}, {:.1f} % of the {} of the full form", size, 100.0 * bytes / full,
+                     format_bytes(full));
 }
 
 }  // namespace quorivex

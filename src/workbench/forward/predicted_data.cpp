@@ -1,18 +1,38 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/forward/predicted_data.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
 
 #include "base/stop_run.h"
+#include "inversion/input/conventions.h"
+#include "inversion/mesh_io/active_cells.h"
+#include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/model_files.h"
+#include "inversion/sensitivity/products.h"
 #include "workbench/forward/data_rows.h"
 
 namespace quorivex {
+namespace {
+
+constexpr const char* kRoutine = "predicted_data";
+
+}  // namespace
+
+std::vector<double> read_ground_model(const std::string& name, const Ground& ground) {
+  std::vector<double> full = allocate<double>(as_size(ground.mesh.cells()), kRoutine);
+  read_full_model(name, "model", full);
+  std::vector<double> model = allocate<double>(as_size(ground.cells()), kRoutine);
+  full_to_below(ground, full, model);
+  std::replace(model.begin(), model.end(), kAirValue, 0.0);
+  return model;
+}
 
 std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
                                    View1<const double> model) {
-  std::vector<double> data = allocate<double>(as_size(observations.ndata), "predicted_data");
+  std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
   for_each_row_batch(ground, observations, "predicted data: datum", [&](const RowBatch& batch) {
     const auto rows = static_cast<std::int32_t>(batch.rows.size());
 #pragma omp parallel for schedule(static, 1) default(none) shared(batch, rows, model, data)
@@ -22,6 +42,16 @@ std::vector<double> predicted_data(const Ground& ground, const Observations& obs
           std::inner_product(row.begin(), row.end(), model.begin(), 0.0);
     }
   });
+  return data;
+}
+
+std::vector<double> predicted_data(const SensitivityFile& file, const Observations& observations,
+                                   std::vector<double> model) {
+  require(file.sens.wtz.size() == model.size(), "idx1 /= size(wtz)");
+  for (std::size_t c = 0; c < model.size(); ++c) model[c] *= file.sens.wtz[c];
+  std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
+  gprod(file.sens, get_active_cells("null", file.ground), model, data);
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] *= observations.std[i];
   return data;
 }
 

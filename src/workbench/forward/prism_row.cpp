@@ -24,13 +24,13 @@ struct Column {
   double north = 0.0;
   const double* up = nullptr;
   const double* up_sign = nullptr;
-  const double* up_size = nullptr;
+  const double* abs_up = nullptr;
   const double* log_north_of = nullptr;
   const double* log_east_of = nullptr;
   double log_aligned = 0.0;  // stands for the logarithm of a distance of 0
 };
 
-/// to[k] = ln of the distance from the line through node k and the point `across` beside it.
+/// to[k] = ln of the distance from the line through node k and the point `across` away from it.
 QUORIVEX_MULTIVERSIONED
 void log_distances(const double* up, double across, std::int64_t nodes, double log_aligned,
                    double* to) {
@@ -54,13 +54,13 @@ void node_function(const Column& column, const TensorWeights& w, double* to) {
   const double y_weight = y == 0.0 ? 0.0 : w.uu - w.nn;
   const double y_over_x = x == 0.0 ? 0.0 : y / x;
   const double x_over_y = y == 0.0 ? 0.0 : x / y;
-  const double x_size = std::abs(x);
-  const double y_size = std::abs(y);
+  const double abs_x = std::abs(x);
+  const double abs_y = std::abs(y);
   const double x_log_weight = w.nu * sign(x);
   const double y_log_weight = w.eu * sign(y);
   const double* const up = column.up;
   const double* const up_sign = column.up_sign;
-  const double* const up_size = column.up_size;
+  const double* const abs_up = column.abs_up;
   const double* const log_north_of = column.log_north_of;
   const double* const log_east_of = column.log_east_of;
 #pragma omp simd
@@ -68,9 +68,9 @@ void node_function(const Column& column, const TensorWeights& w, double* to) {
     const double r = std::max(std::sqrt(across + up[k] * up[k]), kAligned);
     const double slope = up[k] / r;
     to[k] = x_weight * atan(y_over_x * slope) + y_weight * atan(x_over_y * slope) +
-            w.en * up_sign[k] * (log(up_size[k] + r) - log_up_of) +
-            y_log_weight * (log(y_size + r) - log_north_of[k]) +
-            x_log_weight * (log(x_size + r) - log_east_of[k]);
+            w.en * up_sign[k] * (log(abs_up[k] + r) - log_up_of) +
+            y_log_weight * (log(abs_y + r) - log_north_of[k]) +
+            x_log_weight * (log(abs_x + r) - log_east_of[k]);
   }
 }
 
@@ -103,7 +103,7 @@ void place_station(const Mesh& mesh, const Point& station, double scale, PrismSc
     const std::size_t node = std::min(k, mesh.depth_nodes.size() - 1);
     scratch.up[k] = offset(mesh.z0 - mesh.depth_nodes[node], station.elevation, scale);
     scratch.up_sign[k] = sign(scratch.up[k]);
-    scratch.up_size[k] = std::abs(scratch.up[k]);
+    scratch.abs_up[k] = std::abs(scratch.up[k]);
   }
 }
 
@@ -213,7 +213,7 @@ PrismScratch::PrismScratch(const Mesh& mesh) {
   north = doubles(std::int64_t{mesh.nn} + 1);
   up = doubles(stride);
   up_sign = doubles(stride);
-  up_size = doubles(stride);
+  abs_up = doubles(stride);
   log_north_of = doubles(stride * (std::int64_t{mesh.ne} + 1));
   log_east_of = doubles(stride);
   column = doubles(stride);
@@ -229,7 +229,7 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
   Column column{.nodes = scratch.stride,
                 .up = scratch.up.data(),
                 .up_sign = scratch.up_sign.data(),
-                .up_size = scratch.up_size.data(),
+                .abs_up = scratch.abs_up.data(),
                 .log_east_of = scratch.log_east_of.data(),
                 .log_aligned = std::log(1e-3 * min_width(mesh) / scale)};
   for (std::size_t i = 0; i < scratch.east.size(); ++i) {

@@ -21,7 +21,7 @@ struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
 
   std::vector<double> east, north, up;
-  std::vector<double> up_sign, up_size;
+  std::vector<double> up_sign, abs_up;
   std::int64_t stride = 0;           ///< nz+1, rounded up so that no vector is left half full
   std::vector<double> log_north_of;  ///< stride x (ne+1): distances from the lines going north
   std::vector<double> log_east_of;   ///< stride: distances from the lines of a plane going east

@@ -9,12 +9,12 @@
 namespace quorivex {
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::infinity();
+constexpr double kNothing = std::numeric_limits<double>::infinity();
 
-/// The cut below the kept squares, which are those from `first` on; none of the others is larger.
-CoefficientThreshold cut_before(std::vector<double>::iterator first,
-                                std::vector<double>::iterator last) {
-  if (first == last) return {kNone, 0};
+/// The threshold that keeps the squares from `first` on; none of the others is larger.
+CoefficientThreshold threshold_below(std::vector<double>::iterator first,
+                                     std::vector<double>::iterator last) {
+  if (first == last) return {kNothing, 0};
   const double square = *std::min_element(first, last);
   return {square, std::count(first, last, square)};
 }
@@ -24,7 +24,7 @@ CoefficientThreshold within_energy(View1<const double> coefficients, double erro
   double energy = 0.0;
   for (const double c : coefficients) energy += c * c;
   const double budget = error * error * energy;
-  // All that are this small fit in the budget together.
+  // All coefficients this small fit into the budget together.
   const double surely_dropped = budget / static_cast<double>(coefficients.size());
   double dropped = 0.0;
   for (const double c : coefficients) {
@@ -48,7 +48,7 @@ CoefficientThreshold within_energy(View1<const double> coefficients, double erro
       last = middle;
     }
   }
-  return cut_before(first, squares.end());
+  return threshold_below(first, squares.end());
 }
 
 CoefficientThreshold largest(View1<const double> coefficients, std::int64_t count,
@@ -58,7 +58,7 @@ CoefficientThreshold largest(View1<const double> coefficients, std::int64_t coun
   }
   const auto first = squares.end() - std::min(count, length(squares));
   std::nth_element(squares.begin(), first, squares.end());
-  return cut_before(first, squares.end());
+  return threshold_below(first, squares.end());
 }
 
 }  // namespace

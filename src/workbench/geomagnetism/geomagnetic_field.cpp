@@ -49,36 +49,37 @@ Harmonics harmonics(const IgrfEpoch& epoch, double years) {
   return h;
 }
 
-const IgrfEpoch& epoch_of(double year) {
+const IgrfEpoch& epoch_of(const SurveyDate& date) {
   const std::vector<IgrfEpoch>& epochs = igrf_epochs();
   const double end = epochs.back().year + kIgrfInterval;
-  if (!(year >= epochs.front().year && year <= end)) {
+  if (!(date.year >= epochs.front().year && date.year <= end)) {
     stop_run(fmt::format(
         " ERROR: {} holds the field of the years {} to {}, not of {}. Give --inclination,\n"
         " --declination and --strength instead.",
-        igrf_name(), epochs.front().year, end, year));
+        igrf_name(), epochs.front().year, end, date.text));
   }
   std::size_t e = epochs.size() - 1;
-  while (epochs[e].year > year) --e;
+  while (epochs[e].year > date.year) --e;
   return epochs[e];
 }
 
 }  // namespace
 
-MainField igrf_field(const GeoPosition& place, double year) {
-  if (!(std::abs(place.latitude) <= 90.0 && std::abs(place.longitude) <= 360.0)) {
-    stop_run(fmt::format(" ERROR: longitude {} and latitude {} are no place on Earth.",
-                         place.longitude, place.latitude));
+MainField igrf_field(const GeoPosition& position, const SurveyDate& date) {
+  if (!(std::abs(position.latitude) <= 90.0 && std::abs(position.longitude) <= 360.0)) {
+    stop_run(fmt::format(" ERROR: longitude {} and latitude {} are not a position on Earth.",
+                         position.longitude, position.latitude));
   }
-  const IgrfEpoch& epoch = epoch_of(year);
-  const Harmonics h = harmonics(epoch, year - epoch.year);
+  const IgrfEpoch& epoch = epoch_of(date);
+  const Harmonics h = harmonics(epoch, date.year - epoch.year);
   const Geo::SphericalHarmonic potential(h.cosine, h.sine, static_cast<int>(kIgrfDegree), kRadius,
                                          Geo::SphericalHarmonic::SCHMIDT);
   double x = 0.0;
   double y = 0.0;
   double z = 0.0;
   std::vector<double> axes(9);  // columns: east, north and up
-  Geo::Geocentric::WGS84().Forward(place.latitude, place.longitude, place.height, x, y, z, axes);
+  Geo::Geocentric::WGS84().Forward(position.latitude, position.longitude, position.height, x, y, z,
+                                   axes);
   double gx = 0.0;
   double gy = 0.0;
   double gz = 0.0;
@@ -93,33 +94,37 @@ MainField igrf_field(const GeoPosition& place, double year) {
   return field;
 }
 
-double decimal_year(const std::string& date) {
-  if (const auto year = to_number(date); year && *year >= 1000.0 && *year < 10000.0) return *year;
+SurveyDate parse_date(const std::string& text) {
+  if (const auto year = to_number(text); year && *year >= 1000.0 && *year < 10000.0) {
+    return {*year, text};
+  }
   try {
-    if (date.find('-') != std::string::npos) return Geo::Utility::fractionalyear<double>(date);
+    if (text.find('-') != std::string::npos) {
+      return {Geo::Utility::fractionalyear<double>(text), text};
+    }
   } catch (const std::exception&) {  // the refusal below says more
   }
   stop_run(
       fmt::format(" ERROR: the date should be a year such as 1990.5 or a day such as "
                   "1990-07-01, not {}",
-                  date));
+                  text));
 }
 
-MapPlace place_of_utm(const std::string& zone, double easting, double northing) {
-  MapPlace map;
+UtmPosition position_of_utm(const std::string& zone, double easting, double northing) {
+  UtmPosition utm;
   try {
     int number = 0;
     bool north = true;
     double scale = 0.0;
     Geo::UTMUPS::DecodeZone(zone, number, north);
     if (number < 1) throw Geo::GeographicErr("zones have numbers from 1 to 60, and N or S");
-    Geo::UTMUPS::Reverse(number, north, easting, northing, map.place.latitude, map.place.longitude,
-                         map.convergence, scale);
+    Geo::UTMUPS::Reverse(number, north, easting, northing, utm.position.latitude,
+                         utm.position.longitude, utm.convergence, scale);
   } catch (const Geo::GeographicErr& error) {
     stop_run(fmt::format(" ERROR: {:.10g} E {:.10g} N cannot be UTM coordinates of zone {}: {}",
                          easting, northing, zone, error.what()));
   }
-  return map;
+  return utm;
 }
 
 }  // namespace quorivex

@@ -5,11 +5,17 @@
 
 namespace quorivex {
 
-/// A place on or above the WGS84 ellipsoid.
+/// A position on or above the WGS84 ellipsoid.
 struct GeoPosition {
   double longitude = 0.0;  ///< degrees east
   double latitude = 0.0;   ///< degrees north
   double height = 0.0;     ///< metres
+};
+
+/// The date of a survey, as a decimal year and as the user gave it.
+struct SurveyDate {
+  double year = 0.0;  ///< 1990.5 is the middle of 1990
+  std::string text;
 };
 
 /// Directions in degrees, strength in nT.
@@ -25,22 +31,21 @@ struct MainField {
 ///
 /// with Schmidt semi-normalised functions to degree 13 and coefficients that change linearly
 /// between epochs (Thebault et al. 2015, doi:10.1186/s40623-015-0228-9).
-/// @param year  decimal, 1990.5 for the middle of 1990
-/// @throws StopRun with the years of the model for one beyond them, or a place that is none
-MainField igrf_field(const GeoPosition& place, double year);
+/// @throws StopRun for a date outside the years of the model, and for an invalid position
+MainField igrf_field(const GeoPosition& position, const SurveyDate& date);
 
-/// 1990.5 from "1990.5", 1990.496 from "1990-07-01" (noon counts as the day's end half way).
+/// The date of "1990.5", or of "1990-07-01": the start of that day, 1990 + 181/365.
 /// @throws StopRun for any other text
-double decimal_year(const std::string& date);
+SurveyDate parse_date(const std::string& text);
 
-/// A place of a map in Universal Transverse Mercator coordinates on WGS84.
-struct MapPlace {
-  GeoPosition place;
+/// A point of a map in Universal Transverse Mercator coordinates on WGS84.
+struct UtmPosition {
+  GeoPosition position;
   double convergence = 0.0;  ///< grid north, degrees clockwise from true north
 };
 
-/// @param zone  number and hemisphere, "54S"; as the library has it, N and S are hemispheres
-/// @throws StopRun for a zone that is none, and coordinates that cannot be of the zone
-MapPlace place_of_utm(const std::string& zone, double easting, double northing);
+/// @param zone  number and hemisphere, "54S": N and S are hemispheres, not latitude bands
+/// @throws StopRun for an invalid zone, and for coordinates outside the zone
+UtmPosition position_of_utm(const std::string& zone, double easting, double northing);
 
 }  // namespace quorivex

@@ -3,9 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "base/stop_run.h"
@@ -21,51 +23,43 @@ constexpr double kFirstYear = 1900.0;
   stop_run(fmt::format(" ERROR: the IGRF table that this program was built with has no {}.", what));
 }
 
-/// Walks through the table: little-endian; a version, the length and padding in 16 bytes, then
-/// arrays at multiples of 8 bytes, each a reference count, a number of axes, a length (32 bits
-/// each) and 64-bit reals. The arrays are an epoch's coefficients and their change by turns.
-class ArrayFile {
- public:
-  ArrayFile() {
-    if (kIgrfTableBytes < kHead || integer(0) != 1 || integer(4) != kIgrfTableBytes) {
-      unknown_layout("known head");
-    }
+// The table is little-endian: a version, the length and padding in 16 bytes, then arrays at
+// multiples of 8 bytes, each a reference count, a number of axes, a length (32 bits each) and
+// 64-bit reals. The arrays are alternately an epoch's coefficients and their change.
+constexpr std::size_t kHead = 16;
+constexpr std::size_t kArrayHead = 12;
+constexpr std::size_t kArrayBytes = kArrayHead + kCount * sizeof(double);
+
+std::uint32_t integer(std::string_view bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  std::memcpy(&value, bytes.data() + at, sizeof(value));
+  return value;
+}
+
+/// Reads the array at the front of `rest` and removes it, with the padding after it.
+std::vector<double> next_array(std::string_view& rest) {
+  if (rest.size() < kArrayBytes || integer(rest, 0) != 1 || integer(rest, 4) != 1 ||
+      integer(rest, 8) != kCount) {
+    unknown_layout("array of 195 coefficients where one is due");
   }
-
-  bool at_end() const { return at_ >= kIgrfTableBytes; }
-
-  std::vector<double> next() {
-    constexpr std::size_t kArrayHead = 12;
-    constexpr std::size_t kArrayBytes = kArrayHead + kCount * sizeof(double);
-    if (at_ + kArrayBytes > kIgrfTableBytes || integer(at_) != 1 || integer(at_ + 4) != 1 ||
-        integer(at_ + 8) != kCount) {
-      unknown_layout("array of 195 coefficients where one is due");
-    }
-    std::vector<double> values(kCount);
-    std::memcpy(values.data(), kIgrfTable + at_ + kArrayHead, kCount * sizeof(double));
-    at_ = (at_ + kArrayBytes + 7) / 8 * 8;
-    return values;
-  }
-
- private:
-  static constexpr std::size_t kHead = 16;
-
-  static std::uint32_t integer(std::size_t at) {
-    std::uint32_t value = 0;
-    std::memcpy(&value, kIgrfTable + at, sizeof(value));
-    return value;
-  }
-
-  std::size_t at_ = kHead;
-};
+  std::vector<double> values(kCount);
+  std::memcpy(values.data(), rest.data() + kArrayHead, kCount * sizeof(double));
+  const std::size_t padded = (kArrayBytes + 7) / 8 * 8;
+  rest.remove_prefix(std::min(padded, rest.size()));
+  return values;
+}
 
 std::vector<IgrfEpoch> read_epochs() {
+  const std::string_view table = igrf_table();
+  if (table.size() < kHead || integer(table, 0) != 1 || integer(table, 4) != table.size()) {
+    unknown_layout("known head");
+  }
   std::vector<IgrfEpoch> epochs;
-  for (ArrayFile file; !file.at_end();) {
+  for (std::string_view rest = table.substr(kHead); !rest.empty();) {
     IgrfEpoch epoch;
     epoch.year = kFirstYear + kIgrfInterval * static_cast<double>(epochs.size());
-    epoch.coefficients = file.next();
-    epoch.change = file.next();
+    epoch.coefficients = next_array(rest);
+    epoch.change = next_array(rest);
     epochs.push_back(std::move(epoch));
   }
   // The change must lead from each epoch to the next: that holds for no other order of the arrays.

@@ -12,7 +12,7 @@ namespace quorivex {
 struct IgrfEpoch {
   double year = 0.0;
   std::vector<double> coefficients;  ///< nT
-  std::vector<double> change;        ///< nT a year, until the next epoch or for five years
+  std::vector<double> change;        ///< nT per year, until the next epoch or for five years
 };
 
 inline constexpr std::size_t kIgrfDegree = 13;
@@ -22,7 +22,7 @@ inline constexpr double kIgrfInterval = 5.0;  ///< years from one epoch to the n
 /// @throws StopRun for a table of another layout
 const std::vector<IgrfEpoch>& igrf_epochs();
 
-/// "IGRF-12", the generation whose last epoch is the table's: each appears with an epoch.
+/// "IGRF-12": the generation of the table. A new one appears with every epoch.
 std::string igrf_name();
 
 }  // namespace quorivex

@@ -30,29 +30,40 @@ KdTree2::KdTree2(const std::vector<double>& x, const std::vector<double>& y)
   build(0, places_.size());
 }
 
+struct KdTree2::Nearest {
+  std::size_t place = 0;
+  double square = kFar;  // of the distance
+};
+
+const MapPoint& KdTree2::nearest(const MapPoint& from) const {
+  Nearest found;
+  search(0, size(), from, size(), found);
+  return places_[found.place];
+}
+
 double KdTree2::to_nearest(const MapPoint& from) const {
-  double square = kFar;
-  search(0, size(), from, size(), square);
-  return std::sqrt(square);
+  Nearest found;
+  search(0, size(), from, size(), found);
+  return std::sqrt(found.square);
 }
 
 double KdTree2::distance_to_nearest_other(std::size_t place) const {
-  double square = kFar;
-  search(0, size(), places_[place], place, square);
-  return std::sqrt(square);
+  Nearest found;
+  search(0, size(), places_[place], place, found);
+  return std::sqrt(found.square);
 }
 
 void KdTree2::build(std::size_t first, std::size_t last) {
   if (last - first < 2) return;
-  MapPoint least = places_[first];
-  MapPoint most = least;
+  MapPoint min = places_[first];
+  MapPoint max = min;
   for (std::size_t i = first; i < last; ++i) {
     for (std::size_t axis = 0; axis < 2; ++axis) {
-      least[axis] = std::min(least[axis], places_[i][axis]);
-      most[axis] = std::max(most[axis], places_[i][axis]);
+      min[axis] = std::min(min[axis], places_[i][axis]);
+      max[axis] = std::max(max[axis], places_[i][axis]);
     }
   }
-  const std::size_t axis = most[0] - least[0] >= most[1] - least[1] ? 0 : 1;
+  const std::size_t axis = max[0] - min[0] >= max[1] - min[1] ? 0 : 1;
   const std::size_t mid = middle(first, last);
   const auto at = [this](std::size_t i) {
     return places_.begin() + static_cast<std::ptrdiff_t>(i);
@@ -64,19 +75,23 @@ void KdTree2::build(std::size_t first, std::size_t last) {
   build(mid + 1, last);
 }
 
-/// Lowers `square`, a squared distance, to that of the nearest place of the range but one.
+/// Replaces `nearest` where a place of the range, other than `without`, is nearer.
 void KdTree2::search(std::size_t first, std::size_t last, const MapPoint& from, std::size_t without,
-                     double& square) const {
+                     Nearest& nearest) const {
   if (first >= last) return;
   const std::size_t mid = middle(first, last);
   const double dx = from[0] - places_[mid][0];
   const double dy = from[1] - places_[mid][1];
-  if (mid != without) square = std::min(square, dx * dx + dy * dy);
+  const double square = dx * dx + dy * dy;
+  if (mid != without && square < nearest.square) nearest = {mid, square};
   const double beyond = axes_[mid] == 0 ? dx : dy;
   const bool before = beyond < 0.0;
-  before ? search(first, mid, from, without, square) : search(mid + 1, last, from, without, square);
-  if (beyond * beyond >= square) return;
-  before ? search(mid + 1, last, from, without, square) : search(first, mid, from, without, square);
+  const auto search_side = [&](bool lower) {
+    lower ? search(first, mid, from, without, nearest)
+          : search(mid + 1, last, from, without, nearest);
+  };
+  search_side(before);
+  if (beyond * beyond < nearest.square) search_side(!before);
 }
 
 }  // namespace quorivex

@@ -13,7 +13,7 @@ using MapPoint = std::array<double, 2>;
 
 /// Finds the nearest of n places in about log n steps: a balanced k-d tree in the array of the
 /// places itself (Bentley 1975). The middle place of a range splits it across its longer side, so
-/// that places along a line are split well too. MapPoints at the same spot count once.
+/// that places along a line are split well too. Points at the same place count once.
 class KdTree2 {
  public:
   /// @param x, y  eastings and northings of the places
@@ -21,14 +21,18 @@ class KdTree2 {
 
   std::size_t size() const { return places_.size(); }
 
-  /// Horizontal distances; infinite where there is no place to be near to.
+  /// The place that is nearest to `from`; there is at least one.
+  const MapPoint& nearest(const MapPoint& from) const;
+
+  /// Horizontal distances; infinite where there is no (other) place.
   double to_nearest(const MapPoint& from) const;
   double distance_to_nearest_other(std::size_t place) const;
 
  private:
   void build(std::size_t first, std::size_t last);
+  struct Nearest;
   void search(std::size_t first, std::size_t last, const MapPoint& from, std::size_t without,
-              double& square) const;
+              Nearest& nearest) const;
 
   std::vector<MapPoint> places_;
   std::vector<std::uint8_t> axes_;  // across which the place at the middle of a range splits it

@@ -54,12 +54,12 @@ Decimal decimal(double value, int digits) {
   return result;
 }
 
-std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t least) {
+std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t unit) {
   if (std::isnan(value)) return kNoValue;
   const Decimal d = decimal(value, digits);
   if (d.digits == 0) return 0;
   const std::int64_t decades = d.exponent - first_exponent;
-  const std::int64_t number = 1 + decades * 9 * least + std::abs(d.digits) - least;
+  const std::int64_t number = 1 + decades * 9 * unit + std::abs(d.digits) - unit;
   return static_cast<std::uint32_t>(2 * number - (d.digits < 0 ? 1 : 0));
 }
 
@@ -67,7 +67,7 @@ std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t
 
 std::string deflate_base64(std::string_view bytes) {
   uLongf size = compressBound(bytes.size());
-  std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflated");
+  std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflate_base64");
   const auto* source = reinterpret_cast<const unsigned char*>(bytes.data());
   require(compress2(packed.data(), &size, source, bytes.size(), Z_BEST_COMPRESSION) == Z_OK,
           "compress2 == Z_OK");
@@ -84,12 +84,12 @@ PackedModel pack_model(const std::vector<double>& values, const Ground& ground, 
     if (size > 0.0) first = std::min(first, static_cast<int>(std::floor(std::log10(size))) - 1);
   });
   if (first == std::numeric_limits<int>::max()) first = 0;
-  std::int64_t least = 1;
-  for (int i = 1; i < digits; ++i) least *= 10;
+  std::int64_t unit = 1;  // 10^(digits-1)
+  for (int i = 1; i < digits; ++i) unit *= 10;
   const std::size_t count = as_size(ground.cells());
   std::string planes(count * kBytes, '\0');
   for_each_ground_cell(ground, [&](const GridCell& at) {
-    const std::uint32_t code = code_of(model(at.cell), digits, first, least);
+    const std::uint32_t code = code_of(model(at.cell), digits, first, unit);
     for (std::size_t byte = 0; byte < kBytes; ++byte) {
       planes[byte * count + as_size(at.below - 1)] = static_cast<char>(code >> 8 * byte & 0xff);
     }

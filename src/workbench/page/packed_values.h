@@ -10,16 +10,13 @@
 
 namespace quorivex {
 
-/// Digits that the values of a model file have.
-inline constexpr int kFileDigits = 6;
-
-/// The bytes deflated (zlib) and written in base64, as a page can carry them.
+/// The bytes deflated (zlib) and encoded in base64, as a page can carry them.
 std::string deflate_base64(std::string_view bytes);
 
 /// A model of decimals with `digits` digits, as the page unpacks it (web/decode.js).
 struct PackedModel {
   int digits = 0;
-  int first_exponent = 0;  ///< least power of ten of a value's first digit
+  int first_exponent = 0;  ///< smallest power of ten of a value's first digit
   std::string text;
 };
 
@@ -29,7 +26,7 @@ struct PackedModel {
 /// Decimals are numbered upward from the smallest: d.ddd 10^e has the number
 /// 1 + (e - first_exponent) 9 10^(digits-1) + dddd - 10^(digits-1), zero has 0. A code is twice
 /// that number, less 1 for a negative value. The lowest bytes of all codes come first, the highest
-/// last: like digits stand together, which deflates to less.
+/// last: equal digits are next to each other, which compresses better.
 PackedModel pack_model(const std::vector<double>& values, const Ground& ground, int digits);
 
 }  // namespace quorivex

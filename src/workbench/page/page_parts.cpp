@@ -2,11 +2,14 @@
 #include "workbench/page/page_parts.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
 
 #include "base/stop_run.h"
+#include "base/text.h"
+#include "inversion/input/conventions.h"
 #include "inversion/input/program_name.h"
 
 namespace quorivex {
@@ -18,7 +21,7 @@ std::string cells(const std::vector<std::string>& texts, const char* first, cons
   std::string html = "<tr>";
   const char* tag = first;
   for (const std::string& text : texts) {
-    html += fmt::format("<{}>{}</{}>", tag, escaped(text), std::string_view(tag).substr(0, 2));
+    html += fmt::format("<{}>{}</{}>", tag, escape_xml(text), std::string_view(tag).substr(0, 2));
     tag = other;
   }
   return html + "</tr>\n";
@@ -27,8 +30,9 @@ std::string cells(const std::vector<std::string>& texts, const char* first, cons
 /// A table whose first column names its rows.
 std::string table(const char* kind, const std::string& caption,
                   const std::vector<std::string>& heading, const Rows& rows) {
-  std::string html = fmt::format(
-      "<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n", kind, escaped(caption));
+  std::string html =
+      fmt::format("<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n", kind,
+                  escape_xml(caption));
   if (!heading.empty()) {
     html += "<thead>" + cells(heading, "th scope=\"col\"", "th scope=\"col\"") + "</thead>\n";
   }
@@ -40,7 +44,7 @@ std::string table(const char* kind, const std::string& caption,
 std::string tile(std::string_view label, const std::string& value, const std::string& note) {
   return fmt::format(
       "<div><dt>{}</dt><dd class=\"value\">{}</dd><dd class=\"note\">{}</dd></div>\n", label,
-      escaped(value), escaped(note));
+      escape_xml(value), escape_xml(note));
 }
 
 const char* tone(Level level) {
@@ -59,44 +63,78 @@ std::string percent_of(std::int64_t part, std::int64_t whole) {
                                      static_cast<double>(std::max<std::int64_t>(whole, 1)));
 }
 
-bool is_constant(const std::string& source) {
-  return source == "VALUE" || source.starts_with("VALUE ");
+/// A model or bound: its constant, or its file.
+std::string describe_source(const std::string& source) {
+  const std::optional<std::string_view> constant = constant_of(source);
+  return constant ? fmt::format("{} SI", trim(*constant)) : source;
 }
 
-bool is_null(const std::string& source) {
-  return source.starts_with("null") || source.starts_with("NULL");
+Rows run_rows(const FinishedRun& run) {
+  const InversionParameters& p = run.parameters;
+  const bool chosen = p.mode == 2 && !(p.par > 0.0);
+  return {{"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: fixed beta"},
+          {p.mode == 1 ? "chifact" : "beta",
+           chosen ? fmt::format("chosen by the program: {:g}", run.iterations.front().row.beta)
+                  : fmt::format("{:g}", p.par)},
+          {"tolc", fmt::format("{:g}", p.tolc)},
+          {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
+}
+
+Rows field_rows(const Observations& o) {
+  const auto direction = [](double inclination, double declination) {
+    return fmt::format("inclination {:g}\u00b0, declination {:g}\u00b0", inclination, declination);
+  };
+  return {
+      {"Data", fmt::format("{}", o.ndata)},
+      {"Inducing field", fmt::format("{:g} nT, {}", o.geomag, direction(o.incl, o.decl))},
+      {"Anomaly direction", o.idir == 1 ? direction(o.aincl, o.adecl) : "a direction per datum"},
+      {"Magnetisation",
+       "induced, along the inducing field; without remanence and self-demagnetisation"}};
+}
+
+Rows mesh_rows(const FinishedRun& run) {
+  const Mesh& m = run.ground->mesh;
+  const auto range = [](double from, double to) {
+    return fmt::format("{:.10g} to {:.10g} m", from, to);
+  };
+  return {{"Cells", fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} "
+                                "ground cells",
+                                m.ne, m.nn, m.nz, run.ground->cells())},
+          {"Easting", range(m.easting_nodes.front(), m.easting_nodes.back())},
+          {"Northing", range(m.northing_nodes.front(), m.northing_nodes.back())},
+          {"Elevation", range(m.z0 - m.depth_nodes.back(), m.z0 - m.depth_nodes.front())},
+          {"Sensitivities", run.compressed ? "wavelet-compressed" : "full"}};
+}
+
+/// Square roots of alpha / alpha_s.
+std::string describe_length_scales(const std::vector<double>& alphas) {
+  if (alphas.empty() || !(alphas.front() > 0.0)) return "none, because there is no smallness";
+  std::vector<std::string> lengths;
+  for (auto alpha = alphas.begin() + 1; alpha != alphas.end(); ++alpha) {
+    lengths.push_back(fmt::format("{:.4g}", std::sqrt(*alpha / alphas.front())));
+  }
+  return fmt::format("{} m", fmt::join(lengths, ", "));
+}
+
+Rows model_rows(const FinishedRun& run, std::int64_t active_cells) {
+  const InversionParameters& p = run.parameters;
+  return {{"Initial model", describe_source(p.initialModel)},
+          {"Reference model", describe_source(p.referenceModel) +
+                                  (p.mrefInDerivatives ? ", also in the derivatives" : "")},
+          {"Lower bound", describe_source(p.lowerBounds)},
+          {"Upper bound", describe_source(p.upperBounds)},
+          {"Alphas (s, e, n, z)", fmt::format("{:g}", fmt::join(run.alphas, ", "))},
+          {"Length scales (e, n, z)", describe_length_scales(run.alphas)},
+          {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
+          {"Active cells", is_null(p.activeCellFile)
+                               ? fmt::format("all {} ground cells", active_cells)
+                               : fmt::format("{} of {} ground cells, {}", active_cells,
+                                             run.ground->cells(), p.activeCellFile)}};
 }
 
 }  // namespace
 
-std::string escaped(std::string_view text) {
-  std::string html;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        html += "&amp;";
-        break;
-      case '<':
-        html += "&lt;";
-        break;
-      case '>':
-        html += "&gt;";
-        break;
-      case '"':
-        html += "&quot;";
-        break;
-      case '\'':
-        html += "&#39;";
-        break;
-      default:
-        html += c;
-    }
-  }
-  return html;
-}
-
-std::string filled(std::string_view page_template,
-                   const std::vector<std::pair<std::string_view, std::string_view>>& values) {
+std::string fill_template(std::string_view page_template, const PageValues& values) {
   std::string page;
   std::size_t at = 0;
   for (;;) {
@@ -106,19 +144,24 @@ std::string filled(std::string_view page_template,
     if (open == std::string_view::npos) return page;
     require(close != std::string_view::npos, "page.html: {{ without }}");
     const std::string_view name = page_template.substr(open + 2, close - open - 2);
-    const auto value = std::find_if(values.begin(), values.end(),
-                                    [=](const auto& entry) { return entry.first == name; });
+    const auto value = values.find(name);
     require(value != values.end(), fmt::format("page.html: no value for {}", name));
     page += value->second;
     at = close + 2;
   }
 }
 
+std::string iso_date(const std::string& date) {
+  if (date.size() < 11 || date[2] != '/' || date[5] != '/') return date;
+  return fmt::format("{}-{}-{} {}", date.substr(6, 4), date.substr(0, 2), date.substr(3, 2),
+                     trim(std::string_view(date).substr(10)));
+}
+
 std::string verdict_html(const Verdict& verdict) {
   std::string html = fmt::format(
       "<div class=\"verdict {}\"><span class=\"mark\">{}</span>\n<p class=\"headline\">{}</p>\n<p>",
-      tone(verdict.level), escaped(verdict.mark), escaped(verdict.headline));
-  for (const std::string& sentence : verdict.sentences) html += escaped(sentence) + " ";
+      tone(verdict.level), escape_xml(verdict.mark), escape_xml(verdict.headline));
+  for (const std::string& sentence : verdict.sentences) html += escape_xml(sentence) + " ";
   return html + "</p></div>\n";
 }
 
@@ -126,7 +169,7 @@ std::string tiles_html(const RunFacts& f) {
   const ResidualStatistics& r = f.residuals;
   std::string html = "<dl class=\"tiles\">\n";
   html += tile("Misfit", fmt::format("{:.4g}", f.misfit),
-               f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was kept");
+               f.target ? fmt::format("target {:.4g}", *f.target) : "no target: beta was fixed");
   html += tile("Chi-squared per datum", fmt::format("{:.3g}", r.per_datum),
                fmt::format("of {} data; 1 for errors as stated", f.ndata));
   const bool earlier = f.iteration < f.iterations_made;
@@ -138,12 +181,12 @@ std::string tiles_html(const RunFacts& f) {
                : f.ending.empty() ? "the run has not ended"
                                   : "the run stopped early");
   html += tile("Cells at a bound", percent_of(f.at_bounds, f.active_cells),
-               f.bounds_known ? fmt::format("{} at the upper one", f.at_upper)
+               f.bounds_known ? fmt::format("{} at the upper bound", f.at_upper)
                               : "the run has replaced its bounds");
   html += tile("Spatial correlation of residuals",
-               r.likeness ? fmt::format("{:.2f}", r.likeness->correlation) : "unknown",
-               r.likeness ? "correlation; 0 for independent errors" : "too few data");
-  html += tile("Susceptibility (SI)", fmt::format("{:.3g} to {:.3g}", f.model.least, f.model.most),
+               r.correlation ? fmt::format("{:.2f}", r.correlation->correlation) : "unknown",
+               r.correlation ? "0 for independent errors" : "too few data");
+  html += tile("Susceptibility (SI)", fmt::format("{:.3g} to {:.3g}", f.model.min, f.model.max),
                fmt::format("median {:.3g}", f.model.median));
   return html + "</dl>\n";
 }
@@ -152,14 +195,14 @@ std::string flags_html(const std::vector<RedFlag>& flags) {
   if (flags.empty()) {
     return "<ul class=\"flags\"><li class=\"good\"><span class=\"mark\">No red flags</span>"
            "<p>Residuals without a pattern, no susceptibility at the edge of the mesh or at the "
-           "upper bound, cells no finer than the data bear.</p></li></ul>\n";
+           "upper bound, cells no finer than the spacing of the data.</p></li></ul>\n";
   }
   std::string html = "<ul class=\"flags\">\n";
   for (const RedFlag& flag : flags) {
     html += fmt::format(
         "<li class=\"warning\"><span class=\"mark\"><span aria-hidden=\"true\">\u2691 </span>{}"
         "</span><p>{}</p></li>\n",
-        escaped(flag.title), escaped(flag.text));
+        escape_xml(flag.title), escape_xml(flag.text));
   }
   return html + "</ul>\n";
 }
@@ -175,7 +218,7 @@ std::string largest_residuals_html(const Observations& observations, const DataF
          fmt::format("{:.5g}", fit.observed[i]), fmt::format("{:.5g}", fit.predicted[i]),
          fmt::format("{:.4g}", observations.std[i]), fmt::format("{:+.2f}", fit.normalised[i])});
   }
-  return table("numbers", "Sorted by size",
+  return table("numbers", "Sorted by magnitude",
                {"Datum", "Easting (m)", "Northing (m)", "Elevation (m)", "Observed (nT)",
                 "Predicted (nT)", "Standard deviation (nT)", "Residual / std. deviation"},
                rows);
@@ -191,67 +234,18 @@ std::string iterations_html(const FinishedRun& run) {
                     fmt::format("{:.3e}", r.norm.n), fmt::format("{:.3e}", r.norm.z),
                     fmt::format("{}", r.cg_iterations), fmt::format("{}", r.cells_on_bound)});
   }
-  return table("numbers", "From iteration to iteration",
+  return table("numbers", "One row per iteration",
                {"Iteration", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N", "Norm Z",
                 "CG iterations", "Cells on a bound"},
                rows);
 }
 
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
-  const InversionParameters& p = run.parameters;
-  const Mesh& m = run.ground->mesh;
-  const Observations& o = run.observations;
-  const auto model = [](const std::string& source) {
-    return is_constant(source) ? source.substr(std::min<std::size_t>(source.size(), 6)) + " SI"
-                               : source;
-  };
-  std::string alphas;
-  std::string lengths;
-  for (const double alpha : run.alphas) {
-    if (!alphas.empty()) {
-      lengths += fmt::format("{}{:.4g}", lengths.empty() ? "" : ", ",
-                             std::sqrt(alpha / run.alphas.front()));
-    }
-    alphas += fmt::format("{}{:g}", alphas.empty() ? "" : ", ", alpha);
+  Rows rows;
+  for (const Rows& part : {run_rows(run), field_rows(run.observations), mesh_rows(run),
+                           model_rows(run, active_cells)}) {
+    rows.insert(rows.end(), part.begin(), part.end());
   }
-  const bool smallness = !run.alphas.empty() && run.alphas.front() > 0.0;
-  lengths = smallness ? lengths + " m" : "none, for there is no smallness";
-  Rows rows{
-      {"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: beta is kept"},
-      {p.mode == 1 ? "chifact" : "beta",
-       p.mode == 1 || p.par > 0.0
-           ? fmt::format("{:g}", p.par)
-           : fmt::format("chosen by the program: {:g}", run.iterations.front().row.beta)},
-      {"tolc", fmt::format("{:g}", p.tolc)},
-      {"Data", fmt::format("{}", o.ndata)},
-      {"Inducing field", fmt::format("{:g} nT, inclination {:g}\u00b0, declination {:g}\u00b0",
-                                     o.geomag, o.incl, o.decl)},
-      {"Anomaly direction",
-       o.idir == 1 ? fmt::format("inclination {:g}\u00b0, declination {:g}\u00b0", o.aincl, o.adecl)
-                   : "one for each datum"},
-      {"Cells",
-       fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} below the ground",
-                   m.ne, m.nn, m.nz, run.ground->cells())},
-      {"Easting",
-       fmt::format("{:.10g} to {:.10g} m", m.easting_nodes.front(), m.easting_nodes.back())},
-      {"Northing",
-       fmt::format("{:.10g} to {:.10g} m", m.northing_nodes.front(), m.northing_nodes.back())},
-      {"Elevation", fmt::format("{:.10g} to {:.10g} m", m.z0 - m.depth_nodes.back(),
-                                m.z0 - m.depth_nodes.front())},
-      {"Sensitivities", run.compressed ? "wavelet-compressed" : "full"},
-      {"Initial model", model(p.initialModel)},
-      {"Reference model",
-       model(p.referenceModel) + (p.mrefInDerivatives ? ", also in the differences" : "")},
-      {"Lower bound", model(p.lowerBounds)},
-      {"Upper bound", model(p.upperBounds)},
-      {"Alphas (s, e, n, z)", alphas},
-      {"Length scales (e, n, z)", lengths},
-      {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
-      {"Active cells", is_null(p.activeCellFile)
-                           ? fmt::format("all {} below the ground", active_cells)
-                           : fmt::format("{} of {} below the ground, {}", active_cells,
-                                         run.ground->cells(), p.activeCellFile)},
-      {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
   return table("", "Parameters", {}, rows);
 }
 
@@ -260,7 +254,7 @@ std::string files_html(const FinishedRun& run) {
   Rows rows{
       {"Input file", run.input_file}, {"Observations", p.obsFile}, {"Sensitivity file", p.mtxFile}};
   const auto add = [&](const char* what, const std::string& source) {
-    if (!is_constant(source) && !is_null(source)) rows.push_back({what, source});
+    if (!constant_of(source) && !is_null(source)) rows.push_back({what, source});
   };
   add("Initial model", p.initialModel);
   add("Reference model", p.referenceModel);
@@ -268,8 +262,8 @@ std::string files_html(const FinishedRun& run) {
   add("Lower bound", p.lowerBounds);
   add("Upper bound", p.upperBounds);
   add("3-D weights", p.weightFile);
-  rows.push_back({"Last model", run.iterations.back().model_file});
-  rows.push_back({"Its data", run.iterations.back().predicted_file});
+  rows.push_back({"Final model", run.iterations.back().model_file});
+  rows.push_back({"Predicted data", run.iterations.back().predicted_file});
   rows.push_back({"Log and summary", path_in(run, kLogName) + ", " + path_in(run, kSummaryName)});
   return table("", "Files", {}, rows);
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "workbench/appraisal/verdict.h"
@@ -14,16 +14,18 @@ namespace quorivex {
 
 // Pieces of the page that need no script.
 
-/// Text as it stands in HTML, between tags or in a quoted attribute.
-std::string escaped(std::string_view text);
+/// What stands for each {{name}} of the template.
+using PageValues = std::map<std::string_view, std::string>;
 
-/// The template with each {{name}} replaced. Values are not looked at again.
+/// The template with each {{name}} replaced; a {{name}} within a value stays as it is.
 /// @throws StopRun for a name without a value
-std::string filled(std::string_view page_template,
-                   const std::vector<std::pair<std::string_view, std::string_view>>& values);
+std::string fill_template(std::string_view page_template, const PageValues& values);
+
+/// "2026-11-21 09:08:07" of the date in a log, "11/21/2026  09:08:07"; other text as it is.
+std::string iso_date(const std::string& date);
 
 std::string verdict_html(const Verdict& verdict);
-std::string tiles_html(const RunFacts& findings);
+std::string tiles_html(const RunFacts& facts);
 std::string flags_html(const std::vector<RedFlag>& flags);
 std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest);

@@ -10,6 +10,7 @@
 
 #include "base/atomic_file.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "inversion/input/program_name.h"
 #include "workbench/appraisal/run_facts.h"
 #include "workbench/page/embedded_files.h"
@@ -22,11 +23,10 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kWordsBytes =
-    1'000;                                // what the page says of iterations that it does not hold
-constexpr std::size_t kNumberBytes = 16;  // an iteration in the list of those that it holds
-constexpr std::array kLastDigits{kFileDigits, 5, 4, 3};
-constexpr std::array kOtherDigits{kFileDigits, 4, 3, 2};
+constexpr std::size_t kNoteBytes = 1'000;  // the note on iterations that the page does not hold
+constexpr std::size_t kNumberBytes = 16;   // an iteration in the list of those that it holds
+constexpr std::array kLastDigits{kModelDigits, 5, 4, 3};
+constexpr std::array kOtherDigits{kModelDigits, 4, 3, 2};
 
 std::string text_of(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -70,11 +70,11 @@ std::size_t add_others(const FinishedRun& run, const std::vector<std::size_t>& i
   return added;
 }
 
-/// Holds what fits into `budget` bytes: the last iteration, then the others with as many digits as
-/// allow for all of them, then as many as fit with the fewest digits.
+/// Holds what fits into `budget` bytes: the last iteration, then all others with as many digits as
+/// fit, or as many others as fit with the fewest digits.
 HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>& last_model,
                                const std::vector<double>& last_predicted,
-                               std::size_t most_iterations, std::size_t budget) {
+                               std::size_t max_iterations, std::size_t budget) {
   HeldIterations held;
   const std::string data = packed_data(last_predicted);
   std::string last;
@@ -85,16 +85,16 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
     if (last.size() <= budget) break;
   }
   const std::size_t left = budget - std::min(budget, last.size());
-  held.iterations = spread_iterations(run.iterations.size(), most_iterations);
+  held.iterations = spread_iterations(run.iterations.size(), max_iterations);
   held.digits_others = held.digits_last;
   for (std::size_t i = 0; held.iterations.size() > 1;) {
-    const bool fewest = i + 1 == kOtherDigits.size();
+    const bool fewest_digits = i + 1 == kOtherDigits.size();
     held.digits_others = std::min(kOtherDigits.at(i), held.digits_last);
     held.elements.clear();
     const std::size_t fit =
         add_others(run, held.iterations, held.digits_others, left, held.elements);
     if (fit + 1 == held.iterations.size()) break;
-    if (fewest) {
+    if (fewest_digits) {
       held.iterations = spread_iterations(run.iterations.size(), fit + 1);
     } else {
       ++i;
@@ -136,7 +136,7 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
           {"survey",
            {{"x", o.x}, {"y", o.y}, {"z", o.z}, {"observed", observed}, {"deviation", o.std}}},
           {"target", run.target ? Json(*run.target) : Json(nullptr)},
-          {"fileDigits", kFileDigits},
+          {"fileDigits", kModelDigits},
           {"iterations", iterations}};
 }
 
@@ -145,100 +145,95 @@ std::string title_of(const FinishedRun& run) {
 }
 
 std::string dates_of(const FinishedRun& run) {
-  std::string dates = "Started on " + run.started;
-  if (!run.ended.empty()) dates += ", ended on " + run.ended;
+  std::string dates = "Started on " + iso_date(run.started);
+  if (!run.ended.empty()) dates += ", ended on " + iso_date(run.ended);
   return dates;
 }
 
-std::string model_words(const FinishedRun& run, const HeldIterations& held) {
-  std::string words;
-  if (held.digits_last < kFileDigits) {
-    words = fmt::format("To keep this page small, susceptibilities are rounded to {} digits. ",
-                        held.digits_last);
+std::string model_note(const FinishedRun& run, const HeldIterations& held) {
+  std::string note;
+  if (held.digits_last < kModelDigits) {
+    note = fmt::format("To keep this page small, susceptibilities are rounded to {} digits. ",
+                       held.digits_last);
   }
   if (held.iterations.size() < run.iterations.size()) {
-    words += fmt::format("This page holds the models of {} of {} iterations.",
-                         held.iterations.size(), run.iterations.size());
+    note += fmt::format("This page holds the models of {} of {} iterations.",
+                        held.iterations.size(), run.iterations.size());
   }
-  return words;
+  return note;
 }
 
-std::string iterations_words(const FinishedRun& run) {
-  std::string words =
+std::string iterations_note(const FinishedRun& run) {
+  std::string note =
       "The misfit should fall to its target while the model norm, the price of a rough model, "
       "grows. The ring marks the iteration that is shown.";
-  for (const std::string& note : run.notes) words += " " + note;
-  return words;
+  for (const std::string& of_run : run.notes) note += " " + of_run;
+  return note;
+}
+
+/// All of the page but what depends on the models that it holds.
+PageValues values_of(const FinishedRun& run, const DataFit& fit, const Appraisal& appraisal) {
+  const RunFacts& facts = appraisal.facts;
+  return {
+      {"generator", fmt::format("qvx report, {} {}", kProgram, kVersion)},
+      {"title", escape_xml(title_of(run))},
+      {"dates", escape_xml(dates_of(run))},
+      {"style", std::string(page_style())},
+      {"verdict", verdict_html(appraisal.verdict)},
+      {"tiles", tiles_html(facts)},
+      {"flags", flags_html(appraisal.flags)},
+      {"largest_residuals", largest_residuals_html(run.observations, fit, facts.residuals.largest)},
+      {"iterations_note", escape_xml(iterations_note(run))},
+      {"iterations_table", iterations_html(run)},
+      {"parameters", parameters_html(run, facts.active_cells)},
+      {"files", files_html(run)},
+      {"library_licence", escape_xml(plotting_licence())},
+      {"library", deflate_base64(plotting_library())},
+      {"scripts", std::string(page_scripts())},
+      {"model_note", ""},
+      {"models", ""},
+      {"payload", ""}};
+}
+
+std::string page_of(PageValues& values, const Json& payload) {
+  values["payload"] = deflate_base64(text_of(payload));
+  return fill_template(page_template(), values);
 }
 
 }  // namespace
 
-std::vector<std::size_t> spread_iterations(std::size_t count, std::size_t most) {
+std::vector<std::size_t> spread_iterations(std::size_t count, std::size_t max) {
   std::vector<std::size_t> iterations;
-  const std::size_t held = std::min(count, most);
+  const std::size_t held = std::min(count, max);
   for (std::size_t i = 0; i + 1 < held; ++i) iterations.push_back(i * (count - 1) / (held - 1));
   iterations.push_back(count - 1);
   return iterations;
 }
 
-ReportWritten write_report(const FinishedRun& run, std::size_t most_iterations,
+ReportWritten write_report(const FinishedRun& run, std::size_t max_iterations,
                            const std::string& output) {
   AtomicFile file(output);  // before any work, so that a folder without permission says so now
   const FinishedIteration& last = run.iterations.back();
   const std::vector<double> model = read_model(run, last);
   const DataFit fit = data_fit(run.observations, read_predicted(run, last));
-  const RunFacts findings = collect_run_facts(run, model, fit);
   ReportWritten written;
-  written.flags = red_flags(findings);
-  written.verdict = verdict(findings, written.flags.size());
+  written.appraisal = appraise(collect_run_facts(run, model, fit));
 
   Json json = payload(run, fit);
-  const std::string generator = fmt::format("qvx report, {} {}", kProgram, kVersion);
-  const std::string title = escaped(title_of(run));
-  const std::string dates = escaped(dates_of(run));
-  const std::string about_iterations = escaped(iterations_words(run));
-  const std::string verdict_part = verdict_html(written.verdict);
-  const std::string tiles = tiles_html(findings);
-  const std::string flags = flags_html(written.flags);
-  const std::string largest =
-      largest_residuals_html(run.observations, fit, findings.residuals.largest);
-  const std::string iterations = iterations_html(run);
-  const std::string parameters = parameters_html(run, findings.active_cells);
-  const std::string files = files_html(run);
-  const std::string licence = escaped(plotting_licence());
-  const std::string library = deflate_base64(plotting_library());
-  const auto page_with = [&](const std::string& words, const std::string& models) {
-    const std::string data = deflate_base64(text_of(json));
-    return filled(page_template(), {{"generator", generator},
-                                    {"title", title},
-                                    {"dates", dates},
-                                    {"style", page_style()},
-                                    {"verdict", verdict_part},
-                                    {"tiles", tiles},
-                                    {"flags", flags},
-                                    {"model_words", words},
-                                    {"largest_residuals", largest},
-                                    {"iterations_words", about_iterations},
-                                    {"iterations_table", iterations},
-                                    {"parameters", parameters},
-                                    {"files", files},
-                                    {"library_licence", licence},
-                                    {"library", library},
-                                    {"payload", data},
-                                    {"models", models},
-                                    {"scripts", page_scripts()}});
-  };
-  const std::size_t used = page_with("", "").size() + kWordsBytes;
-  const HeldIterations held = hold_iterations(run, model, fit.predicted, most_iterations,
+  PageValues values = values_of(run, fit, written.appraisal);
+  const std::size_t used = page_of(values, json).size() + kNoteBytes;
+  const HeldIterations held = hold_iterations(run, model, fit.predicted, max_iterations,
                                               kMaxBytes - std::min(kMaxBytes, used));
   json["held"] = Json::array();
-  for (const std::size_t p : held.iterations) {
-    json["held"].push_back(run.iterations[p].row.iteration);
-    written.iterations.push_back(run.iterations[p].row.iteration);
+  for (const std::size_t i : held.iterations) {
+    json["held"].push_back(run.iterations[i].row.iteration);
+    written.iterations.push_back(run.iterations[i].row.iteration);
   }
+  values["model_note"] = escape_xml(model_note(run, held));
+  values["models"] = held.elements;
+  const std::string page = page_of(values, json);
   written.digits_last = held.digits_last;
   written.digits_others = held.digits_others;
-  const std::string page = page_with(escaped(model_words(run, held)), held.elements);
   written.bytes = page.size();
   file.append(page);
   file.commit();

@@ -44,10 +44,10 @@ bool names_file(const LogPlace& place, const std::string& input_file) {
 
 /// The folder whose log is that of the input file.
 LogPlace find_log(const std::string& input_file) {
-  const std::vector<std::string> wanted = lines_that_count(input_file);
-  const std::string beside = fs::path(input_file).parent_path().string();
+  const std::vector<std::string> wanted = entry_lines(input_file);
+  const std::string own_folder = fs::path(input_file).parent_path().string();
   std::vector<std::string> folders{""};
-  if (!beside.empty()) folders.push_back(beside);
+  if (!own_folder.empty()) folders.push_back(own_folder);
   std::vector<LogPlace> found;
   std::string other;
   for (const std::string& folder : folders) {
@@ -63,9 +63,7 @@ LogPlace find_log(const std::string& input_file) {
             log.input_name, input_file);
       }
     } catch (const StopRun& damaged) {
-      const std::string text = damaged.what();
-      const std::size_t first = std::min(text.find_first_not_of(" \n"), text.size());
-      other += "\n " + text.substr(first, text.find_last_not_of(" \n") + 1 - first);
+      other += "\n " + damaged.message();
     }
   }
   if (found.size() == 2 && !names_file(found[0], input_file) && names_file(found[1], input_file)) {
@@ -74,8 +72,8 @@ LogPlace find_log(const std::string& input_file) {
   if (!found.empty()) return found[0];
   if (other.empty()) {
     stop_run(fmt::format(
-        " ERROR: no run of {} is here: {} is neither in the current folder nor beside the input "
-        "file.\n Run quorivex {} first, or call this command in the folder of the run.",
+        " ERROR: no run of {} is here: {} is neither in the current folder nor in that of the "
+        "input file.\n Run quorivex {} first, or call this command in the folder of its run.",
         input_file, kLogName, input_file));
   }
   stop_run(
@@ -177,7 +175,7 @@ FinishedRun read_finished_run(const std::string& input_file) {
   const Alphas alphas = read_alphas(run.parameters.alphaLine).alphas;
   run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   read_mesh(run);
-  if (run.parameters.mode == 1) run.target = run.observations.ndata * run.parameters.par;
+  run.target = target_misfit(run.parameters, run.observations.ndata);
   return run;
 }
 
@@ -186,7 +184,7 @@ std::string path_in(const FinishedRun& run, const std::string& name) {
 }
 
 std::string source_in(const FinishedRun& run, const std::string& source) {
-  return constant_of(source) || is_null(source) ? source : path_in(run, source);
+  return is_null(source) || constant_of(source) ? source : path_in(run, source);
 }
 
 bool replaced_by_run(const FinishedRun& run, const std::string& source) {

@@ -20,8 +20,8 @@ struct FinishedIteration {
   std::string predicted_file;  ///< quorivex_NNN.pre, likewise
 };
 
-/// What a run read and left behind, but for the sensitivities. Models and predicted data are read
-/// by `read_model` and `read_predicted` of results/iteration_files.h.
+/// What a run read and left behind, except the sensitivities, models and predicted data; the last
+/// two are read by `read_model` and `read_predicted` of results/iteration_files.h.
 struct FinishedRun {
   std::string input_file;  ///< as it was given
   std::string folder;      ///< where the run left its files; "" is the current folder
@@ -31,11 +31,11 @@ struct FinishedRun {
   bool compressed = false;  ///< form of the sensitivity file
   Observations observations;
   /// Parts of the observations ("stations", "field", "directions") that are not those which the
-  /// sensitivity file was made of; empty where they are, and where no sidecar tells.
+  /// sensitivity file was made of; empty where they are, and where there is no sidecar.
   std::vector<std::string> mismatched_survey_parts;
-  std::string started;           ///< date and time
-  std::string ended;             ///< likewise; empty for a run that stopped early or goes on
-  std::string ending;            ///< why it ended, in the run's words; may be empty
+  std::string started;  ///< date and time
+  std::string ended;    ///< likewise; empty for a run that stopped early or is still going on
+  std::string ending;   ///< why it ended, in the run's words; may be empty
   std::optional<double> target;  ///< misfit that mode 1 aims at: number of data times chifact
   NormTerms initial_norm;
   double initial_misfit = 0.0;
@@ -50,25 +50,24 @@ struct FinishedRun {
 /// Reads the input file and everything around it.
 ///
 /// Names in the input file, quorivex.log and quorivex.out are relative to the folder that the run
-/// was in: of the current one and the input file's that whose log is of this input file. Where both
-/// hold such a log, one that names this very file counts more than one of a file of the same text;
-/// the current folder otherwise.
-/// @throws StopRun for a run that is not there, of another input file, without an iteration, or
-/// whose
-///         files do not belong together
+/// was in: the current one or the input file's, whichever has a log of this input file. Where both
+/// have one, a log that names this very file counts more than one of a file with the same text;
+/// otherwise the current folder counts.
+/// @throws StopRun when there is no run, or one of another input file, without an iteration, or
+///         whose files do not belong together
 FinishedRun read_finished_run(const std::string& input_file);
 
-/// The name as seen from here of a file that the run knows as `name`.
+/// Where to find a file that the run knows as `name`.
 std::string path_in(const FinishedRun& run, const std::string& name);
 
-/// The same of a model, bound or list of active cells; "VALUE c" and "null" stay as they are.
+/// The same for a model, bound or list of active cells; "VALUE c" and "null" stay as they are.
 std::string source_in(const FinishedRun& run, const std::string& source);
 
 /// True where a model, bound or list of active cells is a file that the run has replaced by one of
 /// its own.
 bool replaced_by_run(const FinishedRun& run, const std::string& source);
 
-/// The iteration of that number. @throws StopRun saying which there are
+/// The iteration with that number. @throws StopRun saying which there are
 const FinishedIteration& find_iteration(const FinishedRun& run, std::int32_t number);
 
 }  // namespace quorivex

@@ -49,8 +49,8 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
   stop_run(
       fmt::format(" ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
                   " Model and sensitivity file are of different runs: run quorivex {} again.",
-                  at.k, at.i, at.j, at.air() ? "air" : "below the ground", run.parameters.mtxFile,
-                  name, value, run.input_file));
+                  at.k, at.i, at.j, at.air() ? "air" : "ground", run.parameters.mtxFile, name,
+                  value, run.input_file));
 }
 
 /// Compares the smallness of a model with the one that the run states for its iteration.

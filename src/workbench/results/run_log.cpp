@@ -21,7 +21,7 @@ constexpr std::size_t kEntries = 12;
 constexpr std::size_t kMaxLine = 1000;
 constexpr std::size_t kMaxEnding = 2000;
 
-/// Adds a line of an input file where it counts.
+/// Adds a line of an input file unless it is empty or a comment.
 void add_input_line(const std::string& line, std::vector<std::string>& lines) {
   std::string text = strip_comment(line.substr(0, kEchoLength));
   if (!text.empty() && lines.size() < kEntries) lines.push_back(std::move(text));
@@ -31,7 +31,7 @@ bool is_dashes(std::string_view line) {
   return line == "----------------------------------------------------------------";
 }
 
-/// The rest of a line that begins with a label; nothing for other lines.
+/// The rest of a line that begins with the label; nothing for other lines.
 std::optional<std::string> after(std::string_view label, std::string_view line) {
   if (!line.starts_with(label)) return std::nullopt;
   return std::string(trim_right(line.substr(label.size())));
@@ -54,8 +54,8 @@ void read_input_copy(TextFile& file, RunLog& log) {
   }
 }
 
-/// A line that every iteration writes; what stands behind the last of them is why the run ended.
-bool of_a_iteration(std::string_view line) {
+/// A line that every iteration writes; what follows the last of them is why the run ended.
+bool is_of_iteration(std::string_view line) {
   constexpr std::array kLabels{"Iteration:", "   beta: ", "misfit: ", "beta cpu time:"};
   return std::ranges::any_of(
       kLabels, [=](const char* label) { return line.find(label) != std::string_view::npos; });
@@ -63,7 +63,7 @@ bool of_a_iteration(std::string_view line) {
 
 }  // namespace
 
-std::vector<std::string> lines_that_count(const std::string& name) {
+std::vector<std::string> entry_lines(const std::string& name) {
   std::vector<std::string> lines;
   std::optional<TextFile> file = TextFile::open(name);
   std::string line;
@@ -81,14 +81,14 @@ RunLog read_run_log(const std::string& name) {
   if (log.input_name.empty()) {
     stop_run(
         fmt::format(" ERROR reading log {}: it should hold a copy of the run's input file, "
-                    "and has none.",
+                    "and does not.",
                     name));
   }
   std::string line;
   bool new_paragraph = true;  // the reason stands alone between empty lines
   while (file->read_line(line, kMaxLine)) {
     const std::string_view text = trim_right(line);
-    if (of_a_iteration(text)) {
+    if (is_of_iteration(text)) {
       log.ending.clear();
     } else if (const auto started = after("QUORIVEX started on: ", text)) {
       log.started = *started;

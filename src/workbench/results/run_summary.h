@@ -33,11 +33,11 @@ struct RunSummary {
   NormTerms initial_norm;
   double initial_misfit = 0.0;
   std::vector<SummaryRow> rows;  ///< iterations 1, 2, ...
-  std::string note;              ///< what is wrong with the table behind these rows; mostly empty
+  std::string note;              ///< what is wrong with the table after these rows; mostly empty
 };
 
-/// An empty one of a run that has only just begun.
-/// @throws StopRun for a file that is not there or is no summary
+/// Reads the summary of a run; it is empty when the run has only just begun.
+/// @throws StopRun for a file that is missing or is not a summary
 RunSummary read_run_summary(const std::string& name);
 
 }  // namespace quorivex

@@ -9,13 +9,12 @@
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/model_files.h"
+#include "workbench/results/iteration_files.h"
 
 namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "smallness";
-// Half a unit of the sixth digit, the last one of a model file, and a little more.
-constexpr double kPrinted = 5.1e-6;
 
 /// The first of the four arrays of 3-D weights.
 std::vector<double> read_weights(const FinishedRun& run, std::size_t cells) {
@@ -45,7 +44,7 @@ Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
     const double scale = wtz(at.below);
     const double weight = weights[cell] * area * mesh.dz[as_size(at.k - 1)] * scale * scale;
     const double off = model[cell] - reference[cell];
-    const double digits = kPrinted * std::abs(model[cell]);
+    const double digits = kModelRounding * std::abs(model[cell]);
     sum.value += weight * off * off;
     sum.rounding += weight * digits * (2.0 * std::abs(off) + digits);
   });

@@ -10,8 +10,8 @@
 
 namespace quorivex {
 
-/// A part of a survey, and a number that stands for its values: the 64-bit XXH3 hash of their
-/// bytes. It does not depend on how a file writes them down.
+/// A part of a survey and its fingerprint, the 64-bit XXH3 hash of the bytes of its values. It does
+/// not depend on how a file writes them.
 struct Part {
   std::string name;
   std::uint64_t fingerprint = 0;
@@ -21,7 +21,7 @@ struct Part {
 
 /// Parts of the observations that a matrix is made of: "stations" (positions), "field"
 /// (inclination, declination and strength), "directions" (of the anomaly, datum by datum) and
-/// "deviations". The observed values are none: a matrix serves for any.
+/// "deviations". The observed values are not among them: a matrix serves for any.
 std::vector<Part> survey_parts(const Observations& observations);
 
 /// "mesh", "terrain" (column tops), "filter" and "scale" (wtz) of a matrix, and the "diagonal" of

@@ -17,14 +17,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxLine = 2000;
-constexpr std::size_t kMaxFigures = 1000;
+constexpr std::size_t kMaxInfoLines = 1000;
 
 constexpr const char* kHead =
     "! What the sensitivity file of the same name was made of, written with it by qvx "
     "sensitivity.\n"
     "! The fingerprints stand for the numbers of each part (XXH3, 64 bits). qvx check compares "
     "them\n"
-    "! with what a run reads. Compute the sensitivity file anew rather than change this one.\n";
+    "! with what a run reads. Recompute the sensitivity file rather than change this one.\n";
 
 const std::vector<std::string>& part_names() {
   static const std::vector<std::string> kNames = [] {
@@ -44,7 +44,7 @@ std::string printable(std::string text) {
 }
 
 template <class T>
-bool read_whole(std::string_view text, T& value, int base) {
+bool read_number(std::string_view text, T& value, int base) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
   return error == std::errc() && end == text.data() + text.size();
 }
@@ -62,11 +62,11 @@ struct Reader {
   bool has_bytes = false;
 
   [[noreturn]] void refuse(const std::string& why) const {
-    stop_run(fmt::format(
-        " ERROR reading {}: {}.\n Remove it, or compute the sensitivity file anew.", name, why));
+    stop_run(fmt::format(" ERROR reading {}: {}.\n Remove it, or recompute the sensitivity file.",
+                         name, why));
   }
 
-  void take(const InfoLine& line, std::int64_t number) {
+  void add(const InfoLine& line, std::int64_t number) {
     const auto check = [&](bool good, const char* expected) {
       if (!good) {
         refuse(fmt::format("line {} should hold {}; found \"{} {}\"", number, expected, line.name,
@@ -76,19 +76,19 @@ struct Reader {
     const bool is_part =
         std::find(part_names().begin(), part_names().end(), line.name) != part_names().end();
     if (line.name == "bytes") {
-      check(!has_bytes && read_whole(line.text, sidecar.bytes, 10) && sidecar.bytes >= 0,
+      check(!has_bytes && read_number(line.text, sidecar.bytes, 10) && sidecar.bytes >= 0,
             "the bytes of the sensitivity file, once");
       has_bytes = true;
     } else if (is_part) {
       const auto same = [&](const Part& part) { return part.name == line.name; };
       Part part{line.name, 0};
       check(std::none_of(sidecar.parts.begin(), sidecar.parts.end(), same) &&
-                line.text.size() == 16 && read_whole(line.text, part.fingerprint, 16),
+                line.text.size() == 16 && read_number(line.text, part.fingerprint, 16),
             "the fingerprint of a part once, 16 hexadecimal digits");
       sidecar.parts.push_back(part);
     } else {
-      if (sidecar.figures.size() == kMaxFigures) refuse("it has too many lines");
-      sidecar.figures.push_back(line);
+      if (sidecar.info_lines.size() == kMaxInfoLines) refuse("it has too many lines");
+      sidecar.info_lines.push_back(line);
     }
   }
 
@@ -110,14 +110,14 @@ std::optional<Sidecar> read_from(const std::string& name) {
   std::string line;
   for (std::int64_t number = 1; file->read_line(line, kMaxLine); ++number) {
     line.resize(trim_right(line).size());
-    if (!line.empty() && line.front() != '!') reader.take(split(printable(line)), number);
+    if (!line.empty() && line.front() != '!') reader.add(split(printable(line)), number);
   }
   reader.check_complete();
   return std::move(reader.sidecar);
 }
 
-/// Whether the sensitivity file is as long as this sidecar of it says.
-bool is_as_long(const std::string& name, const std::string& sensitivity_file) {
+/// True when the sensitivity file has the length that this sidecar states.
+bool states_length_of(const std::string& name, const std::string& sensitivity_file) {
   std::error_code error;
   const auto bytes = fs::file_size(sensitivity_file, error);
   try {
@@ -140,15 +140,16 @@ std::string sidecar_place(const std::string& sensitivity_file) {
 }
 
 std::string find_sidecar(const std::string& sensitivity_file) {
-  std::string beside = sidecar_name(sensitivity_file);
-  std::string beside_target = sidecar_place(sensitivity_file);
+  std::string next_to_name = sidecar_name(sensitivity_file);
+  std::string next_to_target = sidecar_place(sensitivity_file);
   std::error_code error;
-  if (!fs::exists(beside_target, error)) return beside;
-  if (!fs::exists(beside, error)) return beside_target;
-  if (fs::equivalent(beside, beside_target, error)) return beside;
-  return !is_as_long(beside, sensitivity_file) && is_as_long(beside_target, sensitivity_file)
-             ? beside_target
-             : beside;
+  if (!fs::exists(next_to_target, error)) return next_to_name;
+  if (!fs::exists(next_to_name, error)) return next_to_target;
+  if (fs::equivalent(next_to_name, next_to_target, error)) return next_to_name;
+  return !states_length_of(next_to_name, sensitivity_file) &&
+                 states_length_of(next_to_target, sensitivity_file)
+             ? next_to_target
+             : next_to_name;
 }
 
 std::string sidecar_text(const Sidecar& sidecar) {
@@ -156,8 +157,8 @@ std::string sidecar_text(const Sidecar& sidecar) {
   for (const Part& part : sidecar.parts) {
     text += fmt::format("{:<20} {:016x}\n", part.name, part.fingerprint);
   }
-  for (const InfoLine& figure : sidecar.figures) {
-    text += fmt::format("{:<20} {}\n", figure.name, printable(figure.text));
+  for (const InfoLine& line : sidecar.info_lines) {
+    text += fmt::format("{:<20} {}\n", line.name, printable(line.text));
   }
   return text;
 }

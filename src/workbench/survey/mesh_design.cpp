@@ -27,12 +27,12 @@ double to_millimetre(double metres) { return std::round(metres * 1000.0) / 1000.
 }
 
 Interval extent_of(const std::vector<double>& values, const char* what) {
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  if (*least < -kFarthest || *most > kFarthest) {
+  const auto [min, max] = std::minmax_element(values.begin(), values.end());
+  if (*min < -kFarthest || *max > kFarthest) {
     stop_run(fmt::format(" ERROR: {}s of the stations lie from {} to {}; they should be metres.",
-                         what, *least, *most));
+                         what, *min, *max));
   }
-  return {*least, *most};
+  return {*min, *max};
 }
 
 double cell_of_spacing(double spacing) {
@@ -62,8 +62,8 @@ struct Axis {
 };
 
 Axis horizontal_axis(const Interval& stations, const MeshPlan& plan) {
-  const double first = std::floor(stations.least / plan.cell - 0.5);
-  const double cells = std::ceil(stations.most / plan.cell + 0.5) - first;
+  const double first = std::floor(stations.min / plan.cell - 0.5);
+  const double cells = std::ceil(stations.max / plan.cell + 0.5) - first;
   if (cells > static_cast<double>(kMaxOnAxis)) too_many_cells();
   const std::vector<double> padding = growing_widths(plan.cell, plan.growth, plan.padding);
   const double padded = std::accumulate(padding.begin(), padding.end(), 0.0);
@@ -112,9 +112,18 @@ MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes) {
   plan.padding = wishes.padding.value_or(std::max(shape.longer(), 10.0 * plan.cell));
   plan.first_layer = to_millimetre(wishes.first_layer.value_or(round_width(0.5 * plan.cell)));
   plan.top =
-      wishes.top ? to_millimetre(*wishes.top) : top_below(shape.elevation.least, plan.first_layer);
+      wishes.top ? to_millimetre(*wishes.top) : top_below(shape.elevation.min, plan.first_layer);
   plan.depth = wishes.depth.value_or(
       std::max({0.5 * shape.shorter(), 0.25 * shape.longer(), 5.0 * plan.cell}));
+  return plan;
+}
+
+MeshPlan plan_under_terrain(MeshPlan plan, const MeshWishes& wishes, const Interval& terrain) {
+  if (!wishes.top) {
+    plan.top = to_millimetre(terrain.max);
+    if (plan.top < terrain.max - 1e-6) plan.top = to_millimetre(plan.top + 0.001);
+  }
+  if (!wishes.depth) plan.depth += std::max(plan.top - terrain.min, 0.0);
   return plan;
 }
 

@@ -13,10 +13,10 @@
 namespace quorivex {
 
 struct Interval {
-  double least = 0.0;
-  double most = 0.0;
+  double min = 0.0;
+  double max = 0.0;
 
-  double width() const { return most - least; }
+  double width() const { return max - min; }
 };
 
 /// What a mesh is designed from. Lengths in metres.
@@ -62,6 +62,10 @@ struct MeshPlan {
 /// the survey's shorter side, or a quarter of its longer one if that is more.
 /// @throws StopRun when the cell width cannot be taken from the stations
 MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes);
+
+/// The plan under a terrain with these elevations: the mesh top at its highest, up to a millimetre
+/// above, and the depth counted from its lowest. What was asked for stays.
+MeshPlan plan_under_terrain(MeshPlan plan, const MeshWishes& wishes, const Interval& terrain);
 
 /// Core cells over all stations and half a cell more, on multiples of their width; beyond them
 /// padding; layers down to the planned depth and below. All widths are whole millimetres.

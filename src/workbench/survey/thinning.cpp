@@ -10,14 +10,14 @@
 namespace quorivex {
 namespace {
 
-/// How far the walk along one line has come.
+/// The state of the walk along one line.
 struct Walk {
   bool begun = false;
-  std::size_t last = 0;    // station
-  double distance = 0.0;   // of it from the line's first station
-  double multiple = -1.0;  // of the spacing that it is nearest to
-  double off = 0.0;        // distance of `best` from that multiple
-  std::size_t best = 0;    // the station nearest to it so far
+  std::size_t last = 0;    // the last station visited
+  double distance = 0.0;   // of that one from the line's first station
+  double multiple = -1.0;  // of the spacing, the one nearest to it
+  std::size_t best = 0;    // the station nearest to that multiple so far
+  double off = 0.0;        // distance of `best` from the multiple
 };
 
 }  // namespace

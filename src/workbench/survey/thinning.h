@@ -7,7 +7,7 @@
 
 namespace quorivex {
 
-/// Stations in the order of their table, one entry each.
+/// Stations in the order of their table, one entry per station.
 struct Stations {
   std::vector<double> easting;    ///< metres
   std::vector<double> northing;   ///< metres
@@ -19,22 +19,22 @@ struct Stations {
   std::size_t size() const { return easting.size(); }
 };
 
-/// Keeps of each line the stations nearest to multiples of `spacing` (m), measured from its first
+/// On each line keeps the stations nearest to multiples of `spacing` (m), measured from its first
 /// station along the horizontal path in the order of the table; of equally near ones the first.
-/// @return the stations kept, from 0, ascending
+/// @return indices of the stations kept, from 0, ascending
 std::vector<std::size_t> thin_along_lines(const Stations& stations, double spacing);
 
 enum class GridChoice {
   nearest,  ///< the station nearest to the cell's centre
-  median    ///< the station with the median of the cell's fields, the lower one of the two middle
+  median    ///< the station with the median of the cell's fields, the lower of the middle two
 };
 
-/// Keeps one station a cell of a horizontal grid whose cell boundaries are the multiples of `size`
-/// (m). A station on a boundary belongs to the cell east or north of it.
-/// @return the stations kept, from 0, ascending
+/// Keeps one station per cell of a horizontal grid whose cell boundaries are the multiples of
+/// `size` (m). A station on a boundary belongs to the cell east or north of it.
+/// @return indices of the stations kept, from 0, ascending
 std::vector<std::size_t> thin_to_grid(const Stations& stations, double size, GridChoice choice);
 
-/// The stations of this selection.
+/// The stations with these indices, from 0.
 Stations select(const Stations& stations, const std::vector<std::size_t>& kept);
 
 }  // namespace quorivex

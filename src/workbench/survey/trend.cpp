@@ -9,19 +9,20 @@
 #include <optional>
 #include <utility>
 
+#include "base/statistics.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
 namespace {
 
 constexpr int kMaxIterations = 500;
-constexpr double kFlat = 1e-9;      // pivot below which stations lie on one line
-constexpr double kSmallest = 1e-6;  // nT; smaller residuals have the weight of this one
-constexpr double kSettled = 1e-7;   // nT; an iteration that changes the plane less is the last
+constexpr double kFlat = 1e-9;         // pivot below which stations lie on one line
+constexpr double kMinResidual = 1e-6;  // nT; smaller residuals have the weight of this one
+constexpr double kSettled = 1e-7;      // nT; an iteration that changes the plane less is the last
 
 using Plane = std::array<double, 3>;
 
-/// A station in units of the survey's reach, and its field.
+/// A station's position in units of the survey's reach, and its field.
 struct Sample {
   Plane basis;  // 1, eastward, northward
   double field;
@@ -59,20 +60,25 @@ std::optional<Plane> least_squares(const std::vector<Sample>& samples, std::size
   return plane;
 }
 
-double median_field(std::vector<Sample> samples) {
-  std::sort(samples.begin(), samples.end(),
-            [](const Sample& a, const Sample& b) { return a.field < b.field; });
-  const std::size_t n = samples.size();
-  return 0.5 * (samples[(n - 1) / 2].field + samples[n / 2].field);
+double median_field(const std::vector<Sample>& samples) {
+  std::vector<double> fields;
+  fields.reserve(samples.size());
+  for (const Sample& s : samples) fields.push_back(s.field);
+  return median(std::move(fields));
+}
+
+/// As least_squares, of all stations alike.
+std::optional<Plane> unweighted(const std::vector<Sample>& samples, std::size_t unknowns) {
+  return least_squares(samples, unknowns, [](const Sample&) { return 1.0; });
 }
 
 std::optional<Plane> least_absolute(const std::vector<Sample>& samples) {
-  std::optional<Plane> plane = least_squares(samples, 3, [](const Sample&) { return 1.0; });
+  std::optional<Plane> plane = unweighted(samples, 3);
   for (int iteration = 0; plane && iteration < kMaxIterations; ++iteration) {
     const auto next = least_squares(samples, 3, [&](const Sample& s) {
-      return 1.0 / std::max(std::abs(s.field - value_of(*plane, s)), kSmallest);
+      return 1.0 / std::max(std::abs(s.field - value_of(*plane, s)), kMinResidual);
     });
-    if (!next) return plane;  // a few stations outweigh all others, and the plane passes through
+    if (!next) return plane;  // a few stations, which the plane passes through, outweigh all others
     double change = 0.0;
     for (std::size_t i = 0; i < 3; ++i) {
       change = std::max(change, std::abs((*next)[i] - (*plane)[i]));
@@ -81,6 +87,31 @@ std::optional<Plane> least_absolute(const std::vector<Sample>& samples) {
     if (change < kSettled) break;
   }
   return plane;
+}
+
+/// The stations farther than `beyond` from the centre, in units of `reach` from it.
+std::vector<Sample> samples_beyond(const Stations& stations, double easting, double northing,
+                                   double beyond, double reach) {
+  std::vector<Sample> samples;
+  for (std::size_t i = 0; i < stations.size(); ++i) {
+    const double e = stations.easting[i] - easting;
+    const double n = stations.northing[i] - northing;
+    if (std::hypot(e, n) > beyond) {
+      samples.push_back({{1.0, e / reach, n / reach}, stations.field[i]});
+    }
+  }
+  return samples;
+}
+
+/// To a whole number of parts of a unit, and never -0.
+double rounded(double value, double parts) { return std::round(value * parts) / parts + 0.0; }
+
+std::optional<Plane> fit_plane(const std::vector<Sample>& samples, TrendKind kind, TrendFit fit) {
+  if (kind == TrendKind::plane) {
+    return fit == TrendFit::absolute ? least_absolute(samples) : unweighted(samples, 3);
+  }
+  return fit == TrendFit::absolute ? Plane{median_field(samples), 0.0, 0.0}
+                                   : unweighted(samples, 1);
 }
 
 }  // namespace
@@ -92,36 +123,19 @@ Trend fit_trend(const Stations& stations, TrendKind kind, TrendFit fit, double e
     reach =
         std::max(reach, std::hypot(stations.easting[i] - easting, stations.northing[i] - northing));
   }
-  std::vector<Sample> samples;
-  for (std::size_t i = 0; i < stations.size(); ++i) {
-    const double e = stations.easting[i] - easting;
-    const double n = stations.northing[i] - northing;
-    if (std::hypot(e, n) > beyond) {
-      samples.push_back({{1.0, e / reach, n / reach}, stations.field[i]});
-    }
-  }
+  const std::vector<Sample> samples = samples_beyond(stations, easting, northing, beyond, reach);
   const std::size_t needed = kind == TrendKind::constant ? 1 : 3;
   if (samples.size() < needed) {
-    const std::string where = beyond < 0.0
-                                  ? std::string("are there")
-                                  : fmt::format("lie farther than {:g} m from {:.10g} E {:.10g} N",
-                                                beyond, easting, northing);
+    const std::string where = beyond < 0.0 ? "are there"
+                                           : fmt::format("lie farther than {:g} m from {}", beyond,
+                                                         format_position(easting, northing));
     stop_run(fmt::format(" ERROR: a regional field needs {} stations or more; {} {}.", needed,
                          samples.size(), where));
   }
-  std::optional<Plane> plane;
-  if (kind == TrendKind::constant) {
-    plane = fit == TrendFit::absolute
-                ? Plane{median_field(samples), 0.0, 0.0}
-                : least_squares(samples, 1, [](const Sample&) { return 1.0; });
-  } else {
-    plane = fit == TrendFit::absolute
-                ? least_absolute(samples)
-                : least_squares(samples, 3, [](const Sample&) { return 1.0; });
-  }
+  const std::optional<Plane> plane = fit_plane(samples, kind, fit);
   if (!plane) {
     stop_run(
-        " ERROR: the stations lie on one line, which leaves a plane open. Remove a constant "
+        " ERROR: the stations lie on one line, which does not determine a plane. Remove a constant "
         "instead.");
   }
   return {easting, northing, (*plane)[0], (*plane)[1] / reach, (*plane)[2] / reach};
@@ -133,11 +147,16 @@ void remove_trend(const Trend& trend, Stations& stations) {
   }
 }
 
-std::string trend_in_words(const Trend& trend, TrendKind kind) {
-  if (kind == TrendKind::constant) return fmt::format("{:.10g} nT", trend.level);
-  return fmt::format(
-      "{:.10g} nT at {:.10g} E {:.10g} N, {:.10g} nT/km eastward and {:.10g} nT/km northward",
-      trend.level, trend.easting, trend.northing, trend.east * 1e3, trend.north * 1e3);
+std::string describe_trend(const Trend& trend, TrendKind kind) {
+  const double level = rounded(trend.level, 100.0);
+  if (kind == TrendKind::constant) return fmt::format("{} nT", level);
+  return fmt::format("{} nT at {}, {} nT/km eastward and {} nT/km northward", level,
+                     format_position(trend.easting, trend.northing),
+                     rounded(trend.east * 1e3, 1000.0), rounded(trend.north * 1e3, 1000.0));
+}
+
+std::string format_position(double easting, double northing) {
+  return fmt::format("{} E {} N", rounded(easting, 1000.0), rounded(northing, 1000.0));
 }
 
 }  // namespace quorivex

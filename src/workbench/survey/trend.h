@@ -7,7 +7,7 @@
 
 namespace quorivex {
 
-/// A regional field that is plane: level + east (E - easting) + north (N - northing).
+/// A planar regional field: level + east (E - easting) + north (N - northing).
 struct Trend {
   double easting = 0.0;  ///< of the centre, metres
   double northing = 0.0;
@@ -23,19 +23,23 @@ struct Trend {
 enum class TrendKind { constant, plane };
 enum class TrendFit {
   squares,  ///< least squares
-  absolute  ///< least absolute residuals: an anomaly on few of the stations hardly moves it
+  absolute  ///< least absolute residuals: robust against an anomaly on few of the stations
 };
 
 /// Fits a constant or a plane to the stations farther than `beyond` (m) from the centre; a
-/// negative number takes all. Absolute residuals: the median for a constant; for a plane,
+/// negative number includes all. Absolute residuals: the median for a constant; for a plane,
 /// least squares reweighted by 1 / |residual| (Schlossmacher 1973, J. Am. Stat. Assoc. 68).
-/// @throws StopRun for fewer than three stations, or stations on one line that leave a plane open
+/// @throws StopRun for too few stations, and for stations on one line, which determine no plane
 Trend fit_trend(const Stations& stations, TrendKind kind, TrendFit fit, double easting,
                 double northing, double beyond);
 
 void remove_trend(const Trend& trend, Stations& stations);
 
-/// "358.61 nT at 455900 E 7556700 N, and 16.86 nT/km eastward, 25.36 nT/km northward"
-std::string trend_in_words(const Trend& trend, TrendKind kind);
+/// "358.61 nT at 455900 E 7556700 N, 16.862 nT/km eastward and 25.36 nT/km northward", rounded
+/// to 0.01 nT and 0.001 nT/km.
+std::string describe_trend(const Trend& trend, TrendKind kind);
+
+/// "455900.5 E 7556700 N", to the millimetre.
+std::string format_position(double easting, double northing);
 
 }  // namespace quorivex

@@ -6,7 +6,7 @@
 
 namespace quorivex {
 
-/// The marks of missing values that were named, and the numbers that are usual as such.
+/// The marks of missing values that the user named, and the numbers that are commonly used as such.
 class MissingMarks {
  public:
   /// @param marks  as TableRequest::missing
@@ -15,7 +15,7 @@ class MissingMarks {
   /// Whether the field is one of the marks; numbers are compared by their values.
   bool marks(const std::string& field) const;
 
-  /// Whether the value is -9999, -99999 or the like, unless these count as numbers.
+  /// Whether the value is -9999, -99999 or the like, unless "none" is among the marks.
   bool looks_like_one(double value) const;
 
  private:

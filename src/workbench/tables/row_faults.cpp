@@ -10,21 +10,21 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kShown = 160;  // characters of a line in a message
-constexpr std::int64_t kListed = 5;  // faults in a message
+constexpr std::size_t kExcerpt = 160;  // characters of a line in a message
+constexpr std::int64_t kListed = 5;    // faults in a message
 
 }  // namespace
 
-std::string shown(std::string_view line) {
-  std::string text(line.substr(0, kShown));
+std::string excerpt(std::string_view line) {
+  std::string text(line.substr(0, kExcerpt));
   std::replace_if(
       text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
-  return line.size() > kShown ? text + " ..." : text;
+  return line.size() > kExcerpt ? text + " ..." : text;
 }
 
 void RowFaults::add(std::int64_t number, const std::string& why, std::string_view line) {
   if (++count_ > kListed) return;
-  list_ += fmt::format(" line {}: {}\n    {}\n", number, why, shown(line));
+  list_ += fmt::format(" line {}: {}\n    {}\n", number, why, excerpt(line));
 }
 
 void RowFaults::refuse_any() const {

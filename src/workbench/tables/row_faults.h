@@ -9,9 +9,9 @@
 namespace quorivex {
 
 /// The beginning of a line for a message, control characters as blanks.
-std::string shown(std::string_view line);
+std::string excerpt(std::string_view line);
 
-/// Collects what is wrong with the rows of a table, so that one run tells more than the first
+/// Collects what is wrong with the rows of a table, so that one run reports more than the first
 /// fault.
 class RowFaults {
  public:

@@ -13,10 +13,10 @@
 #include "base/stop_run.h"
 #include "base/text.h"
 #include "base/text_file.h"
-#include "base/view1.h"
 #include "workbench/tables/delimited_text.h"
 #include "workbench/tables/missing_marks.h"
 #include "workbench/tables/row_faults.h"
+#include "workbench/tables/table_layout.h"
 
 namespace quorivex {
 namespace {
@@ -24,8 +24,40 @@ namespace {
 constexpr std::size_t kMaxLine = 1'000'000;
 constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
 
-/// The name of the line that a row such as "Line 100" or "Tie: 5" begins.
-std::optional<std::string> begins_line(std::string_view row) {
+/// Numbers the flight lines of a table by their names, from 0.
+struct FlightLines {
+  std::vector<std::string> names;
+  std::map<std::string, std::int32_t> numbers;
+
+  std::int32_t number_of(const std::string& name) {
+    const auto [at, added] = numbers.emplace(name, static_cast<std::int32_t>(names.size()));
+    if (added) names.push_back(name);
+    return at->second;
+  }
+};
+
+/// One row of data; with a fault or a mark of a missing value its values are of no use.
+struct Row {
+  std::vector<double> values;
+  std::optional<std::size_t> missing;  // the first wanted column that holds a mark
+  std::string fault;                   // why the row cannot be used; empty: it can
+};
+
+/// Reads the next line, from the second on over the one before; false at the end of the file.
+bool next_line(TextFile& file, const std::string& name, std::string& buffer, TableLine& line) {
+  if (!file.read_line(buffer, kMaxLine)) return false;
+  ++line.number;
+  if (buffer.size() == kMaxLine) {
+    stop_run(
+        fmt::format(" ERROR: {} line {} is longer than a million characters.", name, line.number));
+  }
+  if (line.number == 1 && buffer.starts_with(kUtf8Mark)) buffer.erase(0, 3);
+  line.text = buffer;
+  return true;
+}
+
+/// The name of the flight line that a row such as "Line 100" or "Tie: 5" begins.
+std::optional<std::string> flight_line_begun_by(std::string_view row) {
   constexpr std::array kWords{"line", "tie", "base", "test", "trend", "random", "special"};
   constexpr std::string_view kBetween = " \t:,;";
   const std::string_view text = trim(row);
@@ -38,243 +70,109 @@ std::optional<std::string> begins_line(std::string_view row) {
   return word + " " + std::string(rest);
 }
 
-/// Whether a field can be the name of a column, rather than a value that is no number.
-bool is_name(const std::string& field) {
-  constexpr std::array kNoValues{"nan", "inf", "infinity", "na", "n/a", "null", "none"};
-  const std::string text = lower_case(field);
-  const bool letters = std::any_of(text.begin(), text.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;  // UTF-8
-  });
-  return letters && std::string_view("0123456789+-.*#").find(text.front()) == text.npos &&
-         std::find(kNoValues.begin(), kNoValues.end(), text) == kNoValues.end();
+/// Why a row of these fields does not have the columns that it should have; empty: it does.
+std::string width_fault(const std::vector<std::string>& fields, const TableLayout& layout) {
+  const RowWidth& width = *layout.width;
+  const bool surplus =
+      std::any_of(fields.begin() + static_cast<std::ptrdiff_t>(std::min(fields.size(), width.max)),
+                  fields.end(), [](const std::string& field) { return !field.empty(); });
+  if (fields.size() < width.min || surplus) {
+    return fmt::format("has {} columns, but {} has {}", fields.size(), width.source, width.max);
+  }
+  const std::size_t last = *std::max_element(layout.columns.begin(), layout.columns.end());
+  if (last < fields.size()) return "";
+  return fmt::format("should have {} columns or more, not {}", last + 1, fields.size());
 }
 
-class TableReader {
- public:
-  TableReader(const std::string& name, const TableRequest& request)
-      : name_(name), request_(request), marks_(request.missing), faults_(name) {
-    for (const WantedColumn& column : request.columns) wanted_.push_back(column.column);
-    if (!request.line_column.empty()) wanted_.push_back(request.line_column);
-    by_name_ = std::any_of(wanted_.begin(), wanted_.end(),
-                           [](const std::string& column) { return column_number(column) == 0; });
-    table_.columns.resize(request.columns.size());
-    table_.missing.resize(request.columns.size());
+/// Why a field cannot be a value of the column; empty: it can, and `value` has it.
+std::string parse_value(const WantedColumn& wanted, std::size_t column, const std::string& field,
+                        const MissingMarks& marks, double& value) {
+  const auto number = to_number(field);
+  if (!number || *number < wanted.min || *number > wanted.max) {
+    return fmt::format("{} (column {}) should be a number from {} to {}, not '{}'", wanted.what,
+                       column + 1, wanted.min, wanted.max, excerpt(field));
   }
+  if (marks.looks_like_one(*number)) {
+    return fmt::format(
+        "{} (column {}) of {} looks like a mark of a missing value; '--missing {}' leaves it out, "
+        "'--missing none' takes it",
+        wanted.what, column + 1, field, field);
+  }
+  value = *number;
+  return "";
+}
 
-  Table read() {
-    std::optional<TextFile> file = TextFile::open(name_);
-    if (!file) file_not_found("table", name_);
-    std::string line;
-    for (number_ = 1; file->read_line(line, kMaxLine); ++number_) {
-      if (line.size() == kMaxLine) {
-        stop_run(
-            fmt::format(" ERROR: {} line {} is longer than a million characters.", name_, number_));
-      }
-      if (number_ == 1 && line.starts_with(kUtf8Mark)) line.erase(0, 3);
-      take_line(line);
+/// Parses the wanted values of a row into `row`, whose memory is used again.
+void parse_row(const std::vector<std::string>& fields, const TableLayout& layout,
+               const TableRequest& request, const MissingMarks& marks, Row& row) {
+  row.values.assign(request.columns.size(), 0.0);
+  row.missing.reset();
+  row.fault = width_fault(fields, layout);
+  for (std::size_t c = 0; c < row.values.size() && row.fault.empty(); ++c) {
+    const std::size_t column = layout.columns[c];
+    if (marks.marks(fields[column])) {
+      if (!row.missing) row.missing = c;
+    } else {
+      row.fault = parse_value(request.columns[c], column, fields[column], marks, row.values[c]);
     }
-    faults_.refuse_any();
-    if (table_.rows == 0) stop_run(fmt::format(" ERROR: {} holds no row of data.", name_));
-    return std::move(table_);
   }
+}
 
- private:
-  void take_line(const std::string& line) {
-    const std::string_view text = trim(line);
-    if (text.empty()) return;
+/// Adds a usable row to the table.
+void append(Table& table, const Row& row, std::int64_t number, std::int32_t flight_line) {
+  for (std::size_t c = 0; c < row.values.size(); ++c) table.columns[c].push_back(row.values[c]);
+  table.number.push_back(number);
+  table.line.push_back(flight_line);
+}
+
+Table read_rows(TextFile& file, const std::string& name, const TableRequest& request) {
+  const MissingMarks marks(request.missing);
+  const bool by_name = needs_heading(request);
+  Table table;
+  table.columns.resize(request.columns.size());
+  table.missing.resize(request.columns.size());
+  std::optional<TableLayout> layout;
+  FlightLines flight_lines;
+  std::optional<std::string> begun;  // the flight line that a row of its own has begun
+  RowFaults faults(name);
+  Row row;
+  std::string buffer;
+  for (TableLine line; next_line(file, name, buffer, line);) {
+    const std::string_view text = trim(line.text);
+    if (text.empty()) continue;
     if (std::string_view("#/!%").find(text.front()) != std::string_view::npos) {
-      if (by_name_ && places_.empty()) look_for_header(text);
-      return;
+      if (by_name && !layout) layout = layout_from_comment({text, line.number}, request);
+      continue;
     }
-    if (auto begun = begins_line(text)) {
-      if (request_.line_column.empty()) begun_line_ = line_of_name(*begun);
-      return;
+    if (auto flight_line = flight_line_begun_by(text)) {
+      begun = std::move(flight_line);
+      if (request.line_column.empty()) flight_lines.number_of(*begun);
+      continue;
     }
-    if (places_.empty() && !take_first_row(line)) return;
-    if (separator_ == 0) {
-      separator_ = request_.separator != 0 ? request_.separator : guess_separator(line);
+    if (!layout) {
+      layout = layout_from_first_row(name, line, request, marks);
+      if (layout->heading_line == line.number) continue;
     }
-    take_row(line, split_fields(line, separator_));
-  }
-
-  /// XYZ files name their columns in a comment.
-  void look_for_header(std::string_view comment) {
-    comment.remove_prefix(std::min(comment.find_first_not_of("#/!% \t"), comment.size()));
-    const char separator = request_.separator != 0 ? request_.separator : guess_separator(comment);
-    const std::vector<std::string> names = split_fields(comment, separator);
-    std::vector<std::size_t> places;
-    for (const std::string& column : wanted_) {
-      const auto place = place_of(column, names);
-      if (!place) return;
-      places.push_back(*place);
-    }
-    set_places(std::move(places), names);
-    set_width(names, "the heading");
-  }
-
-  /// Finds the columns; true when the first row is one of data.
-  bool take_first_row(const std::string& line) {
-    separator_ = request_.separator != 0 ? request_.separator : guess_separator(line);
-    const std::vector<std::string> fields = split_fields(line, separator_);
-    std::vector<std::size_t> places;
-    for (const std::string& column : wanted_) {
-      const auto place = place_of(column, fields);
-      if (!place) {
-        std::string names;
-        for (const std::string& field : fields) names += " '" + field + "'";
-        stop_run(fmt::format(" ERROR: {} line {} should name a column '{}', once. It holds:{}",
-                             name_, number_, column, shown(names)));
-      }
-      places.push_back(*place);
-    }
-    const bool heading = by_name_ || all_names(fields, places);
-    set_places(std::move(places), heading ? fields : std::vector<std::string>{});
-    // Columns by number are the way out where a heading does not fit its rows.
-    if (by_name_) set_width(fields, "the heading");
-    return !heading;
-  }
-
-  bool all_names(const std::vector<std::string>& fields,
-                 const std::vector<std::size_t>& places) const {
-    for (std::size_t c = 0; c < request_.columns.size(); ++c) {
-      if (places[c] >= fields.size()) return false;
-      const std::string& field = fields[places[c]];
-      if (!is_name(field) || marks_.marks(field)) return false;
-    }
-    return true;
-  }
-
-  /// From here on rows should have as many columns as this one; empty ones at its end, which come
-  /// of separators at the ends of lines, may be missing.
-  void set_width(const std::vector<std::string>& fields, const char* what) {
-    most_ = least_ = fields.size();
-    while (least_ > 0 && fields[least_ - 1].empty()) --least_;
-    width_of_ = fmt::format("{} (line {})", what, number_);
-  }
-
-  bool fits_width(const std::vector<std::string>& fields) const {
-    const bool surplus =
-        std::any_of(fields.begin() + std::min(length(fields), static_cast<std::int64_t>(most_)),
-                    fields.end(), [](const std::string& field) { return !field.empty(); });
-    return fields.size() >= least_ && !surplus;
-  }
-
-  void set_places(std::vector<std::size_t> places, const std::vector<std::string>& names) {
-    if (!names.empty()) table_.heading = number_;
-    heading_columns_ = names.size();
-    places_ = std::move(places);
-    name_columns(names);
-  }
-
-  void name_columns(const std::vector<std::string>& names) {
-    table_.names.clear();
-    for (const std::size_t place : places_) {
-      table_.names.push_back(place < names.size() ? names[place] : fmt::format("#{}", place + 1));
+    if (table.rows++ == 0) complete_layout(*layout, line, request);
+    const std::vector<std::string> fields = split_fields(line.text, layout->separator);
+    parse_row(fields, *layout, request, marks, row);
+    if (!row.fault.empty()) {
+      faults.add(line.number, row.fault, line.text);
+    } else if (row.missing) {
+      ++table.missing[*row.missing];
+    } else {
+      const std::string flight_line =
+          request.line_column.empty() ? begun.value_or("") : fields[layout->columns.back()];
+      append(table, row, line.number, flight_lines.number_of(flight_line));
     }
   }
-
-  /// The name as it stands comes before one that differs in capitals.
-  static std::optional<std::size_t> place_of(const std::string& column,
-                                             const std::vector<std::string>& names) {
-    if (const std::int64_t number = column_number(column)) return as_size(number - 1);
-    for (const bool exact : {true, false}) {
-      const auto same = [&](const std::string& name) {
-        return exact ? name == column : lower_case(name) == lower_case(column);
-      };
-      const auto count = std::count_if(names.begin(), names.end(), same);
-      if (count > 1) return std::nullopt;
-      if (count == 1) {
-        return as_size(std::find_if(names.begin(), names.end(), same) - names.begin());
-      }
-    }
-    return std::nullopt;
-  }
-
-  void take_row(const std::string& line, const std::vector<std::string>& fields) {
-    ++table_.rows;
-    if (most_ == 0) {
-      set_width(fields, "the first row");
-      // A heading of other columns does not tell their names.
-      if (fields.size() != heading_columns_) name_columns({});
-    }
-    if (!fits_width(fields)) {
-      return faults_.add(
-          number_, fmt::format("has {} columns, but {} has {}", fields.size(), width_of_, most_),
-          line);
-    }
-    const std::size_t last = *std::max_element(places_.begin(), places_.end());
-    if (last >= fields.size()) {
-      return faults_.add(
-          number_, fmt::format("should have {} columns or more, not {}", last + 1, fields.size()),
-          line);
-    }
-    row_.clear();
-    std::optional<std::size_t> marked;
-    for (std::size_t c = 0; c < request_.columns.size(); ++c) {
-      const std::string& field = fields[places_[c]];
-      const bool is_marked = marks_.marks(field);
-      if (is_marked && !marked) marked = c;
-      row_.push_back(0.0);
-      if (!is_marked && !take_value(c, field, line)) return;
-    }
-    if (marked) {
-      ++table_.missing[*marked];
-      return;
-    }
-    for (std::size_t c = 0; c < row_.size(); ++c) table_.columns[c].push_back(row_[c]);
-    table_.number.push_back(number_);
-    if (!request_.line_column.empty()) begun_line_ = line_of_name(fields[places_.back()]);
-    if (begun_line_ < 0) begun_line_ = line_of_name("");
-    table_.line.push_back(begun_line_);
-  }
-
-  bool take_value(std::size_t c, const std::string& field, const std::string& line) {
-    const WantedColumn& wanted = request_.columns[c];
-    const auto value = to_number(field);
-    if (!value || *value < wanted.least || *value > wanted.most) {
-      faults_.add(number_,
-                  fmt::format("{} (column {}) should be a number from {} to {}, not '{}'",
-                              wanted.what, places_[c] + 1, wanted.least, wanted.most, shown(field)),
-                  line);
-      return false;
-    }
-    if (marks_.looks_like_one(*value)) {
-      faults_.add(number_,
-                  fmt::format("{} (column {}) of {} looks like a mark of a missing value; "
-                              "'--missing {}' leaves it out, '--missing none' takes it",
-                              wanted.what, places_[c] + 1, field, field),
-                  line);
-      return false;
-    }
-    row_.back() = *value;
-    return true;
-  }
-
-  std::int32_t line_of_name(const std::string& line) {
-    const auto [at, added] =
-        line_numbers_.emplace(line, static_cast<std::int32_t>(table_.line_names.size()));
-    if (added) table_.line_names.push_back(line);
-    return at->second;
-  }
-
-  const std::string& name_;
-  const TableRequest& request_;
-  MissingMarks marks_;
-  RowFaults faults_;
-  std::vector<std::string> wanted_;  // the line column is the last one
-  bool by_name_ = false;
-  std::vector<std::size_t> places_;  // of the wanted columns, from 0; empty: not yet known
-  char separator_ = 0;
-  std::size_t heading_columns_ = 0;
-  std::size_t least_ = 0;  // columns of a row
-  std::size_t most_ = 0;   // 0: not yet known
-  std::string width_of_;   // the line that these are of
-  std::int64_t number_ = 0;
-  std::int32_t begun_line_ = -1;
-  std::map<std::string, std::int32_t> line_numbers_;
-  std::vector<double> row_;
-  Table table_;
-};
+  faults.refuse_any();
+  if (table.rows == 0) stop_run(fmt::format(" ERROR: {} holds no row of data.", name));
+  table.line_names = std::move(flight_lines.names);
+  table.heading = layout->heading_line;
+  table.names = column_names(*layout);
+  return table;
+}
 
 }  // namespace
 
@@ -287,7 +185,9 @@ std::int64_t column_number(const std::string& column) {
 
 Table read_table(const std::string& name, const TableRequest& request) {
   try {
-    return TableReader(name, request).read();
+    std::optional<TextFile> file = TextFile::open(name);
+    if (!file) file_not_found("table", name);
+    return read_rows(*file, name, request);
   } catch (const std::bad_alloc&) {
     alloc_error("read_table");
   }

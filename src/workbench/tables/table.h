@@ -7,47 +7,46 @@
 
 namespace quorivex {
 
-/// A column of numbers that is wanted of a table.
+/// A column of numbers that is wanted from a table.
 struct WantedColumn {
   std::string what;    ///< what it holds, for messages: "easting"
   std::string column;  ///< its name in the table, or its number from 1
-  double least = 0.0;  ///< values beyond `least` and `most` are refused
-  double most = 0.0;
+  double min = 0.0;    ///< values outside `min` to `max` are refused
+  double max = 0.0;
 };
 
 struct TableRequest {
   std::vector<WantedColumn> columns;
-  std::string line_column;           ///< holds the names of lines; empty: see Table::line
-  char separator = 0;                ///< 0: found in the table; ' ': runs of blanks and tabs
+  std::string line_column;           ///< holds the names of flight lines; empty: see Table::line
+  char separator = 0;                ///< 0: guessed from the table; ' ': runs of blanks and tabs
   std::vector<std::string> missing;  ///< marks of missing values; "empty" is an empty field,
-                                     ///< "none" takes -9999 and the like as numbers
+                                     ///< "none" accepts -9999 and the like as numbers
 };
 
 /// The rows of a table without those that hold a mark of a missing value in a wanted column.
 struct Table {
-  std::vector<std::vector<double>> columns;  ///< as requested, one value a row
-  std::vector<std::int32_t> line;            ///< of each row: its place in line_names, from 0
+  std::vector<std::vector<double>> columns;  ///< as requested, one value per row
+  std::vector<std::int32_t> line;            ///< of each row: index into line_names, from 0
   std::vector<std::string> line_names;       ///< from the line column, or from rows "Line 100";
-                                             ///< one without a name where there are none
+                                             ///< a single "" where the table names no lines
   std::vector<std::int64_t> number;          ///< of each row: its line of the file, from 1
-  std::int64_t rows = 0;                     ///< with those that are left out
+  std::int64_t rows = 0;                     ///< including those left out
   std::vector<std::int64_t> missing;         ///< rows left out, by the first column that is marked
   std::int64_t heading = 0;                  ///< its line of the file; 0 without one
-  std::vector<std::string> names;            ///< of the columns as requested, "#3" without a header
+  std::vector<std::string> names;  ///< of the columns as requested; "#3" without a heading
 };
 
-/// Reads a text table: comment lines (first character #, /, ! or %), a header where columns are
-/// asked for by name (a comment line that holds all of them, or the first row), then a row a line.
-/// With columns by number a first row that holds words in all of them is a heading too.
+/// Reads a text table: comment lines (first character #, /, ! or %), a heading where columns are
+/// wanted by name (a comment line that names all of them, or the first row), then one row per line.
+/// With columns by number, a first row that holds words in all of them is a heading too.
 /// A row of one of the words Line, Tie, Base, Test, Trend, Random and Special with at most one name
-/// begins a line, as in XYZ files.
-/// @throws StopRun naming the first five lines with another number of columns than the heading or
-/// the
-///         first row, or with a value that is not a number, out of range, missing without a mark
-///         that was named, or looks like such a mark; file_not_found
+/// begins a flight line, as in XYZ files.
+/// @throws StopRun naming the first five lines that do not have the columns of the heading or the
+/// first row, or hold a value that is not a number, is out of range, or looks like a mark of a
+/// missing value that was not named; file_not_found
 Table read_table(const std::string& name, const TableRequest& request);
 
-/// The number of a column given as "3" or "#3", 0 for a name.
+/// The number of a column given as "3" or "#3"; 0 for a name.
 std::int64_t column_number(const std::string& column);
 
 }  // namespace quorivex

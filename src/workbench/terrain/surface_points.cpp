@@ -13,30 +13,15 @@
 #include "base/fixed_format.h"
 #include "base/free_format.h"
 #include "base/stop_run.h"
+#include "base/text.h"
+#include "workbench/terrain/coverage.h"
+#include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kCountLine = 40;  // characters of the count line that are looked at
+constexpr std::size_t kCountLine = 40;  // characters of the count line that are read
 constexpr std::int64_t kListed = 1000;  // lines of the list of duplicates
-
-struct Box {
-  double west;
-  double east;
-  double south;
-  double north;
-};
-
-Box box_of(const SurfacePoints& points) {
-  const auto [west, east] = std::minmax_element(points.easting.begin(), points.easting.end());
-  const auto [south, north] = std::minmax_element(points.northing.begin(), points.northing.end());
-  return {*west, *east, *south, *north};
-}
-
-Box box_of(const Mesh& mesh) {
-  return {mesh.easting_nodes.front(), mesh.easting_nodes.back(), mesh.northing_nodes.front(),
-          mesh.northing_nodes.back()};
-}
 
 void append(SurfacePoints& points, double easting, double northing, double elevation) {
   points.easting.push_back(easting);
@@ -44,47 +29,68 @@ void append(SurfacePoints& points, double easting, double northing, double eleva
   points.elevation.push_back(elevation);
 }
 
+[[noreturn]] void bad_file(const std::string& name, const std::string& why) {
+  stop_run(
+      fmt::format(" The topography file {} cannot be used: {}.\n"
+                  " Its first line should hold the number of points, and each line after it "
+                  "easting,\n"
+                  " northing and elevation (m) of one of them. A grid is known by its first word, "
+                  "ncols, or\n"
+                  " as netCDF.\n\n"
+                  "ERROR reading topography file {}",
+                  name, why, name));
+}
+
+/// Whether the line of the number of points is rather the first one of a table.
+bool holds_a_point(const std::string& line) {
+  FreeFormat values(line);
+  double easting = 0.0;
+  double northing = 0.0;
+  double elevation = 0.0;
+  return values.read(easting, northing, elevation);
+}
+
 SurfacePoints read_points(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("topography", name);
-  const auto need = [&](bool read) {
-    if (!read) {
-      stop_run(
-          fmt::format("ERROR reading topography file {}\n"
-                      " Expected the number of points, and then easting, northing and elevation on "
-                      "a line each.",
-                      name));
-    }
-  };
   std::string line;
   do {
-    need(file->read_line(line, kCountLine));
+    if (!file->read_line(line, kCountLine)) bad_file(name, "it has no line with their number");
   } while (line.starts_with('!'));
   std::int32_t npt = 0;
-  need(FreeFormat(line).read(npt) && npt > 0);
+  if (!FreeFormat(line).read(npt) || npt <= 0) {
+    bad_file(name, fmt::format("'{}' is not a number of points", trim(line)));
+  }
 
   SurfacePoints points;  // grows with the points that are there, not with the count
   FreeFormat values(*file);
   for (std::int32_t i = 1; i <= npt; ++i) {
-    double easting = 0.0;
-    double northing = 0.0;
-    double elevation = 0.0;
-    need(values.read(easting, northing, elevation));
+    std::array<double, 3> point{};
+    for (double& value : point) {
+      const Read read = values.next(value);
+      if (read == Read::value) continue;
+      std::string why =
+          read == Read::end
+              ? fmt::format("it ends after {} of {} points", i - 1, npt)
+              : fmt::format("point {} of {} is not easting, northing and elevation", i, npt);
+      if (holds_a_point(line)) why += fmt::format(", or '{}' is a point, not a number", trim(line));
+      bad_file(name, why);
+    }
     values.next_line();
-    append(points, easting, northing, elevation);
+    append(points, point[0], point[1], point[2]);
   }
   return points;
 }
 
-/// The fraction of the mesh, `extent`, that lies in the box of the points.
-double coverage(const Box& box, const Box& extent) {
-  if (box.west >= extent.east || box.east <= extent.west || box.south >= extent.north ||
-      box.north <= extent.south) {
-    stop_run("Error: Topography is outside the mesh.");
+void refuse_marks(const SurfacePoints& points, const std::string& name) {
+  for (std::size_t i = 0; i < points.elevation.size(); ++i) {
+    const double value = points.elevation[i];
+    if (is_elevation(value)) continue;
+    stop_run(fmt::format(
+        " ERROR: topography file {}, point {} ({:.10g} E {:.10g} N), has an elevation of {:g} m;\n"
+        " {}. Leave points without a value out.",
+        name, i + 1, points.easting[i], points.northing[i], value, why_no_elevation(value)));
   }
-  const double easting = std::min(box.east, extent.east) - std::max(box.west, extent.west);
-  const double northing = std::min(box.north, extent.north) - std::max(box.south, extent.south);
-  return (northing * easting) / ((extent.north - extent.south) * (extent.east - extent.west));
 }
 
 struct Nearest {
@@ -102,14 +108,14 @@ Nearest nearest_point(const SurfacePoints& points, double easting, double northi
   return nearest;
 }
 
-void append_corners(const Box& box, const Mesh& mesh, SurfacePoints& points) {
+void append_corners(const MapBox& box, const Mesh& mesh, SurfacePoints& points) {
   struct Corner {
     double easting;
     double northing;
     bool outside;
     Nearest nearest = {};
   };
-  const Box extent = box_of(mesh);
+  const MapBox extent = box_of(mesh);
   const bool west = box.west > extent.west;
   const bool east = box.east < extent.east;
   const bool south = box.south > extent.south;
@@ -124,10 +130,11 @@ void append_corners(const Box& box, const Mesh& mesh, SurfacePoints& points) {
   }
   const double near = 0.25 * std::min(mesh.dn.front(), mesh.de.front());
   for (const Corner& corner : corners) {
-    // A mesh whose widths overflow has corners that are no place: those are left out.
+    // Widths that overflow make corners without a finite position: those are left out.
     if (corner.outside && corner.nearest.distance > near &&
         std::isfinite(corner.nearest.distance)) {
       append(points, corner.easting, corner.northing, corner.nearest.elevation);
+      ++points.appended;
     }
   }
 }
@@ -186,10 +193,9 @@ void refuse_duplicates(const SurfacePoints& points) {
 
 SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh) {
   SurfacePoints points = read_points(name);
-  const Box box = box_of(points);
-  if (0.3 > coverage(box, box_of(mesh))) {
-    points.warnings.emplace_back("Topography region is not large enough.");
-  }
+  refuse_marks(points, name);
+  const MapBox box = box_of(points.easting, points.northing);
+  points.warnings = check_coverage(box, mesh);
   append_corners(box, mesh, points);
   refuse_duplicates(points);
   return points;
@@ -197,6 +203,7 @@ SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh) {
 
 SurfacePoints read_surface_points(const std::string& name) {
   SurfacePoints points = read_points(name);
+  refuse_marks(points, name);
   refuse_duplicates(points);
   return points;
 }

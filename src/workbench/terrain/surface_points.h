@@ -13,6 +13,7 @@ struct SurfacePoints {
   std::vector<double> easting;
   std::vector<double> northing;
   std::vector<double> elevation;
+  std::size_t appended = 0;           ///< corners of the mesh, which stand last
   std::vector<std::string> warnings;  ///< a sentence each
 };
 
@@ -20,13 +21,13 @@ struct SurfacePoints {
 /// both axes and farther than a quarter of the first cell's smaller width from every point: each
 /// with the elevation of the point nearest to it. A bounding box on less than 30 % of the mesh
 /// gives a warning.
-/// @throws StopRun for a malformed file, for points outside the mesh, and, after a list of them,
-/// for
+/// @throws StopRun for a malformed file, for elevations that cannot be meant, for points outside
+/// the mesh, and, after a list of them, for
 ///         points with equal easting and northing; file_not_found
 SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh);
 
 /// The points of the file alone, for a terrain without a mesh.
-/// @throws StopRun for a malformed file or points at one place as above; file_not_found
+/// @throws StopRun as above; file_not_found
 SurfacePoints read_surface_points(const std::string& name);
 
 }  // namespace quorivex

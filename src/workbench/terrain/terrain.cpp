@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <memory>
 #include <new>
 #include <optional>
@@ -13,6 +12,7 @@
 #include "base/text.h"
 #include "base/text_file.h"
 #include "workbench/terrain/ascii_grid.h"
+#include "workbench/terrain/coverage.h"
 #include "workbench/terrain/netcdf_grid.h"
 #include "workbench/terrain/netcdf_header.h"
 #include "workbench/terrain/surface_points.h"
@@ -24,56 +24,53 @@ namespace {
 
 constexpr std::size_t kFirstLine = 200;  // characters that tell what a file is
 
-Terrain from_grid(const std::string& name, TerrainGrid grid) {
-  check_elevations(grid, name);
-  const auto shared = std::make_shared<const TerrainGrid>(std::move(grid));
-  const TerrainGrid& g = *shared;
-  return {
-      [shared](double easting, double northing) { return shared->elevation(easting, northing); },
-      g.west,
-      g.east(),
-      g.south,
-      g.north(),
-      fmt::format("{} x {} grid", g.columns, g.rows)};
+Terrain from_grid(const std::string& name, TerrainGrid read, const Mesh* mesh) {
+  check_elevations(read, name);
+  const auto grid = std::make_shared<const TerrainGrid>(std::move(read));
+  const MapBox box{grid->west, grid->east(), grid->south, grid->north()};
+  return {.name = name,
+          .description = fmt::format("{} x {} grid", grid->columns, grid->rows),
+          .elevation = [grid](double e, double n) { return grid->elevation(e, n); },
+          .covers = [box](double e, double n) { return box.contains(e, n); },
+          .warnings = mesh ? check_coverage(box, *mesh) : std::vector<std::string>{}};
 }
 
-Terrain from_points(const std::string& name, const SurfacePoints& points) {
-  for (std::size_t i = 0; i < points.elevation.size(); ++i) {
-    const double value = points.elevation[i];
-    if (is_ground(value)) continue;
-    stop_run(fmt::format(
-        " ERROR: topography file {}, point {} ({:.10g} E {:.10g} N), has an elevation of {:g} m;\n"
-        " {}. Leave points without a value out.",
-        name, i + 1, points.easting[i], points.northing[i], value, why_no_ground(value)));
-  }
+Terrain from_points(const std::string& name, const Mesh* mesh) {
+  const SurfacePoints points = mesh ? read_surface_points(name, *mesh) : read_surface_points(name);
   const auto surface = std::make_shared<const Surface>(points);
-  const auto [west, east] = std::minmax_element(points.easting.begin(), points.easting.end());
-  const auto [south, north] = std::minmax_element(points.northing.begin(), points.northing.end());
-  return {[surface](double e, double n) { return surface->elevation(e, n); },
-          *west,
-          *east,
-          *south,
-          *north,
-          fmt::format("{} points", points.easting.size())};
+  return {.name = name,
+          .description = fmt::format("{} points", points.easting.size() - points.appended),
+          .elevation = [surface](double e, double n) { return surface->elevation(e, n); },
+          .covers = [surface](double e, double n) { return surface->covers(e, n); },
+          .warnings = points.warnings};
+}
+
+Terrain read(const std::string& name, const Mesh* mesh) {
+  std::optional<TextFile> file = TextFile::open(name);
+  if (!file) file_not_found("topography", name);
+  std::string first;
+  file->read_line(first, kFirstLine);
+  try {
+    if (is_netcdf(first)) return from_grid(name, read_netcdf_grid(name), mesh);
+    if (lower_case(trim(first)).starts_with("ncols")) {
+      file->rewind();
+      return from_grid(name, read_ascii_grid(name, *file), mesh);
+    }
+    return from_points(name, mesh);
+  } catch (const std::bad_alloc&) {
+    alloc_error("read_topography");
+  }
 }
 
 }  // namespace
 
-Terrain read_terrain(const std::string& name) {
-  std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("terrain", name);
-  std::string first;
-  file->read_line(first, kFirstLine);
-  try {
-    if (is_netcdf(first)) return from_grid(name, read_netcdf_grid(name));
-    if (lower_case(trim(first)).starts_with("ncols")) {
-      file->rewind();
-      return from_grid(name, read_ascii_grid(name, *file));
-    }
-    return from_points(name, read_surface_points(name));
-  } catch (const std::bad_alloc&) {
-    alloc_error("read_terrain");
-  }
+Terrain level_terrain(double elevation) {
+  return {
+      .name = {}, .elevation = [elevation](double, double) { return elevation; }, .warnings = {}};
 }
+
+Terrain read_terrain(const std::string& name) { return read(name, nullptr); }
+
+Terrain read_terrain(const std::string& name, const Mesh& mesh) { return read(name, &mesh); }
 
 }  // namespace quorivex

@@ -3,26 +3,37 @@
 
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "inversion/mesh_io/mesh.h"
 
 namespace quorivex {
 
-/// The ground over easting and northing. Beyond its box it is that of the nearest edge.
-struct Terrain {
-  std::function<double(double, double)> elevation;  ///< metres; NaN where the file has no value
-  double west = 0.0;
-  double east = 0.0;
-  double south = 0.0;
-  double north = 0.0;
-  std::string in_words;  ///< "1849 points", "40 x 30 grid"
+/// A function of easting and northing, metres.
+template <class Value>
+using MapFunction = std::function<Value(double easting, double northing)>;
 
-  bool covers(double easting, double northing) const {
-    return easting >= west && easting <= east && northing >= south && northing <= north;
-  }
+/// The surface of the Earth over easting and northing.
+struct Terrain {
+  std::string name;                   ///< of the file
+  std::string description = "level";  ///< "1849 points", "40 x 30 grid"
+  /// Metres; NaN where the file has no value. Outside what the terrain covers it is that of the
+  /// nearest point, or of the nearest edge of a grid.
+  MapFunction<double> elevation;
+  MapFunction<bool> covers = [](double, double) { return true; };
+  std::vector<std::string> warnings;  ///< a sentence each
 };
+
+Terrain level_terrain(double elevation);
 
 /// Reads a terrain: a topography file, whose points are joined to triangles, or a grid, between
 /// whose nodes elevations are bilinear: netCDF, or ESRI ASCII (first word "ncols").
 /// @throws StopRun naming what is wrong in the file; file_not_found
 Terrain read_terrain(const std::string& name);
+
+/// The same for a mesh, which it should overlap: corners of the mesh become points of a topography
+/// file (read_surface_points), and a terrain over less than 30 % of the mesh gives a warning.
+/// @throws StopRun also for a terrain outside the mesh
+Terrain read_terrain(const std::string& name, const Mesh& mesh);
 
 }  // namespace quorivex

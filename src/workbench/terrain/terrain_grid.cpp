@@ -30,14 +30,14 @@ constexpr double kUsualMark = -9999.0;  // of places without a value; the others
 
 }  // namespace
 
-bool is_ground(double elevation) {
+bool is_elevation(double elevation) {
   return elevation >= kLowest && elevation <= kHighest && elevation != kUsualMark;
 }
 
-std::string why_no_ground(double elevation) {
+std::string why_no_elevation(double elevation) {
   if (elevation == kUsualMark) {
-    return "that usually marks places without a value (ground that does lie there is to be told\n"
-           " with decimals, such as -9998.99)";
+    return "that usually marks places without a value (for terrain that does lie there write\n"
+           " decimals, such as -9998.99)";
   }
   return fmt::format("it should be from {:g} to {:g} m", kLowest, kHighest);
 }
@@ -60,7 +60,7 @@ double TerrainGrid::elevation(double easting, double northing) const {
 void check_elevations(const TerrainGrid& grid, const std::string& name) {
   for (std::int64_t i = 0; i < length(grid.nodes); ++i) {
     const double value = grid.nodes[as_size(i)];
-    if (std::isnan(value) || is_ground(value)) continue;
+    if (std::isnan(value) || is_elevation(value)) continue;
     const std::int64_t row = i / grid.columns;
     const std::int64_t column = i % grid.columns;
     stop_run(fmt::format(
@@ -69,7 +69,7 @@ void check_elevations(const TerrainGrid& grid, const std::string& name) {
         " places without a value, name it in the file: NODATA_value or _FillValue.",
         name, value, grid.west + grid.width * static_cast<double>(column),
         grid.north() - grid.height * static_cast<double>(row), row + 1, column + 1,
-        why_no_ground(value)));
+        why_no_elevation(value)));
   }
 }
 

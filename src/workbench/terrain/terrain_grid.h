@@ -27,14 +27,14 @@ struct TerrainGrid {
 
 inline constexpr std::int64_t kMaxNodes = 1'000'000;  ///< along one side of a grid
 
-/// Whether the ground may lie so high (metres): from -12,000 to 9,000, and not at -9999, which
-/// marks places without a value in most files.
-bool is_ground(double elevation);
+/// Whether a terrain can lie at this elevation (metres): from -12,000 to 9,000, and not at -9999,
+/// which marks places without a value in most files.
+bool is_elevation(double elevation);
 
 /// Why it may not, as the end of a sentence.
-std::string why_no_ground(double elevation);
+std::string why_no_elevation(double elevation);
 
-/// @throws StopRun naming the place of the first elevation that is no ground
+/// @throws StopRun naming the place of the first elevation that cannot be meant
 void check_elevations(const TerrainGrid& grid, const std::string& name);
 
 }  // namespace quorivex

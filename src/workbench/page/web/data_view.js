@@ -1,17 +1,41 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Maps and statistics of the data of one iteration.
-'use strict';
+import {
+  axis,
+  colourScale,
+  CONFIG,
+  DIVERGING,
+  fitHeight,
+  layout,
+  LEGEND_ABOVE,
+  metreAxis,
+  PALETTES,
+  WITH_COLOUR_BAR,
+} from './plots.js';
+import {byId, extremes, figures, metres} from './text.js';
 
-const MOST_POINTS = 5000;  // that a plot draws
+/**
+ * @typedef {import('./decode.js').Survey} Survey
+ *
+ * @typedef {object} DataView
+ * @property {Survey} survey
+ * @property {number[]} drawn  indices of the data that the maps draw
+ * @property {number} markerSize  in pixels
+ * @property {number[]} predicted  nT, of the iteration shown
+ * @property {number[]} normalised  (observed - predicted) / standard deviation
+ */
 
-// Numbers of the data that are drawn: all, or of each square the one nearest to its centre.
+const MAX_POINTS = 5000;  // that a plot draws
+const MAPS = ['observed', 'predicted', 'residual'];
+
+// Indices of the data that are drawn: all, or in each square the one nearest to its centre.
 function drawnData(x, y) {
-  if (x.length <= MOST_POINTS) return [...x.keys()];
+  if (x.length <= MAX_POINTS) return [...x.keys()];
   const [west, east] = extremes(x);
   const [south, north] = extremes(y);
   const longest = Math.max(east - west, north - south);
-  const area = Math.max((east - west) * (north - south), (longest * longest) / MOST_POINTS);
-  let side = Math.sqrt(area / MOST_POINTS) || 1;
+  const area = Math.max((east - west) * (north - south), (longest * longest) / MAX_POINTS);
+  let side = Math.sqrt(area / MAX_POINTS) || 1;
   for (;;) {
     const nearest = new Map();
     for (let i = 0; i < x.length; ++i) {
@@ -20,7 +44,7 @@ function drawnData(x, y) {
       const away = Math.hypot(u - Math.floor(u) - 0.5, v - Math.floor(v) - 0.5);
       if (!(nearest.get(key)?.away <= away)) nearest.set(key, {i, away});
     }
-    if (nearest.size <= MOST_POINTS) return [...nearest.values()].map((n) => n.i);
+    if (nearest.size <= MAX_POINTS) return [...nearest.values()].map((n) => n.i);
     side *= 1.2;
   }
 }
@@ -33,66 +57,118 @@ function innerRange(values) {
   return high > low ? [low, high] : [low - 1, low + 1];
 }
 
-function map(view, id, values, range, scale, title) {
-  const drawn = view.drawn;
-  const pick = (from) => drawn.map((i) => from[i]);
-  const [x, y] = [pick(view.survey.x), pick(view.survey.y)];
+/**
+ * @param {DataView} view
+ * @param {string} id
+ * @param {number[]} values  one per datum
+ * @param {number[]} range  of the colours
+ * @param {[number, string][]} scale
+ * @param {string} unit
+ */
+function map(view, id, values, range, scale, unit) {
+  const pick = (from) => view.drawn.map((i) => from[i]);
   const trace = {
-    type: 'scatter', mode: 'markers', x, y, customdata: drawn, hoverinfo: 'none',
+    type: 'scatter',
+    mode: 'markers',
+    x: pick(view.survey.x),
+    y: pick(view.survey.y),
+    customdata: view.drawn,
+    hoverinfo: 'none',
     marker: {
-      color: pick(values), cmin: range[0], cmax: range[1], colorscale: scale, size: view.markerSize,
+      color: pick(values),
+      cmin: range[0],
+      cmax: range[1],
+      colorscale: scale,
+      size: view.markerSize,
       symbol: 'square',
-      colorbar: {thickness: 14, outlinewidth: 0, ticks: 'outside', title: {text: title, side: 'top'}},
+      colorbar: {
+        thickness: 14,
+        outlinewidth: 0,
+        ticks: 'outside',
+        title: {text: unit, side: 'top'},
+      },
     },
   };
-  return Plotly.react(id, [trace], layout(
-    metreAxis('Easting (m)', {constrain: 'domain', constraintoward: 'left', nticks: 5}),
-    metreAxis('Northing (m)', {constrain: 'domain', constraintoward: 'top', scaleanchor: 'x', scaleratio: 1}),
-    {...BESIDE_COLOUR_BAR, uirevision: 1}), CONFIG);
+  const across = {constrain: 'domain', constraintoward: 'left', nticks: 5};
+  const up = {constrain: 'domain', constraintoward: 'top', scaleanchor: 'x', scaleratio: 1};
+  return Plotly.react(
+      id, [trace],
+      layout(
+          metreAxis('Easting (m)', across), metreAxis('Northing (m)', up),
+          {...WITH_COLOUR_BAR, uirevision: 1}),
+      CONFIG);
 }
 
 function histogram(normalised) {
   const [width, ends] = [0.5, 6];
   const inside = Array.from(normalised, (r) => Math.min(Math.max(r, -ends + 1e-9), ends - 1e-9));
-  const bell = Array.from({length: 121}, (_, i) => -ends + i / 10);
-  const height = (r) => (normalised.length * width * Math.exp(-0.5 * r * r)) / Math.sqrt(2 * Math.PI);
+  const places = Array.from({length: 121}, (_, i) => -ends + i / 10);
+  const peak = (normalised.length * width) / Math.sqrt(2 * Math.PI);
   const traces = [
     {
-      type: 'histogram', x: inside, xbins: {start: -ends, end: ends, size: width}, name: 'residuals',
-      marker: {color: '#5b9bb0', line: {color: '#fff', width: 1}}, hovertemplate: '%{x}: %{y} data<extra></extra>',
+      type: 'histogram',
+      x: inside,
+      xbins: {start: -ends, end: ends, size: width},
+      name: 'residuals',
+      marker: {color: '#5b9bb0', line: {color: '#fff', width: 1}},
+      hovertemplate: '%{x}: %{y} data<extra></extra>',
     },
     {
-      type: 'scatter', mode: 'lines', x: bell, y: bell.map(height), name: 'normal curve',
-      line: {color: '#b2182b', width: 2.5}, hoverinfo: 'skip',
+      type: 'scatter',
+      mode: 'lines',
+      x: places,
+      y: places.map((r) => peak * Math.exp(-0.5 * r * r)),
+      name: 'Gaussian curve',
+      line: {color: '#b2182b', width: 2.5},
+      hoverinfo: 'skip',
     },
   ];
-  return Plotly.react('histogram', traces, layout(
-    axis('(observed − predicted) / standard deviation; beyond ±6 in the last bars', {showgrid: false}),
-    axis('Number of data'), {...LEGEND_ABOVE, bargap: 0}), CONFIG);
+  const title = '(observed − predicted) / standard deviation; outer bars hold all beyond ±6';
+  return Plotly.react(
+      'histogram', traces,
+      layout(axis(title, {showgrid: false}), axis('Number of data'), {...LEGEND_ABOVE, bargap: 0}),
+      CONFIG);
 }
 
-function observedAgainstPredicted(view, predicted) {
+/** @param {DataView} view */
+function observedAgainstPredicted(view) {
+  const {observed} = view.survey;
   const pick = (from) => view.drawn.map((i) => from[i]);
-  const [low, high] = extremes([...extremes(view.survey.observed), ...extremes(predicted)]);
+  const [low, high] = extremes([...extremes(observed), ...extremes(view.predicted)]);
   const traces = [
     {
-      type: 'scatter', mode: 'lines', x: [low, high], y: [low, high], name: 'observed = predicted',
-      line: {color: '#b2182b', width: 1.5}, hoverinfo: 'skip',
+      type: 'scatter',
+      mode: 'lines',
+      x: [low, high],
+      y: [low, high],
+      name: 'observed = predicted',
+      line: {color: '#b2182b', width: 1.5},
+      hoverinfo: 'skip',
     },
     {
-      type: 'scatter', mode: 'markers', x: pick(view.survey.observed), y: pick(predicted), name: 'data',
-      customdata: view.drawn, marker: {color: '#0a5d73', size: 5, opacity: 0.55}, hoverinfo: 'none',
+      type: 'scatter',
+      mode: 'markers',
+      x: pick(observed),
+      y: pick(view.predicted),
+      name: 'data',
+      customdata: view.drawn,
+      marker: {color: '#0a5d73', size: 5, opacity: 0.55},
+      hoverinfo: 'none',
     },
   ];
-  return Plotly.react('scatter', traces, layout(
-    axis('Observed (nT)', {constrain: 'domain'}),
-    axis('Predicted (nT)', {scaleanchor: 'x', scaleratio: 1, constrain: 'domain'}),
-    LEGEND_ABOVE), CONFIG);
+  const equal = {scaleanchor: 'x', scaleratio: 1, constrain: 'domain'};
+  return Plotly.react(
+      'scatter', traces,
+      layout(
+          axis('Observed (nT)', {constrain: 'domain'}), axis('Predicted (nT)', equal),
+          LEGEND_ABOVE),
+      CONFIG);
 }
 
-function share(values, most) {
+// Per cent of the values whose size is at most `max`.
+function share(values, max) {
   let inside = 0;
-  for (const value of values) inside += Math.abs(value) <= most ? 1 : 0;
+  for (const value of values) inside += Math.abs(value) <= max ? 1 : 0;
   return ((100 * inside) / values.length).toFixed(1);
 }
 
@@ -108,17 +184,54 @@ function correlation(a, b) {
   return ab / Math.sqrt(aa * bb);
 }
 
+/**
+ * @param {DataView} view
+ * @param {number} i  index of the datum
+ */
 function describeDatum(view, i) {
   const {x, y, z, observed, deviation} = view.survey;
   const strong = document.createElement('strong');
-  strong.textContent = `observed ${figures(observed[i])} nT, predicted ${figures(view.predicted[i])} nT`;
-  byId('at-datum').replaceChildren(strong,
-    ` \u00b7 residual ${figures(view.normalised[i], 4)} standard deviations of ${figures(deviation[i], 4)} nT` +
-    ` \u00b7 datum ${i + 1} \u00b7 easting ${metres(x[i])} m, northing ${metres(y[i])} m, elevation ${metres(z[i])} m`);
+  strong.textContent =
+      `observed ${figures(observed[i])} nT, predicted ${figures(view.predicted[i])} nT`;
+  const residual = figures(view.normalised[i], 4);
+  byId('at-datum')
+      .replaceChildren(
+          strong,
+          ` \u00b7 residual ${residual} standard deviations of ${figures(deviation[i], 4)} nT` +
+              ` \u00b7 datum ${i + 1} \u00b7 easting ${metres(x[i])} m,` +
+              ` northing ${metres(y[i])} m, elevation ${metres(z[i])} m`);
 }
 
-// Draws the data of an iteration, predicted values in nT.
-async function showData(view, predicted) {
+/** @param {DataView} view */
+function describeFit(view) {
+  const within = (deviations) => share(view.normalised, deviations);
+  byId('histogram-note').textContent =
+      `${within(1)} % of the data are fitted within one standard deviation (68.3 % for Gaussian ` +
+      `errors), ${within(2)} % within two (95.4 %), ${within(3)} % within three (99.7 %).`;
+  const r = correlation(view.survey.observed, view.predicted);
+  byId('scatter-note').textContent = Number.isNaN(r) ?
+      'Observed and predicted data have no correlation, for one of them is constant.' :
+      `Correlation of observed and predicted data: ${r.toFixed(4)}.`;
+}
+
+/** @param {DataView} view */
+function describeMaps(view) {
+  const count = view.survey.x.length;
+  let text = `${count} data. Observed and predicted data share one colour range, from the first ` +
+      'to the 99th percentile of the observed data.';
+  if (view.drawn.length < count) {
+    text += ` The maps draw ${view.drawn.length} of them, in each small square the datum nearest ` +
+        'to its centre; all statistics use all data.';
+  }
+  byId('data-note').textContent = text;
+}
+
+/**
+ * Draws the data of an iteration.
+ * @param {DataView} view
+ * @param {number[]} predicted  nT
+ */
+export async function showData(view, predicted) {
   const {observed, deviation} = view.survey;
   view.predicted = predicted;
   view.normalised = observed.map((value, i) => (value - predicted[i]) / deviation[i]);
@@ -128,28 +241,28 @@ async function showData(view, predicted) {
   await map(view, 'predicted', predicted, range, scale, 'nT');
   await map(view, 'residual', view.normalised, [-4, 4], colourScale(DIVERGING), '');
   await histogram(view.normalised);
-  await observedAgainstPredicted(view, predicted);
-  byId('histogram-words').textContent =
-    `${share(view.normalised, 1)} % of the data are fitted within one standard deviation (68.3 % of ` +
-    `normal errors), ${share(view.normalised, 2)} % within two (95.4 %), ${share(view.normalised, 3)} % within three (99.7 %).`;
-  const r = correlation(observed, predicted);
-  byId('scatter-words').textContent = `Correlation of observed and predicted data: ${Number.isNaN(r) ? 'none, for one of them is constant' : r.toFixed(4)}.`;
+  await observedAgainstPredicted(view);
+  describeFit(view);
 }
 
-async function startDataView(survey, predicted) {
+/**
+ * Draws the data of the first iteration shown and listens to the pointer.
+ * @param {Survey} survey
+ * @param {number[]} predicted  nT
+ */
+export async function startDataView(survey, predicted) {
   const drawn = drawnData(survey.x, survey.y);
   const [west, east] = extremes(survey.x);
   const [south, north] = extremes(survey.y);
   const scale = 330 / Math.max(east - west, north - south, 1e-9);
   const area = Math.max((east - west) * (north - south) * scale * scale, 330 * 8);
   const markerSize = Math.min(11, Math.max(3, 1.02 * Math.sqrt(area / drawn.length)));
-  const view = {survey, drawn, markerSize};
-  for (const id of ['observed', 'predicted', 'residual']) fitHeight(id, (north - south) / (east - west), 260, 460);
-  byId('data-words').textContent = `${survey.x.length} data. Observed and predicted data share one colour ` +
-    'range, from the first to the 99th percentile of the observed ones.' + (drawn.length < survey.x.length
-    ? ` The maps draw ${drawn.length} of them, of each small square the datum nearest to its centre; all figures use all data.` : '');
+  /** @type {DataView} */
+  const view = {survey, drawn, markerSize, predicted, normalised: []};
+  for (const id of MAPS) fitHeight(id, (north - south) / (east - west), 260, 460);
+  describeMaps(view);
   await showData(view, predicted);
-  for (const id of ['observed', 'predicted', 'residual', 'scatter']) {
+  for (const id of [...MAPS, 'scatter']) {
     byId(id).on('plotly_hover', (event) => {
       const i = event.points[0].customdata;
       if (i !== undefined) describeDatum(view, i);

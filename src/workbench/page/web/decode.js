@@ -1,8 +1,54 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The data that the page carries: base64 of deflated bytes, in script elements that are no scripts.
-'use strict';
+// The data that the page carries: base64 of deflated bytes, in script elements that no browser
+// runs.
 
-async function inflate(base64) {
+/**
+ * @typedef {'easting' | 'northing' | 'elevation'} AxisName
+ *
+ * @typedef {object} Mesh
+ * @property {Record<AxisName, number[]>} nodes  coordinates (m) of the cell faces, increasing
+ * @property {number[]} tops  air cells of each column, easting fastest
+ * @property {{east: number, north: number, layers: number}} counts  cells along each axis
+ *
+ * @typedef {object} Survey  one value per datum
+ * @property {number[]} x  easting (m)
+ * @property {number[]} y  northing (m)
+ * @property {number[]} z  elevation (m)
+ * @property {number[]} observed  nT
+ * @property {number[]} deviation  standard deviation (nT)
+ *
+ * @typedef {object} IterationRow
+ * @property {number} number  from 1
+ * @property {number} beta
+ * @property {number} misfit
+ * @property {number} norm  of the model
+ * @property {string} modelFile
+ *
+ * @typedef {object} Run  the payload of the page
+ * @property {Mesh} mesh
+ * @property {Survey} survey
+ * @property {number | null} target  misfit; null when beta was kept
+ * @property {number} fileDigits  of the susceptibilities in a model file
+ * @property {IterationRow[]} iterations
+ * @property {number[]} held  numbers of the iterations whose models the page holds
+ */
+
+/**
+ * The row of the iteration of that number.
+ * @param {Run} run
+ * @param {number} number
+ */
+export function rowOf(run, number) {
+  const row = run.iterations.find((r) => r.number === number);
+  if (!row) throw new Error(`The run has no iteration ${number}.`);
+  return row;
+}
+
+/**
+ * The bytes that a script element carries.
+ * @param {string} base64
+ */
+export async function inflate(base64) {
   const text = atob(base64.trim());
   const bytes = new Uint8Array(text.length);
   for (let i = 0; i < bytes.length; ++i) bytes[i] = text.charCodeAt(i);
@@ -10,7 +56,11 @@ async function inflate(base64) {
   return new Uint8Array(await new Response(stream).arrayBuffer());
 }
 
-async function inflateText(base64) {
+/**
+ * The text that a script element carries.
+ * @param {string} base64
+ */
+export async function inflateText(base64) {
   return new TextDecoder().decode(await inflate(base64));
 }
 
@@ -30,18 +80,23 @@ function decimal(code, digits, firstExponent) {
   return code % 2 === 0 ? value : -value;
 }
 
-// One value a cell in cell order (depth fastest from the top, then easting, then northing); NaN
-// where there is air. The bytes hold the cells below the tops of their columns, all lowest bytes of
-// the codes first, all highest last.
-function decodeModel(bytes, digits, firstExponent, mesh) {
+/**
+ * One value per cell in cell order (depth fastest from the top, then easting, then northing); NaN
+ * in air. The bytes hold the ground cells, the lowest bytes of all codes first, the highest last.
+ * @param {Uint8Array} bytes
+ * @param {number} digits
+ * @param {number} firstExponent
+ * @param {Mesh} mesh
+ */
+export function decodeModel(bytes, digits, firstExponent, mesh) {
   const {east, north, layers} = mesh.counts;
   const count = bytes.length / 4;
   const values = new Float64Array(east * north * layers).fill(NaN);
   let next = 0;
   for (let column = 0; column < east * north; ++column) {
     for (let layer = mesh.tops[column]; layer < layers; ++layer, ++next) {
-      const code = bytes[next] + 256 * (bytes[next + count] + 256 * (bytes[next + 2 * count] +
-        256 * bytes[next + 3 * count]));
+      let code = 0;
+      for (let plane = 3; plane >= 0; --plane) code = 256 * code + bytes[next + plane * count];
       values[column * layers + layer] = decimal(code, digits, firstExponent);
     }
   }

@@ -1,9 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Unpacks the data, loads the plotting library, and draws the page.
-'use strict';
+import {showData, startDataView} from './data_view.js';
+import {decodeModel, inflate, inflateText, rowOf} from './decode.js';
+import {drawIterations} from './iterations_view.js';
+import {showModel, startModelView} from './model_view.js';
+import {byId, figures} from './text.js';
+
+/**
+ * @typedef {import('./decode.js').Mesh} Mesh
+ * @typedef {import('./decode.js').Run} Run
+ */
 
 async function loadLibrary() {
-  const source = URL.createObjectURL(new Blob([await inflate(byId('library').textContent)], {type: 'text/javascript'}));
+  const bytes = await inflate(byId('library').textContent);
+  const source = URL.createObjectURL(new Blob([bytes], {type: 'text/javascript'}));
   await new Promise((resolve, reject) => {
     const script = document.createElement('script');
     script.src = source;
@@ -14,27 +24,55 @@ async function loadLibrary() {
   URL.revokeObjectURL(source);
 }
 
-// Model and predicted data of an iteration that the page carries.
+/** @returns {Promise<Run>} */
+async function unpackRun() {
+  const run = JSON.parse(await inflateText(byId('payload').textContent));
+  const {easting, northing, elevation} = run.mesh.nodes;
+  run.mesh.counts = {
+    east: easting.length - 1,
+    north: northing.length - 1,
+    layers: elevation.length - 1,
+  };
+  return run;
+}
+
+/**
+ * Model and predicted data of an iteration that the page holds.
+ * @param {number} number
+ * @param {Mesh} mesh
+ */
 async function unpackIteration(number, mesh) {
   const model = byId(`model-${number}`);
-  const {digits, firstExponent} = model.dataset;
+  const digits = Number(model.dataset.digits);
+  const bytes = await inflate(model.textContent);
+  /** @type {number[]} */
+  const predicted = JSON.parse(await inflateText(byId(`predicted-${number}`).textContent));
   return {
-    digits: Number(digits),
-    values: decodeModel(await inflate(model.textContent), Number(digits), Number(firstExponent), mesh),
-    predicted: JSON.parse(await inflateText(byId(`predicted-${number}`).textContent)),
+    digits,
+    values: decodeModel(bytes, digits, Number(model.dataset.firstExponent), mesh),
+    predicted,
   };
 }
 
+/**
+ * @param {Run} run
+ * @param {number} number
+ * @param {number} digits  of the susceptibilities
+ */
 function describeIteration(run, number, digits) {
-  const row = run.iterations.find((r) => r.number === number);
-  byId('iteration-words').textContent = `beta ${figures(row.beta, 4)}, misfit ${figures(row.misfit, 5)}. ` + (digits < run.fileDigits
-    ? `To keep this page small, the susceptibilities of this iteration are rounded to ${digits} digits.`
-    : `Susceptibilities as in ${row.modelFile}.`);
+  const row = rowOf(run, number);
+  const values = digits < run.fileDigits ?
+      `To keep this page small, its susceptibilities are rounded to ${digits} digits.` :
+      `Susceptibilities as in ${row.modelFile}.`;
+  byId('iteration-note').textContent =
+      `beta ${figures(row.beta, 4)}, misfit ${figures(row.misfit, 5)}. ${values}`;
 }
 
 // Plots keep their size in pixels: on paper they are drawn for the width of a page.
 function preparePrinting() {
-  const resize = () => document.querySelectorAll('.plot').forEach((plot) => Plotly.Plots.resize(plot));
+  const resize = () => {
+    for (const plot of document.querySelectorAll('.plot')) Plotly.Plots.resize(plot);
+  };
   window.addEventListener('beforeprint', () => {
     document.body.style.width = '178mm';
     resize();
@@ -46,16 +84,13 @@ function preparePrinting() {
 }
 
 async function start() {
-  const [text] = await Promise.all([inflateText(byId('payload').textContent), loadLibrary()]);
-  const run = JSON.parse(text);
+  const [run] = await Promise.all([unpackRun(), loadLibrary()]);
   const {mesh, survey} = run;
-  mesh.counts = {
-    east: mesh.nodes.easting.length - 1, north: mesh.nodes.northing.length - 1,
-    layers: mesh.nodes.elevation.length - 1,
-  };
+  const last = run.iterations[run.iterations.length - 1].number;
+  const label = (n) => (n === last ? `${n} (last)` : String(n));
   const select = byId('iteration');
-  select.replaceChildren(...run.held.map((n) => new Option(n === run.iterations.at(-1).number ? `${n} (last)` : n, n)));
-  let shown = run.held.at(-1);
+  select.replaceChildren(...run.held.map((n) => new Option(label(n), String(n))));
+  let shown = run.held[run.held.length - 1];
   select.value = shown;
   const iteration = await unpackIteration(shown, mesh);
   describeIteration(run, shown, iteration.digits);
@@ -68,7 +103,7 @@ async function start() {
     shown = number;
     document.body.setAttribute('aria-busy', 'true');
     const chosen = await unpackIteration(number, mesh);
-    if (shown !== number) return;  // another one was chosen meanwhile
+    if (shown !== number) return;  // another one has been chosen meanwhile
     describeIteration(run, number, chosen.digits);
     await showModel(modelView, chosen.values);
     await showData(dataView, chosen.predicted);
@@ -79,8 +114,8 @@ async function start() {
 }
 
 start().catch((error) => {
-  byId('failure').textContent = `The plots cannot be drawn: ${error.message} The verdict and the tables do not need them. ` +
-    'Browsers from 2023 on can draw them.';
+  byId('failure').textContent = `The plots cannot be drawn: ${error.message} ` +
+      'The verdict and the tables do not need them. Browsers from 2023 on can draw them.';
   byId('failure').hidden = false;
   console.error(error);
 });

@@ -4,9 +4,13 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 
+#include "base/stop_run.h"
+#include "inversion/objective/bounds.h"
 #include "inversion/objective/calc_wtw_mod.h"
 #include "inversion/objective/model_norm.h"
 #include "scratch_folder.h"
@@ -113,6 +117,73 @@ TEST(Operators, EqualTheDenseDefinition) {
       EXPECT_NEAR(product[p] + inactive.gradient[p], half_gradient[p], 1e-10) << p;
       EXPECT_NEAR(got_diagonal[p], diagonal[p], 1e-10) << p;
     }
+  }
+}
+
+// A neighbour lost where one thread's cells or one partial sum ends and the next begins: the
+// objective is quadratic, so that central differences carry rounding errors only.
+TEST(Operators, ProductIsTheGradientOfTheNormAcrossTheEdgesOfPieces) {
+  Mesh mesh;
+  mesh.ne = 15;
+  mesh.nn = 19;
+  mesh.nz = 37;
+  mesh.de.assign(15, 10.0);
+  mesh.dn.assign(19, 12.0);
+  mesh.dz.assign(37, 7.0);
+  ActiveCells active;
+  active.map.resize(15 * 19 * 37);
+  std::iota(active.map.begin(), active.map.end(), 1);
+  active.ncell = static_cast<std::int32_t>(active.map.size());
+  ASSERT_GT(active.ncell, 2 * 4096);
+  const WeightingOperators operators = calc_W_components("null", mesh, active, {0.01, 1, 2, 3});
+  std::vector<double> m = values_of_seed(active.map.size(), 1);
+  const std::vector<double> zero(m.size());
+  std::vector<double> product(m.size());
+  CALC_WTW_MOD::calc_WTW_vec(operators, m, m, product);
+  const double total = calc_model_norm(operators, {}, false, m, zero).total;
+  EXPECT_NEAR(dot(m, product), total, 1e-12 * total);
+  for (const std::size_t edge : {4096U, 8192U}) {
+    for (const std::size_t from_edge : {0U, 1U, 36U, 37U, 38U, 37U * 15 - 1, 37U * 15}) {
+      for (const std::size_t c : {edge - 1 - from_edge, edge + from_edge}) {
+        m[c] += 0.5;
+        const double above = calc_model_norm(operators, {}, false, m, zero).total;
+        m[c] -= 1.0;
+        const double slope = above - calc_model_norm(operators, {}, false, m, zero).total;
+        m[c] += 0.5;
+        EXPECT_NEAR(product[c], 0.5 * slope, 1e-13 * total) << "cell " << c + 1;
+      }
+    }
+  }
+}
+
+// Cells counted from the active vector, bounds as scaled, the model's cells counted twice.
+TEST(Bounds, AreNamedAsTheUserWroteThemAndCountCells) {
+  const MeshOfAllKinds of;
+  const std::vector<double> wtz(as_size(of.active.ground->cells()), 4.0);
+  const auto ncell = as_size(of.active.ncell);
+  Bounds bounds{std::vector<double>(ncell, -4.0), std::vector<double>(ncell, 2.0)};
+  check_bound_order(bounds, of.active, wtz);
+  std::vector<double> model(ncell, 0.0);
+  model[0] = -4.5;
+  model[1] = 2.5;
+  model[2] = model[3] = 2.0;
+  model[4] = -4.0;
+  const CellsAtBounds cells = count_at_bounds(model, bounds);
+  EXPECT_EQ(cells.outside, 2);
+  EXPECT_EQ(cells.touching, 3);
+  EXPECT_THROW(check_none_outside(cells, "m"), StopRun);
+  bounds.upper[1] = -8.0;
+  bounds.upper[3] = -9.0;
+  const std::int64_t second =
+      std::find(of.active.map.begin(), of.active.map.end(), 2) - of.active.map.begin() + 1;
+  try {
+    check_bound_order(bounds, of.active, wtz);
+    ADD_FAILURE() << "bounds in the wrong order";
+  } catch (const StopRun& stop) {
+    EXPECT_EQ(stop.message(),
+              fmt::format("ERROR: Upper bound should be greater than lower: {} -1.0000E+00 "
+                          "-2.0000E+00",
+                          second));
   }
 }
 

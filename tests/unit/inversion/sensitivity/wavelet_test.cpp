@@ -18,11 +18,12 @@ namespace {
 constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kLengths[] = {2, 4, 6, 8, 10, 16};
 
-// A shifted offset, a sign of the high-pass, a wrong wrap, smooth and detail halves exchanged; an
-// inverse that is not the transpose.
+// A shifted offset, also for odd lengths, a sign of the high-pass, a wrong wrap, smooth and detail
+// halves exchanged; an inverse that is not the transpose.
 TEST(Wavelet, OneLevelEqualsTheDenseMatrixOfItsDefinition) {
-  for (const std::size_t ncof : kLengths) {
-    const std::vector<double> c = orthonormal_filter(ncof);
+  for (std::size_t ncof = 1; ncof <= 17; ++ncof) {
+    const std::vector<double> c =
+        ncof % 2 == 0 ? orthonormal_filter(ncof) : values_of_seed(ncof, 4);
     const auto filter = WTN_MOD::filter_setup(c);
     for (const std::size_t n : {4U, 8U, 32U}) {
       std::vector<std::vector<double>> W(n, std::vector<double>(n));
@@ -30,7 +31,8 @@ TEST(Wavelet, OneLevelEqualsTheDenseMatrixOfItsDefinition) {
         for (std::size_t k = 0; k < ncof; ++k) {
           const std::size_t column = (2 * i + 2 + k + ncof * n - ncof / 2) % n;
           W[i][column] += c[k];
-          W[n / 2 + i][column] += (k % 2 == 0 ? 1.0 : -1.0) * c[ncof - 1 - k];
+          const std::size_t reversed = ncof - 1 - k;
+          W[n / 2 + i][column] += (reversed % 2 == 0 ? -1.0 : 1.0) * c[reversed];
         }
       }
       const std::vector<double> a = values_of_seed(n, ncof);

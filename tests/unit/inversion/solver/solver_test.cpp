@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/stop_run.h"
 #include "compressed.h"
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/objective/calc_wtw_mod.h"
@@ -16,8 +17,6 @@
 
 namespace quorivex::test {
 namespace {
-
-constexpr double kBeta = 30.0;
 
 /// An inversion of a small survey with inactive cells, from random models and data.
 struct Inversion {
@@ -33,8 +32,14 @@ struct Inversion {
     EXPECT_EQ(active.influence_cells > 0, influence) << "the codes are those of air cells";
   }
 
-  void set_bounds(double most) {
-    bounds = {std::vector<double>(n, -most), std::vector<double>(n, most)};
+  void set_bounds(double bound) {
+    bounds = {std::vector<double>(n, -bound), std::vector<double>(n, bound)};
+  }
+
+  /// Makes `model` the reference and its predictions the data: phi is 0 there.
+  void set_minimum(const std::vector<double>& model) {
+    mref = model;
+    data.obs = evaluate_objective(problem(), model).predicted;
   }
 
   Problem problem() const {
@@ -48,15 +53,15 @@ struct Inversion {
 
   std::vector<double> right_hand_side(const CurrentModel& at) const {
     std::vector<double> g(n);
-    formrhs(problem(), at.model, at.value.predicted, kBeta, g);
+    formrhs(problem(), at.model, at.value.predicted, beta, g);
     return g;
   }
 
   CgResult update(CurrentModel& model, LinsolvState& state) const {
-    return linsolv(
-        problem(), kBeta, 1e-13, 2000, [](auto, auto) {}, model, state);
+    return linsolv(problem(), beta, {1e-13, 2000, [](auto, auto) {}}, model, state);
   }
 
+  double beta = 30.0;
   bool influence;
   bool smooth_mod_dif;
   bool compressed;
@@ -137,6 +142,36 @@ TEST(Products, OfACompressedFileWithAllCoefficientsAreThoseOfTheFullFile) {
     EXPECT_NEAR(g[i], g_compressed[i], 1e-6 * largest(g)) << "cell " << i + 1;
 }
 
+// A vector of any other length than those that a product is defined for.
+TEST(Products, RefuseVectorsOfOtherLengths) {
+  const auto refusal = [](auto action) -> std::string {
+    try {
+      action();
+    } catch (const StopRun& stop) {
+      return stop.message();
+    }
+    return "accepted";
+  };
+  for (const bool compressed : {false, true}) {
+    const Inversion s(true, false, compressed);
+    std::vector<double> odd(s.n + 1);
+    std::vector<double> d(as_size(s.file.sens.ndata));
+    EXPECT_EQ(refusal([&] { gprod(s.file.sens, s.active, odd, d); }),
+              compressed ? "size(x) /= # of cells" : "problem in gprod");
+  }
+  const Inversion s(true);
+  std::vector<double> model(s.n);
+  std::vector<double> below(s.file.sens.wtz.size());
+  std::vector<double> odd(below.size() + 1);
+  EXPECT_EQ(refusal([&] { below_to_active(s.active, odd, model); }), "idx1 /= size(m1)");
+  EXPECT_EQ(refusal([&] { below_to_active(s.active, below, odd); }), "size(m2) /= ncell");
+  EXPECT_EQ(refusal([&] { active_to_below(s.active, odd, below); }), "size(m2) /= ncell");
+  EXPECT_EQ(refusal([&] { active_to_below(s.active, model, odd); }), "idx1 /= size(m1)");
+  EXPECT_EQ(refusal([&] { full_to_below(*s.active.ground, std::vector<double>(60), odd); }),
+            "idx1 /= size(amodel)");
+  EXPECT_EQ(refusal([&] { s.current(odd); }), "size(amodel) /= ncell");
+}
+
 // A sign, a forgotten influence term, the reference model in the wrong terms. The objective is
 // quadratic, so that central differences carry rounding errors only.
 TEST(RightHandSide, IsMinusHalfTheGradientOfTheObjective) {
@@ -147,32 +182,94 @@ TEST(RightHandSide, IsMinusHalfTheGradientOfTheObjective) {
     const std::vector<double> g = with.right_hand_side(with.current(m));
     for (std::size_t i = 0; i < g.size(); ++i) {
       m[i] += 0.5;
-      const double above = with.current(m).value.total(kBeta);
+      const double above = with.current(m).value.total(with.beta);
       m[i] -= 1.0;
-      const double slope = above - with.current(m).value.total(kBeta);
+      const double slope = above - with.current(m).value.total(with.beta);
       m[i] += 0.5;
       EXPECT_NEAR(g[i], -0.5 * slope, 1e-9 * largest(g)) << "cell " << i + 1;
     }
   }
 }
 
-// Any error in the operator, the right-hand side, the preconditioner or the iteration.
-TEST(Linsolv, WithoutBoundsOneUpdateIsTheDenseSolution) {
-  const Inversion with(true);
-  CurrentModel model = with.current(std::vector<double>(with.n, 0.1));
+/// The step to the minimum of the objective, all cells free.
+std::vector<double> dense_step(const Inversion& with, const CurrentModel& model) {
   std::vector<std::vector<double>> A(with.n, std::vector<double>(with.n));
   AprodWork work(with.problem());
   for (std::size_t c = 0; c < with.n; ++c) {
     std::vector<double> unit(with.n);
     unit[c] = 1.0;
-    aprod(with.problem(), std::vector<std::int32_t>(with.n, 1), kBeta, unit, A[c], work);
+    aprod(with.problem(), std::vector<std::int32_t>(with.n, 1), with.beta, unit, A[c], work);
   }
-  const std::vector<double> dm = dense_solve(A, with.right_hand_side(model));
+  return dense_solve(A, with.right_hand_side(model));
+}
+
+// Any error in the operator, the right-hand side, the preconditioner or the iteration.
+TEST(Linsolv, WithoutBoundsOneUpdateIsTheDenseSolution) {
+  const Inversion with(true);
+  CurrentModel model = with.current(std::vector<double>(with.n, 0.1));
+  const std::vector<double> dm = dense_step(with, model);
   LinsolvState state;
   EXPECT_LT(with.update(model, state).residual, 1e-13);
   EXPECT_EQ(state.ntrunc, 0);
   for (std::size_t i = 0; i < with.n; ++i)
     EXPECT_NEAR(model.model[i], 0.1 + dm[i], 1e-7 * largest(dm)) << "cell " << i + 1;
+}
+
+// Fewer halvings, another step than the first that lowers the objective, an objective of the
+// current model at another beta. The bounds of every second cell cut it out of the step, which then
+// raises the objective until it is short enough for all cells to move together.
+TEST(Linsolv, HalvesTheStepUntilTheObjectiveFalls) {
+  Inversion with(false, true);
+  with.set_minimum(std::vector<double>(with.n, 1.0));
+  with.beta = 1e9;
+  for (double& smallness : with.weights.Ws) smallness *= 0.01;
+  for (std::size_t i = 0; i < with.n; i += 2) with.bounds.upper[i] = 0.025;
+  CurrentModel model = with.current(std::vector<double>(with.n));
+  const std::vector<double> dm = dense_step(with, model);
+  const double phi = model.value.total(with.beta);
+  std::vector<double> expected(with.n);
+  int halvings = -1;
+  double trial_phi = phi;
+  while (trial_phi >= phi) {
+    ++halvings;
+    for (std::size_t i = 0; i < with.n; ++i)
+      expected[i] = std::min(std::ldexp(dm[i], -halvings), with.bounds.upper[i]);
+    trial_phi = with.current(expected).value.total(with.beta);
+  }
+  EXPECT_GT(halvings, 3);
+  LinsolvState state;
+  with.update(model, state);
+  for (std::size_t i = 0; i < with.n; ++i) EXPECT_NEAR(model.model[i], expected[i], 1e-7);
+}
+
+// Another share than a tenth, or of another move than the largest.
+TEST(Linsolv, AHeldCellOfLargeGradientMovesByATenthOfTheLargestFreeMove) {
+  const Inversion with(false);
+  CurrentModel model = with.current(std::vector<double>(with.n));
+  LinsolvState state{std::vector<std::int32_t>(with.n), 2};
+  state.truncated[0] = 3;
+  state.truncated[1] = 20;
+  const std::vector<double> g = with.right_hand_side(model);
+  with.update(model, state);
+  std::vector<double> held{model.model[2], model.model[19]};
+  model.model[2] = model.model[19] = 0.0;
+  EXPECT_NEAR(largest(held), 0.1 * largest(model.model), 1e-12 * largest(model.model));
+  EXPECT_NEAR(held[0] * g[19], held[1] * g[2], 1e-12 * std::abs(held[0] * g[19]));
+  EXPECT_GT(held[0] * g[2], 0.0) << "along the gradient of phi, uphill";
+}
+
+// An end as soon as the square of the residual overflows.
+TEST(ConjugateGradients, GoOnWhenTheSquareOfTheResidualOverflows) {
+  const std::vector<double> diagonal{1.0, 2.0, 4.0};
+  const auto apply = [&](View1<const double> x, View1<double> y) {
+    for (std::int64_t i = 1; i <= 3; ++i) y(i) = diagonal[as_size(i - 1)] * x(i);
+  };
+  const std::vector<double> P(3, 1e-20);
+  std::vector<double> r(3, 1e160);
+  std::vector<double> dm(3);
+  const CgResult result = conjugate_gradients(apply, P, {1e-3, 50, [](auto, auto) {}}, r, dm);
+  EXPECT_EQ(result.residual, 0.0);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(dm[i] * diagonal[i], 1e160, 1e150);
 }
 
 // A cell that is frozen for ever, one that is not frozen or leaks into the product, a list that is
@@ -209,7 +306,7 @@ TEST(Linsolv, HoldsCellsOnABoundAndLetsThemGo) {
   EXPECT_LE(largest(held_moves), largest(free_moves));
 }
 
-// Equality counts as reaching a bound; the list begins anew.
+// Equality not counted as reaching a bound; a list that goes on from the last one.
 TEST(Projection, SetsAndListsCellsAtOrBeyondABound) {
   std::vector<double> model{-0.5, 1.0, 0.5, 0.0};
   LinsolvState state{std::vector<std::int32_t>(4), 3};

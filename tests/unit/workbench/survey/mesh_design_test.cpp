@@ -106,6 +106,20 @@ TEST(MeshDesign, DefaultsFollowTheSurvey) {
   EXPECT_THROW(survey_shape(lines(1, 2, 1e10, 0)), StopRun);
 }
 
+TEST(MeshDesign, UnderATerrainTheTopIsItsHighestAndDepthCountsFromItsLowest) {
+  const SurveyShape shape = survey_shape(lines(21, 41, 50, 50, 312));
+  MeshWishes wishes;
+  const MeshPlan chosen = plan_under_terrain(plan_mesh(shape, wishes), wishes, {100.0, 250.1234});
+  EXPECT_EQ(chosen.top, 250.124);  // never cut off by rounding
+  EXPECT_DOUBLE_EQ(chosen.depth, 500.0 + 150.124);
+  EXPECT_EQ(plan_under_terrain(chosen, wishes, {0.3, 120.3}).top, 120.3);
+  wishes.top = 180.0;
+  EXPECT_EQ(plan_under_terrain(plan_mesh(shape, wishes), wishes, {100, 250}).top, 180.0);
+  EXPECT_EQ(plan_under_terrain(plan_mesh(shape, wishes), wishes, {100, 250}).depth, 580.0);
+  wishes.depth = 90.0;
+  EXPECT_EQ(plan_under_terrain(plan_mesh(shape, wishes), wishes, {100, 250}).depth, 90.0);
+}
+
 TEST(MeshDesign, EveryStationHasHalfACoreCellAndThePaddingAroundIt) {
   for (const double offset : {0.0, 3.0, 12.5, 24.999}) {
     SurveyShape shape = survey_shape(lines(3, 3, 50, 100));
@@ -116,8 +130,8 @@ TEST(MeshDesign, EveryStationHasHalfACoreCellAndThePaddingAroundIt) {
     const std::ptrdiff_t west = std::find(mesh.de.begin(), mesh.de.end(), 25.0) - mesh.de.begin();
     const std::ptrdiff_t east = mesh.de.rend() - std::find(mesh.de.rbegin(), mesh.de.rend(), 25.0);
     EXPECT_EQ(std::fmod(node(west), 25.0), 0.0);
-    EXPECT_LE(node(west), shape.easting.least - 12.5);
-    EXPECT_GE(node(east), shape.easting.most + 12.5);
+    EXPECT_LE(node(west), shape.easting.min - 12.5);
+    EXPECT_GE(node(east), shape.easting.max + 12.5);
     EXPECT_LE(node(east) - node(west), 100.0 + 3 * 25.0);
     EXPECT_EQ(length(mesh.de), west + east);  // as many on both sides
     EXPECT_GE(node(west) - node(0), plan.padding);

@@ -75,7 +75,7 @@ void expect_plane(const Trend& trend, double tolerance) {
   EXPECT_NEAR(trend.north, -0.03, tolerance * 1e-3);
 }
 
-TEST(Trends, FitsFindThePlaneAndTheRobustOneIterationsOverTheAnomaly) {
+TEST(Trends, FitsFindThePlaneAndTheRobustOnePassesOverTheAnomaly) {
   const auto fit = [](const Stations& s, TrendKind kind, TrendFit how, double beyond) {
     return fit_trend(s, kind, how, 456000.0, 7556000.0, beyond);
   };
@@ -95,6 +95,13 @@ TEST(Trends, FitsFindThePlaneAndTheRobustOneIterationsOverTheAnomaly) {
   Stations s = plane_with_anomaly(0.0);
   remove_trend(fit(s, TrendKind::plane, TrendFit::squares, -1), s);
   for (const double value : s.field) EXPECT_NEAR(value, 0.0, 1e-9);
+}
+
+TEST(Trends, AreDescribedWithoutMeaninglessDigits) {
+  const Trend trend{455900.12345, 7556700.0000001, 359.7532391, 1.449216203e-2, -1e-9};
+  EXPECT_EQ(describe_trend(trend, TrendKind::constant), "359.75 nT");
+  EXPECT_EQ(describe_trend(trend, TrendKind::plane),
+            "359.75 nT at 455900.123 E 7556700 N, 14.492 nT/km eastward and 0 nT/km northward");
 }
 
 // The least sum of absolute residuals is where no step in any direction lowers it.
@@ -122,7 +129,7 @@ TEST(Trends, NoPlaneNearTheRobustOneHasSmallerAbsoluteResiduals) {
 
 // Of the calculator of the model's publishers, IGRF-13: definitive for both dates' epochs.
 TEST(GeomagneticField, AgreesWithPublishedValues) {
-  const MainField osborne = igrf_field({140.575, -22.094, 350.0}, 1990.5);
+  const MainField osborne = igrf_field({140.575, -22.094, 350.0}, {1990.5, "1990.5"});
   EXPECT_NEAR(osborne.inclination, -53.36, 0.006);
   EXPECT_NEAR(osborne.declination, 6.66, 0.006);
   EXPECT_NEAR(osborne.strength, 52083.0, 2.0);
@@ -131,7 +138,7 @@ TEST(GeomagneticField, AgreesWithPublishedValues) {
 // Wrong order or interpolation of epochs would break the line between them.
 TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
   const GeoPosition place{10.0, 50.0, 0.0};
-  const auto at = [&](double year) { return igrf_field(place, year).strength; };
+  const auto at = [&](double year) { return igrf_field(place, {year, "that day"}).strength; };
   EXPECT_NEAR(at(1995.0 - 1e-6), at(1995.0), 0.01);
   EXPECT_NEAR(at(1992.5), 0.5 * (at(1990.0) + at(1995.0)), 2.0);
   EXPECT_GT(std::abs(at(1990.0) - at(1995.0)), 20.0);
@@ -143,26 +150,27 @@ TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
       ADD_FAILURE() << year;
     } catch (const StopRun& stop) {
       EXPECT_NE(stop.console.find("the years 1900 to 20"), std::string::npos) << stop.console;
+      EXPECT_NE(stop.console.find("not of that day."), std::string::npos) << stop.console;
     }
   }
-  EXPECT_THROW(igrf_field({0.0, 91.0, 0.0}, 2000.0), StopRun);
-  EXPECT_THROW(igrf_field({std::nan(""), 9.0, 0.0}, 2000.0), StopRun);
+  EXPECT_THROW(igrf_field({0.0, 91.0, 0.0}, {2000.0, ""}), StopRun);
+  EXPECT_THROW(igrf_field({std::nan(""), 9.0, 0.0}, {2000.0, ""}), StopRun);
 }
 
 TEST(GeomagneticField, DatesAndUtmCoordinates) {
-  EXPECT_EQ(decimal_year("1990.5"), 1990.5);
-  EXPECT_EQ(decimal_year("2011-01-01"), 2011.0);
-  EXPECT_NEAR(decimal_year("1990-07-02"), 1990.5, 0.002);
+  EXPECT_EQ(parse_date("1990.5").year, 1990.5);
+  EXPECT_EQ(parse_date("2011-01-01").year, 2011.0);
+  EXPECT_DOUBLE_EQ(parse_date("1990-07-01").year, 1990.0 + 181.0 / 365.0);
   for (const char* bad : {"", "x", "1990-13-01", "1990-02-31", "90-", "1.7.1990", "nan", "now"})
-    EXPECT_THROW(decimal_year(bad), StopRun) << bad;
+    EXPECT_THROW(parse_date(bad), StopRun) << bad;
 
-  const MapPlace map = place_of_utm("54S", 455900.0, 7556700.0);  // west of 141 E, southern
-  EXPECT_NEAR(map.place.longitude, 140.5725, 1e-3);
-  EXPECT_NEAR(map.place.latitude, -22.0944, 1e-3);
-  EXPECT_NEAR(map.convergence, 0.16, 0.005);
+  const UtmPosition utm = position_of_utm("54S", 455900.0, 7556700.0);  // west of 141 E, southern
+  EXPECT_NEAR(utm.position.longitude, 140.5725, 1e-3);
+  EXPECT_NEAR(utm.position.latitude, -22.0944, 1e-3);
+  EXPECT_NEAR(utm.convergence, 0.16, 0.005);
   for (const char* bad : {"", "61S", "54", "S", "x"})
-    EXPECT_THROW(place_of_utm(bad, 455900.0, 7556700.0), StopRun) << bad;
-  EXPECT_THROW(place_of_utm("54S", 4559000.0, 7556700.0), StopRun);
+    EXPECT_THROW(position_of_utm(bad, 455900.0, 7556700.0), StopRun) << bad;
+  EXPECT_THROW(position_of_utm("54S", 4559000.0, 7556700.0), StopRun);
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/terrain/terrain.h"
-
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <netcdf.h>
@@ -12,6 +10,7 @@
 
 #include "base/stop_run.h"
 #include "scratch_folder.h"
+#include "workbench/terrain/survey_ground.h"
 
 #ifdef __SANITIZE_ADDRESS__
 // What these libraries leave behind of damaged files is theirs.
@@ -42,7 +41,7 @@ void expect_ground(const Terrain& t) {
   for (const auto& [e, n, z] : places) EXPECT_EQ(t.elevation(e, n), z) << e << " " << n;
   EXPECT_TRUE(std::isnan(t.elevation(111, 201)));
   EXPECT_TRUE(t.covers(120, 210) && !t.covers(121, 210) && !t.covers(99, 205));
-  EXPECT_EQ(t.in_words, "3 x 2 grid");
+  EXPECT_EQ(t.description, "3 x 2 grid");
 }
 
 TEST(Terrains, AnAsciiGridIsReadFromTheNorthAndItsFaultsAreNamed) {
@@ -100,6 +99,34 @@ TEST(Terrains, PointsAreJoinedToTrianglesAndImpossibleElevationsRefused) {
               "point 2 (10 E 0 N), has an elevation of -99999 m");
   expect_text(refusal_of(folder.write("p.txt", "3\n0 0 1\n10 0 2\n0 10 -9999\n")),
               "-9999 m;\n that usually marks places without a value");
+}
+
+TEST(Terrains, AMeshIsGivenTheSameRefusalsAndHowTheTerrainFits) {
+  const ScratchFolder folder;
+  const Mesh mesh = read_mesh_file(folder.write("m", "4 4 2\n0 0 100\n4*10\n4*10\n2*10"));
+  const auto refusal = [&](const std::string& text) {
+    try {
+      column_tops_of_terrain(mesh, read_terrain(folder.write("t", text), mesh));
+    } catch (const StopRun& stop) {
+      return stop.console;
+    }
+    return std::string("not refused");
+  };
+  expect_text(refusal("3\n0 0 1\n10 0 2\n0 10 -9999\n"), "that usually marks places without");
+  const auto grid = [](int west, const std::string& values) {
+    return fmt::format("ncols 2\nnrows 2\nxllcenter {}\nyllcenter 0\ncellsize 20\n{}", west,
+                       values);
+  };
+  expect_text(refusal(grid(40, "1 1 1 1")), "Error: Topography is outside the mesh.");
+  // The northeastern quarter is a gap, and what lies beyond takes the gap of the edge.
+  expect_text(refusal(grid(0, "1 -9999 1 1")), "no elevation at 64 of 81 places");
+  expect_text(refusal(grid(0, "1 -9999 1 1")), "the first at 5 E 5 N");
+  const Terrain part = read_terrain(folder.write("t", grid(0, "85 85 85 85")), mesh);
+  EXPECT_EQ(part.warnings.size(), 1U);  // 25 % of the mesh
+  const TerrainTops found = column_tops_of_terrain(mesh, part);
+  EXPECT_EQ(found.outside, 12);
+  EXPECT_EQ(found.tops.tops, std::vector<std::int32_t>(16, 2));
+  EXPECT_EQ(terrain_warnings(part, found, mesh).size(), 2U);
 }
 
 /// How a netCDF file of the same ground is written.

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What all plots of the page have in common: colours, axes and layout.
+import {byId} from './text.js';
+
+/** Perceptually uniform colour scales, evenly spaced from 0 to 1. */
+export const PALETTES = {
+  viridis: '440154 482878 3e4989 31688e 26828e 1f9e89 35b779 6ece58 b5de2b fde725',
+  cividis: '00224e 123570 3b496c 575d6d 707173 8a8678 a59c74 c3b369 e1cc55 fee838',
+  magma: '000004 180f3d 440f76 721f81 9e2f7f cd4071 f1605d fd9668 feca8d fcfdbf',
+  greys: 'ffffff d0d0d0 a3a3a3 777777 505050 2b2b2b 0a0a0a',
+};
+
+/** A diverging colour scale, for values on both sides of zero. */
+export const DIVERGING =
+    '053061 2166ac 4393c3 92c5de d1e5f0 f7f7f7 fddbc7 f4a582 d6604d b2182b 67001f';
+
+export const INK = '#17232e';
+
+/** Settings of the plotting library. */
+export const CONFIG = {
+  displaylogo: false,
+  responsive: true,
+  displayModeBar: matchMedia('(hover: hover)').matches ? 'hover' : false,
+  modeBarButtons: [['zoom2d', 'pan2d', 'zoomIn2d', 'zoomOut2d', 'resetScale2d', 'toImage']],
+};
+
+const FONT = {
+  family: 'system-ui, "Segoe UI", Roboto, "Liberation Sans", sans-serif',
+  size: 12.5,
+  color: INK,
+};
+const AXIS = {
+  showline: true,
+  mirror: true,
+  linecolor: '#8896a2',
+  ticks: 'outside',
+  tickcolor: '#8896a2',
+  gridcolor: '#e6ebef',
+  zeroline: false,
+};
+
+// Margins are fixed: fitting them to the labels would draw each plot several times.
+const MARGIN = {
+  l: 92,
+  r: 16,
+  t: 14,
+  b: 50,
+  autoexpand: false
+};
+
+/** Layout of plots with a colour bar. */
+export const WITH_COLOUR_BAR = {
+  margin: {...MARGIN, r: 88}
+};
+
+/** Layout of plots with a legend above them. */
+export const LEGEND_ABOVE = {
+  margin: {...MARGIN, t: 40},
+  showlegend: true,
+  legend: {orientation: 'h', x: 0, y: 1.02, yanchor: 'bottom', font: {size: 11}},
+};
+
+/** @param {string} palette */
+function colours(palette) {
+  const rgb = (hex) => [0, 2, 4].map((at) => parseInt(hex.slice(at, at + 2), 16));
+  return palette.split(' ').map(rgb);
+}
+
+function colourAt(stops, at) {
+  const place = Math.min(Math.max(at, 0), 1) * (stops.length - 1);
+  const below = Math.min(Math.floor(place), stops.length - 2);
+  return stops[below].map((c, i) => Math.round(c + (stops[below + 1][i] - c) * (place - below)));
+}
+
+/**
+ * A colour scale for the plots; colours below the place `fade` (0 to 1) have that opacity.
+ * @param {string} palette
+ * @param {number} [fade]
+ * @param {number} [opacity]
+ * @returns {[number, string][]}
+ */
+export function colourScale(palette, fade = 0, opacity = 1) {
+  const stops = colours(palette);
+  const paint = (at, alpha) => `rgba(${colourAt(stops, at).join(',')},${alpha})`;
+  const edge = Math.min(Math.max(fade, 0), 1);
+  const places = [...Array(33).keys()].map((i) => i / 32);
+  const low = edge > 0 ? [0, ...places.filter((at) => at > 0 && at < edge), edge] : [];
+  const high = edge < 1 ? [edge, ...places.filter((at) => at > edge && at < 1), 1] : [];
+  /** @type {(opacity: number) => (at: number) => [number, string]} */
+  const stop = (alpha) => (at) => [at, paint(at, alpha)];
+  return [...low.map(stop(opacity)), ...high.map(stop(1))];
+}
+
+/**
+ * An axis with a title; `more` are settings of the plotting library.
+ * @param {string} title
+ * @param {object} [more]
+ */
+export function axis(title, more = {}) {
+  return {...AXIS, title: {text: title, standoff: 8}, ...more};
+}
+
+/**
+ * An axis of coordinates.
+ * @param {string} title
+ * @param {object} [more]
+ */
+export const metreAxis = (title, more = {}) => axis(title, {tickformat: ',~f', ...more});
+
+/**
+ * Gives a map the height that suits its width, next to axis labels and colour bar.
+ * @param {string} id
+ * @param {number} ratio  extent upward / extent across
+ * @param {number} min  of the height in pixels
+ * @param {number} max
+ */
+export function fitHeight(id, ratio, min, max) {
+  const shape = ratio > 0 && ratio < Infinity ? ratio : 1;
+  const height = (byId(id).clientWidth - 170) * shape + 60;
+  byId(id).style.height = `${Math.min(Math.max(height, min), max)}px`;
+}
+
+/**
+ * The layout of a plot with these two axes.
+ * @param {object} x
+ * @param {object} y
+ * @param {object} [more]
+ */
+export function layout(x, y, more = {}) {
+  return {
+    font: FONT,
+    separators: '.\u202f',
+    margin: MARGIN,
+    hovermode: 'closest',
+    dragmode: 'pan',
+    showlegend: false,
+    paper_bgcolor: '#fff',
+    plot_bgcolor: '#fff',
+    xaxis: x,
+    yaxis: y,
+    ...more,
+  };
+}

@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Three sections through the model. Along each axis cells count from 0 with the coordinate: from
+// the west, from the south, and from the bottom.
+import {
+  colourScale,
+  CONFIG,
+  fitHeight,
+  INK,
+  layout,
+  metreAxis,
+  PALETTES,
+  WITH_COLOUR_BAR,
+} from './plots.js';
+import {byId, figures} from './text.js';
+
+/**
+ * @typedef {import('./decode.js').AxisName} AxisName
+ * @typedef {import('./decode.js').Mesh} Mesh
+ * @typedef {import('./decode.js').Survey} Survey
+ *
+ * @typedef {Record<AxisName, number>} Cell  its index along each axis
+ * @typedef {Record<AxisName, [number, number]>} Extent  in metres
+ * @typedef {'plan' | 'west-east' | 'south-north'} SectionId
+ * @typedef {{across: AxisName, up: AxisName, fixed: AxisName}} Section  what its axes are
+ *
+ * @typedef {object} ModelView  what the sections show, and how
+ * @property {Mesh} mesh
+ * @property {Survey} survey
+ * @property {Float64Array} values  susceptibility (SI) of every cell, NaN in air
+ * @property {[number, number]} range  of the susceptibilities of the last iteration
+ * @property {Cell} at  where the sections meet
+ * @property {Set<AxisName>} moved  axes along which that has changed since the last frame
+ * @property {number} frame  the request of the next frame; 0 when there is none
+ * @property {{mesh: Extent, survey: Extent}} extents  that can be chosen
+ * @property {'mesh' | 'survey'} extent  the one chosen
+ * @property {number} exaggeration  of the elevations
+ * @property {boolean} stations  whether they are drawn
+ * @property {string} palette  a name in PALETTES
+ * @property {'linear' | 'log'} scaling  of the colours
+ * @property {number} low  susceptibility (SI) of the first colour
+ * @property {number} high  and of the last
+ * @property {number} threshold  below which colours fade (SI); 0 for none
+ * @property {number} opacity  of faded colours, 0 to 1
+ */
+
+/** @type {Record<SectionId, Section>} */
+export const SECTIONS = {
+  plan: {across: 'easting', up: 'northing', fixed: 'elevation'},
+  'west-east': {across: 'easting', up: 'elevation', fixed: 'northing'},
+  'south-north': {across: 'northing', up: 'elevation', fixed: 'easting'},
+};
+
+/** @type {SectionId[]} */
+export const SECTION_IDS = ['plan', 'west-east', 'south-north'];
+
+const AIR = '#dde6ee';
+
+/**
+ * Index of a cell in the order of model files, from 0.
+ * @param {Mesh} mesh
+ * @param {Cell} at
+ */
+export function cellOf(mesh, at) {
+  const {east, layers} = mesh.counts;
+  return layers - 1 - at.elevation + layers * (at.easting + east * at.northing);
+}
+
+/**
+ * Number of cells along an axis.
+ * @param {Mesh} mesh
+ * @param {AxisName} axisName
+ */
+export const cellsAlong = (mesh, axisName) => mesh.nodes[axisName].length - 1;
+
+/**
+ * Rows of a section from its lower edge up; null in air, elsewhere `of` the
+ * cell's value.
+ * @param {ModelView} view
+ * @param {Section} section
+ * @param {(value: number) => number} of
+ */
+function cut(view, section, of) {
+  const {mesh, values} = view;
+  const [width, height] = [cellsAlong(mesh, section.across), cellsAlong(mesh, section.up)];
+  const at = {...view.at};
+  const rows = [];
+  for (at[section.up] = 0; at[section.up] < height; ++at[section.up]) {
+    const row = [];
+    for (at[section.across] = 0; at[section.across] < width; ++at[section.across]) {
+      const value = values[cellOf(mesh, at)];
+      row.push(Number.isNaN(value) ? null : of(value));
+    }
+    rows.push(row);
+  }
+  return rows;
+}
+
+/**
+ * The top of the ground cells along a vertical section, as steps.
+ * @param {ModelView} view
+ * @param {Section} section
+ */
+function groundLine(view, section) {
+  const {mesh} = view;
+  const edges = mesh.nodes[section.across];
+  const x = [];
+  const y = [];
+  const at = {...view.at};
+  for (let i = 0; i + 1 < edges.length; ++i) {
+    at[section.across] = i;
+    const top = mesh.tops[at.easting + mesh.counts.east * at.northing];
+    const elevation = mesh.nodes.elevation[mesh.counts.layers - top];
+    x.push(edges[i], edges[i + 1]);
+    y.push(elevation, elevation);
+  }
+  return {type: 'scatter', mode: 'lines', x, y, line: {color: INK, width: 1.6}, hoverinfo: 'skip'};
+}
+
+/** @param {Survey} survey */
+function stationMarkers(survey) {
+  return {
+    type: 'scatter',
+    mode: 'markers',
+    x: survey.x,
+    y: survey.y,
+    hoverinfo: 'skip',
+    marker: {size: 3, color: '#fff', line: {color: '#000', width: 0.6}},
+  };
+}
+
+// Ticks of a logarithmic colour axis: 1, 2 and 5 times the powers of ten.
+function logTicks(low, high) {
+  const values = [];
+  for (let power = Math.floor(Math.log10(low)); power <= Math.log10(high); ++power) {
+    for (const step of [1, 2, 5]) values.push(step * 10 ** power);
+  }
+  const inside = values.filter((v) => v >= low * 0.999 && v <= high * 1.001);
+  return {tickvals: inside.map(Math.log10), ticktext: inside.map((v) => figures(v, 2))};
+}
+
+/**
+ * Where a susceptibility lies on the colour axis.
+ * @param {ModelView} view
+ * @returns {(value: number) => number}
+ */
+function toColourAxis(view) {
+  const {low, scaling} = view;
+  return scaling === 'log' ? (v) => Math.log10(Math.max(v, low)) : (v) => v;
+}
+
+/**
+ * @param {ModelView} view
+ * @param {AxisName} axisName
+ */
+function centreOf(view, axisName) {
+  const nodes = view.mesh.nodes[axisName];
+  const i = view.at[axisName];
+  return (nodes[i] + nodes[i + 1]) / 2;
+}
+
+/**
+ * Two lines over a section where the others cut it. They lie above the plot, not in it: moving a
+ * shape of the plot would draw all cells again.
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+export function placeCrosshair(view, id) {
+  const plot = byId(id);
+  const area = plot.querySelector('.nsewdrag');
+  if (!area) return;
+  const section = SECTIONS[id];
+  const box = ['x', 'y', 'width', 'height'].map((name) => Number(area.getAttribute(name)));
+  const share = (axisName, range) => (centreOf(view, axisName) - range[0]) / (range[1] - range[0]);
+  const across = share(section.across, plot.layout.xaxis.range);
+  const up = share(section.up, plot.layout.yaxis.range);
+  const line = (name, at, left, top, width, height) => {
+    const element = plot.parentElement.querySelector(name);
+    element.hidden = !(at >= 0 && at <= 1);
+    const place = {left: plot.offsetLeft + left, top: plot.offsetTop + top, width, height};
+    for (const [side, value] of Object.entries(place)) element.style[side] = `${value}px`;
+  };
+  line('.cross-upright', across, box[0] + across * box[2] - 1, box[1], 0, box[3]);
+  line('.cross-level', up, box[0], box[1] + (1 - up) * box[3] - 1, box[2], 0);
+}
+
+/**
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+function sectionTraces(view, id) {
+  const section = SECTIONS[id];
+  const toColour = toColourAxis(view);
+  const [zmin, zmax] = [toColour(view.low), toColour(view.high)];
+  const fading = view.threshold > 0;
+  const fade = fading ? (toColour(view.threshold) - zmin) / (zmax - zmin) : 0;
+  const edges = {x: view.mesh.nodes[section.across], y: view.mesh.nodes[section.up]};
+  /** @type {object[]} */
+  const traces = [{
+    type: 'heatmap',
+    ...edges,
+    z: cut(view, section, toColour),
+    zmin,
+    zmax,
+    zsmooth: false,
+    colorscale: colourScale(PALETTES[view.palette], fade, view.opacity),
+    hoverinfo: 'none',
+    showscale: id === 'plan',
+    colorbar: {
+      title: {text: 'SI', side: 'top'},
+      thickness: 16,
+      outlinewidth: 0,
+      ticks: 'outside',
+      len: 1,
+      exponentformat: 'power',
+      ...(view.scaling === 'log' ? logTicks(view.low, view.high) : {}),
+    },
+  }];
+  // White below what is faded, so that it does not look like air.
+  if (fading) {
+    traces.unshift({
+      type: 'heatmap',
+      ...edges,
+      z: cut(view, section, () => 0),
+      colorscale: [[0, '#fff'], [1, '#fff']],
+      showscale: false,
+      hoverinfo: 'skip',
+    });
+  }
+  if (id !== 'plan') {
+    traces.push(groundLine(view, section));
+  } else if (view.stations) {
+    traces.push(stationMarkers(view.survey));
+  }
+  return traces;
+}
+
+/**
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+function sectionLayout(view, id) {
+  const section = SECTIONS[id];
+  const limits = view.extents[view.extent];
+  const range = (name) => ({
+    range: limits[name],
+    constrain: 'domain',
+    showgrid: false,
+    constraintoward: name === section.across ? 'left' : 'top',
+  });
+  const title = {easting: 'Easting (m)', northing: 'Northing (m)', elevation: 'Elevation (m)'};
+  const scaleratio = id === 'plan' ? 1 : view.exaggeration;
+  return layout(
+      metreAxis(title[section.across], {...range(section.across), nticks: 6}),
+      metreAxis(title[section.up], {...range(section.up), scaleanchor: 'x', scaleratio}), {
+        ...(id === 'plan' ? WITH_COLOUR_BAR : {}),
+        plot_bgcolor: AIR,
+        uirevision: `${view.extent} ${view.exaggeration}`,
+      });
+}
+
+/**
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+function drawSection(view, id) {
+  const extent = view.extents[view.extent];
+  const length = (name) => extent[name][1] - extent[name][0];
+  if (id === 'plan') fitHeight(id, length('northing') / length('easting'), 400, 700);
+  return Plotly.react(id, sectionTraces(view, id), sectionLayout(view, id), CONFIG);
+}
+
+/**
+ * Draws all sections.
+ * @param {ModelView} view
+ */
+export function drawSections(view) {
+  return Promise.all(SECTION_IDS.map((id) => drawSection(view, id)));
+}
+
+/**
+ * Puts another cut through the model into a section; quicker than drawing the section again.
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+export function redrawCells(view, id) {
+  const traces = sectionTraces(view, id);
+  const all = (name) => traces.map((trace) => trace[name]);
+  return Plotly.restyle(id, {x: all('x'), y: all('y'), z: all('z')});
+}

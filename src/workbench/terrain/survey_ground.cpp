@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "workbench/terrain/survey_ground.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <utility>
+
+#include "base/statistics.h"
+#include "base/stop_run.h"
+
+namespace quorivex {
+
+std::vector<double> heights_above(const Terrain& terrain, const Observations& data) {
+  std::vector<double> heights;
+  heights.reserve(data.x.size());
+  for (std::size_t i = 0; i < data.x.size(); ++i) {
+    const double elevation = terrain.elevation(data.x[i], data.y[i]);
+    if (!std::isfinite(elevation)) {
+      stop_run(
+          fmt::format(" ERROR: the terrain {} has no elevation at {:.10g} E {:.10g} N, the station "
+                      "of datum {}.",
+                      terrain.name, data.x[i], data.y[i], i + 1));
+    }
+    heights.push_back(data.z[i] - elevation);
+  }
+  return heights;
+}
+
+Terrain terrain_of(const GroundSource& source, const Mesh& mesh) {
+  if (source.topography.empty()) return level_terrain(source.elevation.value_or(mesh.z0));
+  return read_terrain(source.topography, mesh);
+}
+
+std::vector<std::string> terrain_warnings(const Terrain& terrain, const TerrainTops& found,
+                                          const Mesh& mesh) {
+  std::vector<std::string> warnings = terrain.warnings;
+  const std::int64_t columns = std::int64_t{mesh.ne} * mesh.nn;
+  if (found.outside * 100 > columns) {
+    warnings.push_back(fmt::format(
+        "{} of {} columns of the mesh lie outside the terrain {} ({});\n"
+        "there it is as high as at the nearest of its points, or of the corners of the mesh",
+        found.outside, columns, terrain.name, terrain.description));
+  }
+  if (found.cut.columns > 0) {
+    warnings.push_back(fmt::format(
+        "the top of the mesh, {:.10g} m, cuts off the terrain of {} of {} columns, which rises up\n"
+        "to {:.4g} m above it; no cell holds what lies there. Make a mesh with a higher top: qvx "
+        "mesh\nwith the same --topography or --elevation",
+        mesh.z0, found.cut.columns, columns, found.cut.max_height));
+  }
+  return warnings;
+}
+
+SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations) {
+  Mesh mesh = read_mesh_file(source.mesh);
+  check_widths(mesh);
+  const Terrain terrain = terrain_of(source, mesh);
+  SurveyGround survey;
+  survey.heights = heights_above(terrain, observations);
+  survey.median_height = median(survey.heights);
+  TerrainTops found = column_tops_of_terrain(mesh, terrain);
+  survey.cut = found.cut;
+  survey.warnings = terrain_warnings(terrain, found, mesh);
+  survey.ground = make_ground(std::move(mesh), std::move(found.tops));
+  check_not_all_air(survey.ground);
+  return survey;
+}
+
+}  // namespace quorivex

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/observations.h"
+#include "workbench/terrain/terrain.h"
+#include "workbench/terrain/terrain_tops.h"
+
+namespace quorivex {
+
+/// The mesh file and the terrain in it: a file, one elevation for all, or the top of the mesh.
+struct GroundSource {
+  std::string mesh;
+  std::string topography;
+  std::optional<double> elevation;
+};
+
+/// The ground below a survey.
+struct SurveyGround {
+  Ground ground;
+  std::vector<double> heights;  ///< of the stations above the terrain, metres
+  double median_height = 0.0;
+  TerrainCut cut;
+  std::vector<std::string> warnings;  ///< of the terrain and how it fits the mesh, a sentence each
+};
+
+/// The terrain of a source, at the top of the mesh where the source names none.
+Terrain terrain_of(const GroundSource& source, const Mesh& mesh);
+
+/// Of the stations above the terrain, metres.
+/// @throws StopRun for a station where the terrain has no elevation
+std::vector<double> heights_above(const Terrain& terrain, const Observations& observations);
+
+/// Sentences about a terrain that does not fit the mesh: columns outside the terrain when they are
+/// more than 1 %, columns cut off by the mesh top.
+std::vector<std::string> terrain_warnings(const Terrain& terrain, const TerrainTops& found,
+                                          const Mesh& mesh);
+
+/// @throws StopRun as the readers of mesh and terrain, for a station or a column where the terrain
+///         has no elevation, and when no cell lies below the terrain
+SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations);
+
+}  // namespace quorivex
