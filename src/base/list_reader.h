@@ -14,7 +14,7 @@ namespace quorivex {
 /// " ERROR: too many values in WHAT NAME"
 [[noreturn]] void too_many_values(std::string_view what, std::string_view name);
 
-/// Fills `values` from a file read whole, any number of values to a line.
+/// Fills `values` from a file read whole, any number of values per line.
 /// `what` names the file in messages ("active cell file").
 template <class Values>
 void read_list(FreeFormat& from, Values&& values, std::string_view what, std::string_view name) {

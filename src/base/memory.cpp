@@ -14,19 +14,19 @@ namespace {
 
 constexpr std::uint64_t kLarge = std::uint64_t{256} * 1024 * 1024;
 
-/// Main memory and swap space in bytes; without limit where the system does not tell.
+/// Main memory and swap space in bytes; unlimited where the system does not say.
 std::uint64_t available_memory() {
   std::ifstream file("/proc/meminfo");
   std::uint64_t kibibytes = 0;
-  bool told = false;
+  bool known = false;
   std::string line;
   for (std::string label; file >> label; std::getline(file, line)) {
     std::uint64_t value = 0;
     if (label != "MemAvailable:" && label != "SwapFree:") continue;
     if (file >> value) kibibytes += value;
-    told = told || label == "MemAvailable:";
+    known = known || label == "MemAvailable:";
   }
-  return told ? kibibytes * 1024 : std::numeric_limits<std::uint64_t>::max();
+  return known ? kibibytes * 1024 : std::numeric_limits<std::uint64_t>::max();
 }
 
 }  // namespace

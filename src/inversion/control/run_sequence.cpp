@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
+#include <new>
 #include <optional>
 
 #include "base/fixed_format.h"
@@ -57,6 +58,16 @@ std::string parameter_block(const std::string& input_name, const InversionParame
   return text + "\n\n";
 }
 
+/// Total time and date. The results are written by now: where no memory is left for these lines
+/// they are missing, and the run is complete all the same.
+void report_end(Timer& timer, Report& report) {
+  try {
+    report.both(timer.since_start("TOTAL"));
+    report_date("QUORIVEX ended on: ", report);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 }  // namespace
 
 void run_sequence(const std::vector<std::string>& arguments, Report& report) {
@@ -87,8 +98,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   run_inversion(problem, setup.alphas, target, beta, current, timer, report);
   Report::console("\n    Inversion completed.\n");
   report.log("\n");
-  report.both(timer.since_start("TOTAL"));
-  report_date("QUORIVEX ended on: ", report);
+  report_end(timer, report);
   report.close();
 }
 

@@ -99,7 +99,6 @@ void output_model(std::string_view base, std::string_view extension, View1<const
   require(wtz.size() == active.cells_below_topo, "idx1 /= size(wtz)");
   std::vector<double> full = allocate<double>(active.map.size(), "output_model");
   active_to_full(active, fixed, model, full);
-  AtomicFile file(numbered_name(base, iteration, extension));
   const auto top = [&](std::int64_t column) {
     return active.tops(static_cast<std::int32_t>((column - 1) / active.ne + 1),
                        static_cast<std::int32_t>((column - 1) % active.ne + 1));
@@ -111,16 +110,19 @@ void output_model(std::string_view base, std::string_view extension, View1<const
     below_before[as_size(column - 1)] = idx1;
     idx1 += active.nz - top(column);
   }
-  append_in_parallel(
-      file, columns, active.nz * kLineBytes, [&](std::int64_t column, std::string& text) {
-        std::size_t cell = as_size((column - 1) * active.nz);
-        std::int64_t below = below_before[as_size(column - 1)];
-        for (std::int32_t k = 1; k <= active.nz; ++k, ++cell) {
-          append_sci(text, k > top(column) ? full[cell] / wtz(++below) : kAir, 12, 5);
-          text.push_back('\n');
-        }
-      });
-  file.commit();
+  with_alloc_label("output_model", [&] {
+    AtomicFile file(numbered_name(base, iteration, extension));
+    append_in_parallel(
+        file, columns, active.nz * kLineBytes, [&](std::int64_t column, std::string& text) {
+          std::size_t cell = as_size((column - 1) * active.nz);
+          std::int64_t below = below_before[as_size(column - 1)];
+          for (std::int32_t k = 1; k <= active.nz; ++k, ++cell) {
+            append_sci(text, k > top(column) ? full[cell] / wtz(++below) : kAir, 12, 5);
+            text.push_back('\n');
+          }
+        });
+    file.commit();
+  });
 }
 
 }  // namespace quorivex
