@@ -46,11 +46,10 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
 
 [[noreturn]] void wrong_tops(const FinishedRun& run, const std::string& name, std::int32_t k,
                              std::int32_t i, std::int32_t j, double value, bool air) {
-  stop_run(
-      fmt::format(" ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
-                  " Model and sensitivity file are of different runs: run quorivex {} again.",
-                  k, i, j, air ? "air" : "ground", run.parameters.mtxFile, name, value,
-                  run.input_file));
+  stop_run(fmt::format(
+      " ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
+      " Model and sensitivity file are of different runs: run quorivex {} again.",
+      k, i, j, air ? "air" : "ground", run.parameters.mtxFile, name, value, run.input_file));
 }
 
 /// Compares the smallness of a model with the one that the run states for its iteration.
