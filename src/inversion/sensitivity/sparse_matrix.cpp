@@ -14,9 +14,9 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
-// A block of 2^13 doubles fills 64 KiB: what a row's part in it reads and adds to is found in the
+// A block of 2^13 doubles fills 64 KiB: what a row's piece in it reads and adds to is found in the
 // first- and second-level caches. Small grids have smaller blocks, so that every core has some;
-// larger ones where rows are so short that their ends would cost more than their coefficients.
+// larger blocks where rows are so short that their ends would cost more than their coefficients.
 constexpr int kMaxBits = 13;
 constexpr int kMinBits = 8;
 constexpr int kBlocksWanted = 5;  // as a power of two

@@ -127,7 +127,7 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
 
 void transform_axis(const Filter& filter, const Axis& axis, int isign, double* a,
                     std::vector<Scratch>& scratches) {
-  const auto threads = static_cast<int>(scratches.size());
+  [[maybe_unused]] const auto threads = static_cast<int>(scratches.size());
   Scratch* const of_thread = scratches.data();
 #pragma omp parallel for schedule(static) num_threads(threads) default(none) \
     shared(filter, axis, isign, a, of_thread)
