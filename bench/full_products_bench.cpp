@@ -9,6 +9,7 @@
 #include "base/multiversion.h"
 #include "inversion/sensitivity/full_sens_mod.h"
 #include "paired.h"
+#include "plain_products.h"
 
 namespace quorivex::bench {
 namespace {
@@ -66,34 +67,6 @@ void read_all() {
   benchmark::DoNotOptimize(total);
 }
 
-void plain_gv(const std::vector<double>& x, std::vector<double>& d) {
-  const SensitivityState& sens = matrix();
-#pragma omp parallel for schedule(static)
-  for (std::int64_t i = 0; i < kData; ++i) {
-    const float* g = sens.Gfull.row(i + 1);
-    double sum = 0.0;
-    for (std::int64_t j = 0; j < kCells; ++j) {
-      sum += static_cast<double>(g[j]) * x[static_cast<std::size_t>(j)];
-    }
-    d[static_cast<std::size_t>(i)] = sum;
-  }
-}
-
-void plain_gtv(const std::vector<double>& d, std::vector<double>& x) {
-  const SensitivityState& sens = matrix();
-#pragma omp parallel for schedule(static)
-  for (std::int64_t j0 = 0; j0 < kCells; j0 += 10000) {
-    std::fill_n(x.begin() + j0, 10000, 0.0);
-    for (std::int64_t i = 0; i < kData; ++i) {
-      const float* g = sens.Gfull.row(i + 1);
-      for (std::int64_t j = j0; j < j0 + 10000; ++j) {
-        x[static_cast<std::size_t>(j)] +=
-            static_cast<double>(g[j]) * d[static_cast<std::size_t>(i)];
-      }
-    }
-  }
-}
-
 /// The benchmark stops with an error unless both vectors agree.
 bool agree(benchmark::State& state, const std::vector<double>& a, const std::vector<double>& b) {
   double scale = 0.0;
@@ -114,14 +87,14 @@ void gv(benchmark::State& state) {
   std::vector<double> d(kData);
   std::vector<double> plain(kData);
   FULL_SENS_MOD::CALC_FULL_GV(matrix(), x, d);
-  plain_gv(x, plain);
+  test::plain_full_gv(matrix().Gfull, x, plain);
   if (!agree(state, plain, d)) return;
   const auto work = [&] { FULL_SENS_MOD::CALC_FULL_GV(matrix(), x, d); };
   if (state.range(0) == kBandwidth) {
     run_paired(state, kBytes, read_all, work);
   } else {
     run_paired(
-        state, kBytes, [&] { plain_gv(x, plain); }, work);
+        state, kBytes, [&] { test::plain_full_gv(matrix().Gfull, x, plain); }, work);
   }
 }
 
@@ -130,14 +103,14 @@ void gtv(benchmark::State& state) {
   std::vector<double> x(kCells);
   std::vector<double> plain(kCells);
   FULL_SENS_MOD::CALC_FULL_GTV(matrix(), d, x);
-  plain_gtv(d, plain);
+  test::plain_full_gtv(matrix().Gfull, d, plain);
   if (!agree(state, plain, x)) return;
   const auto work = [&] { FULL_SENS_MOD::CALC_FULL_GTV(matrix(), d, x); };
   if (state.range(0) == kBandwidth) {
     run_paired(state, kBytes, read_all, work);
   } else {
     run_paired(
-        state, kBytes, [&] { plain_gtv(d, plain); }, work);
+        state, kBytes, [&] { test::plain_full_gtv(matrix().Gfull, d, plain); }, work);
   }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // W^T W x of a mesh of 100 x 100 x 100 cells on all cores, against the plain form: the rows of the
-// four operators, one task an operator, each with a vector of its own, and their sum.
+// four operators, one task per operator, each with a vector of its own, and their sum.
 #include <array>
 #include <cmath>
 #include <numeric>
@@ -72,7 +72,7 @@ void model_term(benchmark::State& state) {
     state.SkipWithError("wrong answer");
     return;
   }
-  // What a product has to move: weights, positions and vectors, 72 bytes a cell.
+  // What a product has to move: weights, positions and vectors, 72 bytes per cell.
   run_paired(
       state, 72.0 * kCells, [&] { plain_product(x, terms, plain); },
       [&] { CALC_WTW_MOD::calc_WTW_vec(operators(), x, x, y); });

@@ -3,9 +3,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <chrono>
 #include <vector>
+
+#include "base/statistics.h"
 
 namespace quorivex::bench {
 
@@ -14,11 +15,6 @@ double seconds_of(Work work) {
   const auto start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-inline double median(std::vector<double> seconds) {
-  std::sort(seconds.begin(), seconds.end());
-  return seconds[seconds.size() / 2];
 }
 
 /// Runs a baseline and the work under test in turn, so that both see the same state of the machine,

@@ -80,7 +80,7 @@ void prisms(benchmark::State& state) {
     of_row.push_back(seconds_of([&] { prism_row(ground, station, weights, scratch, row); }));
     state.SetIterationTime(of_row.back());
   }
-  const double cells = static_cast<double>(ground.cells());
+  const auto cells = static_cast<double>(ground.cells());
   state.counters["ns/pair"] = median(of_row) / cells * 1e9;
   state.counters["eight_corners_ns/pair"] = median(of_plain) / cells * 1e9;
   state.counters["times_faster"] = median(of_plain) / median(of_row);

@@ -16,7 +16,7 @@ constexpr std::int32_t kCells = kSide * kSide * kDeep;
 void fill(RecordFileForBench& to) {
   to.record(std::vector<std::int32_t>{kData, kCells, kSide, kSide, kDeep});
   to.record(std::vector<double>(2 * (kSide + 1) + kDeep + 2, 1.0));
-  to.record(std::vector<std::int32_t>(kSide * kSide, 0));
+  to.record(std::vector<std::int32_t>(std::size_t{kSide} * kSide, 0));
   to.record(std::vector<std::int32_t>{0});
   to.record(std::vector<std::int32_t>{kSide, kSide, kDeep});
   to.record(std::vector<double>(kCells + 1, 1.0));

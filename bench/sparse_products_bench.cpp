@@ -12,6 +12,7 @@
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
 #include "paired.h"
+#include "plain_products.h"
 
 namespace quorivex::bench {
 namespace {
@@ -65,7 +66,7 @@ const RecordFileForBench& sparse_file() {
   static const RecordFileForBench file("sparse_products_bench.mtx", [](RecordFileForBench& to) {
     to.record(std::vector<std::int32_t>{kData, 60, 120, 120, 60});
     to.record(std::vector<double>(121 + 121 + 61 + 1, 1.0));
-    std::vector<std::int32_t> tops(120 * 120, 60);
+    std::vector<std::int32_t> tops(14400, 60);  // 120 x 120
     tops[0] = 0;
     to.record(tops);
     const std::vector<double> filter{0.0, std::sqrt(0.5), std::sqrt(0.5)};
@@ -83,32 +84,11 @@ const RecordFileForBench& sparse_file() {
   return file;
 }
 
-/// Both products as plain loops: whole rows shared out among the threads, accumulators on the heap.
+/// Both products as plain loops.
 void plain_loops(const SparseRows& rows, std::vector<double>& w) {
   std::vector<double> d(kData);
-#pragma omp parallel for schedule(dynamic, 1)
-  for (std::int32_t i = 0; i < kData; ++i) {
-    const SparseRow row = rows(i + 1);
-    for (std::int64_t k = 0; k < row.values.size(); ++k) {
-      d[as_size(i)] +=
-          static_cast<double>(row.values.data()[k]) * w[as_size(row.positions.data()[k] - 1)];
-    }
-  }
-  std::fill(w.begin(), w.end(), 0.0);
-#pragma omp parallel
-  {
-    std::vector<double> p(w.size());
-#pragma omp for schedule(dynamic, 1)
-    for (std::int32_t i = 0; i < kData; ++i) {
-      const SparseRow row = rows(i + 1);
-      for (std::int64_t k = 0; k < row.values.size(); ++k) {
-        p[as_size(row.positions.data()[k] - 1)] +=
-            static_cast<double>(row.values.data()[k]) * d[as_size(i)];
-      }
-    }
-#pragma omp critical
-    for (std::size_t at = 0; at < w.size(); ++at) w[at] += p[at];
-  }
+  test::plain_gv(rows, w, d);
+  test::plain_gtv(rows, d, w);
 }
 
 void gtgv(benchmark::State& state) {

@@ -42,8 +42,10 @@ void write_file(bool regular) {
   std::mt19937_64 random(1);
   const auto coordinate = [&] { return static_cast<double>(random() >> 11) * 0x1p-53 * kExtent; };
   for (std::int32_t i = 0; i < kPoints; ++i) {
-    const double easting = regular ? kExtent / 999.0 * (i % 1000) : coordinate();
-    const double northing = regular ? kExtent / 999.0 * (i / 1000) : coordinate();
+    const std::int32_t column = i % 1000;
+    const std::int32_t row = i / 1000;
+    const double easting = regular ? kExtent / 999.0 * column : coordinate();
+    const double northing = regular ? kExtent / 999.0 * row : coordinate();
     fmt::print(file, "{:.4f} {:.4f} {:.3f}\n", easting, northing, ground(easting, northing));
   }
   std::fclose(file);

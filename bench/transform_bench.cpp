@@ -7,6 +7,7 @@
 
 #include "inversion/sensitivity/wtn_mod.h"
 #include "paired.h"
+#include "plain_products.h"
 
 namespace quorivex::bench {
 namespace {
@@ -17,14 +18,13 @@ constexpr std::array<std::int32_t, 3> kCounts{64, 128, 128};
 constexpr std::int64_t kPoints = std::int64_t{64} * 128 * 128;
 
 /// Eight coefficients, of which the four of Daubechies differ from zero: the time does not depend
-/// on their values, and numbers that iteration many times neither grow nor vanish.
+/// on their values, and numbers that are transformed many times neither grow nor vanish.
 Filter filter_of_eight() {
   const double root = std::sqrt(3.0);
   std::vector<double> low(8);
-  for (int k = 0; k < 4; ++k) {
+  for (std::size_t k = 0; k < 4; ++k) {
     const double sign = k == 0 || k == 1 ? 1.0 : -1.0;
-    low[static_cast<std::size_t>(2 + k)] =
-        ((k == 1 || k == 2 ? 3.0 : 1.0) + sign * root) / (4.0 * std::sqrt(2.0));
+    low[2 + k] = ((k == 1 || k == 2 ? 3.0 : 1.0) + sign * root) / (4.0 * std::sqrt(2.0));
   }
   return WTN_MOD::filter_setup(low);
 }
@@ -36,47 +36,6 @@ std::vector<double> wave() {
   return values;
 }
 
-/// One level on the first n points of a line.
-void plain_level(const Filter& filter, std::vector<double>& a, std::size_t n, int isign,
-                 std::vector<double>& work) {
-  const std::size_t ncof = filter.low.size();
-  const std::size_t half = n / 2;
-  std::fill_n(work.begin(), n, 0.0);
-  for (std::size_t i = 0; i < half; ++i) {
-    const std::size_t start = 2 * i + 2 + ncof * n - ncof / 2;
-    for (std::size_t k = 0; k < ncof; ++k) {
-      const std::size_t at = (start + k) & (n - 1);
-      if (isign >= 0) {
-        work[i] += filter.low[k] * a[at];
-        work[i + half] += filter.high[k] * a[at];
-      } else {
-        work[at] += filter.low[k] * a[i] + filter.high[k] * a[i + half];
-      }
-    }
-  }
-  std::copy_n(work.begin(), n, a.begin());
-}
-
-void plain_transform(const Filter& filter, std::vector<double>& a, int isign) {
-  std::vector<double> line(128);
-  std::vector<double> work(128);
-  std::size_t stride = 1;
-  for (const std::int32_t count : kCounts) {
-    const auto n = static_cast<std::size_t>(count);
-    for (std::size_t first = 0; first < a.size(); first += n * stride) {
-      for (std::size_t start = first; start < first + stride; ++start) {
-        for (std::size_t k = 0; k < n; ++k) line[k] = a[start + k * stride];
-        for (std::size_t nt = n; isign >= 0 && nt >= 4; nt /= 2)
-          plain_level(filter, line, nt, isign, work);
-        for (std::size_t nt = 4; isign < 0 && nt <= n; nt *= 2)
-          plain_level(filter, line, nt, isign, work);
-        for (std::size_t k = 0; k < n; ++k) a[start + k * stride] = line[k];
-      }
-    }
-    stride *= n;
-  }
-}
-
 void transform(benchmark::State& state) {
   const int isign = state.range(0) == 0 ? 1 : -1;
   const Filter filter = filter_of_eight();
@@ -84,16 +43,16 @@ void transform(benchmark::State& state) {
   std::vector<double> a = start;
   std::vector<double> plain = start;
   WTN_MOD::WTN(filter, a, kCounts, isign);
-  plain_transform(filter, plain, isign);
+  test::plain_transform(filter, plain, kCounts, isign);
   double error = 0.0;
   for (std::size_t i = 0; i < a.size(); ++i) error = std::max(error, std::abs(a[i] - plain[i]));
   if (!(error <= 1e-12)) {
     state.SkipWithError("wrong answer");
     return;
   }
-  // Three iterations over the grid, each reads and writes it.
+  // Three walks over the grid, each reads and writes it.
   run_paired(
-      state, 6.0 * 8.0 * kPoints, [&] { plain_transform(filter, plain, isign); },
+      state, 6.0 * 8.0 * kPoints, [&] { test::plain_transform(filter, plain, kCounts, isign); },
       [&] { WTN_MOD::WTN(filter, a, kCounts, isign); });
 }
 

@@ -13,24 +13,42 @@ namespace quorivex {
 std::string numbered_name(std::string_view base, std::int32_t iteration,
                           std::string_view extension);
 
-/// A file that appears under its name only when it is complete: it grows as NAME.part beside its
-/// place and takes its name in `commit`. An end by an exception leaves nothing behind, a signal
-/// NAME.part. A link is followed; a device, a pipe or a folder of that name is refused.
+/// NAME.part while it is being written. It belongs to one program at a time: a lock refuses others.
+class PartFile {
+ public:
+  /// Creates it, or empties what an interrupted run left. A link of that name is refused.
+  explicit PartFile(std::string name);
+  PartFile(const PartFile&) = delete;
+  PartFile& operator=(const PartFile&) = delete;
+  /// Removes the file unless it was renamed.
+  ~PartFile();
+
+  /// A second descriptor of the open file.
+  int duplicate() const;
+  void rename_to(const std::string& name);
+  const std::string& name() const { return name_; }
+
+ private:
+  std::string name_;
+  int descriptor_;  // holds the lock until the file has its final name
+  bool renamed_ = false;
+};
+
+/// A file that appears under its name only when it is complete: it grows as NAME.part next to it
+/// and takes its name in `commit`. An exception leaves nothing behind, a signal NAME.part.
+/// A link called NAME is followed, also to a file that does not exist yet; a device, a pipe or a
+/// folder of that name is refused.
 class AtomicFile {
  public:
   explicit AtomicFile(const std::string& name);
-  AtomicFile(const AtomicFile&) = delete;
-  AtomicFile& operator=(const AtomicFile&) = delete;
-  ~AtomicFile();
 
   void append(std::string_view text) { file_.append(text); }
   void commit();
 
  private:
   std::string name_;
-  std::string part_name_;
+  PartFile part_;
   OutputFile file_;
-  bool committed_ = false;
 };
 
 }  // namespace quorivex

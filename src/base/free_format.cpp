@@ -31,9 +31,18 @@ bool parse(std::string_view token, std::int32_t& value) {
   return parse_whole_token(token, value) == std::errc();
 }
 
+/// Gives an exponent without a letter its own: "1.5-3" becomes "1.5e-3".
+void insert_exponent_letter(std::string& token) {
+  const std::size_t sign = token.find_first_of("+-", 1);
+  if (sign == std::string::npos) return;
+  const char before = token[sign - 1];
+  if (before == '.' || (before >= '0' && before <= '9')) token.insert(sign, 1, 'e');
+}
+
 bool parse(std::string& token, double& value) {
   std::replace_if(
       token.begin(), token.end(), [](char c) { return c == 'D' || c == 'd'; }, 'e');
+  insert_exponent_letter(token);
   const std::errc error = parse_whole_token(token, value);
   if (error == std::errc::result_out_of_range) {  // too large, or so small that it is zero
     value = std::strtod(token.c_str(), nullptr);

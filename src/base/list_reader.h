@@ -11,7 +11,7 @@ namespace quorivex {
 /// " ERROR: end reached reading WHAT NAME" or " ERROR reading WHAT NAME", as `read` says.
 [[noreturn]] void list_error(Read read, std::string_view what, std::string_view name);
 
-/// Fills `values` from a file read whole, any number of values to a line.
+/// Fills `values` from a file read whole, any number of values per line.
 /// `what` names the file in messages ("active cell file").
 template <class Values>
 void read_list(FreeFormat& from, Values&& values, std::string_view what, std::string_view name) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-// QUORIVEX_MULTIVERSIONED before a function makes the compiler translate it for several
-// generations of processors; the program takes the best one when it starts. Such a function must
-// not contain a parallel region: the part that the threads run would be translated once only.
+// QUORIVEX_MULTIVERSIONED before a function compiles it for several generations of
+// processors; the program picks the best version when it starts. Such a function must
+// not contain a parallel region: the part that the threads run would be compiled once only.
 // QUORIVEX_ONE_TARGET turns it off: for -march=native, and for the thread sanitizer, whose runtime
 // is not ready yet when the choice is made.
 #if defined(__x86_64__) && !defined(QUORIVEX_ONE_TARGET)

@@ -10,11 +10,11 @@
 
 namespace quorivex {
 
-/// Elements of the pieces that sums over long vectors are cut into.
+/// Elements per piece of a sum over a long vector.
 inline constexpr std::int64_t kSumPiece = 4096;
 
 /// Calls part(first, last) -> sum for pieces of 0 .. n-1 on all threads and adds the results up in
-/// order: the bits do not depend on the number of threads. Sum has operator+= and is 0 when made.
+/// order: the bits do not depend on the number of threads. Sum has operator+= and starts at 0.
 template <class Sum, class Part>
 Sum ordered_sum(std::int64_t n, std::string_view label, Part part) {
   const std::int64_t pieces = (n + kSumPiece - 1) / kSumPiece;

@@ -16,55 +16,62 @@ namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{256} * 1024;
 
-[[noreturn]] void writing_failed(const std::string& name, int error) {
-  throw StopRun(fmt::format("\n ERROR writing file {}: {}\n", name, std::strerror(error)));
+int open_for_writing(const std::string& name) {
+  // Without O_NONBLOCK a pipe of that name would wait for a reader forever.
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
+  const int descriptor = ::open(name.c_str(), kFlags, 0666);
+  if (descriptor < 0) writing_failed(name, std::strerror(errno));
+  ::fcntl(descriptor, F_SETFL, 0);
+  return descriptor;
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& name) : OutputFile(name, name) {}
-
-OutputFile::OutputFile(const std::string& name, std::string shown) : shown_(std::move(shown)) {
-  // Without O_NONBLOCK a pipe of that name would wait for a reader for ever.
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
-  descriptor_ = ::open(name.c_str(), kFlags, 0666);
-  if (descriptor_ < 0) writing_failed(shown_, errno);
-  ::fcntl(descriptor_, F_SETFL, 0);
+void writing_failed(std::string_view name, std::string_view reason) {
+  throw StopRun(fmt::format("\n ERROR writing file {}: {}\n", name, reason));
 }
+
+OutputFile::OutputFile(const std::string& name) : OutputFile(name, -1) {
+  descriptor_ = open_for_writing(name);
+}
+
+OutputFile::OutputFile(std::string name, int descriptor)
+    : name_(std::move(name)),
+      descriptor_(descriptor),
+      buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)) {}
 
 OutputFile::~OutputFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 void OutputFile::append(std::string_view text) {
-  if (text.size() >= kBufferBytes) {
-    flush();
+  if (text.size() > kBufferBytes - filled_) flush();
+  if (text.size() > kBufferBytes) {
     write(text);
     return;
   }
-  buffer_.append(text);
-  if (buffer_.size() >= kBufferBytes) flush();
+  std::memcpy(buffer_.get() + filled_, text.data(), text.size());
+  filled_ += text.size();
 }
 
 void OutputFile::flush() {
-  const std::string text = std::exchange(buffer_, {});  // a second attempt would end no better
-  write(text);
+  // Emptied in any case: a second attempt would end no better.
+  write({buffer_.get(), std::exchange(filled_, 0)});
 }
 
 void OutputFile::write(std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(descriptor_, text.data(), text.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) writing_failed(shown_, errno);
+    if (count < 0) writing_failed(name_, std::strerror(errno));
     text.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 
 void OutputFile::close() {
   flush();
-  const int descriptor = descriptor_;
-  descriptor_ = -1;
-  if (::close(descriptor) != 0) writing_failed(shown_, errno);
+  const int descriptor = std::exchange(descriptor_, -1);
+  if (::close(descriptor) != 0) writing_failed(name_, std::strerror(errno));
 }
 
 }  // namespace quorivex

@@ -1,22 +1,25 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace quorivex {
 
 /// A file being written. What cannot be created, written or closed ends the run with
-/// " ERROR writing file NAME: REASON".
+/// " ERROR writing file NAME: REASON". The buffer is made on opening: a short text can be appended
+/// and flushed when memory is exhausted.
 class OutputFile {
  public:
   /// Creates the file or empties an existing one.
   explicit OutputFile(const std::string& name);
-  /// The same under another name in messages: `shown`.
-  OutputFile(const std::string& name, std::string shown);
+  /// Takes over a descriptor that is open for writing; `name` is for messages.
+  OutputFile(std::string name, int descriptor);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
-  /// Closes without a word; what is still buffered is lost.
+  /// Closes without a message; what is still buffered is lost.
   ~OutputFile();
 
   void append(std::string_view text);
@@ -26,9 +29,13 @@ class OutputFile {
  private:
   void write(std::string_view text);
 
-  std::string shown_;
-  std::string buffer_;
-  int descriptor_ = -1;
+  std::string name_;
+  int descriptor_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t filled_ = 0;
 };
+
+/// " ERROR writing file NAME: REASON"
+[[noreturn]] void writing_failed(std::string_view name, std::string_view reason);
 
 }  // namespace quorivex

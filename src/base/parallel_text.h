@@ -12,7 +12,7 @@
 namespace quorivex {
 
 /// Appends the texts of items 1..count in order. All threads format: `format(item, text)` appends
-/// an item's text of at most `bytes` characters. Some 4 MiB of text are held at a time.
+/// an item's text of at most `bytes` characters. About 4 MiB of text are held at a time.
 template <class Format>
 void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes,
                         const Format& format) {
@@ -24,16 +24,16 @@ void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes
   std::vector<std::string> texts(as_size(at_a_time));
   for (std::string& text : texts) text.reserve(as_size(std::min(items, count) * bytes));
   for (std::int64_t before = 0; before < count; before += at_a_time * items) {
-    const std::int64_t behind = std::min(before + at_a_time * items, count);
+    const std::int64_t end = std::min(before + at_a_time * items, count);
 #pragma omp parallel for schedule(dynamic, 1) default(none) \
-    shared(texts, format, before, behind, items)
-    for (std::int64_t first = before; first < behind; first += items) {
+    shared(texts, format, before, end, items)
+    for (std::int64_t first = before; first < end; first += items) {
       std::string& text = texts[as_size((first - before) / items)];
       text.clear();
-      for (std::int64_t item = first; item < std::min(first + items, behind); ++item)
+      for (std::int64_t item = first; item < std::min(first + items, end); ++item)
         format(item + 1, text);
     }
-    const std::int64_t pieces = (behind - before + items - 1) / items;
+    const std::int64_t pieces = (end - before + items - 1) / items;
     for (std::int64_t piece = 0; piece < pieces; ++piece) file.append(texts[as_size(piece)]);
   }
 }

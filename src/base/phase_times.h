@@ -9,8 +9,8 @@ namespace quorivex {
 enum class Phase { read, transform, matrix, model_term, vectors, write };
 
 /// Adds the time until its end to a phase, when the environment variable QUORIVEX_TIMING is set;
-/// otherwise it does nothing. For the main thread. The tally is the process's own, as the clock is:
-/// it is no part of a run's state and nothing but `report_phase_times` reads it.
+/// otherwise it does nothing. For the main thread only. The tally belongs to the process, as its
+/// clock does: it is not part of a run's state, and only `report_phase_times` reads it.
 class PhaseTimer {
  public:
   explicit PhaseTimer(Phase phase);

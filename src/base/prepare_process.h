@@ -3,8 +3,8 @@
 
 namespace quorivex {
 
-/// Makes failures that the system would answer with a signal, or with a mix-up of files, ordinary
-/// ones: a file beyond the size limit, a console that went away, standard streams that are closed.
+/// Turns SIGXFSZ and SIGPIPE into ordinary write errors (a file beyond the size limit, a console
+/// that went away) and opens standard streams that are closed, lest a file take their place.
 void prepare_process();
 
 }  // namespace quorivex

@@ -8,7 +8,7 @@
 namespace quorivex {
 
 /// How far a piece of work is, on standard error: a bar with the remaining time when that is a
-/// terminal, otherwise a line a minute (or nothing, where asked for). Silent for the first two
+/// terminal, otherwise one line per minute (or nothing, on request). Silent for the first two
 /// seconds. Not for concurrent use.
 class Progress {
  public:
@@ -25,7 +25,7 @@ class Progress {
   void done(std::int64_t count) {
     done(count, static_cast<double>(count) / static_cast<double>(total_));
   }
-  /// `share` of the work, 0 to 1, where the count alone does not tell.
+  /// `share` of the work, 0 to 1, where it does not follow from the count.
   void done(std::int64_t count, double share);
 
  private:

@@ -10,7 +10,8 @@
 namespace quorivex {
 
 /// A binary file of framed records, little-endian: a 4-byte count L, L bytes, and L again.
-/// Every function returns false when the file does not hold what is asked for; it is no use after.
+/// Every function returns false when the file does not hold what was requested; it must not be used
+/// afterwards.
 class RecordFile {
  public:
   static std::optional<RecordFile> open(const std::string& name);
@@ -25,10 +26,10 @@ class RecordFile {
   bool read(T* items, std::int64_t count) {
     return read_bytes(items, count * static_cast<std::int64_t>(sizeof(T)));
   }
-  /// Skips what was not read of the record; false unless the tail count equals the head count.
+  /// Skips the unread rest of the record; false unless the tail count equals the head count.
   bool finish();
 
-  /// Bytes of the record, and bytes of the file, that were not read yet.
+  /// Unread bytes of the record, and of the file.
   std::int64_t left_in_record() const { return left_in_record_; }
   std::int64_t left_in_file() const { return left_in_file_; }
 

@@ -20,7 +20,7 @@ std::string_view bytes_of(const std::vector<T>& items) {
   return bytes_of(items.data(), static_cast<std::int64_t>(items.size()));
 }
 
-/// True when a record of so many bytes can be framed with a 4-byte count.
+/// True when a record of that many bytes can be framed with a 4-byte count.
 bool fits_record(std::int64_t bytes);
 
 /// Bytes of the framed record made of the parts.

@@ -14,7 +14,7 @@ double median(std::vector<double> values);
 /// The arithmetic mean; there is at least one value.
 double mean(const std::vector<double>& values);
 
-/// "0.001 to 0.2 SI", or "0.001 SI everywhere", with so many significant digits; "no values".
+/// "0.001 to 0.2 SI", or "0.001 SI everywhere", with that many significant digits; "no values".
 std::string format_range(const std::vector<double>& values, std::string_view unit, int digits = 6);
 
 }  // namespace quorivex

@@ -20,7 +20,7 @@ constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
 }  // namespace
 
 int open_regular_file(const std::string& name) {
-  // O_NONBLOCK: opening a pipe without a writer would wait for ever.
+  // O_NONBLOCK: opening a pipe without a writer would wait forever.
   const int descriptor = ::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return -1;
   struct stat status {};
@@ -32,7 +32,9 @@ int open_regular_file(const std::string& name) {
 std::optional<TextFile> TextFile::open(const std::string& name) {
   const int descriptor = open_regular_file(name);
   if (descriptor < 0) return std::nullopt;
-  return TextFile(descriptor, name);
+  TextFile file(descriptor, name);
+  file.skip_byte_order_mark();
+  return file;
 }
 
 TextFile::TextFile(int descriptor, std::string name)
@@ -45,7 +47,8 @@ TextFile::TextFile(TextFile&& other) noexcept
       descriptor_(std::exchange(other.descriptor_, -1)),
       buffer_(std::move(other.buffer_)),
       at_(other.at_),
-      filled_(other.filled_) {}
+      filled_(other.filled_),
+      text_begins_(other.text_begins_) {}
 
 TextFile::~TextFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -64,13 +67,24 @@ bool TextFile::refill() {
   return count > 0;
 }
 
-bool TextFile::read_line(std::string& line, std::size_t most) {
+void TextFile::skip_byte_order_mark() {
+  for (const int byte : {0xEF, 0xBB, 0xBF}) {
+    if (peek() != byte) {
+      rewind();
+      return;
+    }
+    take();
+  }
+  text_begins_ = 3;
+}
+
+bool TextFile::read_line(std::string& line, std::size_t max_length) {
   line.clear();
   if (peek() == kEnd) return false;
   bool cut = false;
   int next = peek();
   for (; next != kEnd && next != '\n'; next = peek()) {
-    if (line.size() < most) {
+    if (line.size() < max_length) {
       line.push_back(static_cast<char>(next));
     } else {
       cut = true;
@@ -93,7 +107,7 @@ void TextFile::skip_line() {
 
 void TextFile::rewind() {
   at_ = filled_ = 0;
-  ::lseek(descriptor_, 0, SEEK_SET);
+  ::lseek(descriptor_, text_begins_, SEEK_SET);
 }
 
 }  // namespace quorivex

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,9 +13,12 @@ namespace quorivex {
 /// pipe or a device. Never waits.
 int open_regular_file(const std::string& name);
 
-/// A text file read through a buffer of fixed size, however long its lines are.
+/// A text file read through a buffer of fixed size, however long its lines are. A UTF-8 byte order
+/// mark at its head is not part of the text.
 class TextFile {
  public:
+  /// Nothing where open_regular_file fails.
+  /// @throws StopRun " ERROR reading file NAME: REASON", here and in every read
   static std::optional<TextFile> open(const std::string& name);
   TextFile(TextFile&& other) noexcept;
   TextFile& operator=(TextFile&&) = delete;
@@ -24,9 +28,9 @@ class TextFile {
   int peek() { return at_ < filled_ || refill() ? static_cast<unsigned char>(buffer_[at_]) : kEnd; }
   void take() { ++at_; }
 
-  /// Reads one line, cut to `most` characters, without its end (LF, or CR LF); false at the end of
-  /// the file. The last line may lack its end.
-  bool read_line(std::string& line, std::size_t most);
+  /// Reads one line, cut to `max_length` characters, without its end (LF, or CR LF); false at the
+  /// end of the file. The last line may lack its end.
+  bool read_line(std::string& line, std::size_t max_length);
   void skip_line();
   void rewind();
 
@@ -35,12 +39,14 @@ class TextFile {
  private:
   TextFile(int descriptor, std::string name);
   bool refill();
+  void skip_byte_order_mark();
 
   std::string name_;
   int descriptor_;
   std::unique_ptr<char[]> buffer_;
   std::size_t at_ = 0;
   std::size_t filled_ = 0;
+  std::int64_t text_begins_ = 0;  // in the file
 };
 
 }  // namespace quorivex

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "base/memory.h"
 #include "base/stop_run.h"
@@ -18,6 +19,14 @@ template <class T>
 class UninitializedArray {
  public:
   UninitializedArray() = default;
+  /// What was moved from is empty.
+  UninitializedArray(UninitializedArray&& other) noexcept
+      : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
+  UninitializedArray& operator=(UninitializedArray&& other) noexcept {
+    data_ = std::move(other.data_);
+    size_ = std::exchange(other.size_, 0);
+    return *this;
+  }
 
   /// `size` elements of undefined value; when memory is short, `alloc_error(label)`.
   UninitializedArray(std::int64_t size, std::string_view label) : size_(size) {

@@ -197,6 +197,18 @@ TEST(QvxCheck, ASidecarOfAnotherMatrixIsToldAndAMissingOneIsANote) {
   EXPECT_NE(made.out.find("  mesh_file            mesh.txt\n"), std::string::npos) << made.out;
 }
 
+TEST(QvxCheck, TheTerrainThatTheMeshCutsOffIsStatedByEveryCommand) {
+  const CheckFolder folder;
+  const std::string ground = "--mesh mesh.txt --elevation 57.25";  // the top of the mesh is 50
+  folder.build("s.mtx", ground);
+  const std::string cut = "56 of 56 columns, by up to 7.25 m";
+  folder.expect(1, "1 warning", {"warning: the top of the mesh cuts off the terrain of " + cut});
+  const std::string plan = run_qvx(folder, "sensitivity --plan --data obs.mag " + ground).out;
+  EXPECT_NE(plan.find("  terrain cut off      " + cut + "\n"), std::string::npos) << plan;
+  const std::string info = run_qvx(folder, "info s.mtx").out;
+  EXPECT_NE(info.find("  terrain_cut          " + cut + "\n"), std::string::npos) << info;
+}
+
 TEST(QvxCheck, TheSidecarIsFoundBesideTheTargetOfALink) {
   const CheckFolder folder;
   std::filesystem::create_directory(folder.path("store"));

@@ -346,16 +346,23 @@ TEST(Failures, AnOutputFileThatCannotBeWrittenIsNamedAndNotLeftHalfWritten) {
         Row{"quorivex.log", "/dev/full", "No space left on device", {}},
         Row{"quorivex.out", "", "Is a directory", {}},
         Row{"quorivex.out", "/dev/full", "No space left on device", {}},
-        Row{pre + ".part", "/dev/full", "No space left on device", {}},
-        Row{sus + ".part", "/dev/full", "No space left on device", {pre}},
+        Row{pre + ".part", "obs.dat", "it is a link", {pre + ".part"}},
+        Row{sus + ".part", "", "Is a directory", {pre, sus + ".part"}},
         Row{sus, "", "it is not a regular file", {pre, sus}},
         Row{sus, "/dev/null", "it is not a regular file", {pre, sus}}}) {
     const Case folder;
     if (to.empty()) std::filesystem::create_directory(folder.path(name));
     if (!to.empty()) std::filesystem::create_symlink(to, folder.path(name));
-    folder.expect_stop(" ERROR writing file " + name.substr(0, name.find(".part")) + ": " + why,
-                       left);
+    const std::string data = folder.read("obs.dat");
+    folder.expect_stop(" ERROR writing file " + name + ": " + why, left);
+    EXPECT_EQ(folder.read("obs.dat"), data) << "written through a link";
   }
+}
+
+TEST(Failures, TheReasonReachesTheLogWhereTheSummaryCannotBeWritten) {
+  const Case folder({{4, "missing"}});
+  std::filesystem::create_symlink("/dev/full", folder.path("quorivex.out"));
+  folder.expect_stop(" ERROR: sensitivity file not found: missing");
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ void expect_stop(Action action, const std::string& text) {
     action();
     ADD_FAILURE() << "no end with " << text;
   } catch (const StopRun& stop) {
-    EXPECT_NE(stop.console.find(text), std::string::npos) << text << "\n" << stop.console;
+    EXPECT_NE(stop.console().find(text), std::string::npos) << text << "\n" << stop.console();
   }
 }
 

@@ -36,8 +36,8 @@ TEST(QvxSurvey, TheOutputHoldsWhatTheReportCounts) {
   for (const char* text : {"30 rows read, 1 left out as marked missing (field 1)",
                            "easting X, northing Y, field T (line 1 taken as heading)",
                            "thinned away: 17 (nearest to every 30 m along 3 lines); used: 12",
-                           "removed: plane 90 nT at 450000 E 7000000 N, 1000 nT/km eastward and 5 "
-                           "nT/km northward (as given)",
+                           "removed: plane 90 nT at 450000 E 7000000 N, 1000 nT/km eastward",
+                           "nT/km eastward and 5 nT/km northward (as given)",
                            "standard deviation: 2 nT + 10 % of |datum|, 2.8 to 3 nT",
                            "declination from grid north is 11.00", "Written to o.mag: 12 data"}) {
     EXPECT_NE(run.out.find(text), std::string::npos) << text << "\n" << run.out;
@@ -54,8 +54,9 @@ TEST(QvxSurvey, TheOutputHoldsWhatTheReportCounts) {
                                         {o.geomag, 50000.0}})
     EXPECT_EQ(value, expected);
   for (std::size_t i = 0; i < 12; ++i) {
-    const double line = double(i / 4);
-    const double step = 3.0 * double(i % 4);
+    const std::size_t number = i / 4;
+    const auto line = static_cast<double>(number);
+    const double step = 3.0 * static_cast<double>(i % 4);
     EXPECT_EQ(o.x[i], 450000.0 + 10.0 * step);
     EXPECT_EQ(o.y[i], 7000000.0 + 200.0 * line);
     EXPECT_EQ(o.z[i], 300.0 + step);

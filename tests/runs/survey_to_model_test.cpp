@@ -172,7 +172,8 @@ TEST(SurveyToModel, TheTerrainIsReadAlikeByEveryCommandAndNoneIsLostSilently) {
   folder.write("mark.txt", "4\n-500 -500 -5\n-500 800 -5\n800 -500 -9999\n800 800 60\n");
   const auto built = [&](const std::string& terrain) {
     const QvxRun run = folder.qvx(
-        "sensitivity --mesh mesh.txt --data obs.mag --output s.mtx --topography " + terrain);
+        "sensitivity --wavelet none --mesh mesh.txt --data obs.mag --output s.mtx --topography " +
+        terrain);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
     return folder.read("s.mtx");

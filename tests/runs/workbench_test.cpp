@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <sstream>
 
 #include "compressed.h"
 #include "run_qvx.h"
@@ -166,6 +167,17 @@ TEST(Qvx, NamesAnUnknownOptionBeforeOneThatIsMissing) {
     EXPECT_TRUE(run.err.starts_with("There is no option --tabel.") ||
                 run.err.starts_with("There is no option --outpt."))
         << run.err;
+  }
+}
+
+TEST(Qvx, HelpFitsATerminalOfEightyColumns) {
+  const ScratchFolder folder;
+  for (const char* command :
+       {"", "survey", "mesh", "sensitivity", "forward", "info", "check", "report", "export"}) {
+    const QvxRun run = run_qvx(folder, std::string(command) + " --help");
+    EXPECT_EQ(run.status, 0);
+    std::istringstream help(run.out);
+    for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
   }
 }
 

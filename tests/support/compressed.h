@@ -26,9 +26,9 @@ inline std::vector<double> orthonormal_filter(std::size_t ncof) {
 }
 
 /// The payloads of a survey's sensitivity file, compressed on the smallest grid of powers of two.
-/// Coefficients of `least` and less are dropped; the positions of a row fall.
+/// Coefficients up to `cutoff` are dropped; the positions of a row fall.
 inline std::vector<std::string> compressed_records(const Survey& survey, std::size_t ncof,
-                                                   double least = 0.0) {
+                                                   double cutoff = 0.0) {
   std::vector<std::string> records = sensitivity_records(survey);
   const Mesh& mesh = survey.mesh;
   const auto points = [](std::int32_t cells) {
@@ -51,7 +51,7 @@ inline std::vector<std::string> compressed_records(const Survey& survey, std::si
     std::vector<std::int32_t> positions;
     std::vector<float> values;
     for (std::size_t at = grid.size(); at-- > 0;) {
-      if (std::abs(grid[at]) <= least) continue;
+      if (std::abs(grid[at]) <= cutoff) continue;
       positions.push_back(static_cast<std::int32_t>(at + 1));
       values.push_back(static_cast<float>(grid[at]));
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <new>
+#include <exception>
 
 #include "base/phase_times.h"
 #include "base/prepare_process.h"
@@ -14,21 +14,20 @@ using quorivex::StopRun;
 
 /// The end of a run that stopped early: its text to the console, then to the log.
 void report_stop(const StopRun& stop, Report& report) {
-  Report::console(stop.console);
+  Report::console(stop.console());
+  // The console has the reason why the run stops: a file that cannot be written is no second one.
   try {
-    report.log(stop.log);
+    report.log(stop.log());
+    report.flush_log();  // before the summary, which may be what cannot be written
     report.close();
-  } catch (const StopRun&) {
-    // The console has been told why the run stops; that the log cannot be is no second reason.
+  } catch (const std::exception&) {
   }
 }
 
 void run(int argc, char** argv, Report& report) {
-  try {
+  quorivex::with_alloc_label("plexo", [&] {
     quorivex::run_sequence({argv + (argc > 0 ? 1 : 0), argv + argc}, report);
-  } catch (const std::bad_alloc&) {
-    quorivex::alloc_error("plexo");
-  }
+  });
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "inversion/control/run_sequence.h"
 
 #include <cstdlib>
+#include <new>
 #include <optional>
 
 #include "base/fixed_format.h"
@@ -23,6 +24,16 @@ void report_date(const std::string& label, Report& report) {
   const std::string line = date_line(label, wall_time_now());
   report.log("\n" + line + "\n");
   report.summary("\n! " + line + "\n");
+}
+
+/// Total time and date. The results are written by now: where no memory is left for these lines
+/// they are missing, and the run is complete all the same.
+void report_end(Timer& timer, Report& report) {
+  try {
+    report.both(timer.since_start("TOTAL"));
+    report_date("QUORIVEX ended on: ", report);
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 }  // namespace
@@ -56,8 +67,7 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   run_inversion(problem, {setup.alphas, target, beta}, current, timer, report);
   Report::console("\n    Inversion completed.\n");
   report.log("\n");
-  report.both(timer.since_start("TOTAL"));
-  report_date("QUORIVEX ended on: ", report);
+  report_end(timer, report);
   report.close();
 }
 

@@ -37,11 +37,9 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
 
 /// A short file may hold two thousand million widths: "2147483647*1".
 void require_memory_for(std::int64_t cells_of_axes) {
-  try {
+  with_alloc_label(kRoutine, [&] {
     require_available_memory(2 * sizeof(double) * as_size(cells_of_axes));  // widths and nodes
-  } catch (const std::bad_alloc&) {
-    alloc_error(kRoutine);
-  }
+  });
 }
 
 /// The lists of a text mesh file in their order.
@@ -59,9 +57,11 @@ class MeshLists {
   std::vector<double> read_widths(std::int32_t count, const char* axis) {
     std::vector<double> widths;  // grows with the values that are there, not with the count
     for (std::int32_t i = 1; i <= count; ++i) {
-      if (!values_.read(widths.emplace_back())) {
+      double width = 0.0;
+      if (!values_.read(width)) {
         refuse(fmt::format("Width {} of {} along {} could not be read.", i, count, axis));
       }
+      with_alloc_label(kRoutine, [&] { append_checked(widths, width); });
     }
     values_.next_line();
     return widths;

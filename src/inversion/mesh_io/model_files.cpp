@@ -93,17 +93,19 @@ void output_model(std::string_view base, std::string_view extension, View1<const
   std::vector<double> values = allocate<double>(active.map.size(), "output_model");
   const View1<double> full(values);
   active_to_full(active, fixed, model, full);
-  AtomicFile file(numbered_name(base, iteration, extension));
-  append_in_parallel(file, ground.columns(), ground.mesh.nz * kLineBytes,
-                     [&](std::int64_t number, std::string& text) {
-                       const auto line = [&](const GridCell& at) {
-                         append_sci(text, at.air() ? kAirValue : full(at.cell) / wtz(at.below), 12,
-                                    5);
-                         text.push_back('\n');
-                       };
-                       for_each_cell_of(ground, ground.column(number), 1, line);
-                     });
-  file.commit();
+  with_alloc_label("output_model", [&] {
+    AtomicFile file(numbered_name(base, iteration, extension));
+    append_in_parallel(file, ground.columns(), ground.mesh.nz * kLineBytes,
+                       [&](std::int64_t number, std::string& text) {
+                         const auto line = [&](const GridCell& at) {
+                           append_sci(text, at.air() ? kAirValue : full(at.cell) / wtz(at.below),
+                                      12, 5);
+                           text.push_back('\n');
+                         };
+                         for_each_cell_of(ground, ground.column(number), 1, line);
+                       });
+    file.commit();
+  });
 }
 
 }  // namespace quorivex

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <new>
 #include <utility>
 
 #include "base/atomic_file.h"
@@ -80,16 +79,16 @@ void read_datum(DataLines& lines, bool with_values, Observations& data) {
     with_values ? lines.read(x, y, z, obs, std) : lines.read(x, y, z);
   } else {
     with_values ? lines.read(x, y, z, aincl, adecl, obs, std) : lines.read(x, y, z, aincl, adecl);
-    data.datum_aincl.push_back(aincl);
-    data.datum_adecl.push_back(adecl);
+    append_checked(data.datum_aincl, aincl);
+    append_checked(data.datum_adecl, adecl);
   }
-  data.x.push_back(x);
-  data.y.push_back(y);
-  data.z.push_back(z);
+  append_checked(data.x, x);
+  append_checked(data.y, y);
+  append_checked(data.z, z);
   if (!with_values) return;
   if (!(std > 0.0)) lines.refuse("standard deviation should be greater than 0.");
-  data.obs.push_back(obs / std);
-  data.std.push_back(std);
+  append_checked(data.obs, obs / std);
+  append_checked(data.std, std);
 }
 
 /// True within the ten digits that a coordinate is printed with.
@@ -117,11 +116,9 @@ Observations read_data_file(const std::string& name, DataColumns columns,
       columns == DataColumns::values ||
       (columns == DataColumns::as_found && lines.next_holds(data.idir == 1 ? 5 : 7));
   // The vectors grow with the lines that are there, not with the number that the file claims.
-  try {
+  with_alloc_label("read_data_file", [&] {
     for (std::int32_t i = 1; i <= data.ndata; ++i) read_datum(lines, with_values, data);
-  } catch (const std::bad_alloc&) {
-    alloc_error("read_data_file");
-  }
+  });
   return data;
 }
 
@@ -167,7 +164,7 @@ std::vector<double> read_predicted_data(const std::string& name, const Observati
           "are of another one: run quorivex again.",
           i, x, y, z, name, o.x[at], o.y[at], o.z[at]));
     }
-    values.push_back(value);
+    append_checked(values, value);
   }
   return values;
 }
@@ -207,11 +204,14 @@ void write_data_file(const std::string& name, const Observations& observations,
 void write_predicted_data(std::string_view base, std::string_view extension,
                           const Observations& observations, View1<const double> predicted,
                           std::int32_t iteration) {
-  std::vector<double> values = allocate<double>(observations.std.size(), "write_predicted_data");
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    values[i] = predicted.data()[i] * observations.std[i];
-  }
-  write_data_file(numbered_name(base, iteration, extension), observations, values);
+  constexpr const char* kRoutine = "write_predicted_data";
+  with_alloc_label(kRoutine, [&] {
+    std::vector<double> values = allocate<double>(observations.std.size(), kRoutine);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      values[i] = predicted.data()[i] * observations.std[i];
+    }
+    write_data_file(numbered_name(base, iteration, extension), observations, values);
+  });
 }
 
 }  // namespace quorivex

@@ -12,7 +12,7 @@ constexpr const char* kRoutine = "calc_model_norm";
 /// The rows of two active cells, then those of the inactive cells with influence.
 double difference_term(const DifferenceOperator& op, const std::vector<double>& fixed,
                        View1<const double> u) {
-  const double of_active =
+  const auto of_active =
       ordered_sum<double>(u.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (std::int64_t c = first; c < last; ++c) {
@@ -21,7 +21,7 @@ double difference_term(const DifferenceOperator& op, const std::vector<double>& 
         }
         return sum;
       });
-  const double of_influence =
+  const auto of_influence =
       ordered_sum<double>(length(fixed), kRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (auto r = as_size(first); r < as_size(last); ++r) {

@@ -162,11 +162,7 @@ DifferenceOperator get_W(const Cells& cells, const Axis& axis, double alpha, con
     if (map1 > 0 && map2 > 0) {
       add_row(op, map1 - 1, map2 - 1, v);
     } else {
-      try {
-        op.influence.push_back({map1, map2, v});
-      } catch (const std::bad_alloc&) {
-        alloc_error(axis.label);
-      }
+      with_alloc_label(axis.label, [&] { append_checked(op.influence, {map1, map2, v}); });
     }
   });
   require(irow == nrow, axis.checks[0]);

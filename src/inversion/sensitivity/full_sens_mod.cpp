@@ -27,7 +27,7 @@ struct FourRows {
   FourRows(const float* g, std::int64_t stride)
       : g0(g), g1(g + stride), g2(g1 + stride), g3(g2 + stride) {}
 
-  /// Asks for the coefficients some steps behind j. The processor's own look-ahead ends at every
+  /// Asks for the coefficients some steps after j. The processor's own look-ahead ends at every
   /// page, and the four rows are four streams.
   void fetch_ahead(std::int64_t j) const {
     constexpr std::int64_t kAhead = 256;

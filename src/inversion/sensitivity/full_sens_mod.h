@@ -4,9 +4,9 @@
 #include "base/view1.h"
 #include "inversion/sensitivity/sensitivity_state.h"
 
-/// Products with a full matrix. Model vectors hold one entry for each cell below the column tops.
-/// The cells are worked on in blocks of 10000, shared out among the threads in contiguous parts, so
-/// that a block's piece of the model stays in cache while the rows stream past it.
+/// Products with a full matrix. Model vectors hold one entry per cell below the column tops. The
+/// threads take slices of cells in turn, so short that a slice's piece of the model stays in cache
+/// while the rows stream past it. Results are the same to the last bit for any number of threads.
 namespace quorivex::FULL_SENS_MOD {
 
 /// d = G x

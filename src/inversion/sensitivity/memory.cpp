@@ -10,8 +10,8 @@ namespace {
 
 // Measured with /usr/bin/time on runs of 512 to 524,288 cells, all or half of them ground.
 constexpr double kProgramBytes = 4.9e6;        // code, libraries, stacks
-constexpr double kBytesPerGroundCell = 250.0;  // vectors, operators and stencils of a run
-constexpr double kBytesPerMeshCell = 14.0;     // map of the active cells, model as it is written
+constexpr double kBytesPerGroundCell = 182.0;  // vectors and model terms of a run
+constexpr double kBytesPerMeshCell = 4.0;      // map of the active cells
 constexpr double kBytesPerGridPoint = 16.0;    // two vectors on the wavelet grid
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <numeric>
 
 #include "base/stop_run.h"
 
@@ -13,9 +14,9 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
-// A block of 2^13 doubles fills 64 KiB: what a row's part in it reads and adds to is found in the
+// A block of 2^13 doubles fills 64 KiB: what a row's piece in it reads and adds to is found in the
 // first- and second-level caches. Small grids have smaller blocks, so that every core has some;
-// larger ones where rows are so short that their ends would cost more than their coefficients.
+// larger blocks where rows are so short that their ends would cost more than their coefficients.
 constexpr int kMaxBits = 13;
 constexpr int kMinBits = 8;
 constexpr int kBlocksWanted = 5;  // as a power of two
@@ -26,19 +27,17 @@ bool rises(View1<const std::int32_t> positions) {
   return std::is_sorted(positions.begin(), positions.end());
 }
 
-/// Sorts a row by position, equal positions by the bits of their values.
-void sort_row(SparseRow row, std::uint64_t* pairs) {
-  auto* positions = const_cast<std::int32_t*>(row.positions.data());
-  auto* values = const_cast<float*>(row.values.data());
-  const std::int64_t nnz = row.values.size();
-  for (std::int64_t k = 0; k < nnz; ++k) {
-    pairs[k] =
-        static_cast<std::uint64_t>(positions[k]) << 32U | std::bit_cast<std::uint32_t>(values[k]);
+/// Sorts a row by position, equal positions by the bits of their values; room for a row in `work`.
+void sort_row(MutableSparseRow row, std::uint64_t* work) {
+  const View1<std::uint64_t> pairs(work, row.values.size());
+  for (std::int64_t k = 1; k <= pairs.size(); ++k) {
+    pairs(k) = static_cast<std::uint64_t>(row.positions(k)) << 32U |
+               std::bit_cast<std::uint32_t>(row.values(k));
   }
-  std::sort(pairs, pairs + nnz);
-  for (std::int64_t k = 0; k < nnz; ++k) {
-    positions[k] = static_cast<std::int32_t>(pairs[k] >> 32U);
-    values[k] = std::bit_cast<float>(static_cast<std::uint32_t>(pairs[k]));
+  std::sort(pairs.begin(), pairs.end());
+  for (std::int64_t k = 1; k <= pairs.size(); ++k) {
+    row.positions(k) = static_cast<std::int32_t>(pairs(k) >> 32U);
+    row.values(k) = std::bit_cast<float>(static_cast<std::uint32_t>(pairs(k)));
   }
 }
 
@@ -66,51 +65,58 @@ void sort_rows(SparseRows& rows) {
   }
 }
 
-/// counts(row, block) and, in `places`, where each row begins in each block, from the start of the
-/// panel; both block after block.
-void count(const SparseRows& rows, int bits, std::int64_t blocks, SparsePanel& panel,
-           std::vector<std::int64_t>& places) {
-  const std::int64_t n = panel.rows;
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, panel, n)
-  for (std::int64_t i = 0; i < n; ++i) {
-    const View1<const std::int32_t> positions = rows(i + 1).positions;
-    for (const std::int32_t* first = positions.begin(); first != positions.end();) {
-      const std::int64_t block = (*first - 1) >> bits;
-      const std::int32_t* behind = first + 1;
-      while (behind != positions.end() && (*behind - 1) >> bits == block) ++behind;
-      panel.counts[as_size(block * n + i)] = static_cast<std::uint32_t>(behind - first);
-      first = behind;
-    }
+/// Calls visit(block, first, last) for each run of a row's positions in one block, from `first` to
+/// before `last`, from 0.
+template <class Visit>
+void for_each_run(View1<const std::int32_t> positions, int bits, Visit visit) {
+  const auto block_of = [&](std::int64_t k) {
+    return std::int64_t{(positions.data()[k] - 1) >> bits};
+  };
+  for (std::int64_t first = 0; first < positions.size();) {
+    const std::int64_t block = block_of(first);
+    std::int64_t last = first + 1;
+    while (last < positions.size() && block_of(last) == block) ++last;
+    visit(block, first, last);
+    first = last;
   }
-  std::int64_t place = 0;
-  for (std::int64_t b = 0; b < blocks; ++b) {
-    panel.starts.push_back(place);
-    for (std::int64_t at = b * n; at < (b + 1) * n; ++at) {
-      places[as_size(at)] = place;
-      place += panel.counts[as_size(at)];
-    }
-  }
-  panel.starts.push_back(place);
 }
 
-void fill(const SparseRows& rows, int bits, const std::vector<std::int64_t>& places,
-          SparsePanel& panel) {
-  const std::int64_t n = panel.rows;
+void count_coefficients(const SparseRows& rows, int bits, SparsePanel& panel) {
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, panel)
+  for (std::int64_t i = 0; i < panel.rows; ++i) {
+    for_each_run(rows(i + 1).positions, bits,
+                 [&](std::int64_t block, std::int64_t first, std::int64_t last) {
+                   panel.counts[panel.at(i, block)] = static_cast<std::uint32_t>(last - first);
+                 });
+  }
+}
+
+/// Sets the starts of the blocks; returns where each row begins in each block, in the order of the
+/// counts.
+std::vector<std::int64_t> place_rows(std::int64_t blocks, SparsePanel& panel) {
+  std::vector<std::int64_t> places = allocate<std::int64_t>(panel.counts.size(), kRoutine);
+  std::exclusive_scan(panel.counts.begin(), panel.counts.end(), places.begin(), std::int64_t{0});
+  for (std::int64_t b = 0; b < blocks && panel.rows > 0; ++b)
+    panel.starts.push_back(places[panel.at(0, b)]);
+  panel.starts.resize(as_size(blocks) + 1, panel.values.size());
+  return places;
+}
+
+void copy_coefficients(const SparseRows& rows, int bits, const std::vector<std::int64_t>& places,
+                       SparsePanel& panel) {
   const std::int32_t mask = (1 << bits) - 1;
-#pragma omp parallel for schedule(dynamic, 1) default(none) \
-    shared(rows, bits, places, panel, n, mask)
-  for (std::int64_t i = 0; i < n; ++i) {
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, places, panel, mask)
+  for (std::int64_t i = 0; i < panel.rows; ++i) {
     const SparseRow row = rows(i + 1);
-    const std::int32_t* positions = row.positions.data();
-    const std::int64_t nnz = row.values.size();
-    for (std::int64_t k = 0; k < nnz;) {
-      const std::int64_t block = (positions[k] - 1) >> bits;
-      std::int64_t to = places[as_size(block * n + i)];
-      for (; k < nnz && (positions[k] - 1) >> bits == block; ++k, ++to) {
-        panel.positions.data()[to] = static_cast<std::uint16_t>((positions[k] - 1) & mask);
-        panel.values.data()[to] = row.values.data()[k];
-      }
-    }
+    for_each_run(row.positions, bits,
+                 [&](std::int64_t block, std::int64_t first, std::int64_t last) {
+                   std::int64_t to = places[panel.at(i, block)];
+                   for (std::int64_t k = first; k < last; ++k, ++to) {
+                     const std::int32_t within = (row.positions.data()[k] - 1) & mask;
+                     panel.positions.data()[to] = static_cast<std::uint16_t>(within);
+                     panel.values.data()[to] = row.values.data()[k];
+                   }
+                 });
   }
 }
 
@@ -141,18 +147,17 @@ void SparseMatrix::append(SparseRows& rows) {
   SparsePanel panel;
   panel.rows_before = this->rows();
   panel.rows = rows.rows();
-  try {
-    for (std::int64_t i = 1; i <= rows.rows(); ++i) row_entries_.push_back(rows(i).values.size());
-  } catch (const std::bad_alloc&) {
-    alloc_error(kRoutine);
-  }
+  with_alloc_label(kRoutine, [&] {
+    for (std::int64_t i = 1; i <= rows.rows(); ++i) {
+      append_checked(row_entries_, rows(i).values.size());
+    }
+  });
   panel.positions = {rows.entries(), kRoutine};
   panel.values = {rows.entries(), kRoutine};
   panel.counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine);
-  std::vector<std::int64_t> places =
-      allocate<std::int64_t>(as_size(rows.rows() * blocks_), kRoutine);
-  count(rows, block_bits_, blocks_, panel, places);
-  fill(rows, block_bits_, places, panel);
+  count_coefficients(rows, block_bits_, panel);
+  const std::vector<std::int64_t> places = place_rows(blocks_, panel);
+  copy_coefficients(rows, block_bits_, places, panel);
   panels_.push_back(std::move(panel));
 }
 
@@ -173,21 +178,19 @@ std::int64_t SparseMatrix::bytes_for(std::int64_t points, std::int64_t rows, std
   return entries * kEntryBytes + rows * ((points + block - 1) / block) * kCountBytes;
 }
 
-std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_facts() const {
-  std::vector<RowStatistics> facts(as_size(rows()));
+std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_statistics() const {
+  std::vector<RowStatistics> statistics(as_size(rows()));
   for (const SparsePanel& panel : panels_) {
     for (std::int64_t b = 0; b < blocks_; ++b) {
-      const std::uint32_t* counts = panel.counts_of(b);
-      const float* value = panel.values.data() + panel.starts[as_size(b)];
-      for (std::int64_t i = 0; i < panel.rows; value += counts[i], ++i) {
-        RowStatistics& row = facts[as_size(panel.rows_before + i)];
-        row.entries += counts[i];
-        row.finite = row.finite && std::all_of(value, value + counts[i],
+      panel.for_each_piece(b, 0, panel.rows, [&](std::int64_t i, const RowPiece& piece) {
+        RowStatistics& row = statistics[as_size(panel.rows_before + i)];
+        row.entries += piece.count;
+        row.finite = row.finite && std::all_of(piece.values, piece.values + piece.count,
                                                [](float v) { return std::isfinite(v); });
-      }
+      });
     }
   }
-  return facts;
+  return statistics;
 }
 
 std::vector<std::int64_t> SparseMatrix::balanced_row_ranges(int parts) const {

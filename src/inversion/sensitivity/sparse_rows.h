@@ -16,8 +16,14 @@ struct SparseRow {
   View1<const std::int32_t> positions;  ///< from 1, in the wavelet grid
 };
 
-/// Consecutive rows of a compressed matrix, one behind the other as they lie in the file: the
-/// positions of a row, then its values, 8 bytes a coefficient.
+/// The same, to be filled or reordered.
+struct MutableSparseRow {
+  View1<float> values;
+  View1<std::int32_t> positions;
+};
+
+/// Consecutive rows of a compressed matrix, one after the other as they lie in the file: the
+/// positions of a row, then its values, 8 bytes per coefficient.
 class SparseRows {
  public:
   static constexpr std::int64_t kEntryBytes = sizeof(std::int32_t) + sizeof(float);
@@ -25,11 +31,7 @@ class SparseRows {
   SparseRows() = default;
   /// Room for so many rows with so many entries in all; what is not filled is never touched.
   SparseRows(std::int64_t rows, std::int64_t entries) : bytes_(entries * kEntryBytes, "getpar") {
-    try {
-      ends_.reserve(as_size(rows + 1));
-    } catch (const std::bad_alloc&) {
-      alloc_error("getpar");
-    }
+    with_alloc_label("getpar", [&] { reserve_checked(ends_, as_size(rows + 1)); });
   }
 
   /// Entries that can still be appended.
@@ -45,15 +47,20 @@ class SparseRows {
   std::int64_t entries() const { return ends_.back(); }
   /// Row i of these, from 1.
   SparseRow operator()(std::int64_t i) const {
-    const std::int64_t first = ends_[as_size(i - 1)];
-    const std::int64_t nnz = ends_[as_size(i)] - first;
-    const std::byte* row = bytes_.data() + first * kEntryBytes;
-    const auto* positions = reinterpret_cast<const std::int32_t*>(row);
-    const auto* values = reinterpret_cast<const float*>(positions + nnz);
-    return {{values, nnz}, {positions, nnz}};
+    const auto* positions = reinterpret_cast<const std::int32_t*>(bytes_.data() + offset(i));
+    const auto* values = reinterpret_cast<const float*>(positions + nnz(i));
+    return {{values, nnz(i)}, {positions, nnz(i)}};
+  }
+  MutableSparseRow operator()(std::int64_t i) {
+    auto* positions = reinterpret_cast<std::int32_t*>(bytes_.data() + offset(i));
+    auto* values = reinterpret_cast<float*>(positions + nnz(i));
+    return {{values, nnz(i)}, {positions, nnz(i)}};
   }
 
  private:
+  std::int64_t offset(std::int64_t i) const { return ends_[as_size(i - 1)] * kEntryBytes; }
+  std::int64_t nnz(std::int64_t i) const { return ends_[as_size(i)] - ends_[as_size(i - 1)]; }
+
   UninitializedArray<std::byte> bytes_;
   std::vector<std::int64_t> ends_{0};  // of the rows; the first entry is where row 1 begins
 };

@@ -4,9 +4,10 @@
 #include "base/view1.h"
 #include "inversion/sensitivity/sensitivity_state.h"
 
-/// Products with the sparse rows S of a compressed matrix. w has one entry for each point of the
-/// wavelet grid, d one for each datum. Every row is cut into nchunk pieces and the threads share
-/// out the pieces, so that a few long rows keep all of them busy.
+/// Products with the sparse rows S of a compressed matrix. w has one entry per point of the wavelet
+/// grid, d one per datum. For S w every thread has a range of rows with its share of the
+/// coefficients, for S^T d the threads take the blocks of the grid in turn. Results are the same to
+/// the last bit for any number of threads.
 namespace quorivex::SPARSE_SENS_MOD {
 
 /// d = S w

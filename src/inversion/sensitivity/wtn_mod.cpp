@@ -87,9 +87,20 @@ struct Axis {
   std::int64_t groups() const { return (lines + kLines - 1) / kLines; }
 };
 
+/// Calls visit(axis) for the axes of a grid that are transformed, in order.
+template <class Visit>
+void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts, Visit visit) {
+  std::int64_t nprev = 1;
+  for (const std::int64_t n : counts) {
+    if (n > kShortest) visit(Axis{n, nprev, size / n});
+    nprev *= n;
+  }
+}
+
 /// Transforms group g of the axis' lines; those that a last group lacks are zero.
 void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int isign, double* a,
-                     double* lines, double* work) {
+                     Scratch& scratch) {
+  double* const lines = scratch.lines.data();
   const std::int64_t count = std::min(kLines, axis.lines - g * kLines);
   double* first[kLines];
   for (std::int64_t l = 0; l < count; ++l) first[l] = axis.first(a, g * kLines + l);
@@ -103,7 +114,7 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
       for (std::int64_t l = 0; l < count; ++l) to[l] = first[l][k * axis.nprev];
     }
   }
-  transform_lines(filter, lines, axis.n, isign, work);
+  transform_lines(filter, lines, axis.n, isign, scratch.work.data());
   for (std::int64_t k = 0; k < axis.n; ++k) {
     const double* from = lines + k * kLines;
     if (side_by_side) {
@@ -111,6 +122,17 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
     } else {
       for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = from[l];
     }
+  }
+}
+
+void transform_axis(const Filter& filter, const Axis& axis, int isign, double* a,
+                    std::vector<Scratch>& scratches) {
+  [[maybe_unused]] const auto threads = static_cast<int>(scratches.size());
+  Scratch* const of_thread = scratches.data();
+#pragma omp parallel for schedule(static) num_threads(threads) default(none) \
+    shared(filter, axis, isign, a, of_thread)
+  for (std::int64_t g = 0; g < axis.groups(); ++g) {
+    transform_group(filter, axis, g, isign, a, of_thread[omp_get_thread_num()]);
   }
 }
 
@@ -146,14 +168,11 @@ Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {
-  std::int64_t nprev = 1;
-  for (const std::int64_t n : counts) {
-    const Axis axis{n, nprev, a.size() / n};
-    for (std::int64_t g = 0; n > kShortest && g < axis.groups(); ++g) {
-      transform_group(filter, axis, g, isign, a.data(), scratch.lines.data(), scratch.work.data());
+  for_each_axis(a.size(), counts, [&](const Axis& axis) {
+    for (std::int64_t g = 0; g < axis.groups(); ++g) {
+      transform_group(filter, axis, g, isign, a.data(), scratch);
     }
-    nprev *= n;
-  }
+  });
 }
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
@@ -161,24 +180,14 @@ void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3
   // Of the calling thread, which allocates for all of the team: kept from one call to the next.
   thread_local std::vector<Scratch> scratches;
   const std::int64_t shortest = *std::min_element(counts.begin(), counts.end());
-  const std::int64_t most_groups = Axis{shortest, 1, a.size() / shortest}.groups();
-  const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), most_groups));
-  if (scratches.size() < threads || length(scratches.front().lines) < scratch_size(counts)) {
+  const std::int64_t max_groups = Axis{shortest, 1, a.size() / shortest}.groups();
+  const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), max_groups));
+  if (scratches.size() != threads || length(scratches.front().lines) < scratch_size(counts)) {
     scratches.assign(threads, Scratch(counts));
   }
-  Scratch* const of_thread = scratches.data();
-  std::int64_t nprev = 1;
-  for (const std::int64_t n : counts) {
-    const Axis axis{n, nprev, a.size() / n};
-    nprev *= n;
-    if (n <= kShortest) continue;
-#pragma omp parallel for schedule(static) num_threads(static_cast <int>(threads)) default(none) \
-    shared(filter, axis, isign, a, of_thread)
-    for (std::int64_t g = 0; g < axis.groups(); ++g) {
-      Scratch& own = of_thread[omp_get_thread_num()];
-      transform_group(filter, axis, g, isign, a.data(), own.lines.data(), own.work.data());
-    }
-  }
+  for_each_axis(a.size(), counts, [&](const Axis& axis) {
+    transform_axis(filter, axis, isign, a.data(), scratches);
+  });
 }
 
 }  // namespace quorivex::WTN_MOD

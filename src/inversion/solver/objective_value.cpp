@@ -7,7 +7,7 @@
 namespace quorivex {
 
 ObjectiveValue evaluate_objective(const Problem& problem, View1<const double> model) {
-  constexpr const char* kRoutine = "evaluate_objective";
+  constexpr const char* kRoutine = "plexo";  // these vectors belong to the run as a whole
   ObjectiveValue value;
   value.predicted = allocate<double>(problem.data.obs.size(), kRoutine);
   {

@@ -40,7 +40,7 @@ struct ResidualSums {
   }
 };
 
-/// dm += a p, r -= a q, and the sums of the new residual, in one pass over the vectors.
+/// dm += a p, r -= a q, and the sums of the new residual, going over the vectors once.
 ResidualSums update_solution_and_residual(double a, View1<const double> P, View1<const double> p,
                                           View1<const double> q, View1<double> dm, View1<double> r);
 

@@ -18,7 +18,7 @@ void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& me
                 Findings& findings);
 
 /// Warns when the matrix was made for other stations, directions or standard deviations than those
-/// of the observations, according to its sidecar.
+/// of the observations, or of a terrain that its mesh cuts off, according to its sidecar.
 void check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings);
 

@@ -35,7 +35,7 @@ std::string filter_name(const std::vector<double>& low_pass) {
 std::string describe_compressed_form(const SensitivityState& sens) {
   std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
   std::int64_t most = 0;
-  for (const SparseMatrix::RowStatistics& row : sens.Gs.row_facts()) {
+  for (const SparseMatrix::RowStatistics& row : sens.Gs.row_statistics()) {
     fewest = std::min(fewest, row.entries);
     most = std::max(most, row.entries);
   }
@@ -63,7 +63,8 @@ void check_rows(const SensitivityState& sens, std::vector<std::string>& found) {
   const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
   if (sens.compressed) {
-    for (const SparseMatrix::RowStatistics& row : sens.Gs.row_facts()) rows += row.finite ? 0 : 1;
+    for (const SparseMatrix::RowStatistics& row : sens.Gs.row_statistics())
+      rows += row.finite ? 0 : 1;
   } else {
     for (std::int64_t i = 1; i <= sens.ndata; ++i) {
       const float* row = sens.Gfull.row(i);

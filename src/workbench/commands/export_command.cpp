@@ -211,18 +211,19 @@ void add_export_command(CLI::App& qvx) {
   const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
     return command->add_option(name, value, help)->type_name(type);
   };
-  add("RUN", o->run, "FILE",
+  add("RUN.inp", o->run, "",
       "Input file of the inversion. Files that it names, and\n"
       "those that the run left, are searched for in the current\n"
       "folder if the run was there, otherwise next to it")
       ->required();
   add("--iteration", o->iteration, "N",
-      "Number of the iteration, 'last' or 'all'; 'all' numbers the\nfiles: "
-      "model.vtr becomes model_001.vtr, model_002.vtr ...")
+      "Number of the iteration, 'last' or 'all'; 'all' numbers\n"
+      "the files: model.vtr becomes model_001.vtr and so on")
       ->capture_default_str();
   add("--vtr", o->vtr, "FILE",
-      "Model as VTK rectilinear grid, air hidden; with --iteration\n"
-      "all also a .pvd collection that ParaView animates");
+      "Model as VTK rectilinear grid, air hidden; with\n"
+      "--iteration all also a .pvd collection that ParaView\n"
+      "animates");
   add("--netcdf", o->netcdf, "FILE",
       "Model as netCDF-4 with CF conventions, for xarray, GMT\n"
       "and QGIS");

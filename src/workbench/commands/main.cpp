@@ -46,17 +46,18 @@ int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int ar
 
 int run(int argc, char** argv) {
   CLI::App qvx(
-      "The workbench around quorivex, the 3-D inversion of magnetic surveys: from stations, a "
-      "mesh\n"
-      "and a terrain to the sensitivity file that the inversion needs, and from its results to\n"
-      "other programs.\n"
+      "The workbench around quorivex, the 3-D inversion of magnetic surveys: from\n"
+      "stations, a mesh and a terrain to the sensitivity file that the inversion needs,\n"
+      "and from its results to other programs.\n"
       "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
       "qvx");
+  constexpr std::size_t kNameColumns = 24;  // help texts of 56 columns then end at 80
+  qvx.get_formatter()->column_width(kNameColumns);
   qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
   qvx.require_subcommand(1);
   qvx.footer(
       "\nFrom stations to a model:\n"
-      "  qvx survey --table flight.csv --easting X --northing Y --elevation Z --field tmi ...\n"
+      "  qvx survey --table flight.csv --easting X --northing Y --elevation Z ...\n"
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
       "  qvx check survey.inp\n"
@@ -97,7 +98,7 @@ int main(int argc, char** argv) {
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
-    if (!stop.detail.empty()) message += "\n" + stop.detail;
+    if (!stop.detail().empty()) message += "\n" + stop.detail();
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {

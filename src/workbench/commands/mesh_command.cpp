@@ -193,7 +193,7 @@ void add_mesh_command(CLI::App& qvx) {
   const auto add = [app](const char* name, auto& value, const char* type, const char* help) {
     return app->add_option(name, value, help)->type_name(type);
   };
-  add("--data", command->data, "FILE", "Observations file; of its data only the positions are used")
+  add("--data", command->data, "FILE", "Observations file; only its positions are used")
       ->required();
   add("--output", command->output, "FILE", "Text mesh file to be written")->required();
   add_terrain_options(*app, command->source, "the terrain is unknown");
@@ -220,8 +220,8 @@ void add_mesh_command(CLI::App& qvx) {
       ->check(number(1.0, 10.0));
   add("--depth", wishes.depth, "M",
       "Depth below the top that these layers reach, at least\n"
-      "[half the shorter side of the survey, or a quarter of\n"
-      "the longer one if that is more, below the lowest terrain]")
+      "[below the lowest terrain half the shorter side of the\n"
+      "survey, or a quarter of the longer one if that is more]")
       ->check(number(kMinLength, kMaxLength));
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")

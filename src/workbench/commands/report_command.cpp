@@ -56,16 +56,15 @@ void add_report_command(CLI::App& qvx) {
   auto* const command =
       qvx.add_subcommand("report", "Write a page that shows the result of an inversion");
   const auto o = std::make_shared<Options>();
-  command->add_option("input", o->input, "Input file of the run")->required()->type_name("RUN.inp");
+  command->add_option("RUN.inp", o->input, "Input file of the run")->required()->type_name("");
   command
       ->add_option("--output", o->output,
                    "Page to write; default: quorivex.html next to the\nrun's other files")
       ->type_name("FILE.html");
   command
-      ->add_option(
-          "--iterations", o->iterations,
-          "Maximum number of iterations whose models the page holds:\nthe last, the first, and "
-          "others between them")
+      ->add_option("--iterations", o->iterations,
+                   "Maximum number of iterations whose models the page\n"
+                   "holds: the last, the first, and others between them")
       ->type_name("N")
       ->check(CLI::Range(std::size_t{1}, std::size_t{100'000}).description(""))
       ->capture_default_str();

@@ -94,11 +94,20 @@ void print_errors(const BuildSummary& summary, const Observations& data) {
   }
 }
 
-void plan(const Ground& ground, const Observations& data, const ScaleRule& scale,
+/// "12 of 2500 columns, by up to 35 m": the terrain that the top of the mesh cuts off.
+std::string describe_cut(const SurveyGround& survey) {
+  return fmt::format("{} of {} columns, by up to {:.4g} m", survey.cut.columns,
+                     std::int64_t{survey.ground.mesh.ne} * survey.ground.mesh.nn,
+                     survey.cut.max_height);
+}
+
+void plan(const SurveyGround& survey, const Observations& data, const ScaleRule& scale,
           const BuildOptions& build) {
+  const Ground& ground = survey.ground;
   const BuildEstimate estimate = estimate_build(ground, data, scale, build);
   fmt::print("Plan, from {} of the rows; no file is written.\n", estimate.sampled_rows);
   fmt::print("  cells                {} ground cells of {}\n", ground.cells(), ground.mesh.cells());
+  if (survey.cut.columns > 0) fmt::print("  terrain cut off      {}\n", describe_cut(survey));
   fmt::print("  data                 {}\n", data.ndata);
   print_size(ground, estimate.counts, estimate.file_bytes);
   print_errors(estimate.sample, data);
@@ -110,8 +119,8 @@ void plan(const Ground& ground, const Observations& data, const ScaleRule& scale
 }
 
 /// The options and the files that were read, for the sidecar.
-std::vector<InfoLine> describe_origin(const Options& options, const ScaleRule& scale,
-                                      const BuildOptions& build) {
+std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround& survey,
+                                      const ScaleRule& scale, const BuildOptions& build) {
   std::string compression = "none";
   if (build.compressed()) {
     using Kind = CompressionRule::Kind;
@@ -121,22 +130,26 @@ std::vector<InfoLine> describe_origin(const Options& options, const ScaleRule& s
     compression = fmt::format("{}, {} {}", options.wavelet, rule, build.rule.value);
   }
   const GroundSource& ground = options.ground;
-  return {{"scale_rule", fmt::format("{}, exponent {}, offset {} m", options.scale, scale.exponent,
-                                     scale.offset)},
-          {"compression", compression},
-          {"mesh_file", ground.mesh},
-          {"data_file", options.data},
-          {"ground", !ground.topography.empty() ? ground.topography
-                     : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
-                                                : "the top of the mesh"},
-          {"program", "qvx " QUORIVEX_VERSION}};
+  std::vector<InfoLine> lines{
+      {"scale_rule",
+       fmt::format("{}, exponent {}, offset {} m", options.scale, scale.exponent, scale.offset)},
+      {"compression", compression},
+      {"mesh_file", ground.mesh},
+      {"data_file", options.data},
+      {"ground", !ground.topography.empty() ? ground.topography
+                 : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
+                                            : "the top of the mesh"},
+      {"program", "qvx " QUORIVEX_VERSION}};
+  if (survey.cut.columns > 0) lines.push_back({kTerrainCut, describe_cut(survey)});
+  return lines;
 }
 
-void build_file(const Options& options, const Ground& ground, const Observations& data,
+void build_file(const Options& options, const SurveyGround& survey, const Observations& data,
                 const ScaleRule& scale, const BuildOptions& build) {
+  const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
   const SensitivityFileWritten written = write_sensitivity_file(
-      options.output, ground, data, scale, build, describe_origin(options, scale, build));
+      options.output, ground, data, scale, build, describe_origin(options, survey, scale, build));
   const std::chrono::duration<double> seconds = Clock::now() - start;
   const MatrixCounts counts =
       counts_of_build(ground, data.ndata, build, written.summary.coefficients);
@@ -163,14 +176,14 @@ void run(const Options& options) {
   const BuildOptions build = build_options(options);
   check_fits_file(survey.ground.mesh, survey.ground.cells(), build.compressed());
   if (options.plan) {
-    plan(survey.ground, data, scale, build);
+    plan(survey, data, scale, build);
     return;
   }
   for (const std::string& output :
        {options.output, sidecar_name(options.output), sidecar_place(options.output)}) {
     refuse_overwriting(output, {options.data, options.ground.mesh, options.ground.topography});
   }
-  build_file(options, survey.ground, data, scale, build);
+  build_file(options, survey, data, scale, build);
 }
 
 void add_scale_options(CLI::App& command, Options& o) {

@@ -187,7 +187,7 @@ void add_table_options(CLI::App& app, Options& o) {
                           const char* help) {
     return app.add_option(name, value, help)->type_name(type)->group("Table");
   };
-  add("--table", t.name, "FILE", "Table of stations: CSV, XYZ or the like, one row per line")
+  add("--table", t.name, "FILE", "Table of stations: CSV, XYZ or the like, a row per line")
       ->required();
   add("--easting", t.easting, "COL", "Easting (m)")->required();
   add("--northing", t.northing, "COL", "Northing (m)")->required();
@@ -206,8 +206,9 @@ void add_table_options(CLI::App& app, Options& o) {
       "tabs) or one character [guessed from the table]");
   app.add_option("--missing", t.missing,
                  "Mark of a missing value, such as * or -99999; rows that\n"
-                 "hold it in a column that is used are left out and counted.\n"
-                 "'empty' is an empty field. May be given several times")
+                 "hold it in a column that is used are left out and\n"
+                 "counted. 'empty' is an empty field. May be given several\n"
+                 "times")
       ->type_name("MARK")
       ->group("Table")
       ->expected(1)
@@ -316,8 +317,8 @@ void add_field_options(CLI::App& app, Options& o) {
         "M")
       ->check(number(-1e4, 1e6));
   group(app.add_option("--convergence", f.convergence,
-                       "Grid north, clockwise from true north; the declination of\n"
-                       "the output is counted from it [that of --utm, or 0]"),
+                       "Grid north, clockwise from true north; the declination\n"
+                       "of the output is counted from it [that of --utm, or 0]"),
         "DEG")
       ->check(number(-180.0, 180.0));
 }

@@ -43,10 +43,9 @@ Sidecar describe_build(const Ground& ground, const Observations& observations,
 std::string describe_size(double bytes, const MatrixCounts& counts) {
   if (!counts.compressed) return format_bytes(bytes);
   const double full = full_bytes(counts);
-  const std::string size = format_bytes(bytes);
-  if (!(full > 0.0)) return size;
-  return fmt::format("{}, {:.1f} % of the {} of the full form", size, 100.0 * bytes / full,
-                     format_bytes(full));
+  if (!(full > 0.0)) return format_bytes(bytes);
+  return fmt::format("{}, {:.1f} % of the {} of the full form", format_bytes(bytes),
+                     100.0 * bytes / full, format_bytes(full));
 }
 
 }  // namespace quorivex

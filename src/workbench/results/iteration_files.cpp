@@ -30,12 +30,12 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
   std::vector<double> values;
   FreeFormat from(*file);
   try {
-    if (!missing) values.reserve(as_size(std::min(cells, bytes / 2 + 1)));
+    if (!missing) reserve_checked(values, as_size(std::min(cells, bytes / 2 + 1)));
     for (std::int64_t cell = 1; cell <= cells; ++cell) {
       double value = 0.0;
       const Read read = from.next(value);
       if (read != Read::value) list_error(read, "model file", name);
-      values.push_back(value);
+      append_checked(values, value);
     }
   } catch (const std::bad_alloc&) {
     alloc_error("read_model");

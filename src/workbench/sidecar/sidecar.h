@@ -16,6 +16,9 @@ struct InfoLine {
   std::string text;
 };
 
+/// Name of the line about terrain that the top of the mesh cuts off; missing when there is none.
+inline constexpr const char* kTerrainCut = "terrain_cut";
+
 /// The small text file next to a sensitivity file that says what it was made of
 /// (docs/file_formats.md).
 struct Sidecar {

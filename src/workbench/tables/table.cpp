@@ -22,7 +22,6 @@ namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxLine = 1'000'000;
-constexpr const char* kUtf8Mark = "\xEF\xBB\xBF";
 
 /// Numbers the flight lines of a table by their names, from 0.
 struct FlightLines {
@@ -51,7 +50,6 @@ bool next_line(TextFile& file, const std::string& name, std::string& buffer, Tab
     stop_run(
         fmt::format(" ERROR: {} line {} is longer than a million characters.", name, line.number));
   }
-  if (line.number == 1 && buffer.starts_with(kUtf8Mark)) buffer.erase(0, 3);
   line.text = buffer;
   return true;
 }
@@ -120,9 +118,10 @@ void parse_row(const std::vector<std::string>& fields, const TableLayout& layout
 
 /// Adds a usable row to the table.
 void append(Table& table, const Row& row, std::int64_t number, std::int32_t flight_line) {
-  for (std::size_t c = 0; c < row.values.size(); ++c) table.columns[c].push_back(row.values[c]);
-  table.number.push_back(number);
-  table.line.push_back(flight_line);
+  for (std::size_t c = 0; c < row.values.size(); ++c)
+    append_checked(table.columns[c], row.values[c]);
+  append_checked(table.number, number);
+  append_checked(table.line, flight_line);
 }
 
 Table read_rows(TextFile& file, const std::string& name, const TableRequest& request) {

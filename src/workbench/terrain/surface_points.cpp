@@ -24,9 +24,9 @@ constexpr std::size_t kCountLine = 40;  // characters of the count line that are
 constexpr std::int64_t kListed = 1000;  // lines of the list of duplicates
 
 void append(SurfacePoints& points, double easting, double northing, double elevation) {
-  points.easting.push_back(easting);
-  points.northing.push_back(northing);
-  points.elevation.push_back(elevation);
+  append_checked(points.easting, easting);
+  append_checked(points.northing, northing);
+  append_checked(points.elevation, elevation);
 }
 
 [[noreturn]] void bad_file(const std::string& name, const std::string& why) {

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <filesystem>
 
 #include "base/atomic_file.h"
+#include "base/prepare_process.h"
 #include "base/record_file.h"
+#include "base/stop_run.h"
 #include "base/text_file.h"
 #include "records.h"
 #include "scratch_folder.h"
@@ -15,6 +20,24 @@ TEST(TextFile, LinesLoseTheirEndAndWhatExceedsTheMaximum) {
   std::string lines;
   for (std::string line; file->read_line(line, 4);) lines += line + "|";
   EXPECT_EQ(lines, "abc|abcd|abcd||abc\r|a\rb|");
+}
+
+TEST(TextFile, AByteOrderMarkAtTheHeadIsNoTextAndOnlyThere) {
+  const ScratchFolder folder;
+  const std::string mark = "\xEF\xBB\xBF";
+  for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{
+           {mark + "1\n" + mark + "2", "1|" + mark + "2|"},
+           {mark + mark, mark + "|"},
+           {mark, ""},
+           {mark.substr(0, 2) + "x", mark.substr(0, 2) + "x|"},
+           {"\xEF", "\xEF|"}}) {
+    auto file = TextFile::open(folder.write("text", bytes));
+    for (int reading = 1; reading <= 2; ++reading, file->rewind()) {
+      std::string lines;
+      for (std::string line; file->read_line(line, 100);) lines += line + "|";
+      EXPECT_EQ(lines, text) << "reading " << reading;
+    }
+  }
 }
 
 TEST(RecordFile, SkipsTheRestOfARecordWithinAndBeyondTheBufferAndReadsNoFurther) {
@@ -37,6 +60,82 @@ TEST(AtomicFile, TheOldFileStaysUntilTheNewOneIsComplete) {
   file.append("new");
   file.commit();
   EXPECT_EQ(folder.read("model"), "new");
+}
+
+/// Writes `text` into the file; the message of a stop, "" without one.
+std::string write_atomically(const std::string& name, const std::string& text) {
+  try {
+    AtomicFile file(name);
+    file.append(text);
+    file.commit();
+    return "";
+  } catch (const StopRun& stop) {
+    return stop.message();
+  }
+}
+
+TEST(AtomicFile, GoesWhereALinkLeadsAndIntoTheFolderOfItsTarget) {
+  const ScratchFolder folder;
+  std::filesystem::create_directory(folder.path("results"));
+  std::filesystem::create_symlink("results/latest", folder.path("model"));
+  std::filesystem::create_symlink("model_7", folder.path("results/latest"));
+  for (const char* text : {"into a missing file", "over an existing one"}) {
+    EXPECT_EQ(write_atomically(folder.path("model"), text), "");
+    EXPECT_EQ(folder.read("results/model_7"), text);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("model")));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("results/latest")));
+  }
+  std::filesystem::create_symlink("loop", folder.path("loop"));
+  EXPECT_EQ(write_atomically(folder.path("loop"), ""),
+            "ERROR writing file " + folder.path("loop") + ": Too many levels of symbolic links");
+}
+
+// Two programs that write into one NAME.part leave a mixture of both.
+TEST(AtomicFile, ASecondWriterIsRefusedUntilTheFirstHasCommitted) {
+  const ScratchFolder folder;
+  const std::string name = folder.path("model");
+  {
+    AtomicFile first(name);
+    first.append("first");
+    EXPECT_EQ(write_atomically(name, "second"),
+              "ERROR writing file " + name + ".part: another program is writing it");
+    first.commit();
+    EXPECT_EQ(folder.read("model"), "first");
+    EXPECT_EQ(write_atomically(name, "second"), "");
+  }
+  EXPECT_EQ(folder.read("model"), "second");
+  folder.write("model.part", "longer than what follows: of an interrupted run");
+  EXPECT_EQ(write_atomically(name, "third"), "");
+  EXPECT_EQ(folder.read("model"), "third");
+}
+
+TEST(AtomicFile, AFileThatBecomesTooLargeIsNamedAndRemovedAndTheOldOneStays) {
+  const ScratchFolder folder;
+  const std::string name = folder.write("model", "old");
+  prepare_process();
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit limited{.rlim_cur = 100'000, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &limited);
+  const std::string message = write_atomically(name, std::string(400'000, 'x'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(message, "ERROR writing file " + name + ".part: File too large");
+  EXPECT_EQ(folder.read("model"), "old");
+  EXPECT_FALSE(folder.has("model.part"));
+}
+
+// A piece that is longer than the buffer, or that just fills it, in the wrong order or lost.
+TEST(AtomicFile, PiecesOfAnyLengthKeepTheirOrder) {
+  const ScratchFolder folder;
+  AtomicFile file(folder.path("text"));
+  std::string expected;
+  char letter = 'a';
+  for (const std::size_t size : {1U, 262143U, 1U, 262144U, 3U, 262145U, 5U, 700000U, 2U}) {
+    expected.append(size, letter);
+    file.append(std::string(size, letter++));
+  }
+  file.commit();
+  EXPECT_TRUE(folder.read("text") == expected);
 }
 
 }  // namespace quorivex::test

@@ -44,7 +44,7 @@ TEST(Mesh, ATextFileThatEndsEarlyOrClaimsTooManyCellsIsRefused) {
     const StopRun stop = stop_of(folder.write("mesh", text));
     const std::string quoted = "\n ERROR reading mesh file: " + folder.path("mesh") + "\n\n";
     EXPECT_EQ(std::string(stop.what()), quoted);
-    EXPECT_TRUE(stop.detail.starts_with(reason)) << stop.detail;
+    EXPECT_TRUE(stop.detail().starts_with(reason)) << stop.detail();
   }
 }
 

@@ -9,6 +9,7 @@
 #include "inversion/sensitivity/full_sens_mod.h"
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
+#include "plain_products.h"
 #include "scratch_folder.h"
 #include "survey.h"
 
@@ -17,7 +18,7 @@ namespace {
 
 constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
 
-// A cell lost or doubled at the edge of a block, a row lost behind the last four, a float sum.
+// A cell lost or doubled at the edge of a block, a row lost after the last four, a float sum.
 // All numbers are eighths, some with a tail of 2^-30 that a float would lose: every sum is exact.
 TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
   for (const auto& [nsens, ndata] : {std::pair{1, 1},
@@ -41,14 +42,12 @@ TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
     }
     float* g = sens.Gfull.values.data();
     int number = 0;
-    for (std::size_t i = 0; i < t.size(); ++i) {
-      for (std::size_t j = 0; j < x.size(); ++j, ++g) {
-        number = (number * 37 + 11) % 1009;
-        *g = static_cast<float>(number - 500) / 8.0F;
-        d[i] += static_cast<double>(*g) * x[j];
-        back[j] += static_cast<double>(*g) * t[i];
-      }
+    for (std::size_t at = 0; at < t.size() * x.size(); ++at) {
+      number = (number * 37 + 11) % 1009;
+      g[at] = static_cast<float>(number - 500) / 8.0F;
     }
+    plain_full_gv(sens.Gfull, x, d);
+    plain_full_gtv(sens.Gfull, t, back);
     for (const int threads : {1, 2, 5}) {
       omp_set_num_threads(threads);
       std::vector<double> got_d(d.size(), kPoison);
@@ -73,10 +72,9 @@ TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
   }
 }
 
-// Positions and values swapped, rows shifted by an empty one; a mesh record or column tops read
-// easting first, depths summed up.
-TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
-  const Survey survey = make_survey({.ne = 3, .nn = 2, .nz = 3});
+/// Reads a file of three rows on a grid of 4 x 3 x 2 points, with an uneven mesh.
+SensitivityFile read_compressed_file(const Survey& survey) {
+  const ScratchFolder folder;
   const std::string file = framed(
       {record(3, survey.nsens(), 2, 3, 3),
        record(200.0, 220.0, 250.0,
@@ -84,29 +82,50 @@ TEST(Getpar, ReadsCompressedRowsAndAnUnevenMesh) {
        record(survey.tops.tops), record(2, 0.5, 0.25), record(2, 3, 4), record(1, survey.wtz),
        record(2, 16, 3, 1.5F, -2.5F), record(0), record(1, 7, 4.0F, 99, 99),  // longer than needed
        record(survey.gdiag)});
-  const ScratchFolder folder;
-  const SensitivityFile read = getpar(folder.write("sens.mtx", file));
-  const Mesh& mesh = read.ground->mesh;
+  return getpar(folder.write("sens.mtx", file));
+}
+
+// A mesh record or column tops read easting first, depths summed up.
+TEST(Getpar, ReadsAnUnevenMesh) {
+  const Survey survey = make_survey({.ne = 3, .nn = 2, .nz = 3});
+  const SensitivityFile read = read_compressed_file(survey);
+  EXPECT_EQ(read.ground->tops.tops, survey.tops.tops);
   EXPECT_EQ(read.ground->tops(1, 2), survey.tops(1, 2));
-  EXPECT_EQ(read.sens.wtz, survey.wtz);
-  EXPECT_EQ(read.sens.gdiag, survey.gdiag);
-  EXPECT_EQ(mesh.northing_nodes, (std::vector{200.0, 220.0, 250.0}));
-  EXPECT_EQ(mesh.de, (std::vector{25.0, 50.0, 5.0}));
-  EXPECT_EQ(mesh.depth_nodes, (std::vector{4.0, 5.0, 7.0, 10.0}));
-  EXPECT_EQ(mesh.z0, 300.0);
-  EXPECT_TRUE(read.sens.compressed);
-  EXPECT_EQ(read.sens.filter.low, (std::vector{0.5, 0.25}));
-  EXPECT_EQ(read.sens.nwav, 24);
-  EXPECT_EQ(read.sens.grid_counts(), (std::array{4, 3, 2}));
-  EXPECT_EQ(read.sens.Gs.row_facts()[0].entries, 2);
-  EXPECT_EQ(read.sens.Gs.row_facts()[1].entries, 0);
+  EXPECT_EQ(read.ground->mesh.northing_nodes, (std::vector{200.0, 220.0, 250.0}));
+  EXPECT_EQ(read.ground->mesh.de, (std::vector{25.0, 50.0, 5.0}));
+  EXPECT_EQ(read.ground->mesh.depth_nodes, (std::vector{4.0, 5.0, 7.0, 10.0}));
+  EXPECT_EQ(read.ground->mesh.z0, 300.0);
+}
+
+// Scale and diagonal exchanged; the counts of the grid in the order of the file.
+TEST(Getpar, ReadsWhatBelongsToTheMatrix) {
+  const Survey survey = make_survey({.ne = 3, .nn = 2, .nz = 3});
+  const SensitivityState sens = read_compressed_file(survey).sens;
+  EXPECT_EQ(sens.wtz, survey.wtz);
+  EXPECT_EQ(sens.gdiag, survey.gdiag);
+  EXPECT_EQ(sens.filter.low, (std::vector{0.5, 0.25}));
+  EXPECT_EQ(sens.nwav, 24);
+  EXPECT_EQ(sens.grid_counts(), (std::array{4, 3, 2}));
+}
+
+// Positions and values swapped, rows shifted by an empty one.
+TEST(Getpar, ReadsCompressedRows) {
+  const SensitivityState sens = read_compressed_file(make_survey({.ne = 3, .nn = 2, .nz = 3})).sens;
+  EXPECT_EQ(sens.Gs.row_statistics()[0].entries, 2);
+  EXPECT_EQ(sens.Gs.row_statistics()[1].entries, 0);
   std::vector<double> grid(24);
-  SPARSE_SENS_MOD::CALC_GTV(read.sens, std::vector{1.0, 10.0, 100.0}, grid);
+  SPARSE_SENS_MOD::CALC_GTV(sens, std::vector{1.0, 10.0, 100.0}, grid);
   std::vector<double> expected(24);
   expected[2] = -2.5;
   expected[6] = 400.0;
   expected[15] = 1.5;
   EXPECT_EQ(grid, expected);
+}
+
+TEST(Getpar, TheFilterLengthTellsTheForm) {
+  const Survey survey = make_survey({.ne = 3, .nn = 2, .nz = 3});
+  EXPECT_TRUE(read_compressed_file(survey).sens.compressed);
+  const ScratchFolder folder;
   std::vector<std::string> full = sensitivity_records(survey);
   full[3] = record(-1);
   EXPECT_FALSE(getpar(folder.write("full.mtx", framed(full))).sens.compressed);

@@ -10,6 +10,7 @@
 
 #include "compressed.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
+#include "plain_products.h"
 #include "values.h"
 
 namespace quorivex::test {
@@ -66,42 +67,6 @@ TEST(Wavelet, TransformKeepsScalarProductsAndItsInverseUndoesIt) {
       WTN_MOD::WTN(filter, back, counts, -1);
       for (std::size_t i = 0; i < size; ++i) EXPECT_NEAR(back[i], a[i], 1e-12);
     }
-  }
-}
-
-/// One level on the first n points of a line, coefficient by coefficient.
-void plain_level(const WTN_MOD::Filter& filter, std::vector<double>& a, std::size_t n, int isign) {
-  std::vector<double> to(n);
-  const std::size_t ncof = filter.low.size();
-  for (std::size_t i = 0; i < n / 2; ++i) {
-    for (std::size_t k = 0; k < ncof; ++k) {
-      const std::size_t at = (2 * i + 2 + k + ncof * n - ncof / 2) % n;
-      if (isign > 0) {
-        to[i] += filter.low[k] * a[at];
-        to[i + n / 2] += filter.high[k] * a[at];
-      } else {
-        to[at] += filter.low[k] * a[i] + filter.high[k] * a[i + n / 2];
-      }
-    }
-  }
-  std::copy(to.begin(), to.end(), a.begin());
-}
-
-/// The transform line by line and level by level.
-void plain_transform(const WTN_MOD::Filter& filter, std::vector<double>& a,
-                     const std::array<std::int32_t, 3>& counts, int isign) {
-  std::size_t nprev = 1;
-  for (const std::int32_t count : counts) {
-    const auto n = as_size(count);
-    for (std::size_t start = 0; n > 4 && start < a.size(); ++start) {
-      if (start / nprev % n != 0) continue;
-      std::vector<double> line;
-      for (std::size_t k = 0; k < n; ++k) line.push_back(a[start + k * nprev]);
-      for (std::size_t nt = isign > 0 ? n : 4; nt >= 4 && nt <= n; nt = isign > 0 ? nt / 2 : nt * 2)
-        plain_level(filter, line, nt, isign);
-      for (std::size_t k = 0; k < n; ++k) a[start + k * nprev] = line[k];
-    }
-    nprev *= n;
   }
 }
 
@@ -170,23 +135,21 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
     std::iota(t.begin(), t.end(), 0x1p-20 - 3.0);
     std::vector<double> d(rows.size());
     std::vector<double> back(w.size());
+    SparseRows whole(length(rows), 2200000);
     const std::size_t panel = points == 20000 ? 1 : 4;  // rows
     for (std::size_t first = 0; first < rows.size(); first += panel) {
       SparseRows part(length(rows), 2200000);
       for (std::size_t i = first; i < std::min(first + panel, rows.size()); ++i) {
         const std::string bytes = row_bytes(rows[i]);
-        std::memcpy(part.append(length(rows[i])), bytes.data(), bytes.size());
-        for (std::size_t k = 0; k < rows[i].size(); ++k) {
-          const std::size_t at = as_size(rows[i][k] - 1);
-          const double value = (static_cast<double>(k % 61) - 8.0) / 8.0;
-          d[i] += value * w[at];
-          back[at] += value * t[i];
-        }
+        for (SparseRows* to : {&part, &whole})
+          std::memcpy(to->append(length(rows[i])), bytes.data(), bytes.size());
       }
       sens.Gs.append(part);
     }
+    plain_gv(whole, w, d);
+    plain_gtv(whole, t, back);
     for (std::size_t i = 0; i < rows.size(); ++i)
-      EXPECT_EQ(sens.Gs.row_facts()[i].entries, length(rows[i]));
+      EXPECT_EQ(sens.Gs.row_statistics()[i].entries, length(rows[i]));
     for (const int threads : {1, 2, 3, 4, 64}) {
       omp_set_num_threads(threads);
       std::vector<double> got_d(d.size(), kPoison);

@@ -86,9 +86,9 @@ struct Inversion {
 };
 
 double largest(const std::vector<double>& values) {
-  double most = 0.0;
-  for (const double value : values) most = std::max(most, std::abs(value));
-  return most;
+  double maximum = 0.0;
+  for (const double value : values) maximum = std::max(maximum, std::abs(value));
+  return maximum;
 }
 
 /// Gauss-Jordan elimination without pivoting: enough for a positive definite matrix.

@@ -60,7 +60,7 @@ FinishedRun million_cells(const ScratchFolder& folder, int iterations) {
   run.parameters.lowerBounds = "VALUE 0";
   run.parameters.upperBounds = "VALUE 1";
   run.ground = share_ground(make_mesh(0.0, 0.0, 0.0, widths, widths, widths),
-                            {kSide, kSide, std::vector<std::int32_t>(kSide * kSide, 0)});
+                            {kSide, kSide, std::vector<std::int32_t>(as_size(kSide) * kSide, 0)});
   Observations& o = run.observations;
   o.ndata = 1;
   o.x = o.y = o.z = o.obs = o.std = {1.0};

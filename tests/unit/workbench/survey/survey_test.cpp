@@ -149,8 +149,8 @@ TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
       at(year);
       ADD_FAILURE() << year;
     } catch (const StopRun& stop) {
-      EXPECT_NE(stop.console.find("the years 1900 to 20"), std::string::npos) << stop.console;
-      EXPECT_NE(stop.console.find("not of that day."), std::string::npos) << stop.console;
+      EXPECT_NE(stop.console().find("the years 1900 to 20"), std::string::npos) << stop.console();
+      EXPECT_NE(stop.console().find("not of that day."), std::string::npos) << stop.console();
     }
   }
   EXPECT_THROW(igrf_field({0.0, 91.0, 0.0}, {2000.0, ""}), StopRun);

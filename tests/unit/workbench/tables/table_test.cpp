@@ -33,7 +33,7 @@ std::string refusal_of(const std::string& text, const TableRequest& wanted) {
   try {
     table_of(text, wanted);
   } catch (const StopRun& stop) {
-    return stop.console;
+    return std::string(stop.console());
   }
   return "not refused";
 }

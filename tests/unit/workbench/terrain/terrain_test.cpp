@@ -24,7 +24,7 @@ std::string refusal_of(const std::string& file) {
   try {
     read_terrain(file);
   } catch (const StopRun& stop) {
-    return stop.console;
+    return std::string(stop.console());
   }
   return "not refused";
 }
@@ -108,7 +108,7 @@ TEST(Terrains, AMeshIsGivenTheSameRefusalsAndHowTheTerrainFits) {
     try {
       column_tops_of_terrain(mesh, read_terrain(folder.write("t", text), mesh));
     } catch (const StopRun& stop) {
-      return stop.console;
+      return std::string(stop.console());
     }
     return std::string("not refused");
   };

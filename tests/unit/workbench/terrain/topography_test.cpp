@@ -41,7 +41,7 @@ struct Outcome {
       points = read_surface_points(name, mesh);
       tops = read_topography(name, mesh).tops;
     } catch (const StopRun& stop) {
-      end = stop.console;
+      end = stop.console();
     }
   }
 
