@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "base/report.h"
 #include "inversion/mesh_io/model_files.h"
 #include "paired.h"
 
@@ -22,8 +22,8 @@ struct Model {
   Model() {
     Mesh mesh;
     mesh.ne = mesh.nn = mesh.nz = 100;
-    const ColumnTops tops{.nn = 100, .ne = 100, .tops = std::vector<std::int32_t>(10000, 0)};
-    active = get_active_cells("null", mesh, tops, report);
+    ColumnTops tops{.nn = 100, .ne = 100, .tops = std::vector<std::int32_t>(10000, 0)};
+    active = get_active_cells("null", share_ground(mesh, std::move(tops)));
     for (std::int64_t i = 0; i < kCells; ++i) {
       values.push_back(1e-3 * std::exp(std::sin(0.1 * static_cast<double>(i))));
     }
@@ -32,10 +32,10 @@ struct Model {
     output_model("model_files_bench", "sus", values, 1, wtz, active, FixedValues{});
   }
   void read(std::vector<double>& to) {
-    read_active_model(kName, "initial model", active, View1<const double>(wtz), to, report);
+    read_active_model(kName, "initial model", active, to);
+    scale_active_model(active, wtz, to);
   }
 
-  Report report;
   ActiveCells active;
   std::vector<double> wtz = std::vector<double>(kCells, 0.5);
   std::vector<double> values;

@@ -49,15 +49,14 @@ double eight_corners(const double* east, const double* north, const double* up,
 void cell_by_cell(const Ground& ground, const Point& at, const TensorWeights& w,
                   std::vector<double>& row) {
   const Mesh& m = ground.mesh;
-  std::size_t cell = 0;
-  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
-    const double east[] = {m.easting_nodes[as_size(i - 1)] - at.easting,
-                           m.easting_nodes[as_size(i)] - at.easting};
-    const double north[] = {m.northing_nodes[as_size(j - 1)] - at.northing,
-                            m.northing_nodes[as_size(j)] - at.northing};
-    const double up[] = {ground.elevation(k + 1) - at.elevation,
-                         ground.elevation(k) - at.elevation};
-    row[cell++] = eight_corners(east, north, up, w);
+  for_each_ground_cell(ground, [&](const GridCell& c) {
+    const double east[] = {m.easting_nodes[as_size(c.i - 1)] - at.easting,
+                           m.easting_nodes[as_size(c.i)] - at.easting};
+    const double north[] = {m.northing_nodes[as_size(c.j - 1)] - at.northing,
+                            m.northing_nodes[as_size(c.j)] - at.northing};
+    const double up[] = {ground.elevation(c.k + 1) - at.elevation,
+                         ground.elevation(c.k) - at.elevation};
+    row[as_size(c.below - 1)] = eight_corners(east, north, up, w);
   });
 }
 

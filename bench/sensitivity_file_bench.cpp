@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Reading a full sensitivity file of 250,000 cells by 1,000 data, against plain read calls into a
 // freshly allocated buffer of the same size (the first touch of memory is what costs).
-#include "base/report.h"
 #include "files.h"
 #include "inversion/sensitivity/getpar.h"
 #include "paired.h"
@@ -29,8 +28,7 @@ void fill(RecordFileForBench& to) {
 
 void read_file(benchmark::State& state) {
   static const RecordFileForBench file("sensitivity_file_bench.mtx", fill);
-  Report report;
-  const SensitivityFile read = getpar(file.name, report);
+  const SensitivityFile read = getpar(file.name);
   for (std::int32_t i = 1; i <= kData; ++i) {
     const float* row = read.sens.Gfull.row(i);
     if (row[0] != static_cast<float>(i - 1) || row[kCells - 1] != row[0]) {
@@ -40,7 +38,7 @@ void read_file(benchmark::State& state) {
   }
   run_paired(
       state, static_cast<double>(file.bytes()), [&] { plain_read(file); },
-      [&] { benchmark::DoNotOptimize(getpar(file.name, report)); });
+      [&] { benchmark::DoNotOptimize(getpar(file.name)); });
 }
 
 BENCHMARK(read_file)

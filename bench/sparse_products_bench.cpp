@@ -8,7 +8,6 @@
 #include <cmath>
 #include <vector>
 
-#include "base/report.h"
 #include "files.h"
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
@@ -116,14 +115,13 @@ void gtgv(benchmark::State& state) {
 }
 
 void read_file(benchmark::State& state) {
-  Report report;
-  if (getpar(sparse_file().name, report).sens.Gs.entries() != std::int64_t{kData} * kEntries) {
+  if (getpar(sparse_file().name).sens.Gs.entries() != std::int64_t{kData} * kEntries) {
     state.SkipWithError("wrong answer");
     return;
   }
   run_paired(
       state, static_cast<double>(sparse_file().bytes()), [] { plain_read(sparse_file()); },
-      [&] { benchmark::DoNotOptimize(getpar(sparse_file().name, report)); });
+      [&] { benchmark::DoNotOptimize(getpar(sparse_file().name)); });
 }
 
 void all_of(benchmark::internal::Benchmark* bench) {

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "base/fixed_format.h"
 
@@ -69,7 +70,7 @@ std::string numbered_name(std::string_view base, std::int32_t iteration,
   return fmt::format("{}_{}.{}", base, three_digits(iteration), extension);
 }
 
-PartFile::PartFile(const std::string& name) : name_(name), descriptor_(open_locked(name_)) {
+PartFile::PartFile(std::string name) : name_(std::move(name)), descriptor_(open_locked(name_)) {
   struct stat status {};
   ::fstat(descriptor_, &status);
   const bool regular = S_ISREG(status.st_mode);

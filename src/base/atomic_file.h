@@ -17,7 +17,7 @@ std::string numbered_name(std::string_view base, std::int32_t iteration,
 class PartFile {
  public:
   /// Creates it, or empties what an interrupted run left. A link of that name is refused.
-  explicit PartFile(const std::string& name);
+  explicit PartFile(std::string name);
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
   /// Removes the file unless it was renamed.

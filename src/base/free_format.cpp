@@ -20,8 +20,11 @@ std::errc parse_whole_token(std::string_view token, Number& value) {
     if (token.starts_with('-')) return std::errc::invalid_argument;
   }
   const char* end = token.data() + token.size();
-  const auto [stop, error] = std::from_chars(token.data(), end, value);
-  return stop == end ? error : std::errc::invalid_argument;
+  Number number{};
+  const auto [stop, error] = std::from_chars(token.data(), end, number);
+  if (stop != end) return std::errc::invalid_argument;
+  if (error == std::errc()) value = number;  // not of the beginning of a word ("information")
+  return error;
 }
 
 bool parse(std::string_view token, std::int32_t& value) {

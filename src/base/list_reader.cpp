@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -12,8 +14,11 @@ void list_error(Read read, std::string_view what, std::string_view name) {
   stop_run(fmt::format(" ERROR reading {} {}", what, name));
 }
 
-void too_many_values(std::string_view what, std::string_view name) {
-  stop_run(fmt::format(" ERROR: too many values in {} {}", what, name));
+void expect_no_more(FreeFormat& from, std::string_view what, std::string_view name) {
+  double left = 0.0;
+  if (from.next(left) == Read::value || !std::isfinite(left)) {
+    stop_run(fmt::format(" ERROR: too many values in {} {}", what, name));
+  }
 }
 
 }  // namespace quorivex

@@ -11,9 +11,6 @@ namespace quorivex {
 /// " ERROR: end reached reading WHAT NAME" or " ERROR reading WHAT NAME", as `read` says.
 [[noreturn]] void list_error(Read read, std::string_view what, std::string_view name);
 
-/// " ERROR: too many values in WHAT NAME"
-[[noreturn]] void too_many_values(std::string_view what, std::string_view name);
-
 /// Fills `values` from a file read whole, any number of values per line.
 /// `what` names the file in messages ("active cell file").
 template <class Values>
@@ -24,11 +21,7 @@ void read_list(FreeFormat& from, Values&& values, std::string_view what, std::st
   }
 }
 
-/// Ends the run when a value of type T is left in the file.
-template <class T>
-void expect_no_more(FreeFormat& from, std::string_view what, std::string_view name) {
-  T left{};
-  if (from.next(left) == Read::value) too_many_values(what, name);
-}
+/// Ends the run when a number is left in the file, whether it could be used or not (NaN).
+void expect_no_more(FreeFormat& from, std::string_view what, std::string_view name);
 
 }  // namespace quorivex

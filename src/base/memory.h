@@ -3,14 +3,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace quorivex {
 
-/// Throws std::bad_alloc for a large request that exceeds what the machine has available. The
-/// system would grant it, and kill the program without a message once the memory is used.
+/// Throws std::bad_alloc for a large request that exceeds what the machine, or the limit of a
+/// container or a batch job, has available. The system would grant it, and kill the program without
+/// a message once the memory is used.
 void require_available_memory(std::uint64_t bytes);
+
+/// What the memory limits of this process's control groups leave, in bytes; unlimited without any.
+/// `list` is like /proc/self/cgroup, `mount` like /sys/fs/cgroup.
+std::uint64_t memory_of_control_groups(const std::string& list, const std::string& mount);
 
 /// Memory that is not set to zero, for std::free; a large piece on pages as large as the processor
 /// has, so that long streams seldom wait for an address translation.

@@ -19,7 +19,7 @@ void Report::summary(std::string_view text) {
 }
 
 void Report::both(std::string_view text) {
-  if (on_console_) console(text);
+  console(text);
   log(text);
 }
 

@@ -18,8 +18,6 @@ class Report {
   static void console(std::string_view text);
   void log(std::string_view text);
   void summary(std::string_view text);
-  /// What `both` is given goes to the log alone from now on.
-  void leave_console() { on_console_ = false; }
   /// Console, then log once it is open.
   void both(std::string_view text);
 
@@ -29,7 +27,6 @@ class Report {
   void close();
 
  private:
-  bool on_console_ = true;
   std::optional<OutputFile> log_;
   std::optional<OutputFile> summary_;
 };

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace quorivex {
 
@@ -27,7 +28,10 @@ std::string StopRun::message() const {
   return std::string(text.substr(first, end > first ? end - first : 0));
 }
 
-void stop_run(std::string_view lines) { throw StopRun(fmt::format("\n{}\n\n", lines)); }
+void stop_run(std::string_view lines, std::string detail) {
+  const std::string text = fmt::format("\n{}\n\n", lines);
+  throw StopRun(text, text, std::move(detail));
+}
 
 void file_not_found(std::string_view label, std::string_view name) {
   throw StopRun(fmt::format("\n ERROR: {} file not found: {}\n", label, name));

@@ -17,8 +17,8 @@ namespace quorivex {
 class StopRun : public std::exception {
  public:
   explicit StopRun(std::string text) : console_(text), log_(std::move(text)) {}
-  StopRun(std::string console_text, std::string log_text)
-      : console_(std::move(console_text)), log_(std::move(log_text)) {}
+  StopRun(std::string console_text, std::string log_text, std::string detail = {})
+      : console_(std::move(console_text)), log_(std::move(log_text)), detail_(std::move(detail)) {}
   /// "Memory allocation error in: LABEL". Allocates nothing: there may be no memory left at all.
   static StopRun out_of_memory(std::string_view label);
 
@@ -28,17 +28,21 @@ class StopRun : public std::exception {
   /// The console's text without the blanks and empty lines around it.
   std::string message() const;
 
+  /// What is known of the reason beyond the message; a run of quorivex does not print it.
+  const std::string& detail() const { return detail_; }
+
  private:
   StopRun() = default;
   std::string_view fixed_text() const { return fixed_text_.data(); }
 
   std::string console_;
   std::string log_;
+  std::string detail_;
   std::array<char, 128> fixed_text_{};  // of out_of_memory: replaces both
 };
 
 /// Ends the run with one or more lines, an empty line before and after.
-[[noreturn]] void stop_run(std::string_view lines);
+[[noreturn]] void stop_run(std::string_view lines, std::string detail = {});
 
 /// " ERROR: LABEL file not found: NAME"
 [[noreturn]] void file_not_found(std::string_view label, std::string_view name);

@@ -78,7 +78,7 @@ constexpr const char* kBadInputs = R"(
 3 f|1 2 3~1 2 1~0| ERROR: Number of data should be positive. f
 3 f|1 2 3~1 2 1~2000000000| ERROR: Number of data is inconsistent in obs and mtx files.
 3 f|1 2 3~1 2 1~4~1 2 3 4 0| ERROR: standard deviation should be greater than 0. 1 2 3 4 0
-9 f|1~1~1~1~1~1~1~1~1~1~1~0|ERROR: Upper bound should be greater than lower: 7  0.0000E+00  0.0000E+00
+8 f~9 VALUE .5|0~0~0~0~0~0~0~0~0~0~0~.75|ERROR: Upper bound should be greater than lower: 12  7.5000E-01  5.0000E-01
 5 VALUE 2||ERROR: number of cells in initial model outside bounds: 7
 10 -1 1 1 1||Error:  alpha's cannot be negative.
 10 4*0||Error:  alpha's cannot be all equal to 0 at the same time.
@@ -131,8 +131,10 @@ TEST(Failures, AListThatIsTooShortOrTooLongOrHoldsOtherThanNumbersIsRefused) {
     folder.expect_stop(" ERROR: end reached reading " + what);
     folder.write("f", all_but_one + "12abc");
     folder.expect_stop(" ERROR reading " + what);
-    folder.write("f", all_but_one + "1\n\n1");
-    folder.expect_stop(" ERROR: too many values in " + what);
+    for (const char* left : {"1", "NaN", "-inf"}) {
+      folder.write("f", all_but_one + "1\n\n" + left);
+      folder.expect_stop(" ERROR: too many values in " + what);
+    }
   }
 }
 
@@ -283,6 +285,41 @@ TEST(Failures, ASensitivityFileThatSaysWhatCannotBeIsRefusedWithTheRecord) {
                  kBadSens +
                      "\n Record 4: the coefficients of the filter should be finite numbers; "
                      "found one that is not.");
+}
+
+// A reader that stops before the lines of its first half are written, or a line out of its place.
+TEST(Failures, TheLogHoldsWhatWasReadBeforeTheStop) {
+  const std::string full = framed(sensitivity_records(small_survey()));
+  const auto expect_lines = [](const Case& folder, const std::vector<std::string>& lines) {
+    const std::string console = run_program(folder, "run.inp");
+    const std::string log = folder.read("quorivex.log");
+    std::size_t at = 0;
+    for (const std::string& line : lines) {
+      const std::size_t found = log.find(line, at);
+      ASSERT_NE(found, std::string::npos) << line << " is not after\n" << log.substr(0, at);
+      at = found + line.size();
+    }
+    EXPECT_EQ(log.find_first_not_of('\n', at), std::string::npos) << log;
+    EXPECT_TRUE(console.ends_with("\n" + lines.back() + "\n\n") ||
+                console.ends_with("\n" + lines.back() + "\n"))
+        << console;
+  };
+  Case inactive({{7, "f"}});
+  inactive.write("f", "12*0");
+  expect_lines(inactive, {"need a lot more memory.", "# of data:", "cells were read from file: f\n",
+                          "total # of cells:", "# of inactive cells:      12\n\n",
+                          "ERROR: all cells are inactive."});
+  Case cut;
+  cut.write("sens.mtx", full.substr(0, full.size() - 80));
+  expect_lines(cut, {"Running with", "\nWARNING: no compression is used", kBadSens});
+  Case shifted;
+  shifted.write("sens.mtx", patched(false, {3, 0, 1}));
+  expect_lines(shifted, {"# of cells below topo:", "reference model was set to:  0.0000E+00\n",
+                         "idx1 /= size(wtz)"});
+  expect_lines(Case({{6, "missing"}}),
+               {"# of cells below topo:", " ERROR: reference model file not found: missing"});
+  expect_lines(Case({{9, "missing"}}), {"initial model was set to:", "lower bounds was set to:",
+                                        " ERROR: upper bounds file not found: missing"});
 }
 
 TEST(Failures, AMatrixLargerThanMemoryEndsInTheAllocationMessage) {

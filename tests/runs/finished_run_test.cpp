@@ -54,10 +54,10 @@ TEST(FinishedRun, HoldsWhatTheRunReadAndLeft) {
   const RunFolder folder;
   const FinishedRun run = folder.finished();
   EXPECT_EQ(run.parameters.obsFile, "obs.dat");
-  EXPECT_EQ(run.mesh.easting_nodes, folder.survey.mesh.easting_nodes);
-  EXPECT_EQ(run.mesh.z0, folder.survey.mesh.z0);
-  EXPECT_EQ(run.tops.tops, folder.survey.tops.tops);
-  EXPECT_EQ(run.nsens, folder.survey.nsens());
+  EXPECT_EQ(run.ground->mesh.easting_nodes, folder.survey.mesh.easting_nodes);
+  EXPECT_EQ(run.ground->mesh.z0, folder.survey.mesh.z0);
+  EXPECT_EQ(run.ground->tops.tops, folder.survey.tops.tops);
+  EXPECT_EQ(run.ground->cells(), folder.survey.nsens());
   EXPECT_EQ(run.target, 35.0);
   EXPECT_EQ(run.ending, "Target misfit reached.");
   EXPECT_FALSE(run.started.empty() || run.ended.empty());

@@ -3,10 +3,11 @@
 
 #include <cmath>
 #include <string>
+#include <string_view>
 
-#include "base/fixed_format.h"
 #include "base/phase_times.h"
 #include "base/progress.h"
+#include "inversion/control/run_log_lines.h"
 #include "inversion/input/program_name.h"
 #include "inversion/mesh_io/model_files.h"
 #include "inversion/mesh_io/observations.h"
@@ -18,19 +19,19 @@ namespace {
 constexpr double kCgTolerance = 0.001;
 constexpr std::int32_t kMaxCgIterations = 2000;
 
-std::string labelled(const char* label, double value) {
-  return right(label, 21) + sci(value, 13, 6) + "\n";
-}
-
-void report_start(const ObjectiveValue& start, const Alphas& alphas,
-                  const std::optional<Target>& target, Report& report) {
-  report.summary(summary_head(start, alphas, target));
+void report_start(const ObjectiveValue& value, const InversionStart& start, Report& report) {
+  Report::console("\n");
+  report.summary(summary_head(value, start.alphas, start.target));
   report.flush_summary();
-  report.log("\n");
-  report.log(labelled(" initial misfit: ", start.misfit));
-  if (target) report.log(labelled(" target data misfit: ", target->misfit));
+  report.log(start_lines(value.misfit, start.target));
   report.flush_log();
   Report::console(" Start inversion ...\n");
+}
+
+void report_beginning(std::int32_t number, double beta, Report& report) {
+  report.both(iteration_line(number));
+  report.log(beta_line(beta));
+  report.flush_log();
 }
 
 /// One model update, with its progress on a terminal: the residual falls by about the same factor
@@ -45,55 +46,66 @@ CgResult update(const Problem& problem, std::int32_t number, double beta, Curren
   return linsolv(problem, beta, {kCgTolerance, kMaxCgIterations, watch}, current, state);
 }
 
-/// One model update with its lines in log and summary and its two files.
-IterationResult run_iteration(const Problem& problem, std::int32_t number, double beta,
-                              CurrentModel& current, LinsolvState& state, Report& report) {
-  report.both("\n          Iteration:" + whole(number, 4) + "\n");
-  report.log(labelled("     beta: ", beta));
-  report.flush_log();
+IterationResult compute_iteration(const Problem& problem, std::int32_t number, double beta,
+                                  CurrentModel& current, LinsolvState& state) {
   const CgResult cg = update(problem, number, beta, current, state);
-  const IterationResult iteration{.number = number,
-                                  .beta = beta,
-                                  .misfit = current.value.misfit,
-                                  .norm = current.value.norm,
-                                  .objective = current.value.total(beta),
-                                  .cg_iterations = cg.iterations,
-                                  .truncated_cells = state.ntrunc};
-  report.both(labelled("    data misfit: ", iteration.misfit));
+  return {.number = number,
+          .beta = beta,
+          .misfit = current.value.misfit,
+          .norm = current.value.norm,
+          .objective = current.value.total(beta),
+          .cg_iterations = cg.iterations,
+          .truncated_cells = state.ntrunc};
+}
+
+void report_iteration(const IterationResult& iteration, Report& report) {
+  report.both(misfit_line(iteration.misfit));
   report.summary(summary_row(iteration));
   report.flush_summary();
+}
+
+void write_files(const Problem& problem, std::int32_t number, const CurrentModel& current) {
   const PhaseTimer timer(Phase::write);
   write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
   output_model(kProgram, "sus", current.model, number, problem.sens.wtz, problem.active,
                problem.fixed);
-  return iteration;
+}
+
+/// Why the inversion ends after an iteration, as log and console say it; nothing when it goes on.
+/// `phi_before` is the objective before the iteration.
+std::optional<std::string_view> ending(const IterationResult& iteration,
+                                       const std::optional<Target>& target, double phi_before) {
+  if (target) {
+    if (target_reached(iteration.misfit, target->misfit)) return "\n   Target misfit reached.\n\n";
+  } else if (iteration.number > 2 && plateaued(phi_before, iteration.objective)) {
+    return "\n   Objective function has plateaued.\n\n";
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-void run_inversion(const Problem& problem, const Alphas& alphas,
-                   const std::optional<Target>& target, double beta, CurrentModel& current,
+void run_inversion(const Problem& problem, const InversionStart& start, CurrentModel& current,
                    Timer& timer, Report& report) {
-  Report::console("\n");
-  report_start(current.value, alphas, target, report);
+  report_start(current.value, start, report);
   LinsolvState state;
   std::optional<Iteration> before;
+  double beta = start.beta;
   double phi_before = current.value.total(beta);
   for (std::int32_t number = 1;; ++number) {
-    const IterationResult iteration = run_iteration(problem, number, beta, current, state, report);
+    report_beginning(number, beta, report);
+    const IterationResult iteration = compute_iteration(problem, number, beta, current, state);
+    report_iteration(iteration, report);
+    write_files(problem, number, current);
     report.both(timer.since_previous("beta"));
-    if (target && target_reached(iteration.misfit, target->misfit)) {
-      report.both("\n   Target misfit reached.\n\n");
-      break;
-    }
-    if (!target && number > 2 && plateaued(phi_before, iteration.objective)) {
-      report.both("\n   Objective function has plateaued.\n\n");
+    if (const auto line = ending(iteration, start.target, phi_before)) {
+      report.both(*line);
       break;
     }
     phi_before = iteration.objective;
-    if (target) {
+    if (start.target) {
       const Iteration now{beta, iteration.misfit};
-      beta = next_beta(now, before, target->misfit);
+      beta = next_beta(now, before, start.target->misfit);
       before = now;
     }
   }

@@ -14,10 +14,48 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kEchoLength = 200;
 constexpr std::size_t kFieldLength = 500;
 constexpr std::size_t kKeywordLength = 20;
 constexpr std::size_t kNumbersLength = 10000;
+
+/// Ends the run after a read error; `reason` is a message framed by empty lines, or nothing.
+[[noreturn]] void read_error(const std::string& name, const std::string& reason = {}) {
+  throw StopRun(
+      fmt::format("{}ERROR reading inversion input file {}\n{}", reason, name, sample_input()),
+      reason + sample_input());
+}
+
+/// The lines of the input file in their order; each function ends the run when its line is missing
+/// or wrong.
+class InputLines {
+ public:
+  InputLines(TextFile& file, const std::string& name) : file_(file), name_(name) {}
+
+  /// The numbers of the next line that is not blank; what follows them is ignored.
+  template <class... Numbers>
+  void numbers(Numbers&... values) {
+    do {
+      next(kNumbersLength);
+    } while (trim_right(line_).empty());
+    if (!FreeFormat(line_).read(values...)) read_error(name_);
+  }
+
+  std::string text(std::size_t max_length = kFieldLength) {
+    next(max_length);
+    return strip_comment(line_);
+  }
+
+ private:
+  void next(std::size_t max_length) {
+    if (!file_.read_line(line_, max_length)) read_error(name_);
+  }
+
+  TextFile& file_;
+  const std::string& name_;
+  std::string line_;
+};
+
+}  // namespace
 
 std::string sample_input() {
   return fmt::format(
@@ -40,95 +78,43 @@ std::string sample_input() {
       kProgram);
 }
 
-/// Ends the run after a read error; `reason` is a message framed by empty lines, or nothing.
-[[noreturn]] void read_error(const std::string& name, const std::string& reason = {}) {
-  throw StopRun(
-      fmt::format("{}ERROR reading inversion input file {}\n{}", reason, name, sample_input()),
-      reason + sample_input());
-}
-
-void echo_input_file(TextFile& file, const std::string& name, Report& report) {
-  const std::string dashes = "\n" + std::string(64, '-') + "\n\n";
-  report.log(fmt::format("\nReading input file: {}\n{}", name, dashes));
-  std::string line;
-  while (file.read_line(line, kEchoLength)) {
-    report.log(fmt::format("{}\n", trim_right(line)));
-  }
-  report.log(dashes);
-  file.rewind();
-}
-
-/// The lines of the input file in their order; each function ends the run when its line is missing
-/// or wrong.
-class InputLines {
- public:
-  InputLines(TextFile& file, const std::string& name) : file_(file), name_(name) {}
-
-  /// The numbers of the next line that is not blank; what follows them is ignored.
-  template <class... Numbers>
-  void numbers(Numbers&... values) {
-    do {
-      next(kNumbersLength);
-    } while (trim_right(line_).empty());
-    if (!FreeFormat(line_).read(values...)) read_error(name_);
-  }
-
-  std::string text(std::size_t most = kFieldLength) {
-    next(most);
-    return strip_comment(line_);
-  }
-
- private:
-  void next(std::size_t most) {
-    if (!file_.read_line(line_, most)) read_error(name_);
-  }
-
-  TextFile& file_;
-  const std::string& name_;
-  std::string line_;
-};
-
-}  // namespace
-
 std::string strip_comment(std::string text) {
   text.resize(std::min(text.find('!'), text.size()));
   text.resize(trim_right(text).size());
   return text;
 }
 
-InversionParameters read_input_file(const std::string& name, Report& report) {
-  if (name == "-inp") throw StopRun(sample_input());
+InversionParameters read_input_file(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("input", name);
-  echo_input_file(*file, name, report);
 
   InputLines lines(*file, name);
-  InversionParameters par;
-  lines.numbers(par.mode);
-  if (par.mode != 1 && par.mode != 2) {
+  InversionParameters input;
+  lines.numbers(input.mode);
+  if (input.mode != 1 && input.mode != 2) {
     read_error(name, "\nERROR: model should be 1 or 2.\n\n");
   }
-  lines.numbers(par.par, par.tolc);
-  par.obsFile = lines.text();
-  par.mtxFile = lines.text();
-  par.initialModel = lines.text();
-  par.referenceModel = lines.text();
-  par.activeCellFile = lines.text();
-  par.lowerBounds = lines.text();
-  par.upperBounds = lines.text();
-  par.alphaLine = lines.text();
+  lines.numbers(input.par, input.tolc);
+  input.obsFile = lines.text();
+  input.mtxFile = lines.text();
+  input.initialModel = lines.text();
+  input.referenceModel = lines.text();
+  input.activeCellFile = lines.text();
+  input.lowerBounds = lines.text();
+  input.upperBounds = lines.text();
+  input.alphaLine = lines.text();
   const std::string keyword = lines.text(kKeywordLength);
   if (keyword != "SMOOTH_MOD" && keyword != "SMOOTH_MOD_DIF") {
     read_error(name, "\nERROR: input file should contain either SMOOTH_MOD or SMOOTH_MOD_DIF.\n\n");
   }
-  par.mrefInDerivatives = keyword == "SMOOTH_MOD_DIF";
-  par.weightFile = lines.text();
-  return par;
+  input.mrefInDerivatives = keyword == "SMOOTH_MOD_DIF";
+  input.weightFile = lines.text();
+  return input;
 }
 
-std::optional<double> target_misfit(const InversionParameters& par, std::int32_t ndata) {
-  if (par.mode != 1) return std::nullopt;
-  return ndata * par.par;
+std::optional<double> target_misfit(const InversionParameters& input, std::int32_t ndata) {
+  if (input.mode != 1) return std::nullopt;
+  return ndata * input.par;
 }
 
 }  // namespace quorivex

@@ -5,8 +5,6 @@
 #include <optional>
 #include <string>
 
-#include "base/report.h"
-
 namespace quorivex {
 
 /// The twelve lines of the input file, comments removed.
@@ -29,12 +27,14 @@ struct InversionParameters {
 /// The text from its first "!" to its end cut off, and trailing blanks with it.
 std::string strip_comment(std::string text);
 
-/// Reads and checks the input file and copies it into the log. The name "-inp" asks for a sample
-/// input file instead, on the console and in the log, and ends the run.
+/// The sample that `quorivex -inp` prints.
+std::string sample_input();
+
+/// Reads and checks the input file.
 /// @throws StopRun with the reader's message and the sample; file_not_found("input")
-InversionParameters read_input_file(const std::string& name, Report& report);
+InversionParameters read_input_file(const std::string& name);
 
 /// The misfit that mode 1 aims at, number of data times chifact; nothing in mode 2.
-std::optional<double> target_misfit(const InversionParameters& par, std::int32_t ndata);
+std::optional<double> target_misfit(const InversionParameters& input, std::int32_t ndata);
 
 }  // namespace quorivex

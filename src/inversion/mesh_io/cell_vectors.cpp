@@ -13,20 +13,15 @@ FixedValues split_reference(const ActiveCells& active, View1<const double> full)
   const View1<const std::int32_t> map(active.map);
   const View1<double> inactive(fixed.inactive);
   const View1<double> influence(fixed.influence);
-  std::int64_t cell = 0;
   std::int32_t zero = 0;
-  for (std::int32_t j = 1; j <= active.nn; ++j) {
-    for (std::int32_t i = 1; i <= active.ne; ++i) {
-      for (std::int32_t k = 1; k <= active.nz; ++k) {
-        ++cell;
-        if (map(cell) == 0) {
-          inactive(++zero) = k > active.tops(j, i) ? full(cell) : 0.0;
-        } else if (map(cell) < 0) {
-          influence(-std::int64_t{map(cell)}) = full(cell);
-        }
-      }
+  for_each_cell(*active.ground, [&](const GridCell& at) {
+    const std::int64_t entry = map(at.cell);
+    if (entry == 0) {
+      inactive(++zero) = at.air() ? 0.0 : full(at.cell);
+    } else if (entry < 0) {
+      influence(-entry) = full(at.cell);
     }
-  }
+  });
   return fixed;
 }
 
@@ -51,30 +46,27 @@ void active_to_full(const ActiveCells& active, const FixedValues& fixed, View1<c
   }
 }
 
-void full_to_below(const ActiveCells& active, View1<const double> full, View1<double> amodel) {
-  require(amodel.size() == active.cells_below_topo, "idx1 /= size(amodel)");
-  std::int64_t idx1 = 0;
-  for_each_below(active, [&](std::int64_t cell) { amodel(++idx1) = full(cell); });
+void full_to_below(const Ground& ground, View1<const double> full, View1<double> amodel) {
+  require(amodel.size() == ground.cells(), "idx1 /= size(amodel)");
+  for_each_ground_cell(ground, [&](const GridCell& at) { amodel(at.below) = full(at.cell); });
 }
 
 void below_to_active(const ActiveCells& active, View1<const double> m1, View1<double> m2) {
   require(m2.size() == active.ncell, "size(m2) /= ncell");
-  require(m1.size() == active.cells_below_topo, "idx1 /= size(m1)");
+  require(m1.size() == active.ground->cells(), "idx1 /= size(m1)");
   const View1<const std::int32_t> map(active.map);
-  std::int64_t idx1 = 0;
-  for_each_below(active, [&](std::int64_t cell) {
-    ++idx1;
-    if (map(cell) > 0) m2(map(cell)) = m1(idx1);
+  for_each_ground_cell(*active.ground, [&](const GridCell& at) {
+    if (map(at.cell) > 0) m2(map(at.cell)) = m1(at.below);
   });
 }
 
 void active_to_below(const ActiveCells& active, View1<const double> m2, View1<double> m1) {
   require(m2.size() == active.ncell, "size(m2) /= ncell");
-  require(m1.size() == active.cells_below_topo, "idx1 /= size(m1)");
+  require(m1.size() == active.ground->cells(), "idx1 /= size(m1)");
   const View1<const std::int32_t> map(active.map);
-  std::int64_t idx1 = 0;
-  for_each_below(active,
-                 [&](std::int64_t cell) { m1(++idx1) = map(cell) > 0 ? m2(map(cell)) : 0.0; });
+  for_each_ground_cell(*active.ground, [&](const GridCell& at) {
+    m1(at.below) = map(at.cell) > 0 ? m2(map(at.cell)) : 0.0;
+  });
 }
 
 }  // namespace quorivex

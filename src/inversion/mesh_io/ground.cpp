@@ -25,22 +25,37 @@ void check_widths(const Mesh& mesh) {
   check_axis(mesh.dz, "depth");
 }
 
+GridColumn Ground::column(std::int64_t number) const {
+  const auto i = static_cast<std::int32_t>((number - 1) % mesh.ne + 1);
+  const auto j = static_cast<std::int32_t>((number - 1) / mesh.ne + 1);
+  return {.i = i,
+          .j = j,
+          .top = tops(j, i),
+          .above = (number - 1) * mesh.nz,
+          .before = before[as_size(number - 1)]};
+}
+
 Ground make_ground(Mesh mesh, ColumnTops tops) {
-  Ground ground{std::move(mesh), std::move(tops), {}};
-  const Mesh& m = ground.mesh;
-  ground.before = allocate<std::int64_t>(as_size(std::int64_t{m.nn} * m.ne + 1), "make_ground");
+  Ground ground{.mesh = std::move(mesh), .tops = std::move(tops)};
+  ground.before = allocate<std::int64_t>(as_size(ground.columns() + 1), "make_ground");
   std::size_t column = 0;
-  for (std::int32_t j = 1; j <= m.nn; ++j) {
-    for (std::int32_t i = 1; i <= m.ne; ++i, ++column) {
-      ground.before[column + 1] = ground.before[column] + m.nz - ground.tops(j, i);
+  for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
+    for (std::int32_t i = 1; i <= ground.mesh.ne; ++i, ++column) {
+      ground.before[column + 1] = ground.before[column] + ground.mesh.nz - ground.tops(j, i);
     }
   }
-  if (ground.cells() == 0) {
-    stop_run(
-        " ERROR: all cells of the mesh lie above the ground. Compare the top of the mesh (its\n"
-        " second line holds west, south and top) with the elevations of the terrain.");
-  }
   return ground;
+}
+
+SharedGround share_ground(Mesh mesh, ColumnTops tops) {
+  return std::make_shared<const Ground>(make_ground(std::move(mesh), std::move(tops)));
+}
+
+void check_not_all_air(const Ground& ground) {
+  if (ground.cells() > 0) return;
+  stop_run(
+      " ERROR: all cells of the mesh lie above the ground. Compare the top of the mesh (its\n"
+      " second line holds west, south and top) with the elevations of the terrain.");
 }
 
 }  // namespace quorivex

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -34,15 +35,65 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
   return nodes;
 }
 
-[[noreturn]] void mesh_file_error(const std::string& name, const std::string& why = {}) {
-  stop_run(fmt::format(" ERROR reading mesh file: {}{}", name, why));
+/// A short file may hold two thousand million widths: "2147483647*1".
+void require_memory_for(std::int64_t cells_of_axes) {
+  with_alloc_label(kRoutine, [&] {
+    require_available_memory(2 * sizeof(double) * as_size(cells_of_axes));  // widths and nodes
+  });
 }
+
+/// The lists of a text mesh file in their order.
+class MeshLists {
+ public:
+  MeshLists(TextFile& file, const std::string& name) : values_(file), name_(name) {}
+
+  /// `what` are the values.
+  template <class... Values>
+  void read(const char* what, Values&... values) {
+    if (!values_.read(values...)) refuse(fmt::format("{} could not be read.", what));
+    values_.next_line();
+  }
+
+  std::vector<double> read_widths(std::int32_t count, const char* axis) {
+    std::vector<double> widths;  // grows with the values that are there, not with the count
+    for (std::int32_t i = 1; i <= count; ++i) {
+      double width = 0.0;
+      if (!values_.read(width)) {
+        refuse(fmt::format("Width {} of {} along {} could not be read.", i, count, axis));
+      }
+      with_alloc_label(kRoutine, [&] { append_checked(widths, width); });
+    }
+    values_.next_line();
+    return widths;
+  }
+
+  [[noreturn]] void refuse(const std::string& reason) const {
+    stop_run(fmt::format(" ERROR reading mesh file: {}", name_),
+             reason +
+                 "\nA mesh file holds the counts ne nn nz; west, south and top of the mesh; ne "
+                 "widths along easting,\nnn along northing and nz down, each list on lines of "
+                 "its own.");
+  }
+
+ private:
+  FreeFormat values_;
+  const std::string& name_;
+};
 
 }  // namespace
 
 bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
   return ne > 0 && nn > 0 && nz > 0 && std::int64_t{ne} * nn <= kMost / nz;
+}
+
+double min_horizontal_width(const Mesh& mesh) {
+  return std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
+                  *std::min_element(mesh.dn.begin(), mesh.dn.end()));
+}
+
+double min_width(const Mesh& mesh) {
+  return std::min(min_horizontal_width(mesh), *std::min_element(mesh.dz.begin(), mesh.dz.end()));
 }
 
 Mesh make_mesh(double west, double south, double top, std::vector<double> de,
@@ -64,46 +115,25 @@ Mesh make_mesh(double west, double south, double top, std::vector<double> de,
 Mesh read_mesh_file(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("mesh", name);
-  FreeFormat values(*file);
-  const auto need = [&](bool read) {
-    if (!read) {
-      mesh_file_error(
-          name,
-          "\n Expected numbers: the counts ne nn nz; west, south and top of the mesh; ne "
-          "widths along easting,\n nn along northing and nz down, each list on lines "
-          "of its own.");
-    }
-    values.next_line();
-  };
-  const auto read_widths = [&](std::int32_t count) {
-    std::vector<double> widths;  // grows with the values that are there, not with the count
-    bool read = true;
-    for (std::int32_t i = 0; i < count && read; ++i) {
-      double width = 0.0;
-      read = values.read(width);
-      widths.push_back(width);
-    }
-    need(read);
-    return widths;
-  };
-
+  MeshLists lists(*file, name);
   std::int32_t ne = 0;
   std::int32_t nn = 0;
   std::int32_t nz = 0;
-  need(values.read(ne, nn, nz));
+  lists.read("The counts", ne, nn, nz);
   if (!valid_counts(ne, nn, nz)) {
-    mesh_file_error(name,
-                    fmt::format("\n The counts should be positive and give at most 2147483647 "
-                                "cells; found {} {} {}.",
-                                ne, nn, nz));
+    lists.refuse(
+        fmt::format("The counts should be positive and give at most 2147483647 cells; found {} {} "
+                    "{}.",
+                    ne, nn, nz));
   }
+  require_memory_for(std::int64_t{ne} + nn + nz);
   double west = 0.0;
   double south = 0.0;
   double top = 0.0;
-  need(values.read(west, south, top));
-  std::vector<double> de = read_widths(ne);
-  std::vector<double> dn = read_widths(nn);
-  std::vector<double> dz = read_widths(nz);
+  lists.read("West, south and top of the mesh", west, south, top);
+  std::vector<double> de = lists.read_widths(ne, "easting");
+  std::vector<double> dn = lists.read_widths(nn, "northing");
+  std::vector<double> dz = lists.read_widths(nz, "depth");
   return make_mesh(west, south, top, std::move(de), std::move(dn), std::move(dz));
 }
 

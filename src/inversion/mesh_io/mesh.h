@@ -31,13 +31,18 @@ struct Mesh {
 /// True when all counts are positive and the number of cells fits 32 bits.
 bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz);
 
+/// The smallest cell width of the three axes, and of the two horizontal ones.
+double min_width(const Mesh& mesh);
+double min_horizontal_width(const Mesh& mesh);
+
 /// The mesh with these widths whose western, southern and upper faces lie at `west`, `south`,
 /// `top`.
 Mesh make_mesh(double west, double south, double top, std::vector<double> de,
                std::vector<double> dn, std::vector<double> dz);
 
 /// Reads a text mesh file: ne nn nz; west, south and top of the mesh; the three lists of widths.
-/// @throws StopRun "ERROR reading mesh file: NAME", file_not_found
+/// @throws StopRun " ERROR reading mesh file: NAME", with the reason in its detail; file_not_found;
+///         alloc_error("mesh")
 Mesh read_mesh_file(const std::string& name);
 
 /// Writes a text mesh file with the fewest digits from which the same mesh is read.

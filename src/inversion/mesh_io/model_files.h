@@ -6,30 +6,31 @@
 #include <string>
 #include <string_view>
 
-#include "base/report.h"
 #include "base/view1.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/cell_vectors.h"
 
 namespace quorivex {
 
-/// Scale of each cell below the column tops; without it models are not scaled.
-using CellScale = std::optional<View1<const double>>;
+/// Fills an active vector from "VALUE c" or from a file with one line per cell of the whole mesh
+/// (what follows the value on its line is ignored). `label` names the model in messages ("initial
+/// model"). Returns the constant, nothing for a file.
+/// @throws StopRun when the constant or the file cannot be read
+std::optional<double> read_active_model(const std::string& source, std::string_view label,
+                                        const ActiveCells& active, View1<double> model);
 
-/// Fills an active vector from "VALUE c" or from a file with one line a cell of the whole mesh
-/// (what follows the value on its line is ignored), then multiplies it by `wtz`.
-/// `label` names the model in messages ("initial model").
-/// @throws StopRun when the constant or the file cannot be read, or `wtz` does not fit the mesh
-void read_active_model(const std::string& source, std::string_view label, const ActiveCells& active,
-                       CellScale wtz, View1<double> model, Report& report);
+/// Fills a full model from "VALUE c" or from a file with one value per cell, any number to a line.
+/// Returns and throws as `read_active_model`.
+std::optional<double> read_full_model(const std::string& source, std::string_view label,
+                                      View1<double> full);
 
-/// Fills a full model from "VALUE c" or from a file with one value a cell, any number to a line,
-/// then multiplies the cells below the column tops by `wtz`.
-void read_full_model(const std::string& source, std::string_view label, const ActiveCells& active,
-                     CellScale wtz, View1<double> full, Report& report);
+/// Multiplies the ground cells of a model by their scale.
+/// @throws StopRun when `wtz` has not one entry per ground cell
+void scale_active_model(const ActiveCells& active, View1<const double> wtz, View1<double> model);
+void scale_full_model(const Ground& ground, View1<const double> wtz, View1<double> full);
 
-/// Writes the model file of an iteration: one value a line in cell order, divided by `wtz`; -100 in
-/// air.
+/// Writes the model file of an iteration: one value per line in cell order, divided by `wtz`; -100
+/// in air.
 void output_model(std::string_view base, std::string_view extension, View1<const double> model,
                   std::int32_t iteration, View1<const double> wtz, const ActiveCells& active,
                   const FixedValues& fixed);

@@ -182,9 +182,9 @@ void write_data_file(const std::string& name, const Observations& observations,
   }
   file.append(fixed(o.incl, 10, 2) + fixed(o.decl, 10, 2) + fixed(o.geomag, 10, 2) +
               "  !! incl, decl, geomag\n");
-  file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + "     " + whole(o.idir, 2) + "   " +
-              "  !! aincl, adecl, idir\n");
-  file.append(whole(o.ndata, 7) + std::string(23, ' ') + "  !! # of data\n");
+  file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + whole(o.idir, 7) +
+              "     !! aincl, adecl, idir\n");
+  file.append(whole(o.ndata, 7) + right("", 23) + "  !! # of data\n");
   append_in_parallel(file, values.size(), kLineBytes, [&](std::int64_t i, std::string& text) {
     const std::size_t at = as_size(i - 1);
     for (const double coordinate : {o.x[at], o.y[at], o.z[at]}) append_sci(text, coordinate, 17, 9);

@@ -36,18 +36,18 @@ enum class DataColumns {
   as_found    ///< values when the first datum has them, otherwise positions
 };
 
-/// Reads an observations file; with `ndata_expected` it must hold so many data.
+/// Reads an observations file; with `ndata_expected` it must hold that many data.
 /// @throws StopRun " ERROR ..." naming the file or the line that is wrong; file_not_found
 Observations read_data_file(const std::string& name, DataColumns columns,
                             std::optional<std::int32_t> ndata_expected = {});
 
 /// Reads the values (nT) of a file that `write_predicted_data` wrote for these observations.
 /// @throws StopRun as `read_data_file` does, and where the number of data, the field or a
-///         position, to the digits of the file, is another
+///         position differs to the digits of the file
 std::vector<double> read_predicted_data(const std::string& name, const Observations& observations);
 
 /// Writes a file with the layout of an observations file: for each datum its position and its value
-/// in nT, and its standard deviation where `std` is not empty. Comments come first, a line each.
+/// in nT, and its standard deviation where `std` is not empty. Comments come first, one per line.
 void write_data_file(const std::string& name, const Observations& observations,
                      View1<const double> values, View1<const double> std = {},
                      const std::vector<std::string>& comments = {});

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <string>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
-#include "base/report.h"
 #include "base/view1.h"
 #include "inversion/mesh_io/active_cells.h"
-#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 
@@ -18,14 +16,20 @@ struct Bounds {
   std::vector<double> upper;
 };
 
-/// Reads both bounds ("VALUE c" or a file each).
-/// @throws StopRun naming the first cell whose lower bound is not below its upper bound
-Bounds get_bounds(const std::string& lower, const std::string& upper, const ActiveCells& active,
-                  CellScale wtz, Report& report);
+/// @param wtz  the scale that the bounds were multiplied by, one entry per ground cell
+/// @throws StopRun naming the first cell whose lower bound is not below its upper bound, by its
+///         number in the files and with the bounds as they stand there
+void check_bound_order(const Bounds& bounds, const ActiveCells& active, View1<const double> wtz);
 
-/// Warns of cells that lie on a bound.
-/// @throws StopRun with the number of cells that lie outside
-void check_bounds(View1<const double> model, std::string_view label, const Bounds& bounds,
-                  Report& report);
+/// Numbers of a model's cells outside the bounds, and on one.
+struct CellsAtBounds {
+  std::int64_t outside = 0;
+  std::int64_t touching = 0;
+};
+
+CellsAtBounds count_at_bounds(View1<const double> model, const Bounds& bounds);
+
+/// @throws StopRun when cells of the model of that label lie outside
+void check_none_outside(const CellsAtBounds& cells, std::string_view label);
 
 }  // namespace quorivex

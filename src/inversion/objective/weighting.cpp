@@ -11,7 +11,9 @@
 
 #include "base/fixed_format.h"
 #include "base/list_reader.h"
+#include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/input/conventions.h"
 
 namespace quorivex {
 namespace {
@@ -61,7 +63,8 @@ struct AllWeights {
 AllWeights read_weights(const std::string& name, const Grid& mesh) {
   AllWeights w{.s = {mesh, {}}, .axes = {}};
   for (std::size_t axis = 0; axis < 3; ++axis) w.axes[axis].grid = mesh.shortened(axis);
-  if (name.starts_with("null") || name.starts_with("NULL")) return w;
+  if (is_null(name)) return w;
+  const PhaseTimer timer(Phase::read);
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("weight", name);
   FreeFormat values(*file);
@@ -79,7 +82,7 @@ AllWeights read_weights(const std::string& name, const Grid& mesh) {
       }
     }
   }
-  expect_no_more<double>(values, "weight file", name);
+  expect_no_more(values, "weight file", name);
   return w;
 }
 

@@ -22,7 +22,7 @@ MatrixCounts counts_of(const SensitivityFile& file) {
           .nsens = sens.nsens,
           .coefficients = sens.compressed ? sens.Gs.entries() : 0,
           .compressed = sens.compressed,
-          .mesh_cells = file.mesh.cells(),
+          .mesh_cells = file.ground->mesh.cells(),
           .grid_points = sens.compressed ? sens.nwav : 0};
 }
 

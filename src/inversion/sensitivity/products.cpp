@@ -33,9 +33,9 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
     FULL_SENS_MOD::CALC_FULL_GV(sens, m, d);
     return;
   }
-  require(m.size() == active.total_cells, "problem in gprod");
+  require(m.size() == length(active.map), "problem in gprod");
   UninitializedArray<double> below(sens.nsens, "gprod");
-  full_to_below(active, m, below.view());
+  full_to_below(*active.ground, m, below.view());
   FULL_SENS_MOD::CALC_FULL_GV(sens, below.view(), d);
 }
 

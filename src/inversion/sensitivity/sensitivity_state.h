@@ -12,7 +12,7 @@
 
 namespace quorivex {
 
-/// Sensitivities of every datum to every cell below the column tops, a datum's row contiguous.
+/// Sensitivities of every datum to every ground cell, a datum's row contiguous.
 struct FullMatrix {
   std::int64_t nsens = 0;
   UninitializedArray<float> values;
@@ -21,7 +21,7 @@ struct FullMatrix {
 };
 
 /// The sensitivity matrix and what belongs to it. Rows are data (normalised by their standard
-/// deviations), columns the cells below the column tops in cell order.
+/// deviations), columns the ground cells in cell order.
 struct SensitivityState {
   std::int32_t ndata = 0;
   std::int32_t nsens = 0;
@@ -31,12 +31,10 @@ struct SensitivityState {
   std::int32_t nw2 = 0;       ///< easting,
   std::int32_t nw3 = 0;       ///< northing,
   std::int32_t nwav = 0;      ///< and all of them
-  std::vector<double> wtz;    ///< scale of each sensitivity cell
+  std::vector<double> wtz;    ///< scale of each ground cell
   SparseMatrix Gs;            ///< compressed form
   FullMatrix Gfull;           ///< full form
-  std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one a sensitivity cell
-  std::int32_t nchunk = 0;    ///< compressed form: pieces of each row in parallel products
-  std::int32_t nblock = 0;    ///< full form: blocks of 10000 cells, at least one a thread
+  std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one per ground cell
 
   std::array<std::int32_t, 3> grid_counts() const { return {nw1, nw2, nw3}; }
 };

@@ -11,16 +11,15 @@ namespace {
 
 /// Sets every point of the grid: value(cell), from 1, where there is a cell, and 0 in the padding.
 template <class Value>
-void fill_grid(const SensitivityState& sens, const ActiveCells& active, double* grid, Value value) {
-#pragma omp parallel for collapse(2) schedule(static) default(none) \
-    shared(sens, active, grid, value)
+void fill_grid(const SensitivityState& sens, const Mesh& mesh, double* grid, Value value) {
+#pragma omp parallel for collapse(2) schedule(static) default(none) shared(sens, mesh, grid, value)
   for (std::int64_t j = 0; j < sens.nw3; ++j) {
     for (std::int64_t i = 0; i < sens.nw2; ++i) {
-      const bool column = j < active.nn && i < active.ne;
-      const std::int64_t cells = (i + j * active.ne) * active.nz;
+      const bool column = j < mesh.nn && i < mesh.ne;
+      const std::int64_t cells = (i + j * mesh.ne) * mesh.nz;
       double* line = grid + (i + j * sens.nw2) * sens.nw1;
       std::int64_t k = 0;
-      for (; column && k < active.nz; ++k) line[k] = value(cells + k + 1);
+      for (; column && k < mesh.nz; ++k) line[k] = value(cells + k + 1);
       std::fill(line + k, line + sens.nw1, 0.0);
     }
   }
@@ -33,25 +32,25 @@ void scatter_to_grid(const SensitivityState& sens, const ActiveCells& active, Vi
   const PhaseTimer timer(Phase::vectors);
   if (m.size() == active.ncell) {
     const View1<const std::int32_t> map(active.map);
-    fill_grid(sens, active, grid.data(),
+    fill_grid(sens, active.ground->mesh, grid.data(),
               [&](std::int64_t cell) { return map(cell) > 0 ? m(map(cell)) : 0.0; });
     return;
   }
-  require(m.size() == active.total_cells, "size(x) /= # of cells");
-  fill_grid(sens, active, grid.data(), [&](std::int64_t cell) { return m(cell); });
+  require(m.size() == active.ground->mesh.cells(), "size(x) /= # of cells");
+  fill_grid(sens, active.ground->mesh, grid.data(), [&](std::int64_t cell) { return m(cell); });
 }
 
 void gather_from_grid(const SensitivityState& sens, const ActiveCells& active,
                       View1<const double> grid, View1<double> m) {
   const PhaseTimer timer(Phase::vectors);
+  const Mesh& mesh = active.ground->mesh;
   const View1<const std::int32_t> map(active.map);
-#pragma omp parallel for collapse(2) schedule(static) default(none) \
-    shared(sens, active, map, grid, m)
-  for (std::int64_t j = 0; j < active.nn; ++j) {
-    for (std::int64_t i = 0; i < active.ne; ++i) {
-      const std::int64_t cells = (i + j * active.ne) * active.nz;
+#pragma omp parallel for collapse(2) schedule(static) default(none) shared(sens, mesh, map, grid, m)
+  for (std::int64_t j = 0; j < mesh.nn; ++j) {
+    for (std::int64_t i = 0; i < mesh.ne; ++i) {
+      const std::int64_t cells = (i + j * mesh.ne) * mesh.nz;
       const double* line = grid.data() + (i + j * sens.nw2) * sens.nw1;
-      for (std::int64_t k = 0; k < active.nz; ++k) {
+      for (std::int64_t k = 0; k < mesh.nz; ++k) {
         const std::int32_t entry = map(cells + k + 1);
         if (entry > 0) m(entry) = line[k];
       }

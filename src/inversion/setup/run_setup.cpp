@@ -1,20 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/setup/run_setup.h"
 
-#include "base/fixed_format.h"
-#include "base/phase_times.h"
 #include "base/stop_run.h"
-#include "inversion/sensitivity/memory.h"
 
 namespace quorivex {
-namespace {
-
-SensitivityFile read_sensitivity_file(const std::string& name, Report& report) {
-  const PhaseTimer timer(Phase::read);
-  return getpar(name, report);
-}
-
-}  // namespace
 
 Problem RunSetup::problem(bool mref_in_derivatives) const {
   return {.sens = file.sens,
@@ -29,14 +18,14 @@ Problem RunSetup::problem(bool mref_in_derivatives) const {
           .diagonals = diagonals};
 }
 
-double start_beta(InversionParameters& par) {
-  switch (par.mode) {
+void check_mode_and_tolc(InversionParameters& input) {
+  switch (input.mode) {
     case 1:
-      if (par.tolc == 0.0) par.tolc = 0.02;
-      if (par.tolc < 0.0) stop_run("Error: tolc should be greater than 0.");
-      return 0.0;
+      if (input.tolc == 0.0) input.tolc = 0.02;
+      if (input.tolc < 0.0) stop_run("Error: tolc should be greater than 0.");
+      return;
     case 2:
-      return par.par;
+      return;
     case 3:
       throw StopRun(" gcv not implemented.\n", "");
     default:
@@ -44,41 +33,19 @@ double start_beta(InversionParameters& par) {
   }
 }
 
-ModelSources model_sources(const InversionParameters& par) {
-  return {.active_cells = par.activeCellFile,
-          .initial = par.initialModel,
-          .reference = par.referenceModel,
-          .lower_bounds = par.lowerBounds,
-          .upper_bounds = par.upperBounds,
-          .mref_in_derivatives = par.mrefInDerivatives};
-}
+double initial_beta(const InversionParameters& input) { return input.mode == 2 ? input.par : 0.0; }
 
-void derive_terms(const InversionParameters& par, RunSetup& setup) {
+void derive_terms(const InversionParameters& input, RunSetup& setup) {
   const ActiveCells& active = setup.models.active;
-  setup.weights = calc_W_components(par.weightFile, setup.file.mesh, active, setup.alphas);
+  setup.weights = calc_W_components(input.weightFile, active.ground->mesh, active, setup.alphas);
   setup.inactive = calc_inactive_cell_components(setup.weights, setup.models.fixed.influence);
   setup.diagonals = calc_diagonals(setup.file.sens.gdiag, setup.data.std, active, setup.weights);
 }
 
-RunSetup read_run(const InversionParameters& par, Report& report) {
-  RunSetup setup;
-  setup.file = read_sensitivity_file(par.mtxFile, report);
-  return_freed_memory();
-  const SensitivityFile& file = setup.file;
-  setup.data = read_data_file(par.obsFile, DataColumns::values, file.sens.ndata);
-  report.log(right("# of data:", 30) + whole(setup.data.ndata, 9) + "\n\n");
-  setup.models = setup_models(model_sources(par), file.mesh, file.tops, file.sens.wtz, report);
-  report.log("\n");
-  setup.alphas = read_alphas(par.alphaLine, report);
-  derive_terms(par, setup);
-  report.flush_log();
-  return setup;
-}
-
-std::optional<Target> target_of(const InversionParameters& par, std::int32_t ndata) {
-  const std::optional<double> misfit = target_misfit(par, ndata);
+std::optional<Target> target_of(const InversionParameters& input, std::int32_t ndata) {
+  const std::optional<double> misfit = target_misfit(input, ndata);
   if (!misfit) return std::nullopt;
-  return Target{.chifact = par.par, .misfit = *misfit};
+  return Target{.chifact = input.par, .misfit = *misfit};
 }
 
 void check_target(const std::optional<Target>& target, double initial_misfit) {

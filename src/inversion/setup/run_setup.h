@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "base/report.h"
 #include "inversion/input/input_file.h"
 #include "inversion/mesh_io/observations.h"
 #include "inversion/objective/alphas.h"
@@ -37,20 +36,18 @@ struct Target {
   double misfit = 0.0;  ///< number of data times chifact
 };
 
-/// Checks mode and tolc; returns beta, 0 where it is still to be chosen.
-double start_beta(InversionParameters& par);
+/// Checks mode and tolc and sets tolc where it is 0. @throws StopRun
+void check_mode_and_tolc(InversionParameters& input);
 
-ModelSources model_sources(const InversionParameters& par);
+/// The beta of mode 2; 0 where it is still to be chosen. The mode has been checked.
+double initial_beta(const InversionParameters& input);
 
 /// Derives weights, inactive terms and diagonals from what was read before them.
 /// @throws StopRun as calc_W_components and calc_diagonals
-void derive_terms(const InversionParameters& par, RunSetup& setup);
-
-/// Reads all files of a run but the input file, and derives what the iterations need.
-RunSetup read_run(const InversionParameters& par, Report& report);
+void derive_terms(const InversionParameters& input, RunSetup& setup);
 
 /// In mode 1 the target; nothing in mode 2.
-std::optional<Target> target_of(const InversionParameters& par, std::int32_t ndata);
+std::optional<Target> target_of(const InversionParameters& input, std::int32_t ndata);
 
 /// @throws StopRun when the initial misfit is below the target already
 void check_target(const std::optional<Target>& target, double initial_misfit);

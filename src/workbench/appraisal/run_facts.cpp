@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/appraisal/run_facts.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/cell_vectors.h"
@@ -18,10 +16,7 @@ constexpr const char* kRoutine = "collect_run_facts";
 void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& model,
                            RunFacts& facts) {
   const InversionParameters& p = run.parameters;
-  Report report;
-  report.leave_console();
-  const ActiveCells active =
-      get_active_cells(source_in(run, p.activeCellFile), run.mesh, run.tops, report);
+  const ActiveCells active = get_active_cells(source_in(run, p.activeCellFile), run.ground);
   const auto cells = as_size(active.ncell);
   std::vector<double> values = allocate<double>(cells, kRoutine);
   std::vector<double> bound = allocate<double>(cells, kRoutine);
@@ -39,9 +34,9 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
     }
     return count;
   };
-  read_active_model(source_in(run, p.lowerBounds), "lower bounds", active, {}, bound, report);
+  read_active_model(source_in(run, p.lowerBounds), "lower bounds", active, bound);
   facts.at_lower = held(-1.0);
-  read_active_model(source_in(run, p.upperBounds), "upper bounds", active, {}, bound, report);
+  read_active_model(source_in(run, p.upperBounds), "upper bounds", active, bound);
   facts.at_upper = held(1.0);
   facts.at_bounds = facts.at_lower + facts.at_upper;
 }
@@ -58,7 +53,7 @@ LargestResidual largest_residual(const Observations& o, const DataFit& fit,
 RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& model,
                            const DataFit& fit) {
   const Observations& o = run.observations;
-  const Mesh& mesh = run.mesh;
+  const Mesh& mesh = run.ground->mesh;
   RunFacts facts;
   facts.ndata = o.ndata;
   facts.iteration = run.iterations.back().row.iteration;
@@ -68,8 +63,7 @@ RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& mo
   facts.target = run.target;
   facts.ended = !run.ended.empty();
   facts.ending = run.ending;
-  facts.narrowest_cell = std::min(*std::min_element(mesh.de.begin(), mesh.de.end()),
-                                  *std::min_element(mesh.dn.begin(), mesh.dn.end()));
+  facts.narrowest_cell = min_horizontal_width(mesh);
   facts.gap = typical_gap(mesh, o.x, o.y);
   facts.residuals = residual_statistics(o.x, o.y, fit.normalised);
   facts.largest = largest_residual(o, fit, facts.residuals);

@@ -20,12 +20,12 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Notes when a file that the input file names is next to it, but not in the current folder.
-void check_folder(const std::string& input_file, const InversionParameters& par) {
+void check_folder(const std::string& input_file, const InversionParameters& input) {
   const fs::path folder = fs::path(input_file).parent_path();
   std::error_code none;
   for (const std::string& name :
-       {par.obsFile, par.mtxFile, par.initialModel, par.referenceModel, par.activeCellFile,
-        par.lowerBounds, par.upperBounds, par.weightFile}) {
+       {input.obsFile, input.mtxFile, input.initialModel, input.referenceModel,
+        input.activeCellFile, input.lowerBounds, input.upperBounds, input.weightFile}) {
     if (folder.empty() || name.empty() || fs::exists(name, none)) continue;
     if (!fs::exists(folder / name, none)) continue;
     Findings::note(
@@ -60,50 +60,48 @@ void check_old_results() {
       results, results == 1 ? "result is" : "results are"));
 }
 
-bool check_input(const std::string& input_file, InversionParameters& par, Findings& findings) {
+bool check_input(const std::string& input_file, InversionParameters& input, Findings& findings) {
   Findings::section(fmt::format("Input file {}", input_file));
-  Report quiet;
-  quiet.leave_console();
-  if (!findings.attempt([&] { par = read_input_file(input_file, quiet); })) return false;
-  Findings::fact("mode", par.mode == 1 ? fmt::format("1, target misfit with chifact {}", par.par)
-                         : par.par > 0 ? fmt::format("2, beta {} is kept", par.par)
-                                       : "2, the program chooses beta and keeps it");
-  for (const auto& [label, name] : {std::pair{"observations", par.obsFile},
-                                    {"sensitivity file", par.mtxFile},
-                                    {"initial model", par.initialModel},
-                                    {"reference model", par.referenceModel},
-                                    {"active cells", par.activeCellFile},
-                                    {"lower bounds", par.lowerBounds},
-                                    {"upper bounds", par.upperBounds},
-                                    {"alphas", par.alphaLine},
-                                    {"3-D weights", par.weightFile}}) {
+  if (!findings.attempt([&] { input = read_input_file(input_file); })) return false;
+  Findings::fact("mode", input.mode == 1
+                             ? fmt::format("1, target misfit with chifact {}", input.par)
+                         : input.par > 0 ? fmt::format("2, beta {} is kept", input.par)
+                                         : "2, the program chooses beta and keeps it");
+  for (const auto& [label, name] : {std::pair{"observations", input.obsFile},
+                                    {"sensitivity file", input.mtxFile},
+                                    {"initial model", input.initialModel},
+                                    {"reference model", input.referenceModel},
+                                    {"active cells", input.activeCellFile},
+                                    {"lower bounds", input.lowerBounds},
+                                    {"upper bounds", input.upperBounds},
+                                    {"alphas", input.alphaLine},
+                                    {"3-D weights", input.weightFile}}) {
     Findings::fact(label, name);
   }
-  check_folder(input_file, par);
+  check_folder(input_file, input);
   check_old_results();
-  findings.attempt([&] { start_beta(par); });
+  findings.attempt([&] { check_mode_and_tolc(input); });
   return true;
 }
 
-bool read_matrix(const InversionParameters& par, RunSetup& setup, Findings& findings) {
-  Findings::section(fmt::format("Sensitivity file {}", par.mtxFile));
-  Report quiet;
-  quiet.leave_console();
-  if (!findings.attempt([&] { setup.file = getpar(par.mtxFile, quiet); })) {
-    if (is_other_file(par.mtxFile)) {
-      Findings::note(fmt::format("{} is not a sensitivity file", par.mtxFile));
+bool read_matrix(const InversionParameters& input, RunSetup& setup, Findings& findings) {
+  Findings::section(fmt::format("Sensitivity file {}", input.mtxFile));
+  if (!findings.attempt([&] { setup.file = getpar(input.mtxFile); })) {
+    if (is_other_file(input.mtxFile)) {
+      Findings::note(fmt::format("{} is not a sensitivity file", input.mtxFile));
     }
     return false;
   }
-  check_matrix(par.mtxFile, setup.file, findings);
+  check_matrix(input.mtxFile, setup.file, findings);
   return true;
 }
 
 /// True when the observations could be read and belong to as many data as the matrix.
-bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, Findings& findings) {
-  Findings::section(fmt::format("Observations {}", par.obsFile));
+bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
+                 Findings& findings) {
+  Findings::section(fmt::format("Observations {}", input.obsFile));
   const auto read = [&](std::optional<std::int32_t> expected) {
-    setup.data = read_data_file(par.obsFile, DataColumns::values, expected);
+    setup.data = read_data_file(input.obsFile, DataColumns::values, expected);
   };
   bool fits = false;
   if (!matrix) {
@@ -118,7 +116,7 @@ bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, F
   }
   check_survey(setup.data, findings);
   if (!matrix) return false;
-  check_stations(setup.data, setup.file.mesh, setup.file.tops, findings);
+  check_stations(setup.data, *setup.file.ground, findings);
   if (!fits) {
     Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
                                setup.data.ndata, setup.file.sens.ndata));
@@ -127,30 +125,30 @@ bool read_survey(const InversionParameters& par, bool matrix, RunSetup& setup, F
 }
 
 /// Checks what needs the matrix: its origin, the models, and the first step of the run.
-void check_fit(const InversionParameters& par, const std::string& mesh_file,
+void check_fit(const InversionParameters& input, const std::string& mesh_file,
                const std::optional<Mesh>& wanted, bool survey, RunSetup& setup,
                Findings& findings) {
   Findings::section("Sensitivity file and observations");
-  if (wanted) check_mesh(mesh_file, *wanted, setup.file.mesh, findings);
+  if (wanted) check_mesh(mesh_file, *wanted, setup.file.ground->mesh, findings);
   if (survey) {
-    check_origin(par.mtxFile, setup.file, setup.data, findings);
+    check_origin(input.mtxFile, setup.file, setup.data, findings);
   } else {
     Findings::note("not compared, because the numbers of data differ or data are missing");
   }
   Findings::section("Models");
-  const bool models = check_models(par, setup, findings);
+  const bool models = check_models(input, setup, findings);
   Findings::section("Weights");
-  const bool alphas = check_alphas(par, &setup.file.mesh, setup, findings);
+  const bool alphas = check_alphas(input, &setup.file.ground->mesh, setup, findings);
   const bool terms = alphas && models && findings.attempt([&] {
-    derive_terms(par, setup);
-    show_weights(par.weightFile, setup.file.mesh);
+    derive_terms(input, setup);
+    show_weights(input.weightFile, setup.file.ground->mesh);
   });
   Findings::section("Start of the run");
   if (!terms || !survey) {
     Findings::note("not checked, because the run would stop before");
     return;
   }
-  findings.attempt([&] { check_start(par, setup, findings); });
+  findings.attempt([&] { check_start(input, setup, findings); });
 }
 
 }  // namespace
@@ -160,16 +158,16 @@ int check_run(const std::string& input_file, const std::string& mesh_file) {
   if (!mesh_file.empty()) wanted = read_mesh_file(mesh_file);
   Findings findings;
   fmt::print("What a run of {} would find; nothing is written.\n", input_file);
-  InversionParameters par;
-  if (!check_input(input_file, par, findings)) return findings.close();
+  InversionParameters input;
+  if (!check_input(input_file, input, findings)) return findings.close();
   RunSetup setup;
-  const bool matrix = read_matrix(par, setup, findings);
-  const bool survey = read_survey(par, matrix, setup, findings);
+  const bool matrix = read_matrix(input, setup, findings);
+  const bool survey = read_survey(input, matrix, setup, findings);
   if (matrix) {
-    check_fit(par, mesh_file, wanted, survey, setup, findings);
+    check_fit(input, mesh_file, wanted, survey, setup, findings);
   } else {
     Findings::section("Weights");
-    check_alphas(par, nullptr, setup, findings);
+    check_alphas(input, nullptr, setup, findings);
     Findings::note("models, bounds and 3-D weights are not checked without the sensitivity file");
   }
   return findings.close();

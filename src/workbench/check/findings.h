@@ -30,6 +30,7 @@ class Findings {
       return true;
     } catch (const StopRun& end) {
       stop(end);
+      if (!end.detail().empty()) note(end.detail());
     } catch (const std::bad_alloc&) {
       error("not enough memory");
     }

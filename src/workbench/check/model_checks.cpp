@@ -4,14 +4,17 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <utility>
 
 #include "base/statistics.h"
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/cell_vectors.h"
+#include "inversion/mesh_io/model_files.h"
 
 namespace quorivex {
 namespace {
 
+constexpr const char* kRoutine = "check_models";
 constexpr double kMaxSusceptibility = 10.0;  // SI, more than any rock has
 
 /// A scaled model of the active cells in SI.
@@ -23,15 +26,13 @@ std::vector<double> in_si(const std::vector<double>& model, const std::vector<do
 
 /// The reference model's values of the ground cells that are not active, in SI.
 std::vector<double> fixed_in_si(const ModelSetup& models, View1<const double> wtz) {
-  std::vector<double> full = allocate<double>(models.active.map.size(), "check_models");
+  std::vector<double> full = allocate<double>(models.active.map.size(), kRoutine);
   active_to_full(models.active, models.fixed, models.mref, full);
+  const View1<const double> of_cell(full);
+  const View1<const std::int32_t> map(models.active.map);
   std::vector<double> values;
-  std::int64_t below = 0;
-  for_each_below(models.active, [&](std::int64_t cell) {
-    ++below;
-    if (models.active.map[as_size(cell - 1)] <= 0) {
-      values.push_back(full[as_size(cell - 1)] / wtz(below));
-    }
+  for_each_ground_cell(*models.active.ground, [&](const GridCell& at) {
+    if (map(at.cell) <= 0) values.push_back(of_cell(at.cell) / wtz(at.below));
   });
   return values;
 }
@@ -60,10 +61,11 @@ void check_size(const char* cells, const std::vector<double>& values, Findings& 
 }
 
 void show_active_cells(const ActiveCells& active) {
-  Findings::fact("cells", fmt::format("{}, {} of them ground cells", active.total_cells,
-                                      active.cells_below_topo));
+  const std::int64_t ground = active.ground->cells();
+  Findings::fact("cells",
+                 fmt::format("{}, {} of them ground cells", active.ground->mesh.cells(), ground));
   std::string text = fmt::format("{}", active.ncell);
-  const std::int32_t fixed = active.cells_below_topo - active.ncell - active.influence_cells;
+  const std::int64_t fixed = ground - active.ncell - active.influence_cells;
   if (fixed > 0) text += fmt::format("; {} are fixed", fixed);
   if (active.influence_cells > 0) {
     text +=
@@ -72,26 +74,8 @@ void show_active_cells(const ActiveCells& active) {
   Findings::fact("active cells", text);
 }
 
-/// Numbers of cells of a model outside the bounds, and on one.
-struct AtBounds {
-  std::int64_t outside = 0;
-  std::int64_t on = 0;
-};
-
-AtBounds at_bounds(const std::vector<double>& model, const Bounds& bounds) {
-  AtBounds found;
-  for (std::size_t i = 0; i < model.size(); ++i) {
-    if (model[i] < bounds.lower[i] || model[i] > bounds.upper[i]) {
-      ++found.outside;
-    } else if (model[i] == bounds.lower[i] || model[i] == bounds.upper[i]) {
-      ++found.on;
-    }
-  }
-  return found;
-}
-
 void check_reference_in_bounds(const ModelSetup& models, Findings& findings) {
-  const AtBounds found = at_bounds(models.mref, models.bounds);
+  const CellsAtBounds found = count_at_bounds(models.mref, models.bounds);
   if (found.outside == 0) return;
   findings.warning(
       fmt::format("{} of {} active cells of the reference model lie outside the bounds, so the\n"
@@ -99,24 +83,31 @@ void check_reference_in_bounds(const ModelSetup& models, Findings& findings) {
                   found.outside, models.mref.size()));
 }
 
+/// A model that an entry of the input file gives, over the active cells and scaled.
+std::vector<double> read_scaled(const std::string& source, const char* label,
+                                const ActiveCells& active, View1<const double> wtz) {
+  std::vector<double> model = allocate<double>(as_size(active.ncell), kRoutine);
+  read_active_model(source, label, active, model);
+  scale_active_model(active, wtz, model);
+  return model;
+}
+
 }  // namespace
 
-bool check_models(const InversionParameters& par, RunSetup& setup, Findings& findings) {
-  Report quiet;
-  quiet.leave_console();
+bool check_models(const InversionParameters& input, RunSetup& setup, Findings& findings) {
   ModelSetup& models = setup.models;
-  const ModelSources sources = model_sources(par);
   const View1<const double> wtz(setup.file.sens.wtz);
   const bool cells = findings.attempt([&] {
-    models.active = read_active_cells(sources, setup.file.mesh, setup.file.tops, quiet);
-    require(wtz.size() == models.active.cells_below_topo, "idx1 /= size(wtz)");
+    models.active = get_active_cells(input.activeCellFile, setup.file.ground);
+    check_influence(input.mrefInDerivatives, models.active);
+    require(wtz.size() == models.active.ground->cells(), "idx1 /= size(wtz)");
   });
   if (!cells) {
     Findings::note("models and bounds cannot be checked without the active cells");
     return false;
   }
   show_active_cells(models.active);
-  std::vector<double> scale = allocate<double>(as_size(models.active.ncell), "check_models");
+  std::vector<double> scale = allocate<double>(as_size(models.active.ncell), kRoutine);
   below_to_active(models.active, wtz, scale);
   const auto show = [&](const char* name, const std::vector<double>& model) {
     std::vector<double> values = in_si(model, scale);
@@ -124,7 +115,9 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
     return values;
   };
   const bool reference = findings.attempt([&] {
-    read_reference(sources.reference, wtz, models, quiet);
+    std::vector<double> full = allocate<double>(models.active.map.size(), kRoutine);
+    read_full_model(input.referenceModel, "reference model", full);
+    set_reference(std::move(full), wtz, models);
     check_size("active cells of the reference model", show("reference model", models.mref),
                findings);
     const std::vector<double> fixed = fixed_in_si(models, wtz);
@@ -133,22 +126,23 @@ bool check_models(const InversionParameters& par, RunSetup& setup, Findings& fin
     check_size("fixed cells of the reference model", fixed, findings);
   });
   const bool initial = findings.attempt([&] {
-    read_initial(sources.initial, wtz, models, quiet);
+    models.model = read_scaled(input.initialModel, "initial model", models.active, wtz);
     check_size("active cells of the initial model", show("initial model", models.model), findings);
   });
   const bool bounds = findings.attempt([&] {
-    models.bounds =
-        get_bounds(sources.lower_bounds, sources.upper_bounds, models.active, wtz, quiet);
+    models.bounds.lower = read_scaled(input.lowerBounds, "lower bounds", models.active, wtz);
+    models.bounds.upper = read_scaled(input.upperBounds, "upper bounds", models.active, wtz);
+    check_bound_order(models.bounds, models.active, wtz);
     show("lower bounds", models.bounds.lower);
     show("upper bounds", models.bounds.upper);
   });
   if (reference && bounds) check_reference_in_bounds(models, findings);
   const bool inside = initial && bounds && findings.attempt([&] {
-    check_bounds(models.model, "initial model", models.bounds, quiet);
-    const AtBounds found = at_bounds(models.model, models.bounds);
-    if (found.on == 0) return;
+    const CellsAtBounds found = count_at_bounds(models.model, models.bounds);
+    check_none_outside(found, "initial model");
+    if (found.touching == 0) return;
     Findings::note(fmt::format("{} of {} active cells of the initial model lie on a bound",
-                               found.on, models.model.size()));
+                               found.touching, models.model.size()));
   });
   return reference && inside;
 }

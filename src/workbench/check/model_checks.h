@@ -8,6 +8,6 @@ namespace quorivex {
 
 /// Reads active cells, models and bounds into `setup`, continues where a step fails, and prints
 /// what they hold; true when all of them could be read. `setup.file` has been read.
-bool check_models(const InversionParameters& par, RunSetup& setup, Findings& findings);
+bool check_models(const InversionParameters& input, RunSetup& setup, Findings& findings);
 
 }  // namespace quorivex

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <numeric>
 
 #include "base/statistics.h"
 #include "inversion/mesh_io/describe_mesh.h"
@@ -20,10 +19,6 @@ namespace quorivex {
 namespace {
 
 constexpr double kOrthonormal = 1e-6;
-
-std::int64_t air_cells(const SensitivityFile& file) {
-  return std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
-}
 
 /// " (daub4)" for a filter that `qvx sensitivity` offers.
 std::string filter_name(const std::vector<double>& low_pass) {
@@ -68,7 +63,8 @@ void check_rows(const SensitivityState& sens, std::vector<std::string>& found) {
   const auto finite = [](float value) { return std::isfinite(value); };
   std::int64_t rows = 0;
   if (sens.compressed) {
-    for (const SparseMatrix::RowStatistics& row : sens.Gs.row_statistics()) rows += row.finite ? 0 : 1;
+    for (const SparseMatrix::RowStatistics& row : sens.Gs.row_statistics())
+      rows += row.finite ? 0 : 1;
   } else {
     for (std::int64_t i = 1; i <= sens.ndata; ++i) {
       const float* row = sens.Gfull.row(i);
@@ -103,13 +99,14 @@ bool is_other_file(const std::string& name) {
 
 std::string describe_sensitivity(const std::string& name, const SensitivityFile& file) {
   const SensitivityState& sens = file.sens;
-  const std::int64_t air = air_cells(file);
+  const Ground& ground = *file.ground;
   const MatrixCounts counts = counts_of(file);
   std::error_code error;
   const auto bytes = static_cast<double>(std::filesystem::file_size(name, error));
   return fmt::format("Sensitivities of {} data to {} cells\n\n", sens.ndata, sens.nsens) +
-         describe_mesh(file.mesh) +
-         fmt::format("  {} cells are ground, {} above them air\n\n", file.mesh.cells() - air, air) +
+         describe_mesh(ground.mesh) +
+         fmt::format("  {} cells are ground, {} above them air\n\n", ground.cells(),
+                     ground.air_cells()) +
          (sens.compressed ? describe_compressed_form(sens) : "Matrix: full form\n") +
          (error ? "" : fmt::format("  size of the file {}\n", describe_size(bytes, counts))) +
          fmt::format("Scale of the cells (wtz): {}\n", format_range(sens.wtz, "")) +
@@ -124,7 +121,8 @@ std::vector<std::string> find_matrix_faults(const SensitivityFile& file) {
   const auto negative = [](double value) { return !(value >= 0.0 && std::isfinite(value)); };
   std::vector<std::string> found;
   if (sens.ndata == 0) found.emplace_back("there are no data");
-  const std::int64_t ground = file.mesh.cells() - air_cells(file);
+  const Mesh& mesh = file.ground->mesh;
+  const std::int64_t ground = file.ground->cells();
   if (sens.nsens != ground) {
     found.push_back(fmt::format("the matrix has {} columns, but {} cells lie below the column tops",
                                 sens.nsens, ground));
@@ -136,9 +134,9 @@ std::vector<std::string> find_matrix_faults(const SensitivityFile& file) {
         "G^T do not belong to the same matrix",
         defect));
   }
-  check_values(file.mesh.de, not_positive, "cell widths along easting should be positive", found);
-  check_values(file.mesh.dn, not_positive, "cell widths along northing should be positive", found);
-  check_values(file.mesh.dz, not_positive, "layers should have a positive thickness", found);
+  check_values(mesh.de, not_positive, "cell widths along easting should be positive", found);
+  check_values(mesh.dn, not_positive, "cell widths along northing should be positive", found);
+  check_values(mesh.dz, not_positive, "layers should have a positive thickness", found);
   check_values(sens.wtz, not_positive, "wtz should be positive", found);
   check_values(sens.gdiag, negative, "gdiag should not be negative", found);
   check_rows(sens, found);

@@ -39,22 +39,19 @@ std::string format_duration(double seconds) {
   return fmt::format("{:.2g} s", seconds);
 }
 
-double length_scale(double alpha, double alpha_s) { return std::sqrt(alpha / alpha_s); }
-
-void compare_lengths(const Alphas& alphas, const Mesh& mesh) {
-  const auto compare = [&](const char* axis, double alpha, const std::vector<double>& widths) {
-    const double length_m = length_scale(alpha, alphas.s);
+void compare_lengths(const LengthScales& lengths, const Mesh& mesh) {
+  const auto compare = [&](const char* axis, double length_m, const std::vector<double>& widths) {
     const double least = *std::min_element(widths.begin(), widths.end());
-    if (alphas.s > 0.0 && length_m < least) {
+    if (length_m < least) {
       Findings::note(fmt::format(
           "the length scale along {}, {:.4g} m, is less than a cell ({:.4g} m): hardly any\n"
           "smoothing in that direction",
           axis, length_m, least));
     }
   };
-  compare("easting", alphas.e, mesh.de);
-  compare("northing", alphas.n, mesh.dn);
-  compare("depth", alphas.z, mesh.dz);
+  compare("easting", lengths.e, mesh.de);
+  compare("northing", lengths.n, mesh.dn);
+  compare("depth", lengths.z, mesh.dz);
 }
 
 /// Seconds of one iteration of the conjugate gradients, from the second of two products.
@@ -98,8 +95,8 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
   }
 }
 
-void show_time(const InversionParameters& par, double seconds) {
-  const auto& iterations = par.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
+void show_time(const InversionParameters& input, double seconds) {
+  const auto& iterations = input.mode == 1 ? kIterationsToTarget : kIterationsAtBeta;
   Findings::fact("time of a CG iteration", fmt::format("{}, measured", format_duration(seconds)));
   Findings::fact(
       "time of a run",
@@ -110,23 +107,22 @@ void show_time(const InversionParameters& par, double seconds) {
 
 }  // namespace
 
-bool check_alphas(const InversionParameters& par, const Mesh* mesh, RunSetup& setup,
+bool check_alphas(const InversionParameters& input, const Mesh* mesh, RunSetup& setup,
                   Findings& findings) {
-  Report quiet;
-  quiet.leave_console();
-  if (!findings.attempt([&] { setup.alphas = read_alphas(par.alphaLine, quiet); })) return false;
-  const Alphas& a = setup.alphas;
+  AlphaLine line;
+  if (!findings.attempt([&] { line = read_alphas(input.alphaLine); })) return false;
+  setup.alphas = line.alphas;
+  const Alphas& a = line.alphas;
   Findings::fact("alphas", fmt::format("smallness {:.4g}, easting {:.4g}, northing {:.4g}, depth "
                                        "{:.4g}",
                                        a.s, a.e, a.n, a.z));
   if (a.s > 0.0) {
     Findings::fact("length scales", fmt::format("easting {:.4g}, northing {:.4g}, depth {:.4g} m",
-                                                length_scale(a.e, a.s), length_scale(a.n, a.s),
-                                                length_scale(a.z, a.s)));
+                                                line.lengths.e, line.lengths.n, line.lengths.z));
   }
-  Findings::fact("reference model",
-                 par.mrefInDerivatives ? "in smallness and differences" : "in the smallness alone");
-  if (mesh != nullptr) compare_lengths(a, *mesh);
+  Findings::fact("reference model", input.mrefInDerivatives ? "in smallness and differences"
+                                                            : "in the smallness alone");
+  if (mesh != nullptr && a.s > 0.0) compare_lengths(line.lengths, *mesh);
   return true;
 }
 
@@ -160,8 +156,8 @@ void show_weights(const std::string& name, const Mesh& mesh) {
   }
 }
 
-void check_start(const InversionParameters& par, RunSetup& setup, Findings& findings) {
-  const Problem problem = setup.problem(par.mrefInDerivatives);
+void check_start(const InversionParameters& input, RunSetup& setup, Findings& findings) {
+  const Problem problem = setup.problem(input.mrefInDerivatives);
   const ObjectiveValue value = evaluate_objective(problem, setup.models.model);
   const double ndata = setup.data.ndata;
   double misfit_of_zero = 0.0;
@@ -178,7 +174,7 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
         "see the warnings about the sensitivity file");
     return;
   }
-  const std::optional<Target> target = target_of(par, setup.data.ndata);
+  const std::optional<Target> target = target_of(input, setup.data.ndata);
   if (target) {
     Findings::fact("target misfit", fmt::format("{:.6g}, chifact {:.4g} times the number of data",
                                                 target->misfit, target->chifact));
@@ -192,9 +188,9 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
         "different units",
         kMaxWorse));
   }
-  const bool given = par.mode == 2 && par.par > 0.0;
+  const bool given = input.mode == 2 && input.par > 0.0;
   const double chosen = chosen_beta(setup.diagonals);
-  const double beta = given ? par.par : chosen;
+  const double beta = given ? input.par : chosen;
   if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
@@ -202,7 +198,7 @@ void check_start(const InversionParameters& par, RunSetup& setup, Findings& find
     findings.warning("beta should be a positive number; check gdiag of the sensitivity file");
     return;
   }
-  show_time(par, seconds_of_iteration(problem, beta, setup.models.model));
+  show_time(input, seconds_of_iteration(problem, beta, setup.models.model));
 }
 
 }  // namespace quorivex

@@ -26,14 +26,14 @@ std::int32_t cell_at(const std::vector<double>& nodes, double x) {
 }
 
 /// Heights above the top of the highest ground cell; NaN outside the mesh.
-std::vector<double> heights_above_cells(const Observations& o, const Mesh& mesh,
-                                        const ColumnTops& tops) {
+std::vector<double> heights_above_cells(const Observations& o, const Ground& ground) {
+  const Mesh& mesh = ground.mesh;
   std::vector<double> heights(o.x.size(), std::numeric_limits<double>::quiet_NaN());
   for (std::size_t i = 0; i < heights.size(); ++i) {
     const std::int32_t east = cell_at(mesh.easting_nodes, o.x[i]);
     const std::int32_t north = cell_at(mesh.northing_nodes, o.y[i]);
     if (east == 0 || north == 0) continue;
-    heights[i] = o.z[i] - (mesh.z0 - mesh.depth_nodes[as_size(tops(north, east))]);
+    heights[i] = o.z[i] - ground.surface(north, east);
   }
   return heights;
 }
@@ -96,9 +96,9 @@ std::vector<std::string> edge_warnings(const Observations& o, const Ground& grou
   return sentences;
 }
 
-void check_stations(const Observations& o, const Mesh& mesh, const ColumnTops& tops,
-                    Findings& findings) {
-  for (const std::string& warning : station_warnings(o, mesh, heights_above_cells(o, mesh, tops))) {
+void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
+  for (const std::string& warning :
+       station_warnings(o, ground.mesh, heights_above_cells(o, ground))) {
     findings.warning(warning);
   }
 }

@@ -26,7 +26,6 @@ std::vector<std::string> edge_warnings(const Observations& observations, const G
 
 /// Warns of stations outside the mesh or below the ground, which is the top of the highest ground
 /// cell.
-void check_stations(const Observations& observations, const Mesh& mesh, const ColumnTops& tops,
-                    Findings& findings);
+void check_stations(const Observations& observations, const Ground& ground, Findings& findings);
 
 }  // namespace quorivex

@@ -138,8 +138,9 @@ void collect(const std::string& file, const std::string& written, std::int32_t i
 void export_model(const Options& options, const FinishedRun& run,
                   const FinishedIteration& iteration, Collections& collections) {
   const std::int32_t number = iteration.row.iteration;
-  const ModelGrid grid = make_model_grid(
-      run.mesh, options.core ? ModelExtent::core : ModelExtent::whole, read_model(run, iteration));
+  const ModelGrid grid =
+      make_model_grid(run.ground->mesh, options.core ? ModelExtent::core : ModelExtent::whole,
+                      read_model(run, iteration));
   const ValueRange range = value_range(grid);
   const auto written = [&](const std::string& name) {
     fmt::print("{}: iteration {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,

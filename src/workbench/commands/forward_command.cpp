@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include "base/report.h"
 #include "base/statistics.h"
 #include "base/stop_run.h"
 #include "inversion/sensitivity/getpar.h"
@@ -36,14 +35,12 @@ std::vector<double> predict(const Options& options, Observations& data) {
     data = read_data_file(options.data, DataColumns::as_found);
     hint_at_units(data);
     const Ground ground = read_ground(options.ground, data).ground;
-    return predicted_data(ground, data, read_ground_model(options.model, ground.mesh, ground.tops));
+    return predicted_data(ground, data, read_ground_model(options.model, ground));
   }
-  Report silent;
-  silent.leave_console();
-  const SensitivityFile file = getpar(options.matrix, silent);
+  const SensitivityFile file = getpar(options.matrix);
   // The rows are divided by the standard deviations, which must be known to undo it.
   data = read_data_with_deviations(options.data, file.sens.ndata);
-  return predicted_data(file, data, read_ground_model(options.model, file.mesh, file.tops));
+  return predicted_data(file, data, read_ground_model(options.model, *file.ground));
 }
 
 void run(const Options& options) {

@@ -44,9 +44,7 @@ void print_sidecar(const std::string& name, const SensitivityFile& file) {
 
 void run(const std::string& name) {
   if (is_other_file(name)) stop_run(fmt::format(" ERROR: {} is not a sensitivity file.", name));
-  Report report;
-  report.leave_console();
-  const SensitivityFile file = getpar(name, report);
+  const SensitivityFile file = getpar(name);
   fmt::print("{}: {}", name, describe_sensitivity(name, file));
   const std::vector<std::string> faults = find_matrix_faults(file);
   for (const std::string& fault : faults) warn(fault + ".");

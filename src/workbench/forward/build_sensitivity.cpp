@@ -68,10 +68,9 @@ std::string_view i4(const std::int32_t& number) { return bytes_of(&number, 1); }
 template <class Value>
 void fill_grid(const Ground& ground, const Counts& counts, std::vector<double>& grid, Value value) {
   std::fill(grid.begin(), grid.end(), 0.0);
-  std::size_t cell = 0;
-  for_each_ground_cell(ground, [&](std::int64_t k, std::int64_t i, std::int64_t j) {
-    grid[as_size(k - 1 + (i - 1 + (j - 1) * counts[1]) * counts[0])] = value(cell);
-    ++cell;
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    const std::int64_t line = at.i - 1 + std::int64_t{at.j - 1} * counts[1];
+    grid[as_size(at.k - 1 + line * counts[0])] = value(as_size(at.below - 1));
   });
 }
 

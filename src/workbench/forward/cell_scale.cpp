@@ -108,34 +108,28 @@ void by_distance(const Ground& ground, const Observations& observations, const S
 }
 
 void by_depth(const Ground& ground, const ScaleRule& rule, View1<double> wtz) {
-  std::int64_t cell = 0;
-  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
-    const double surface = ground.elevation(ground.tops(j, i) + 1);
-    const double centre = 0.5 * (ground.elevation(k) + ground.elevation(k + 1));
-    wtz(++cell) = std::pow(surface - centre + rule.offset, -rule.exponent / 2.0);
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    const double surface = ground.surface(at.j, at.i);
+    const double centre = 0.5 * (ground.elevation(at.k) + ground.elevation(at.k + 1));
+    wtz(at.below) = std::pow(surface - centre + rule.offset, -rule.exponent / 2.0);
   });
 }
 
 void by_sensitivity(const Ground& ground, const Observations& observations, View1<double> wtz) {
   for_each_row_batch(ground, observations, "sensitivities for the scale: datum",
                      [&](const RowBatch& batch) { add_squares(batch, {}, wtz); });
-  std::int64_t cell = 0;
-  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
+  for_each_ground_cell(ground, [&](const GridCell& at) {
     const Mesh& m = ground.mesh;
-    const double volume = m.de[as_size(i - 1)] * m.dn[as_size(j - 1)] * m.dz[as_size(k - 1)];
-    double& value = wtz(++cell);
+    const double volume =
+        m.de[as_size(at.i - 1)] * m.dn[as_size(at.j - 1)] * m.dz[as_size(at.k - 1)];
+    double& value = wtz(at.below);
     value = std::sqrt(std::sqrt(value) / volume);
   });
 }
 
 }  // namespace
 
-double default_offset(const Ground& ground) {
-  const Mesh& m = ground.mesh;
-  return 0.5 * std::min({*std::min_element(m.de.begin(), m.de.end()),
-                         *std::min_element(m.dn.begin(), m.dn.end()),
-                         *std::min_element(m.dz.begin(), m.dz.end())});
-}
+double default_offset(const Ground& ground) { return 0.5 * min_width(ground.mesh); }
 
 std::vector<double> cell_scale(const Ground& ground, const Observations& observations,
                                const ScaleRule& rule) {

@@ -12,10 +12,9 @@ namespace quorivex {
 Sidecar describe_build(const Ground& ground, const Observations& observations,
                        const std::vector<double>& wtz, const BuildOptions& options,
                        const BuildSummary& summary, std::int64_t bytes) {
-  Sidecar sidecar{
-      .bytes = bytes,
-      .parts = matrix_parts(ground.mesh, ground.tops, options.low_pass, wtz, summary.gdiag),
-      .info_lines = {}};
+  Sidecar sidecar{.bytes = bytes,
+                  .parts = matrix_parts(ground, options.low_pass, wtz, summary.gdiag),
+                  .info_lines = {}};
   for (Part& part : survey_parts(observations)) sidecar.parts.push_back(std::move(part));
   const Observations& o = observations;
   const auto [least, most] = std::minmax_element(o.std.begin(), o.std.end());

@@ -6,7 +6,6 @@
 #include <numeric>
 #include <random>
 
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/active_cells.h"
@@ -20,23 +19,13 @@ namespace {
 
 constexpr const char* kRoutine = "predicted_data";
 
-ActiveCells all_cells(const Mesh& mesh, const ColumnTops& tops) {
-  Report silent;
-  silent.leave_console();
-  return get_active_cells("null", mesh, tops, silent);
-}
-
 }  // namespace
 
-std::vector<double> read_ground_model(const std::string& name, const Mesh& mesh,
-                                      const ColumnTops& tops) {
-  Report silent;
-  silent.leave_console();
-  const ActiveCells active = all_cells(mesh, tops);
-  std::vector<double> full = allocate<double>(as_size(active.total_cells), kRoutine);
-  read_full_model(name, "model", active, {}, full, silent);
-  std::vector<double> model = allocate<double>(as_size(active.cells_below_topo), kRoutine);
-  full_to_below(active, full, model);
+std::vector<double> read_ground_model(const std::string& name, const Ground& ground) {
+  std::vector<double> full = allocate<double>(as_size(ground.mesh.cells()), kRoutine);
+  read_full_model(name, "model", full);
+  std::vector<double> model = allocate<double>(as_size(ground.cells()), kRoutine);
+  full_to_below(ground, full, model);
   std::replace(model.begin(), model.end(), kAirValue, 0.0);
   return model;
 }
@@ -61,7 +50,7 @@ std::vector<double> predicted_data(const SensitivityFile& file, const Observatio
   require(file.sens.wtz.size() == model.size(), "idx1 /= size(wtz)");
   for (std::size_t c = 0; c < model.size(); ++c) model[c] *= file.sens.wtz[c];
   std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
-  gprod(file.sens, all_cells(file.mesh, file.tops), model, data);
+  gprod(file.sens, get_active_cells("null", file.ground), model, data);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] *= observations.std[i];
   return data;
 }

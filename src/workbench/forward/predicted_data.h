@@ -12,11 +12,10 @@
 
 namespace quorivex {
 
-/// Reads a model file (SI, a value for each cell of the mesh): one value per ground cell, 0 where
+/// Reads a model file (SI, one value per cell of the mesh): one value per ground cell, 0 where
 /// the file marks air.
 /// @throws StopRun as read_full_model
-std::vector<double> read_ground_model(const std::string& name, const Mesh& mesh,
-                                      const ColumnTops& tops);
+std::vector<double> read_ground_model(const std::string& name, const Ground& ground);
 
 /// The data in nT of a model (SI, one value per ground cell), straight from the prisms: no matrix
 /// is kept, so that the memory does not grow with data x cells.

@@ -92,12 +92,6 @@ double offset(double node, double station, double scale) {
   return std::abs(difference) < kAligned ? 0.0 : difference;
 }
 
-double smallest_width(const Mesh& mesh) {
-  return std::min({*std::min_element(mesh.de.begin(), mesh.de.end()),
-                   *std::min_element(mesh.dn.begin(), mesh.dn.end()),
-                   *std::min_element(mesh.dz.begin(), mesh.dz.end())});
-}
-
 void place_station(const Mesh& mesh, const Point& station, double scale, PrismScratch& scratch) {
   for (std::size_t i = 0; i < scratch.east.size(); ++i) {
     scratch.east[i] = offset(mesh.easting_nodes[i], station.easting, scale);
@@ -237,7 +231,7 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
                 .up_sign = scratch.up_sign.data(),
                 .abs_up = scratch.abs_up.data(),
                 .log_east_of = scratch.log_east_of.data(),
-                .log_aligned = std::log(1e-3 * smallest_width(mesh) / scale)};
+                .log_aligned = std::log(1e-3 * min_width(mesh) / scale)};
   for (std::size_t i = 0; i < scratch.east.size(); ++i) {
     log_distances(column.up, scratch.east[i], column.nodes, column.log_aligned,
                   scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i));

@@ -16,15 +16,14 @@ std::vector<TestModel> test_models(const Ground& ground) {
     return (number - 1) * 3 / std::max(count, 3);
   };
   std::mt19937 random(1);
-  std::size_t cell = 0;
-  for_each_ground_cell(ground, [&](std::int32_t k, std::int32_t i, std::int32_t j) {
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    const std::size_t cell = as_size(at.below - 1);
     // Layers count from the surface, so that the models lie alike below hills.
-    const std::int32_t top = ground.tops(j, i);
-    const bool layer = third(k - top, m.nz - top) == 1;
-    if (layer && third(i, m.ne) == 1 && third(j, m.nn) == 1) models[0].cells[cell] = 0.05;
+    const std::int32_t top = ground.tops(at.j, at.i);
+    const bool layer = third(at.k - top, m.nz - top) == 1;
+    if (layer && third(at.i, m.ne) == 1 && third(at.j, m.nn) == 1) models[0].cells[cell] = 0.05;
     if (random() % 100 == 0) models[1].cells[cell] = 0.05;
     if (layer) models[2].cells[cell] = 0.01;
-    ++cell;
   });
   return models;
 }

@@ -54,16 +54,6 @@ Decimal decimal(double value, int digits) {
   return result;
 }
 
-template <class Visit>
-void for_each_ground_cell(const ColumnTops& tops, std::size_t nz, Visit visit) {
-  std::size_t column = 0;
-  for (std::int32_t j = 1; j <= tops.nn; ++j) {
-    for (std::int32_t i = 1; i <= tops.ne; ++i, column += nz) {
-      for (std::size_t k = as_size(tops(j, i)); k < nz; ++k) visit(column + k);
-    }
-  }
-}
-
 std::uint32_t code_of(double value, int digits, int first_exponent, std::int64_t unit) {
   if (std::isnan(value)) return kNoValue;
   const Decimal d = decimal(value, digits);
@@ -85,27 +75,24 @@ std::string deflate_base64(std::string_view bytes) {
   return base64(packed);
 }
 
-PackedModel pack_model(const std::vector<double>& values, const ColumnTops& tops, int digits) {
-  const std::size_t nz = values.size() / (as_size(tops.nn) * as_size(tops.ne));
-  std::size_t count = 0;
+PackedModel pack_model(const std::vector<double>& values, const Ground& ground, int digits) {
+  const View1<const double> model(values);
   int first = std::numeric_limits<int>::max();
-  for_each_ground_cell(tops, nz, [&](std::size_t cell) {
-    ++count;
-    const double size = std::abs(values[cell]);
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    const double size = std::abs(model(at.cell));
     // The logarithm may be one too small for a power of ten, never too large after the rounding.
     if (size > 0.0) first = std::min(first, static_cast<int>(std::floor(std::log10(size))) - 1);
   });
   if (first == std::numeric_limits<int>::max()) first = 0;
   std::int64_t unit = 1;  // 10^(digits-1)
   for (int i = 1; i < digits; ++i) unit *= 10;
+  const std::size_t count = as_size(ground.cells());
   std::string planes(count * kBytes, '\0');
-  std::size_t next = 0;
-  for_each_ground_cell(tops, nz, [&](std::size_t cell) {
-    const std::uint32_t code = code_of(values[cell], digits, first, unit);
+  for_each_ground_cell(ground, [&](const GridCell& at) {
+    const std::uint32_t code = code_of(model(at.cell), digits, first, unit);
     for (std::size_t byte = 0; byte < kBytes; ++byte) {
-      planes[byte * count + next] = static_cast<char>(code >> 8 * byte & 0xff);
+      planes[byte * count + as_size(at.below - 1)] = static_cast<char>(code >> 8 * byte & 0xff);
     }
-    ++next;
   });
   return {.digits = digits, .first_exponent = first, .text = deflate_base64(planes)};
 }

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "inversion/mesh_io/column_tops.h"
+#include "inversion/mesh_io/ground.h"
 
 namespace quorivex {
 
@@ -20,13 +20,13 @@ struct PackedModel {
   std::string text;
 };
 
-/// Packs the ground cells of a model in cell order; NaN stays NaN. With the digits of a model file
-/// all values are exact, with fewer they are rounded.
+/// Packs the ground cells of a model (every cell of the mesh) in cell order; NaN stays NaN. With
+/// the digits of a model file all values are exact, with fewer they are rounded.
 ///
 /// Decimals are numbered upward from the smallest: d.ddd 10^e has the number
 /// 1 + (e - first_exponent) 9 10^(digits-1) + dddd - 10^(digits-1), zero has 0. A code is twice
 /// that number, less 1 for a negative value. The lowest bytes of all codes come first, the highest
 /// last: equal digits are next to each other, which compresses better.
-PackedModel pack_model(const std::vector<double>& values, const ColumnTops& tops, int digits);
+PackedModel pack_model(const std::vector<double>& values, const Ground& ground, int digits);
 
 }  // namespace quorivex

@@ -93,13 +93,13 @@ Rows field_rows(const Observations& o) {
 }
 
 Rows mesh_rows(const FinishedRun& run) {
-  const Mesh& m = run.mesh;
+  const Mesh& m = run.ground->mesh;
   const auto range = [](double from, double to) {
     return fmt::format("{:.10g} to {:.10g} m", from, to);
   };
   return {{"Cells", fmt::format("{} \u00d7 {} \u00d7 {} along easting, northing and depth; {} "
                                 "ground cells",
-                                m.ne, m.nn, m.nz, run.nsens)},
+                                m.ne, m.nn, m.nz, run.ground->cells())},
           {"Easting", range(m.easting_nodes.front(), m.easting_nodes.back())},
           {"Northing", range(m.northing_nodes.front(), m.northing_nodes.back())},
           {"Elevation", range(m.z0 - m.depth_nodes.back(), m.z0 - m.depth_nodes.front())},
@@ -128,8 +128,8 @@ Rows model_rows(const FinishedRun& run, std::int64_t active_cells) {
           {"3-D weights", is_null(p.weightFile) ? "none" : p.weightFile},
           {"Active cells", is_null(p.activeCellFile)
                                ? fmt::format("all {} ground cells", active_cells)
-                               : fmt::format("{} of {} ground cells, {}", active_cells, run.nsens,
-                                             p.activeCellFile)}};
+                               : fmt::format("{} of {} ground cells, {}", active_cells,
+                                             run.ground->cells(), p.activeCellFile)}};
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ std::size_t add_others(const FinishedRun& run, const std::vector<std::size_t>& i
   for (; added + 1 < iterations.size(); ++added) {
     const FinishedIteration& iteration = run.iterations[iterations[added]];
     const std::string element = iteration_element(
-        iteration.row.iteration, pack_model(read_model(run, iteration), run.tops, digits),
+        iteration.row.iteration, pack_model(read_model(run, iteration), *run.ground, digits),
         packed_data(read_predicted(run, iteration)));
     if (elements.size() + element.size() + (added + 1) * kNumberBytes > budget) break;
     elements += element;
@@ -80,7 +80,7 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
   std::string last;
   for (const int digits : kLastDigits) {
     last = iteration_element(run.iterations.back().row.iteration,
-                             pack_model(last_model, run.tops, digits), data);
+                             pack_model(last_model, *run.ground, digits), data);
     held.digits_last = digits;
     if (last.size() <= budget) break;
   }
@@ -109,14 +109,12 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
 double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)); }
 
 Json payload(const FinishedRun& run, const DataFit& fit) {
-  const Mesh& mesh = run.mesh;
+  const Mesh& mesh = run.ground->mesh;
   std::vector<double> elevations;
   for (const double depth : mesh.depth_nodes)
     elevations.insert(elevations.begin(), mesh.z0 - depth);
   Json tops = Json::array();
-  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
-    for (std::int32_t i = 1; i <= mesh.ne; ++i) tops.push_back(run.tops(j, i));
-  }
+  for_each_column(*run.ground, [&](const GridColumn& column) { tops.push_back(column.top); });
   std::vector<double> observed = fit.observed;
   std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
   Json iterations = Json::array();

@@ -6,10 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <numeric>
 
 #include "base/atomic_file.h"
-#include "base/report.h"
 #include "base/stop_run.h"
 #include "inversion/input/conventions.h"
 #include "inversion/input/program_name.h"
@@ -97,29 +95,26 @@ void check_nodes(const std::vector<double>& nodes, const char* axis, const std::
 void read_mesh(FinishedRun& run) {
   const std::string name = path_in(run, run.parameters.mtxFile);
   SensitivityFile file = read_sensitivity_heading(name);
-  check_nodes(file.mesh.easting_nodes, "easting", name);
-  check_nodes(file.mesh.northing_nodes, "northing", name);
-  check_nodes(file.mesh.depth_nodes, "depth", name);
-  if (!std::isfinite(file.mesh.z0)) {
+  const Mesh& mesh = file.ground->mesh;
+  check_nodes(mesh.easting_nodes, "easting", name);
+  check_nodes(mesh.northing_nodes, "northing", name);
+  check_nodes(mesh.depth_nodes, "depth", name);
+  if (!std::isfinite(mesh.z0)) {
     stop_run(fmt::format(" ERROR: the top of the mesh in {} should be an elevation; found {}.",
-                         name, file.mesh.z0));
+                         name, mesh.z0));
   }
-  const std::int64_t air =
-      std::accumulate(file.tops.tops.begin(), file.tops.tops.end(), std::int64_t{0});
-  if (file.sens.nsens != file.mesh.cells() - air) {
+  if (file.sens.nsens != file.ground->cells()) {
     stop_run(
         fmt::format(" ERROR: {} cells lie below the column tops of {}, but its matrix has {} "
                     "columns.",
-                    file.mesh.cells() - air, name, file.sens.nsens));
+                    file.ground->cells(), name, file.sens.nsens));
   }
-  run.nsens = file.sens.nsens;
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
   run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
   run.wtz = std::move(file.sens.wtz);
-  run.mesh = std::move(file.mesh);
-  run.tops = std::move(file.tops);
+  run.ground = std::move(file.ground);
 }
 
 void read_iterations(FinishedRun& run, const RunLog& log) {
@@ -168,18 +163,16 @@ void read_iterations(FinishedRun& run, const RunLog& log) {
 }  // namespace
 
 FinishedRun read_finished_run(const std::string& input_file) {
-  Report report;
-  report.leave_console();
   FinishedRun run;
   run.input_file = input_file;
-  run.parameters = read_input_file(input_file, report);
+  run.parameters = read_input_file(input_file);
   auto [folder, log] = find_log(input_file);
   run.folder = std::move(folder);
   run.started = log.started;
   run.ended = log.ended;
   run.ending = log.ending;
   read_iterations(run, log);
-  const Alphas alphas = read_alphas(run.parameters.alphaLine, report);
+  const Alphas alphas = read_alphas(run.parameters.alphaLine).alphas;
   run.alphas = {alphas.s, alphas.e, alphas.n, alphas.z};
   read_mesh(run);
   run.target = target_misfit(run.parameters, run.observations.ndata);

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "inversion/input/input_file.h"
-#include "inversion/mesh_io/column_tops.h"
-#include "inversion/mesh_io/mesh.h"
+#include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/results/run_summary.h"
 
@@ -27,10 +26,8 @@ struct FinishedRun {
   std::string input_file;  ///< as it was given
   std::string folder;      ///< where the run left its files; "" is the current folder
   InversionParameters parameters;
-  Mesh mesh;  ///< nodes are finite and increase
-  ColumnTops tops;
-  std::int32_t nsens = 0;   ///< cells below the column tops
-  std::vector<double> wtz;  ///< scale of each of them
+  SharedGround ground;      ///< the nodes of its mesh are finite and increase
+  std::vector<double> wtz;  ///< scale of each ground cell
   bool compressed = false;  ///< form of the sensitivity file
   Observations observations;
   /// Parts of the observations ("stations", "field", "directions") that are not those which the

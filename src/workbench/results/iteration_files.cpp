@@ -40,17 +40,17 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
   } catch (const std::bad_alloc&) {
     alloc_error("read_model");
   }
-  expect_no_more<double>(from, "model file", name);
+  expect_no_more(from, "model file", name);
   return values;
 }
 
-[[noreturn]] void wrong_tops(const FinishedRun& run, const std::string& name, std::int32_t k,
-                             std::int32_t i, std::int32_t j, double value, bool air) {
+[[noreturn]] void wrong_tops(const FinishedRun& run, const std::string& name, const GridCell& at,
+                             double value) {
   stop_run(
       fmt::format(" ERROR: cell (layer {}, column {}, row {}) is {} in {}, but {} has {}.\n"
                   " Model and sensitivity file are of different runs: run quorivex {} again.",
-                  k, i, j, air ? "air" : "ground", run.parameters.mtxFile, name, value,
-                  run.input_file));
+                  at.k, at.i, at.j, at.air() ? "air" : "ground", run.parameters.mtxFile, name,
+                  value, run.input_file));
 }
 
 /// Compares the smallness of a model with the one that the run states for its iteration.
@@ -73,22 +73,17 @@ void check_iteration(const FinishedRun& run, const FinishedIteration& iteration,
 }  // namespace
 
 std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& iteration) {
-  const Mesh& mesh = run.mesh;
   const bool all_active = is_null(run.parameters.activeCellFile);
-  std::vector<double> values = read_values(iteration.model_file, mesh.cells());
-  double* cell = values.data();
-  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
-    for (std::int32_t i = 1; i <= mesh.ne; ++i) {
-      const std::int32_t top = run.tops(j, i);
-      for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
-        const bool air = k <= top;
-        if (air != (*cell == kAirValue) && (air || all_active)) {
-          wrong_tops(run, iteration.model_file, k, i, j, *cell, air);
-        }
-        if (*cell == kAirValue) *cell = kNoValue;
-      }
+  std::vector<double> values = read_values(iteration.model_file, run.ground->mesh.cells());
+  const View1<double> model(values);
+  for_each_cell(*run.ground, [&](const GridCell& at) {
+    double& value = model(at.cell);
+    const bool marked = value == kAirValue;
+    if (at.air() != marked && (at.air() || all_active)) {
+      wrong_tops(run, iteration.model_file, at, value);
     }
-  }
+    if (marked) value = kNoValue;
+  });
   check_iteration(run, iteration, values);
   return values;
 }

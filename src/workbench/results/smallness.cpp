@@ -5,6 +5,7 @@
 
 #include "base/list_reader.h"
 #include "base/stop_run.h"
+#include "base/view1.h"
 #include "inversion/input/conventions.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/model_files.h"
@@ -28,32 +29,25 @@ std::vector<double> read_weights(const FinishedRun& run, std::size_t cells) {
 }
 
 Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
-  const Mesh& mesh = run.mesh;
-  Report report;
-  report.leave_console();
+  const Mesh& mesh = run.ground->mesh;
   const ActiveCells active =
-      get_active_cells(source_in(run, run.parameters.activeCellFile), mesh, run.tops, report);
+      get_active_cells(source_in(run, run.parameters.activeCellFile), run.ground);
   std::vector<double> reference = allocate<double>(model.size(), kRoutine);
-  read_full_model(source_in(run, run.parameters.referenceModel), "reference model", active, {},
-                  reference, report);
+  read_full_model(source_in(run, run.parameters.referenceModel), "reference model", reference);
   const std::vector<double> weights = read_weights(run, model.size());
+  const View1<const double> wtz(run.wtz);
   Smallness sum;
-  std::size_t below = 0;
-  std::size_t cell = 0;
-  for (std::int32_t j = 1; j <= mesh.nn; ++j) {
-    for (std::int32_t i = 1; i <= mesh.ne; ++i) {
-      const double area = run.alphas[0] * mesh.dn[as_size(j - 1)] * mesh.de[as_size(i - 1)];
-      for (std::int32_t k = 1; k <= mesh.nz; ++k, ++cell) {
-        const double scale = k > run.tops(j, i) ? run.wtz[below++] : 0.0;
-        if (active.map[cell] <= 0) continue;
-        const double weight = weights[cell] * area * mesh.dz[as_size(k - 1)] * scale * scale;
-        const double off = model[cell] - reference[cell];
-        const double digits = kModelRounding * std::abs(model[cell]);
-        sum.value += weight * off * off;
-        sum.rounding += weight * digits * (2.0 * std::abs(off) + digits);
-      }
-    }
-  }
+  for_each_ground_cell(*run.ground, [&](const GridCell& at) {
+    const std::size_t cell = as_size(at.cell - 1);
+    if (active.map[cell] <= 0) return;
+    const double area = run.alphas[0] * mesh.dn[as_size(at.j - 1)] * mesh.de[as_size(at.i - 1)];
+    const double scale = wtz(at.below);
+    const double weight = weights[cell] * area * mesh.dz[as_size(at.k - 1)] * scale * scale;
+    const double off = model[cell] - reference[cell];
+    const double digits = kModelRounding * std::abs(model[cell]);
+    sum.value += weight * off * off;
+    sum.rounding += weight * digits * (2.0 * std::abs(off) + digits);
+  });
   return sum;
 }
 

@@ -54,23 +54,23 @@ std::vector<Part> survey_parts(const Observations& o) {
           {"deviations", Hash().list(o.std).digest()}};
 }
 
-std::vector<Part> matrix_parts(const Mesh& mesh, const ColumnTops& tops,
-                               const std::vector<double>& low_pass, const std::vector<double>& wtz,
-                               const std::vector<double>& gdiag) {
+std::vector<Part> matrix_parts(const Ground& ground, const std::vector<double>& low_pass,
+                               const std::vector<double>& wtz, const std::vector<double>& gdiag) {
+  const Mesh& mesh = ground.mesh;
   return {{"mesh", Hash()
                        .list(mesh.easting_nodes)
                        .list(mesh.northing_nodes)
                        .list(mesh.depth_nodes)
                        .value(mesh.z0 + 0.0)
                        .digest()},
-          {"terrain", Hash().list(tops.tops).digest()},
+          {"terrain", Hash().list(ground.tops.tops).digest()},
           {"filter", Hash().list(low_pass).digest()},
           {"scale", Hash().list(wtz).digest()},
           {"diagonal", Hash().list(gdiag).digest()}};
 }
 
 std::vector<Part> matrix_parts(const SensitivityFile& file) {
-  return matrix_parts(file.mesh, file.tops, file.sens.filter.low, file.sens.wtz, file.sens.gdiag);
+  return matrix_parts(*file.ground, file.sens.filter.low, file.sens.wtz, file.sens.gdiag);
 }
 
 }  // namespace quorivex

@@ -26,9 +26,8 @@ std::vector<Part> survey_parts(const Observations& observations);
 
 /// "mesh", "terrain" (column tops), "filter" and "scale" (wtz) of a matrix, and the "diagonal" of
 /// G^T G, in which every coefficient has a share.
-std::vector<Part> matrix_parts(const Mesh& mesh, const ColumnTops& tops,
-                               const std::vector<double>& low_pass, const std::vector<double>& wtz,
-                               const std::vector<double>& gdiag);
+std::vector<Part> matrix_parts(const Ground& ground, const std::vector<double>& low_pass,
+                               const std::vector<double>& wtz, const std::vector<double>& gdiag);
 std::vector<Part> matrix_parts(const SensitivityFile& file);
 
 }  // namespace quorivex

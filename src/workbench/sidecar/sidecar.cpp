@@ -29,7 +29,7 @@ constexpr const char* kHead =
 const std::vector<std::string>& part_names() {
   static const std::vector<std::string> kNames = [] {
     std::vector<std::string> names;
-    for (const auto& parts : {matrix_parts({}), survey_parts({})}) {
+    for (const auto& parts : {matrix_parts(Ground{}, {}, {}, {}), survey_parts({})}) {
       for (const Part& part : parts) names.push_back(part.name);
     }
     return names;

@@ -63,6 +63,7 @@ SurveyGround read_survey_ground(const GroundSource& source, const Observations& 
   survey.cut = found.cut;
   survey.warnings = terrain_warnings(terrain, found, mesh);
   survey.ground = make_ground(std::move(mesh), std::move(found.tops));
+  check_not_all_air(survey.ground);
   return survey;
 }
 

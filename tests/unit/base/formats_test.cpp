@@ -36,8 +36,8 @@ TEST(FixedFormat, AWideNumberTakesMoreColumnsAndLosesNothing) {
   EXPECT_EQ(fmt::format("{}|{}", trim_right("\t a b \t\r"), trim_right(" \t\r ")), "\t a b|");
 }
 
-/// What up to thirteen reads of a file bring: each value, "?" for a bad one, "end" at the end of the
-/// text. The reader's buffer ends after the first character of the text.
+/// What up to thirteen reads of a file bring: each value, "?" for a bad one, "end" at the end of
+/// the text. The reader's buffer ends after the first character of the text.
 template <class T>
 std::string outcome(const std::string& text) {
   const ScratchFolder folder;

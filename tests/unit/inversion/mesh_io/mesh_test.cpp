@@ -10,6 +10,17 @@ namespace quorivex::test {
 
 using Numbers = std::vector<double>;
 
+/// How reading a text mesh file that is to be refused ends.
+static StopRun stop_of(const std::string& name) {
+  try {
+    read_mesh_file(name);
+  } catch (const StopRun& stop) {
+    return stop;
+  }
+  ADD_FAILURE() << name << " was read";
+  return StopRun("");
+}
+
 TEST(Mesh, EachListOfATextFileBeginsOnANewLineAndMayTakeMore) {
   const ScratchFolder folder;
   const Mesh mesh = read_mesh_file(
@@ -24,9 +35,28 @@ TEST(Mesh, ATextFileThatEndsEarlyOrClaimsTooManyCellsIsRefused) {
   EXPECT_TRUE(valid_counts(2147483647, 1, 1) && !valid_counts(65536, 32768, 1));
   EXPECT_FALSE(valid_counts(65536, 65536, 1) || valid_counts(-1, -1, 1));
   const ScratchFolder folder;
-  for (const char* text : {"3 2", "2 1 1\n0 0 0\n5\n6\n7", "0 1 1\n0 0 0\n\n1\n1"}) {
-    EXPECT_THROW(read_mesh_file(folder.write("mesh", text)), StopRun) << text;
+  for (const auto& [text, reason] :
+       {std::pair{"3 2", "The counts could not be read."},
+        {"0 1 1\n0 0 0\n\n1\n1", "The counts should be positive"},
+        {"2 1 1\n0 top 0", "West, south and top of the mesh could not be read."},
+        {"2 1 1\n0 0 0\n5\n6\n7", "Width 1 of 1 along depth could not be read."},
+        {"3 1 1\n0 0 0\n5 6 deep", "Width 3 of 3 along easting could not be read."}}) {
+    const StopRun stop = stop_of(folder.write("mesh", text));
+    const std::string quoted = "\n ERROR reading mesh file: " + folder.path("mesh") + "\n\n";
+    EXPECT_EQ(std::string(stop.what()), quoted);
+    EXPECT_TRUE(stop.detail().starts_with(reason)) << stop.detail();
   }
+}
+
+TEST(Mesh, AShortFileOfMoreCellsThanTheMemoryHoldsIsRefusedAtOnce) {
+  try {
+    require_available_memory(std::uint64_t{16} << 31);
+    GTEST_SKIP() << "this machine can hold them";
+  } catch (const std::bad_alloc&) {
+  }
+  const ScratchFolder folder;
+  const std::string name = folder.write("mesh", "2147483647 1 1\n0 0 0\n2147483647*1\n1\n1");
+  EXPECT_EQ(stop_of(name).message(), "Memory allocation error in: mesh");
 }
 
 TEST(Mesh, AWrittenFileGivesTheSameMeshBack) {

@@ -4,10 +4,13 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numeric>
 
+#include "base/stop_run.h"
+#include "inversion/objective/bounds.h"
 #include "inversion/objective/calc_wtw_mod.h"
 #include "inversion/objective/model_norm.h"
 #include "scratch_folder.h"
@@ -25,8 +28,8 @@ struct MeshOfAllKinds {
     mesh.dn = {30.0, 12.0};
     mesh.dz = {5.0, 7.0, 9.0, 14.0};
     const std::string codes = "-1 1 -1 -1  1 1 0 1  1 -1 1 1  0 -1 1 1  1 1 1 -1  1 1 1 1";
-    const ColumnTops tops{.nn = 2, .ne = 3, .tops = {1, 0, 0, 2, 1, 1}};
-    active = get_active_cells(folder.write("act.dat", codes), mesh, tops, report);
+    const SharedGround ground = share_ground(mesh, {2, 3, {1, 0, 0, 2, 1, 1}});
+    active = get_active_cells(folder.write("act.dat", codes), ground);
   }
 
   struct Row {
@@ -64,7 +67,6 @@ struct MeshOfAllKinds {
   }
 
   ScratchFolder folder;
-  Report report;
   Mesh mesh;
   ActiveCells active;
   Alphas alphas{0.01, 2.0, 3.0, 5.0};
@@ -154,16 +156,48 @@ TEST(Operators, ProductIsTheGradientOfTheNormAcrossTheEdgesOfPieces) {
   }
 }
 
+// Cells counted from the active vector, bounds as scaled, the model's cells counted twice.
+TEST(Bounds, AreNamedAsTheUserWroteThemAndCountCells) {
+  const MeshOfAllKinds of;
+  const std::vector<double> wtz(as_size(of.active.ground->cells()), 4.0);
+  const auto ncell = as_size(of.active.ncell);
+  Bounds bounds{std::vector<double>(ncell, -4.0), std::vector<double>(ncell, 2.0)};
+  check_bound_order(bounds, of.active, wtz);
+  std::vector<double> model(ncell, 0.0);
+  model[0] = -4.5;
+  model[1] = 2.5;
+  model[2] = model[3] = 2.0;
+  model[4] = -4.0;
+  const CellsAtBounds cells = count_at_bounds(model, bounds);
+  EXPECT_EQ(cells.outside, 2);
+  EXPECT_EQ(cells.touching, 3);
+  EXPECT_THROW(check_none_outside(cells, "m"), StopRun);
+  bounds.upper[1] = -8.0;
+  bounds.upper[3] = -9.0;
+  const std::int64_t second =
+      std::find(of.active.map.begin(), of.active.map.end(), 2) - of.active.map.begin() + 1;
+  try {
+    check_bound_order(bounds, of.active, wtz);
+    ADD_FAILURE() << "bounds in the wrong order";
+  } catch (const StopRun& stop) {
+    EXPECT_EQ(stop.message(),
+              fmt::format("ERROR: Upper bound should be greater than lower: {} -1.0000E+00 "
+                          "-2.0000E+00",
+                          second));
+  }
+}
+
 // Lengths and alphas confused, the default for a file name, a direction in another's place.
 TEST(Alphas, LineGivesAlphasOrLengths) {
   const auto read = [](const char* line) {
-    Report report;
-    const Alphas got = read_alphas(line, report);
-    return fmt::format("{} {} {} {}", got.s, got.e, got.n, got.z);
+    const auto [a, lengths, lengths_given] = read_alphas(line);
+    return fmt::format("{} {} {} {}{}{} {} {}", a.s, a.e, a.n, a.z, lengths_given ? " <- " : " -> ",
+                       lengths.e, lengths.n, lengths.z);
   };
-  EXPECT_EQ(read("null 5 5 5 5") + "|" + read("NULL"), "0.0001 1 1 1|0.0001 1 1 1");
-  EXPECT_EQ(read("1d-3, 2*0.5 4"), "0.001 0.5 0.5 4");
-  EXPECT_EQ(read("10 20 5 metres"), "0.0025 0.25 1 0.0625");
+  EXPECT_EQ(read("null 5 5 5 5"), "0.0001 1 1 1 -> 100 100 100");
+  EXPECT_EQ(read("NULL"), "0.0001 1 1 1 -> 100 100 100");
+  EXPECT_EQ(read("0.25, 2*1 4"), "0.25 1 1 4 -> 2 2 4");
+  EXPECT_EQ(read("10 20 5 metres"), "0.0025 0.25 1 0.0625 <- 10 20 5");
 }
 
 }  // namespace quorivex::test

@@ -5,7 +5,6 @@
 
 #include <limits>
 
-#include "base/report.h"
 #include "compressed.h"
 #include "scratch_folder.h"
 #include "survey.h"
@@ -15,9 +14,7 @@ namespace {
 
 SensitivityFile read(const std::vector<std::string>& records) {
   const ScratchFolder folder;
-  Report silent;
-  silent.leave_console();
-  return getpar(folder.write("s.mtx", framed(records)), silent);
+  return getpar(folder.write("s.mtx", framed(records)));
 }
 
 template <class Items>

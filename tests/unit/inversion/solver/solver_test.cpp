@@ -66,22 +66,21 @@ struct Inversion {
   bool smooth_mod_dif;
   bool compressed;
   ScratchFolder folder;
-  Report report;
   Survey survey = make_survey({6, 2, 5});  // on a grid of 8 x 2 x 8 points
   SensitivityFile file =
       getpar(folder.write("sens.mtx", framed(compressed ? compressed_records(survey, 6)
-                                                        : sensitivity_records(survey))),
-             report);
+                                                        : sensitivity_records(survey))));
   std::string codes = influence ? " 1 1 -1 1 1 1 0 1 3*1 -1" : " 1 1 0 5*1 0 3*1";
-  ActiveCells active = get_active_cells(folder.write("act", codes + codes + codes + codes + codes),
-                                        file.mesh, file.tops, report);
+  ActiveCells active =
+      get_active_cells(folder.write("act", codes + codes + codes + codes + codes), file.ground);
   std::size_t n = as_size(active.ncell);
   FixedValues fixed{values_of_seed(as_size(active.zero_cells), 1),
                     values_of_seed(as_size(active.influence_cells), 2)};
   std::vector<double> mref = values_of_seed(n, 3);
   Observations data;
   Bounds bounds;
-  WeightingOperators weights = calc_W_components("null", file.mesh, active, {0.01, 1, 2, 3});
+  WeightingOperators weights =
+      calc_W_components("null", file.ground->mesh, active, {0.01, 1, 2, 3});
   InactiveTerms inactive = calc_inactive_cell_components(weights, fixed.influence);
   Diagonals diagonals;
 };
@@ -168,7 +167,7 @@ TEST(Products, RefuseVectorsOfOtherLengths) {
   EXPECT_EQ(refusal([&] { below_to_active(s.active, below, odd); }), "size(m2) /= ncell");
   EXPECT_EQ(refusal([&] { active_to_below(s.active, odd, below); }), "size(m2) /= ncell");
   EXPECT_EQ(refusal([&] { active_to_below(s.active, model, odd); }), "idx1 /= size(m1)");
-  EXPECT_EQ(refusal([&] { full_to_below(s.active, std::vector<double>(60), odd); }),
+  EXPECT_EQ(refusal([&] { full_to_below(*s.active.ground, std::vector<double>(60), odd); }),
             "idx1 /= size(amodel)");
   EXPECT_EQ(refusal([&] { s.current(odd); }), "size(amodel) /= ncell");
 }

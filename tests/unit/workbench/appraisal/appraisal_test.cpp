@@ -70,8 +70,8 @@ TEST(TypicalGap, IsAQuarterOfTheDistanceOfLines) {
   for (const auto& [ce, cn] : {std::pair{1.0, 0.0}, std::pair{0.0, 1.0}, std::pair{0.8, 0.6}}) {
     std::vector<double> x;
     std::vector<double> y;
-    for (double across = -800.0; across <= 800.0; across += 400.0) {
-      for (double along = -900.0; along <= 900.0; along += 10.0) {
+    for (int across = -800; across <= 800; across += 400) {
+      for (int along = -900; along <= 900; along += 10) {
         x.push_back(1510.0 + along * ce - across * cn);
         y.push_back(1510.0 + along * cn + across * ce);
       }

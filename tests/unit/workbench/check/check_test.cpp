@@ -5,7 +5,7 @@
 #include <functional>
 #include <limits>
 
-#include "base/report.h"
+#include "change_ground.h"
 #include "compressed.h"
 #include "scratch_folder.h"
 #include "survey.h"
@@ -19,9 +19,7 @@ namespace {
 SensitivityFile matrix() {
   const ScratchFolder folder;
   const Survey survey = make_survey({.ne = 5, .nn = 4, .nz = 3});
-  Report silent;
-  silent.leave_console();
-  return getpar(folder.write("s.mtx", framed(compressed_records(survey, 4))), silent);
+  return getpar(folder.write("s.mtx", framed(compressed_records(survey, 4))));
 }
 
 std::string printed(const std::function<void()>& step) {
@@ -69,10 +67,13 @@ TEST(MatrixFaults, EachIsFoundOnceAndAGoodFileHasNone) {
     EXPECT_NE(faults[0].find(text), std::string::npos) << faults[0];
   };
   expect([](auto& f) { f.sens.ndata = 0; }, "there are no data");
-  expect([](auto& f) { f.tops.tops[0] += 1; }, "the matrix has 35 columns, but 34 cells");
-  expect([&](auto& f) { f.mesh.de[4] = nan; }, "along easting should be positive: 1 of 5 values");
-  expect([](auto& f) { f.mesh.dn[0] = 0.0; }, "along northing should be positive: 1 of 4 values");
-  expect([](auto& f) { f.mesh.dz[2] = -1.0; },
+  expect([](auto& f) { change_ground(f, [&](Ground& g) { g.tops.tops[0] += 1; }); },
+         "the matrix has 35 columns, but 34 cells");
+  expect([&](auto& f) { change_ground(f, [&](Ground& g) { g.mesh.de[4] = nan; }); },
+         "along easting should be positive: 1 of 5 values");
+  expect([](auto& f) { change_ground(f, [&](Ground& g) { g.mesh.dn[0] = 0.0; }); },
+         "along northing should be positive: 1 of 4 values");
+  expect([](auto& f) { change_ground(f, [&](Ground& g) { g.mesh.dz[2] = -1.0; }); },
          "positive thickness: 1 of 3 values, the first is "
          "number 3, -1");
   expect([&](auto& f) { f.sens.wtz[6] = f.sens.wtz[8] = infinity; },
@@ -103,7 +104,7 @@ TEST(MatrixChecks, AFileOfAnotherKindIsToldFromABrokenOne) {
 // A millimetre is within the rounding of text files, more is another mesh; elevations count, so
 // that a mesh that lies higher by one layer differs.
 TEST(MatrixChecks, MeshesAreComparedToTheMillimetre) {
-  const Mesh mesh = matrix().mesh;
+  const Mesh mesh = matrix().ground->mesh;
   const auto compare = [&](const std::function<void(Mesh&)>& change) {
     Mesh other = mesh;
     change(other);

@@ -50,8 +50,7 @@ SensitivityFile built(const ScratchFolder& folder, const std::vector<double>& wt
   summary = build_sensitivity(ground(), stations(), wtz, options,
                               [&](auto parts) { write_record(file, parts); });
   file.commit();
-  Report report;
-  return getpar(folder.path("s.mtx"), report);
+  return getpar(folder.path("s.mtx"));
 }
 
 // Records out of order, rows or columns scaled the wrong way, coefficients at the wrong places; a
@@ -69,11 +68,10 @@ TEST(SensitivityFile, ReadByTheInversionPredictsTheDataOfThePrisms) {
     BuildSummary summary;
     const SensitivityFile file = built(folder, wtz, options, summary);
     ASSERT_EQ(file.sens.nsens, ground().cells());
-    EXPECT_EQ(file.mesh.northing_nodes, ground().mesh.northing_nodes);
-    EXPECT_EQ(file.tops.tops, ground().tops.tops);
+    EXPECT_EQ(file.ground->mesh.northing_nodes, ground().mesh.northing_nodes);
+    EXPECT_EQ(file.ground->tops.tops, ground().tops.tops);
     EXPECT_EQ(file.sens.wtz, wtz);
-    Report report;
-    const ActiveCells active = get_active_cells("null", file.mesh, file.tops, report);
+    const ActiveCells active = get_active_cells("null", file.ground);
     std::vector<double> data(expected.size());
     gprod(file.sens, active, model, data);
     const double size = std::sqrt(dot(expected, expected) / 23.0);

@@ -59,8 +59,8 @@ FinishedRun million_cells(const ScratchFolder& folder, int iterations) {
   run.parameters.activeCellFile = "null";
   run.parameters.lowerBounds = "VALUE 0";
   run.parameters.upperBounds = "VALUE 1";
-  run.mesh = make_mesh(0.0, 0.0, 0.0, widths, widths, widths);
-  run.tops = {kSide, kSide, std::vector<std::int32_t>(kSide * kSide, 0)};
+  run.ground = share_ground(make_mesh(0.0, 0.0, 0.0, widths, widths, widths),
+                            {kSide, kSide, std::vector<std::int32_t>(as_size(kSide) * kSide, 0)});
   Observations& o = run.observations;
   o.ndata = 1;
   o.x = o.y = o.z = o.obs = o.std = {1.0};
@@ -72,7 +72,7 @@ FinishedRun million_cells(const ScratchFolder& folder, int iterations) {
   }
   const std::string model = folder.write("m.sus", text);
   std::string even;
-  for (std::size_t cell = 0; cell < as_size(run.mesh.cells()); ++cell) even += "1e-3\n";
+  for (std::size_t cell = 0; cell < as_size(run.ground->mesh.cells()); ++cell) even += "1e-3\n";
   const std::string last = folder.write("last.sus", even);
   const std::string data = folder.write("m.pre", "0 0 0\n0 0 1\n1\n1 1 1 1.0\n");
   for (int iteration = 1; iteration <= iterations; ++iteration) {

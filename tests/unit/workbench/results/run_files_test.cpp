@@ -108,8 +108,8 @@ TEST(RunSummary, KeepsTheRowsBeforeADamagedOne) {
   for (const std::string& damaged :
        {without("  27620"), without("34  "), nan, stars, std::string(kFirst),
         std::string("3") + kSecond, std::string(40, '\0') + "\n", std::string("     2  9.5E")}) {
-    const RunSummary found = read_run_summary(
-        folder.write("run.out", std::string(kHeading) + kFirst + damaged + "\n" + second));
+    const std::string text = fmt::format("{}{}{}\n{}", kHeading, kFirst, damaged, second);
+    const RunSummary found = read_run_summary(folder.write("run.out", text));
     EXPECT_EQ(found.rows.size(), 1U) << damaged;
     EXPECT_NE(found.note.find("line 13 of "), std::string::npos) << found.note;
     EXPECT_NE(found.note.find("the row of iteration 2"), std::string::npos) << found.note;
