@@ -168,6 +168,8 @@ SensitivityFile read_sensitivity_heading(const std::string& name) {
   return open_sensitivity_file(name).heading;
 }
 
-SensitivityFile getpar(const std::string& name) { return read_matrix_rows(open_sensitivity_file(name)); }
+SensitivityFile getpar(const std::string& name) {
+  return read_matrix_rows(open_sensitivity_file(name));
+}
 
 }  // namespace quorivex

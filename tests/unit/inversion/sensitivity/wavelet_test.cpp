@@ -108,23 +108,29 @@ std::string row_bytes(const std::vector<std::int32_t>& positions) {
   return record(positions, values);
 }
 
-// An entry lost, doubled or moved at the edge of a block or of a panel, or by the sort of a row; a
-// sum whose order depends on the threads. All sums are exact in double.
-TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
+/// Positions of rows that are empty, short, long, descending and at the edges of blocks.
+std::vector<std::vector<std::int32_t>> rows_of_every_shape(std::int32_t points) {
   const auto every = [](std::int32_t step, std::int32_t first, std::int32_t last) {
     std::vector<std::int32_t> positions;
     for (std::int32_t p = first; p <= last; p += step) positions.push_back(p);
     return positions;
   };
+  std::vector<std::vector<std::int32_t>> rows{
+      {}, {points}, {1}, every(1, 1, std::min(points, 9000)), {}};
+  rows.push_back(every(97, 1, points));
+  std::reverse(rows.back().begin(), rows.back().end());
+  for (const std::int32_t edge : {256, 512, 8192, 16384, 65536}) {
+    if (edge < points) rows.push_back({edge, edge + 1, edge - 1, edge});
+  }
+  return rows;
+}
+
+// An entry lost, doubled or moved at the edge of a block or of a panel, or by the sort of a row; a
+// sum whose order depends on the threads. All sums are exact in double.
+TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
   for (const std::int32_t points : {1, 300, 512, 20000, 2200000}) {
     SensitivityState sens;
-    std::vector<std::vector<std::int32_t>> rows{
-        {}, {points}, {1}, every(1, 1, std::min(points, 9000)), {}};
-    rows.push_back(every(97, 1, points));
-    std::reverse(rows.back().begin(), rows.back().end());
-    for (const std::int32_t edge : {256, 512, 8192, 16384, 65536}) {
-      if (edge < points) rows.push_back({edge, edge + 1, edge - 1, edge});
-    }
+    const std::vector<std::vector<std::int32_t>> rows = rows_of_every_shape(points);
     sens.ndata = static_cast<std::int32_t>(rows.size());
     // Of long rows few blocks for the smaller grid, hundreds for the largest.
     sens.Gs =
