@@ -21,7 +21,8 @@ void read_list(FreeFormat& from, Values&& values, std::string_view what, std::st
   }
 }
 
-/// Ends the run when a number is left in the file, whether it could be used or not (NaN).
+/// Ends the run when a number is left in the file, whether it could be used or not (NaN,
+/// infinite, a fraction where integers stand).
 void expect_no_more(FreeFormat& from, std::string_view what, std::string_view name);
 
 }  // namespace quorivex

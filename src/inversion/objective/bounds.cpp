@@ -17,7 +17,8 @@ void check_bound_order(const Bounds& bounds, const ActiveCells& active, View1<co
   const View1<const std::int32_t> map(active.map);
   for_each_ground_cell(*active.ground, [&](const GridCell& at) {
     if (map(at.cell) != wrong) return;
-    const double scale = wtz(at.below);
+    // A cell whose scale cannot be undone is reported with its scaled bounds.
+    const double scale = wtz(at.below) > 0.0 ? wtz(at.below) : 1.0;
     stop_run(fmt::format("ERROR: Upper bound should be greater than lower: {}{}{}", at.cell,
                          sci(lower(wrong) / scale, 12, 4), sci(upper(wrong) / scale, 12, 4)));
   });
