@@ -45,6 +45,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::append(std::string_view text) {
+  if (text.empty()) return;  // it may have no address
   if (text.size() > kBufferBytes - filled_) flush();
   if (text.size() > kBufferBytes) {
     write(text);

@@ -122,9 +122,11 @@ TEST(Inversion, AFixedMultiplierEndsOnAPlateauAndEveryBitComesBackAtAnyNumberOfT
     const double change = std::abs(rows[at - 1][kPhi] / rows[at][kPhi] - 1.0);
     EXPECT_EQ(change < 0.001, at + 1 == rows.size()) << "iteration " << at + 1 << ": " << change;
   }
-  // Another tolerance or maximum of the conjugate gradients.
-  EXPECT_EQ((std::vector{rows[0][kCgIterations], rows[1][kCgIterations], rows[2][kCgIterations]}),
-            (std::vector{16.0, 72.0, 88.0}));
+  // Another tolerance or maximum of the conjugate gradients; compilers round differently.
+  const std::array<double, 3> cg_iterations{16.0, 72.0, 88.0};
+  for (std::size_t at = 0; at < cg_iterations.size(); ++at) {
+    EXPECT_NEAR(rows[at][kCgIterations], cg_iterations[at], 2.0) << "iteration " << at + 1;
+  }
   // A grid of 256 x 32 x 16 points, of which CALC_GV takes a half at a time; several batches of
   // rows of different lengths, unsorted.
   const Survey wide = make_survey({.ne = 17, .nn = 9, .nz = 130});
