@@ -35,9 +35,9 @@ GridColumn Ground::column(std::int64_t number) const {
           .before = before[as_size(number - 1)]};
 }
 
-Ground make_ground(Mesh mesh, ColumnTops tops) {
+Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine) {
   Ground ground{.mesh = std::move(mesh), .tops = std::move(tops)};
-  ground.before = allocate<std::int64_t>(as_size(ground.columns() + 1), "make_ground");
+  ground.before = allocate<std::int64_t>(as_size(ground.columns() + 1), routine);
   std::size_t column = 0;
   for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
     for (std::int32_t i = 1; i <= ground.mesh.ne; ++i, ++column) {
@@ -47,8 +47,10 @@ Ground make_ground(Mesh mesh, ColumnTops tops) {
   return ground;
 }
 
-SharedGround share_ground(Mesh mesh, ColumnTops tops) {
-  return std::make_shared<const Ground>(make_ground(std::move(mesh), std::move(tops)));
+SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine) {
+  Ground ground = make_ground(std::move(mesh), std::move(tops), routine);
+  return with_alloc_label(routine,
+                          [&] { return std::make_shared<const Ground>(std::move(ground)); });
 }
 
 void check_not_all_air(const Ground& ground) {

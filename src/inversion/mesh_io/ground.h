@@ -45,9 +45,9 @@ struct Ground {
 /// One ground for all that is read and derived on it.
 using SharedGround = std::shared_ptr<const Ground>;
 
-/// The column tops lie from 0 to nz. @throws StopRun when memory is short
-Ground make_ground(Mesh mesh, ColumnTops tops);
-SharedGround share_ground(Mesh mesh, ColumnTops tops);
+/// The column tops lie from 0 to nz. @throws StopRun alloc_error(routine)
+Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
+SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
 
 /// @throws StopRun when a cell width is not greater than 0
 void check_widths(const Mesh& mesh);

@@ -91,13 +91,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
         info, fmt::join(mismatched, ", ")));
     return;
   }
-  for (const InfoLine& line : sidecar->info_lines) {
-    if (line.name != kTerrainCut) continue;
-    findings.warning(fmt::format(
-        "the top of the mesh cuts off the terrain of {}; no cell holds what lies there.\n"
-        "Make a mesh with a higher top",
-        line.text));
-  }
+  if (const auto cut = terrain_cut_warning(*sidecar)) findings.warning(*cut);
   const std::vector<std::string> others = differing_parts(*sidecar, survey_parts(observations));
   for (const std::string& part : others) {
     findings.warning(

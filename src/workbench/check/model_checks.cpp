@@ -116,6 +116,7 @@ bool check_models(const InversionParameters& input, RunSetup& setup, Findings& f
   };
   const bool reference = findings.attempt([&] {
     std::vector<double> full = allocate<double>(models.active.map.size(), kRoutine);
+    models.mref = allocate<double>(as_size(models.active.ncell), kRoutine);
     read_full_model(input.referenceModel, "reference model", full);
     set_reference(std::move(full), wtz, models);
     check_size("active cells of the reference model", show("reference model", models.mref),

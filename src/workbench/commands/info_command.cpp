@@ -10,15 +10,11 @@
 #include "base/stop_run.h"
 #include "workbench/check/sensitivity_summary.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/survey_inputs.h"
 #include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
-
-void warn(const std::string& text) {
-  std::fflush(stdout);  // warnings follow what they are about
-  fmt::print(stderr, "Warning: {}\n", text);
-}
 
 /// What the sidecar says, if there is one.
 void print_sidecar(const std::string& name, const SensitivityFile& file) {
@@ -26,20 +22,21 @@ void print_sidecar(const std::string& name, const SensitivityFile& file) {
   try {
     sidecar = read_sidecar(name);
   } catch (const StopRun& wrong) {
-    warn(fmt::format("the sidecar cannot be used. {}", wrong.message()));
+    print_warning(fmt::format("the sidecar cannot be used. {}", wrong.message()));
     return;
   }
   if (!sidecar) return;
   const std::string info = find_sidecar(name);
   const std::vector<std::string> mismatched = mismatched_matrix_parts(*sidecar, name, file);
   if (!mismatched.empty()) {
-    warn(fmt::format("{} does not belong to this file; {} differ.", info,
-                     fmt::join(mismatched, ", ")));
+    print_warning(fmt::format("{} does not belong to this file; {} differ.", info,
+                              fmt::join(mismatched, ", ")));
     return;
   }
   fmt::print("Made as {} says:\n", info);
   for (const InfoLine& line : sidecar->info_lines)
     fmt::print("  {:<20} {}\n", line.name, line.text);
+  if (const auto cut = terrain_cut_warning(*sidecar)) print_warning(*cut + ".");
 }
 
 void run(const std::string& name) {
@@ -47,9 +44,9 @@ void run(const std::string& name) {
   const SensitivityFile file = getpar(name);
   fmt::print("{}: {}", name, describe_sensitivity(name, file));
   const std::vector<std::string> faults = find_matrix_faults(file);
-  for (const std::string& fault : faults) warn(fault + ".");
+  for (const std::string& fault : faults) print_warning(fault + ".");
   print_sidecar(name, file);
-  if (!faults.empty()) warn("recompute the file before it is inverted.");
+  if (!faults.empty()) print_warning("recompute the file before it is inverted.");
 }
 
 }  // namespace

@@ -154,17 +154,16 @@ Design design(const MeshCommand& command, const Observations& data, const Survey
   found.mesh = design_mesh(shape, found.plan);
   if (!command.knows_terrain()) return found;
   // Where the mesh lies does not depend on its top.
-  const Terrain terrain = terrain_of(command.source, found.mesh);
+  const Terrain terrain = terrain_of(command.source, found.mesh, print_warning);
   TerrainTops tops = column_tops_of_terrain(found.mesh, terrain);
   found.plan = plan_under_terrain(found.plan, command.wishes, {tops.min, tops.max});
   found.mesh = design_mesh(shape, found.plan);
   tops = column_tops_of_terrain(found.mesh, terrain);
   found.terrain = fmt::format("Terrain on the mesh ({}): {:.6g} to {:.6g} m\n", terrain.description,
                               tops.min, tops.max);
-  found.warnings = terrain_warnings(terrain, tops, found.mesh);
-  for (std::string& text : station_warnings(data, found.mesh, heights_above(terrain, data))) {
-    found.warnings.push_back(std::move(text));
-  }
+  found.warnings = station_warnings(data, found.mesh, heights_above(terrain, data));
+  warn_of_misfit(terrain, tops, found.mesh,
+                 [&](const std::string& sentence) { found.warnings.push_back(sentence); });
   return found;
 }
 
@@ -178,7 +177,6 @@ void run(const MeshCommand& command) {
   fmt::print("{}{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
              describe_survey(data, shape), terrain, describe_mesh(mesh), describe_plan(plan, mesh),
              format_bytes(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
-  std::fflush(stdout);
   print_warnings(warnings);
   if (!command.knows_terrain()) warn_of_top(data, plan);
   warn_of_cells(mesh);

@@ -42,14 +42,18 @@ void add_thread_option(CLI::App& command) {
       ->check(CLI::Range(1, kMaxThreads).description(""));
 }
 
+void print_warning(const std::string& sentence) {
+  std::fflush(stdout);  // warnings follow what they are about
+  fmt::print(stderr, "Warning: {}\n", sentence);
+}
+
 void print_warnings(const std::vector<std::string>& sentences) {
-  for (const std::string& sentence : sentences) fmt::print(stderr, "Warning: {}\n", sentence);
+  for (const std::string& sentence : sentences) print_warning(sentence);
 }
 
 SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
   check_coordinates(observations);
-  SurveyGround survey = read_survey_ground(source, observations);
-  print_warnings(survey.warnings);
+  SurveyGround survey = read_survey_ground(source, observations, print_warning);
   print_warnings(station_warnings(observations, survey.ground.mesh, survey.heights));
   print_warnings(edge_warnings(observations, survey.ground));
   return survey;

@@ -18,7 +18,8 @@ void add_terrain_options(CLI::App& command, GroundSource& source,
                          const std::string& without = "the top of the mesh is the ground");
 void add_thread_option(CLI::App& command);
 
-/// Each sentence on standard error, after "Warning: ".
+/// A sentence on standard error, after "Warning: ".
+void print_warning(const std::string& sentence);
 void print_warnings(const std::vector<std::string>& sentences);
 
 /// Reads mesh and terrain; warns on standard error of a terrain that does not fit the mesh and of

@@ -130,6 +130,17 @@ bool states_length_of(const std::string& name, const std::string& sensitivity_fi
 
 }  // namespace
 
+std::optional<std::string> terrain_cut_warning(const Sidecar& sidecar) {
+  for (const InfoLine& line : sidecar.info_lines) {
+    if (line.name != kTerrainCut) continue;
+    return fmt::format(
+        "the top of the mesh cuts off the terrain of {}; no cell holds what lies there.\n"
+        "Make a mesh with a higher top",
+        line.text);
+  }
+  return std::nullopt;
+}
+
 std::string sidecar_name(const std::string& sensitivity_file) { return sensitivity_file + ".info"; }
 
 std::string sidecar_place(const std::string& sensitivity_file) {

@@ -27,6 +27,9 @@ struct Sidecar {
   std::vector<InfoLine> info_lines;
 };
 
+/// What to say of terrain that the top of the mesh cuts off; nothing where it cuts none.
+std::optional<std::string> terrain_cut_warning(const Sidecar& sidecar);
+
 /// "NAME.info".
 std::string sidecar_name(const std::string& sensitivity_file);
 

@@ -12,7 +12,7 @@ MapBox box_of(const Mesh& mesh) {
           mesh.northing_nodes.back()};
 }
 
-std::vector<std::string> check_coverage(const MapBox& terrain, const Mesh& mesh) {
+void check_coverage(const MapBox& terrain, const Mesh& mesh, const Warn& warn) {
   const MapBox extent = box_of(mesh);
   if (terrain.west >= extent.east || terrain.east <= extent.west || terrain.south >= extent.north ||
       terrain.north <= extent.south) {
@@ -23,8 +23,7 @@ std::vector<std::string> check_coverage(const MapBox& terrain, const Mesh& mesh)
       std::min(terrain.north, extent.north) - std::max(terrain.south, extent.south);
   const double fraction =
       (northing * easting) / ((extent.north - extent.south) * (extent.east - extent.west));
-  if (0.3 > fraction) return {"Topography region is not large enough."};
-  return {};
+  if (0.3 > fraction) warn("Topography region is not large enough.");
 }
 
 }  // namespace quorivex

@@ -14,7 +14,6 @@
 #include "base/free_format.h"
 #include "base/stop_run.h"
 #include "base/text.h"
-#include "workbench/terrain/coverage.h"
 #include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
@@ -191,11 +190,11 @@ void refuse_duplicates(const SurfacePoints& points) {
 
 }  // namespace
 
-SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh) {
+SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh, const Warn& warn) {
   SurfacePoints points = read_points(name);
   refuse_marks(points, name);
   const MapBox box = box_of(points.easting, points.northing);
-  points.warnings = check_coverage(box, mesh);
+  check_coverage(box, mesh, warn);
   append_corners(box, mesh, points);
   refuse_duplicates(points);
   return points;

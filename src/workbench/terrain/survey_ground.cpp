@@ -27,42 +27,41 @@ std::vector<double> heights_above(const Terrain& terrain, const Observations& da
   return heights;
 }
 
-Terrain terrain_of(const GroundSource& source, const Mesh& mesh) {
+Terrain terrain_of(const GroundSource& source, const Mesh& mesh, const Warn& warn) {
   if (source.topography.empty()) return level_terrain(source.elevation.value_or(mesh.z0));
-  return read_terrain(source.topography, mesh);
+  return read_terrain(source.topography, mesh, warn);
 }
 
-std::vector<std::string> terrain_warnings(const Terrain& terrain, const TerrainTops& found,
-                                          const Mesh& mesh) {
-  std::vector<std::string> warnings = terrain.warnings;
+void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh& mesh,
+                    const Warn& warn) {
   const std::int64_t columns = std::int64_t{mesh.ne} * mesh.nn;
   if (found.outside * 100 > columns) {
-    warnings.push_back(fmt::format(
-        "{} of {} columns of the mesh lie outside the terrain {} ({});\n"
-        "there it is as high as at the nearest of its points, or of the corners of the mesh",
-        found.outside, columns, terrain.name, terrain.description));
+    warn(
+        fmt::format("{} of {} columns of the mesh lie outside the terrain {} ({});\n"
+                    "there it is as high as where it is nearest",
+                    found.outside, columns, terrain.name, terrain.description));
   }
   if (found.cut.columns > 0) {
-    warnings.push_back(fmt::format(
+    warn(fmt::format(
         "the top of the mesh, {:.10g} m, cuts off the terrain of {} of {} columns, which rises up\n"
         "to {:.4g} m above it; no cell holds what lies there. Make a mesh with a higher top: qvx "
         "mesh\nwith the same --topography or --elevation",
         mesh.z0, found.cut.columns, columns, found.cut.max_height));
   }
-  return warnings;
 }
 
-SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations) {
+SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
+                                const Warn& warn) {
   Mesh mesh = read_mesh_file(source.mesh);
   check_widths(mesh);
-  const Terrain terrain = terrain_of(source, mesh);
+  const Terrain terrain = terrain_of(source, mesh, warn);
   SurveyGround survey;
   survey.heights = heights_above(terrain, observations);
   survey.median_height = median(survey.heights);
   TerrainTops found = column_tops_of_terrain(mesh, terrain);
   survey.cut = found.cut;
-  survey.warnings = terrain_warnings(terrain, found, mesh);
-  survey.ground = make_ground(std::move(mesh), std::move(found.tops));
+  warn_of_misfit(terrain, found, mesh, warn);
+  survey.ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
   check_not_all_air(survey.ground);
   return survey;
 }

@@ -25,23 +25,24 @@ struct SurveyGround {
   std::vector<double> heights;  ///< of the stations above the terrain, metres
   double median_height = 0.0;
   TerrainCut cut;
-  std::vector<std::string> warnings;  ///< of the terrain and how it fits the mesh, a sentence each
 };
 
 /// The terrain of a source, at the top of the mesh where the source names none.
-Terrain terrain_of(const GroundSource& source, const Mesh& mesh);
+/// @throws StopRun as read_terrain, whose warnings it gives
+Terrain terrain_of(const GroundSource& source, const Mesh& mesh, const Warn& warn);
 
 /// Of the stations above the terrain, metres.
 /// @throws StopRun for a station where the terrain has no elevation
 std::vector<double> heights_above(const Terrain& terrain, const Observations& observations);
 
-/// Sentences about a terrain that does not fit the mesh: columns outside the terrain when they are
-/// more than 1 %, columns cut off by the mesh top.
-std::vector<std::string> terrain_warnings(const Terrain& terrain, const TerrainTops& found,
-                                          const Mesh& mesh);
+/// Warns of a terrain that does not fit the mesh: of columns outside the terrain when they are more
+/// than 1 %, and of columns that the mesh top cuts off.
+void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh& mesh,
+                    const Warn& warn);
 
 /// @throws StopRun as the readers of mesh and terrain, for a station or a column where the terrain
 ///         has no elevation, and when no cell lies below the terrain
-SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations);
+SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
+                                const Warn& warn);
 
 }  // namespace quorivex

@@ -24,39 +24,45 @@ namespace {
 
 constexpr std::size_t kFirstLine = 200;  // characters that tell what a file is
 
-Terrain from_grid(const std::string& name, TerrainGrid read, const Mesh* mesh) {
+/// The mesh that a terrain is for, if any.
+struct Purpose {
+  const Mesh* mesh = nullptr;
+  Warn warn;
+};
+
+Terrain from_grid(const std::string& name, TerrainGrid read, const Purpose& purpose) {
   check_elevations(read, name);
   const auto grid = std::make_shared<const TerrainGrid>(std::move(read));
   const MapBox box{grid->west, grid->east(), grid->south, grid->north()};
+  if (purpose.mesh) check_coverage(box, *purpose.mesh, purpose.warn);
   return {.name = name,
           .description = fmt::format("{} x {} grid", grid->columns, grid->rows),
           .elevation = [grid](double e, double n) { return grid->elevation(e, n); },
-          .covers = [box](double e, double n) { return box.contains(e, n); },
-          .warnings = mesh ? check_coverage(box, *mesh) : std::vector<std::string>{}};
+          .covers = [box](double e, double n) { return box.contains(e, n); }};
 }
 
-Terrain from_points(const std::string& name, const Mesh* mesh) {
-  const SurfacePoints points = mesh ? read_surface_points(name, *mesh) : read_surface_points(name);
+Terrain from_points(const std::string& name, const Purpose& purpose) {
+  const SurfacePoints points = purpose.mesh ? read_surface_points(name, *purpose.mesh, purpose.warn)
+                                            : read_surface_points(name);
   const auto surface = std::make_shared<const Surface>(points);
   return {.name = name,
           .description = fmt::format("{} points", points.easting.size() - points.appended),
           .elevation = [surface](double e, double n) { return surface->elevation(e, n); },
-          .covers = [surface](double e, double n) { return surface->covers(e, n); },
-          .warnings = points.warnings};
+          .covers = [surface](double e, double n) { return surface->covers(e, n); }};
 }
 
-Terrain read(const std::string& name, const Mesh* mesh) {
+Terrain read(const std::string& name, const Purpose& purpose) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("topography", name);
   std::string first;
   file->read_line(first, kFirstLine);
   try {
-    if (is_netcdf(first)) return from_grid(name, read_netcdf_grid(name), mesh);
+    if (is_netcdf(first)) return from_grid(name, read_netcdf_grid(name), purpose);
     if (lower_case(trim(first)).starts_with("ncols")) {
       file->rewind();
-      return from_grid(name, read_ascii_grid(name, *file), mesh);
+      return from_grid(name, read_ascii_grid(name, *file), purpose);
     }
-    return from_points(name, mesh);
+    return from_points(name, purpose);
   } catch (const std::bad_alloc&) {
     alloc_error("read_topography");
   }
@@ -65,12 +71,13 @@ Terrain read(const std::string& name, const Mesh* mesh) {
 }  // namespace
 
 Terrain level_terrain(double elevation) {
-  return {
-      .name = {}, .elevation = [elevation](double, double) { return elevation; }, .warnings = {}};
+  return {.name = {}, .elevation = [elevation](double, double) { return elevation; }};
 }
 
-Terrain read_terrain(const std::string& name) { return read(name, nullptr); }
+Terrain read_terrain(const std::string& name) { return read(name, {}); }
 
-Terrain read_terrain(const std::string& name, const Mesh& mesh) { return read(name, &mesh); }
+Terrain read_terrain(const std::string& name, const Mesh& mesh, const Warn& warn) {
+  return read(name, {&mesh, warn});
+}
 
 }  // namespace quorivex

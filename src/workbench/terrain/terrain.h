@@ -3,9 +3,9 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "inversion/mesh_io/mesh.h"
+#include "workbench/terrain/coverage.h"
 
 namespace quorivex {
 
@@ -21,7 +21,6 @@ struct Terrain {
   /// nearest point, or of the nearest edge of a grid.
   MapFunction<double> elevation;
   MapFunction<bool> covers = [](double, double) { return true; };
-  std::vector<std::string> warnings;  ///< a sentence each
 };
 
 Terrain level_terrain(double elevation);
@@ -32,8 +31,8 @@ Terrain level_terrain(double elevation);
 Terrain read_terrain(const std::string& name);
 
 /// The same for a mesh, which it should overlap: corners of the mesh become points of a topography
-/// file (read_surface_points), and a terrain over less than 30 % of the mesh gives a warning.
+/// file (read_surface_points). Warns of a terrain over less than 30 % of the mesh.
 /// @throws StopRun also for a terrain outside the mesh
-Terrain read_terrain(const std::string& name, const Mesh& mesh);
+Terrain read_terrain(const std::string& name, const Mesh& mesh, const Warn& warn);
 
 }  // namespace quorivex

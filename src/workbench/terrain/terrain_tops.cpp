@@ -152,8 +152,8 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
   return found;
 }
 
-ColumnTops read_topography(const std::string& name, const Mesh& mesh) {
-  return column_tops_of_terrain(mesh, read_terrain(name, mesh)).tops;
+ColumnTops read_topography(const std::string& name, const Mesh& mesh, const Warn& warn) {
+  return column_tops_of_terrain(mesh, read_terrain(name, mesh, warn)).tops;
 }
 
 }  // namespace quorivex

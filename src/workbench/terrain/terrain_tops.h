@@ -36,6 +36,6 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain);
 
 /// Column tops from a topography file or a grid.
 /// @throws StopRun as read_terrain and column_tops_of_terrain; alloc_error("read_topography")
-ColumnTops read_topography(const std::string& name, const Mesh& mesh);
+ColumnTops read_topography(const std::string& name, const Mesh& mesh, const Warn& warn);
 
 }  // namespace quorivex

@@ -106,7 +106,8 @@ TEST(Terrains, AMeshIsGivenTheSameRefusalsAndHowTheTerrainFits) {
   const Mesh mesh = read_mesh_file(folder.write("m", "4 4 2\n0 0 100\n4*10\n4*10\n2*10"));
   const auto refusal = [&](const std::string& text) {
     try {
-      column_tops_of_terrain(mesh, read_terrain(folder.write("t", text), mesh));
+      column_tops_of_terrain(
+          mesh, read_terrain(folder.write("t", text), mesh, [](const std::string&) {}));
     } catch (const StopRun& stop) {
       return std::string(stop.console());
     }
@@ -121,12 +122,15 @@ TEST(Terrains, AMeshIsGivenTheSameRefusalsAndHowTheTerrainFits) {
   // The northeastern quarter is a gap, and what lies beyond takes the gap of the edge.
   expect_text(refusal(grid(0, "1 -9999 1 1")), "no elevation at 64 of 81 places");
   expect_text(refusal(grid(0, "1 -9999 1 1")), "the first at 5 E 5 N");
-  const Terrain part = read_terrain(folder.write("t", grid(0, "85 85 85 85")), mesh);
-  EXPECT_EQ(part.warnings.size(), 1U);  // 25 % of the mesh
+  int warnings = 0;
+  const Warn count = [&](const std::string&) { ++warnings; };
+  const Terrain part = read_terrain(folder.write("t", grid(0, "85 85 85 85")), mesh, count);
+  EXPECT_EQ(warnings, 1);  // 25 % of the mesh
   const TerrainTops found = column_tops_of_terrain(mesh, part);
   EXPECT_EQ(found.outside, 12);
   EXPECT_EQ(found.tops.tops, std::vector<std::int32_t>(16, 2));
-  EXPECT_EQ(terrain_warnings(part, found, mesh).size(), 2U);
+  warn_of_misfit(part, found, mesh, count);
+  EXPECT_EQ(warnings, 2);
 }
 
 /// How a netCDF file of the same ground is written.

@@ -22,7 +22,7 @@ using Texts = std::vector<std::string>;
 
 template <class Function>
 TerrainTops tops_below(const Mesh& mesh, const Function& elevation) {
-  return column_tops_of_terrain(mesh, {.name = {}, .elevation = elevation, .warnings = {}});
+  return column_tops_of_terrain(mesh, {.name = {}, .elevation = elevation});
 }
 
 Mesh mesh_of(const std::string& text) { return read_mesh_file(ScratchFolder().write("m", text)); }
@@ -38,14 +38,16 @@ struct Outcome {
     const Mesh mesh = mesh_of(mesh_text);
     name = text == "no file" ? folder.path("f") : folder.write("f", text);
     try {
-      points = read_surface_points(name, mesh);
-      tops = read_topography(name, mesh).tops;
+      points = read_surface_points(
+          name, mesh, [this](const std::string& warning) { warnings.push_back(warning); });
+      tops = read_topography(name, mesh, [](const std::string&) {}).tops;
     } catch (const StopRun& stop) {
       end = stop.console();
     }
   }
 
   std::string name, end;
+  Texts warnings;
   SurfacePoints points;
   Counts tops;
 };
@@ -100,8 +102,11 @@ TEST(Topography, PointsInOnePlaceAreListedAndCountedInPairs) {
 
 TEST(Topography, FewPointsAreWarnedOfAndCornersTakeTheElevationNearestToThem) {
   const std::string west = "4\n-900 0 0\n-900 100 0\n";  // 30 % of the mesh, or a little less
-  EXPECT_EQ(Outcome(west + "30 0 0\n30 100 0").points.warnings, Texts());
-  EXPECT_EQ(Outcome(west + "29.99 0 0\n29.99 100 0").points.warnings, Texts{kWarning});
+  EXPECT_EQ(Outcome(west + "30 0 0\n30 100 0").warnings, Texts());
+  EXPECT_EQ(Outcome(west + "29.99 0 0\n29.99 100 0").warnings, Texts{kWarning});
+  const Outcome stopped(west + "29 0 0\n29 0 0");  // the warning is not lost with what follows
+  EXPECT_NE(stopped.end.find("1 duplicate points"), std::string::npos);
+  EXPECT_EQ(stopped.warnings, Texts{kWarning});
   const SurfacePoints all = Outcome("4\n80 10 1\n10 10 2\n10 80 3\n80 80 4").points;
   EXPECT_EQ(all.easting, (Numbers{80, 10, 10, 80, 0, 0, 100, 100}));
   EXPECT_EQ(all.northing, (Numbers{10, 10, 80, 80, 0, 100, 0, 100}));
@@ -168,11 +173,8 @@ TEST(Topography, APlaneFromAFileGivesTheTopsOfThePlane) {
 
 TEST(Surface, MeetsItsPointsAndBeyondThemIsAsHighAsTheNearestPoint) {
   // 40 points on a circle and 30 on a spiral inside.
-  SurfacePoints points{.easting = {},
-                       .northing = {},
-                       .elevation = values_of_seed(70, 2),
-                       .appended = 0,
-                       .warnings = {}};
+  SurfacePoints points{
+      .easting = {}, .northing = {}, .elevation = values_of_seed(70, 2), .appended = 0};
   std::vector<std::complex<double>> p;
   for (int i = 0; i < 70; ++i) {
     p.push_back(std::polar(i < 40 ? 10.0 : 0.2 * (80 - i), 0.05 * M_PI * i));
@@ -274,8 +276,7 @@ TEST(Topography, TerrainAboveTheMeshTopAndColumnsOutsideItAreCounted) {
   const TerrainTops found = column_tops_of_terrain(
       mesh, {.name = {},
              .elevation = [](double e, double) { return 90.0 + e; },
-             .covers = [](double e, double n) { return e < 30.0 && n < 10.0; },
-             .warnings = {}});
+             .covers = [](double e, double n) { return e < 30.0 && n < 10.0; }});
   // Lowest in the four columns from west to east: 90, 100, 110, 120.
   EXPECT_EQ(found.cut.columns, 4);
   EXPECT_EQ(found.cut.max_height, 20.0);
