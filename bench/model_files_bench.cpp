@@ -29,7 +29,7 @@ struct Model {
     }
   }
   void write() const {
-    output_model("model_files_bench", "sus", values, 1, wtz, active, FixedValues{});
+    output_model("model_files_bench_001.sus", values, wtz, active, FixedValues{});
   }
   void read(std::vector<double>& to) {
     read_active_model(kName, "initial model", active, to);

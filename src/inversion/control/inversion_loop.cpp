@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/atomic_file.h"
 #include "base/phase_times.h"
 #include "base/progress.h"
 #include "inversion/control/run_log_lines.h"
@@ -67,8 +68,8 @@ void report_iteration(const IterationResult& iteration, Report& report) {
 void write_files(const Problem& problem, std::int32_t number, const CurrentModel& current) {
   const PhaseTimer timer(Phase::write);
   write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
-  output_model(kProgram, "sus", current.model, number, problem.sens.wtz, problem.active,
-               problem.fixed);
+  output_model(numbered_name(kProgram, number, "sus"), current.model, problem.sens.wtz,
+               problem.active, problem.fixed);
 }
 
 /// Why the inversion ends after an iteration, as log and console say it; nothing when it goes on.

@@ -32,6 +32,7 @@ void echo_input_file(const std::string& name, Report& report) {
 SensitivityFile read_sensitivity_file(const std::string& name, Report& report) {
   OpenSensitivityFile opened = open_sensitivity_file(name);
   report.flush_log();
+  read_wtz(opened);
   if (!opened.heading.sens.compressed) report.both(full_matrix_warning());
   return read_matrix_rows(std::move(opened));
 }
@@ -47,20 +48,30 @@ ActiveCells read_active(const InversionParameters& input, const SharedGround& gr
   return active;
 }
 
-/// A model that an entry of the input file gives, over the active cells and scaled.
+/// An entry of the input file for a model over the active cells.
 struct ModelEntry {
   const std::string& source;
   const char* label;
-  const char* routine;  ///< for a failed allocation
 };
 
-std::vector<double> read_model(const ModelEntry& entry, const ActiveCells& active,
-                               View1<const double> wtz, Report& report) {
-  std::vector<double> model = allocate<double>(as_size(active.ncell), entry.routine);
+void read_model(const ModelEntry& entry, const ActiveCells& active, View1<const double> wtz,
+                View1<double> model, Report& report) {
   const auto constant = read_active_model(entry.source, entry.label, active, model);
   report.log(model_read(entry.label, entry.source, constant));
   scale_active_model(active, wtz, model);
-  return model;
+}
+
+Bounds read_bounds(const InversionParameters& input, const ActiveCells& active,
+                   View1<const double> wtz, Report& report) {
+  constexpr const char* kRoutine = "get_bounds";
+  const std::size_t cells = as_size(active.ncell);
+  Bounds bounds;
+  bounds.lower = allocate<double>(cells, kRoutine);
+  bounds.upper = allocate<double>(cells, kRoutine);
+  read_model({input.lowerBounds, "lower bounds"}, active, wtz, bounds.lower, report);
+  read_model({input.upperBounds, "upper bounds"}, active, wtz, bounds.upper, report);
+  check_bound_order(bounds, active, wtz);
+  return bounds;
 }
 
 ModelSetup read_models(const InversionParameters& input, const SensitivityFile& file,
@@ -71,20 +82,18 @@ ModelSetup read_models(const InversionParameters& input, const SensitivityFile& 
   const View1<const double> wtz(file.sens.wtz);
   ModelSetup setup;
   setup.active = read_active(input, file.ground, report);
+  const std::size_t cells = as_size(setup.active.ncell);
   std::vector<double> full = allocate<double>(setup.active.map.size(), kRoutine);
+  setup.mref = allocate<double>(cells, kRoutine);
+  setup.model = allocate<double>(cells, kRoutine);
   const auto constant = read_full_model(input.referenceModel, kReference, full);
   report.log(model_read(kReference, input.referenceModel, constant));
   set_reference(std::move(full), wtz, setup);
-  setup.model = read_model({input.initialModel, kInitial, kRoutine}, setup.active, wtz, report);
-  Bounds& bounds = setup.bounds;
-  bounds.lower =
-      read_model({input.lowerBounds, "lower bounds", "get_bounds"}, setup.active, wtz, report);
-  bounds.upper =
-      read_model({input.upperBounds, "upper bounds", "get_bounds"}, setup.active, wtz, report);
-  check_bound_order(bounds, setup.active, wtz);
-  const CellsAtBounds cells = count_at_bounds(setup.model, bounds);
-  if (cells.touching > 0) report.both(touching_bounds_warning(kInitial, cells.touching));
-  check_none_outside(cells, kInitial);
+  read_model({input.initialModel, kInitial}, setup.active, wtz, setup.model, report);
+  setup.bounds = read_bounds(input, setup.active, wtz, report);
+  const CellsAtBounds at_bounds = count_at_bounds(setup.model, setup.bounds);
+  if (at_bounds.touching > 0) report.both(touching_bounds_warning(kInitial, at_bounds.touching));
+  check_none_outside(at_bounds, kInitial);
   return setup;
 }
 

@@ -84,9 +84,8 @@ void scale_full_model(const Ground& ground, View1<const double> wtz, View1<doubl
   for_each_ground_cell(ground, [&](const GridCell& at) { full(at.cell) *= wtz(at.below); });
 }
 
-void output_model(std::string_view base, std::string_view extension, View1<const double> model,
-                  std::int32_t iteration, View1<const double> wtz, const ActiveCells& active,
-                  const FixedValues& fixed) {
+void output_model(const std::string& name, View1<const double> model, View1<const double> wtz,
+                  const ActiveCells& active, const FixedValues& fixed) {
   require(model.size() == active.ncell, "size(model) /= ncell");
   const Ground& ground = *active.ground;
   require(wtz.size() == ground.cells(), "idx1 /= size(wtz)");
@@ -94,7 +93,7 @@ void output_model(std::string_view base, std::string_view extension, View1<const
   const View1<double> full(values);
   active_to_full(active, fixed, model, full);
   with_alloc_label("output_model", [&] {
-    AtomicFile file(numbered_name(base, iteration, extension));
+    AtomicFile file(name);
     append_in_parallel(file, ground.columns(), ground.mesh.nz * kLineBytes,
                        [&](std::int64_t number, std::string& text) {
                          const auto line = [&](const GridCell& at) {

@@ -29,10 +29,8 @@ std::optional<double> read_full_model(const std::string& source, std::string_vie
 void scale_active_model(const ActiveCells& active, View1<const double> wtz, View1<double> model);
 void scale_full_model(const Ground& ground, View1<const double> wtz, View1<double> full);
 
-/// Writes the model file of an iteration: one value per line in cell order, divided by `wtz`; -100
-/// in air.
-void output_model(std::string_view base, std::string_view extension, View1<const double> model,
-                  std::int32_t iteration, View1<const double> wtz, const ActiveCells& active,
-                  const FixedValues& fixed);
+/// Writes a model file: one value per line in cell order, divided by `wtz`; -100 in air.
+void output_model(const std::string& name, View1<const double> model, View1<const double> wtz,
+                  const ActiveCells& active, const FixedValues& fixed);
 
 }  // namespace quorivex

@@ -95,25 +95,16 @@ void read_grid(SensitivitySource& source, const Mesh& mesh, SensitivityState& se
                                   mesh.nn, mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
 }
 
-void read_wtz(SensitivitySource& source, SensitivityState& sens) {
-  std::int32_t unused = 0;
-  source.need(source.file.begin() && source.file.read(&unused, 1));
-  source.need(sens.nsens * std::int64_t{sizeof(double)} <= source.file.left_in_record());
-  sens.wtz = allocate<double>(as_size(sens.nsens), "getpar");
-  source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
-}
-
-/// Records 1 to 6.
+/// Records 1 to 5.
 SensitivityFile read_heading(SensitivitySource& source) {
   SensitivityFile to;
   const MeshCounts counts = read_counts(source, to.sens);
   std::optional<Mesh> mesh = read_mesh_record(source.file, counts.nn, counts.ne, counts.nz);
   source.need(mesh.has_value());
   ColumnTops tops = read_column_tops(source, *mesh);
-  to.ground = share_ground(std::move(*mesh), std::move(tops));
+  to.ground = share_ground(std::move(*mesh), std::move(tops), "getpar");
   read_filter(source, to.sens);
   read_grid(source, to.ground->mesh, to.sens);
-  read_wtz(source, to.sens);
   return to;
 }
 
@@ -153,6 +144,16 @@ OpenSensitivityFile open_sensitivity_file(const std::string& name) {
   return {std::move(source), std::move(heading)};
 }
 
+void read_wtz(OpenSensitivityFile& opened) {
+  SensitivitySource& source = opened.source;
+  SensitivityState& sens = opened.heading.sens;
+  std::int32_t unused = 0;
+  source.need(source.file.begin() && source.file.read(&unused, 1));
+  source.need(sens.nsens * std::int64_t{sizeof(double)} <= source.file.left_in_record());
+  sens.wtz = allocate<double>(as_size(sens.nsens), "getpar");
+  source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
+}
+
 SensitivityFile read_matrix_rows(OpenSensitivityFile opened) {
   SensitivityState& sens = opened.heading.sens;
   if (sens.compressed) {
@@ -165,11 +166,15 @@ SensitivityFile read_matrix_rows(OpenSensitivityFile opened) {
 }
 
 SensitivityFile read_sensitivity_heading(const std::string& name) {
-  return open_sensitivity_file(name).heading;
+  OpenSensitivityFile opened = open_sensitivity_file(name);
+  read_wtz(opened);
+  return std::move(opened.heading);
 }
 
 SensitivityFile getpar(const std::string& name) {
-  return read_matrix_rows(open_sensitivity_file(name));
+  OpenSensitivityFile opened = open_sensitivity_file(name);
+  read_wtz(opened);
+  return read_matrix_rows(std::move(opened));
 }
 
 }  // namespace quorivex

@@ -27,15 +27,17 @@ SensitivityFile getpar(const std::string& name);
 /// The rest of the result is empty. Throws as `getpar`.
 SensitivityFile read_sensitivity_heading(const std::string& name);
 
-// The two halves of getpar.
+// The steps of getpar, in their order.
 
-/// A sensitivity file that has been read up to its rows.
+/// A sensitivity file that is being read.
 struct OpenSensitivityFile {
   SensitivitySource source;
   SensitivityFile heading;
 };
 
+/// Reads counts, mesh, column tops and the form of the matrix.
 OpenSensitivityFile open_sensitivity_file(const std::string& name);
+void read_wtz(OpenSensitivityFile& opened);
 /// Reads rows and gdiag; the result is whole.
 SensitivityFile read_matrix_rows(OpenSensitivityFile opened);
 

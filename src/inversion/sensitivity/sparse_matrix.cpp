@@ -96,9 +96,9 @@ void count_coefficients(const SparseRows& rows, int bits, SparsePanel& panel) {
 std::vector<std::int64_t> place_rows(std::int64_t blocks, SparsePanel& panel) {
   std::vector<std::int64_t> places = allocate<std::int64_t>(panel.counts.size(), kRoutine);
   std::exclusive_scan(panel.counts.begin(), panel.counts.end(), places.begin(), std::int64_t{0});
+  panel.starts = allocate<std::int64_t>(as_size(blocks) + 1, kRoutine, panel.values.size());
   for (std::int64_t b = 0; b < blocks && panel.rows > 0; ++b)
-    panel.starts.push_back(places[panel.at(0, b)]);
-  panel.starts.resize(as_size(blocks) + 1, panel.values.size());
+    panel.starts[as_size(b)] = places[panel.at(0, b)];
   return places;
 }
 
@@ -135,11 +135,9 @@ int choose_block_bits(std::int64_t points, std::int64_t rows, std::int64_t entri
 SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries)
     : block_bits_(choose_block_bits(points, rows, entries)),
       blocks_((points + block_points() - 1) / block_points()) {
-  try {
+  with_alloc_label(kRoutine, [&] {
     require_available_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
-  } catch (const std::bad_alloc&) {
-    alloc_error(kRoutine);
-  }
+  });
 }
 
 void SparseMatrix::append(SparseRows& rows) {
@@ -158,7 +156,7 @@ void SparseMatrix::append(SparseRows& rows) {
   count_coefficients(rows, block_bits_, panel);
   const std::vector<std::int64_t> places = place_rows(blocks_, panel);
   copy_coefficients(rows, block_bits_, places, panel);
-  panels_.push_back(std::move(panel));
+  with_alloc_label(kRoutine, [&] { panels_.push_back(std::move(panel)); });
 }
 
 std::int64_t SparseMatrix::rows() const {

@@ -177,14 +177,11 @@ void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign) {
-  // Of the calling thread, which allocates for all of the team: kept from one call to the next.
-  thread_local std::vector<Scratch> scratches;
   const std::int64_t shortest = *std::min_element(counts.begin(), counts.end());
   const std::int64_t max_groups = Axis{shortest, 1, a.size() / shortest}.groups();
   const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), max_groups));
-  if (scratches.size() != threads || length(scratches.front().lines) < scratch_size(counts)) {
-    scratches.assign(threads, Scratch(counts));
-  }
+  std::vector<Scratch> scratches =
+      with_alloc_label("WTN", [&] { return std::vector<Scratch>(threads, Scratch(counts)); });
   for_each_axis(a.size(), counts, [&](const Axis& axis) {
     transform_axis(filter, axis, isign, a.data(), scratches);
   });

@@ -35,7 +35,7 @@ struct Scratch {
 
 /// All levels along every axis of more than 4 points, in place, on all threads. The first axis runs
 /// fastest; each such count is a power of two. Every line is transformed by itself, so that the
-/// bits do not depend on the threads. Work vectors are kept from one call to the next.
+/// bits do not depend on the threads.
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign);
 

@@ -15,7 +15,6 @@ void check_influence(bool mref_in_derivatives, const ActiveCells& active) {
 void set_reference(std::vector<double> full, View1<const double> wtz, ModelSetup& setup) {
   scale_full_model(*setup.active.ground, wtz, full);
   setup.fixed = split_reference(setup.active, full);
-  setup.mref = allocate<double>(as_size(setup.active.ncell), "setup_models");
   full_to_active(setup.active, full, setup.mref);
 }
 

@@ -23,8 +23,8 @@ struct ModelSetup {
 ///         cells with influence
 void check_influence(bool mref_in_derivatives, const ActiveCells& active);
 
-/// Derives `fixed` and `mref` for the active cells of `setup` from the reference model of every
-/// cell as it was read; `wtz` has one entry per ground cell.
+/// Derives `fixed` and `mref`, which has room for the active cells, from the reference model of
+/// every cell as it was read; `wtz` has one entry per ground cell.
 void set_reference(std::vector<double> full, View1<const double> wtz, ModelSetup& setup);
 
 }  // namespace quorivex

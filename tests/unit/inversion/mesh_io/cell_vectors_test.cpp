@@ -105,7 +105,7 @@ TEST_F(Cells, ModelsAreScaledWhenReadAndBackWhenWritten) {
   read_full_model(folder.write("f", "1 2 3,4 5 6 7 8 9 10 11 12"), "m", full);
   scale_full_model(*ground, wtz, full);
   EXPECT_EQ(full, (Numbers{1, 4, 3, 4, 15, 24, 35, 48, 63, 80, 11, 108}));
-  output_model(folder.path("inv"), "sus", model, 7, wtz, active, split_reference(active, full));
+  output_model(folder.path("inv_007.sus"), model, wtz, active, split_reference(active, full));
   EXPECT_EQ(folder.read("inv_007.sus"),
             "-1.00000E+02\n 2.00000E+00\n-1.00000E+02\n-1.00000E+02\n 5.00000E+00\n 6.00000E+00\n"
             " 7.00000E+00\n 8.00000E+00\n 9.00000E+00\n 1.00000E+01\n-1.00000E+02\n 1.20000E+01\n");
