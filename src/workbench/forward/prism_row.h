@@ -15,7 +15,7 @@ struct Point {
   double elevation = 0.0;
 };
 
-/// Work vectors of `prism_row`, one set a thread, made before the threads start.
+/// Work vectors of `prism_row`, one set per thread, made before the threads start.
 /// Axis vectors hold what the nodes of an axis are to the station: offset, its sign and magnitude.
 struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
