@@ -11,8 +11,8 @@
 #include "workbench/check/model_checks.h"
 #include "workbench/check/sensitivity_summary.h"
 #include "workbench/check/start_checks.h"
-#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
@@ -116,7 +116,11 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
   }
   check_survey(setup.data, findings);
   if (!matrix) return false;
-  check_stations(setup.data, *setup.file.ground, findings);
+  const Ground& ground = *setup.file.ground;
+  for (const std::string& warning :
+       station_warnings(setup.data, ground.mesh, heights_above_cells(setup.data, ground))) {
+    findings.warning(warning);
+  }
   if (!fits) {
     Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
                                setup.data.ndata, setup.file.sens.ndata));

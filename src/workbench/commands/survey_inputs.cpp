@@ -8,9 +8,9 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
-#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
