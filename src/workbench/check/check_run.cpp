@@ -66,7 +66,8 @@ bool check_input(const std::string& input_file, InversionParameters& input, Find
   Findings::fact("mode", input.mode == 1
                              ? fmt::format("1, target misfit with chifact {}", input.par)
                          : input.par > 0 ? fmt::format("2, beta {} is kept", input.par)
-                                         : "2, the program chooses beta and keeps it");
+                                         : "2, beta is kept at the value with which mode 1 starts");
+  Findings::fact("tolc", fmt::format("{}, read, not used", input.tolc));
   for (const auto& [label, name] : {std::pair{"observations", input.obsFile},
                                     {"sensitivity file", input.mtxFile},
                                     {"initial model", input.initialModel},
@@ -116,16 +117,19 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
   }
   check_survey(setup.data, findings);
   if (!matrix) return false;
-  const Ground& ground = *setup.file.ground;
-  for (const std::string& warning :
-       station_warnings(setup.data, ground.mesh, heights_above_cells(setup.data, ground))) {
-    findings.warning(warning);
-  }
   if (!fits) {
     Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
                                setup.data.ndata, setup.file.sens.ndata));
   }
   return fits;
+}
+
+/// Warns of stations outside the mesh or below the cells' ground.
+void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
+  for (const std::string& warning :
+       station_warnings(o, ground.mesh, heights_above_cells(o, ground))) {
+    findings.warning(warning);
+  }
 }
 
 /// Checks what needs the matrix: its origin, the models, and the first step of the run.
@@ -134,9 +138,9 @@ void check_fit(const InversionParameters& input, const std::string& mesh_file,
                Findings& findings) {
   Findings::section("Sensitivity file and observations");
   if (wanted) check_mesh(mesh_file, *wanted, setup.file.ground->mesh, findings);
-  if (survey) {
-    check_origin(input.mtxFile, setup.file, setup.data, findings);
-  } else {
+  const bool told = survey && check_origin(input.mtxFile, setup.file, setup.data, findings);
+  if (!told) check_stations(setup.data, *setup.file.ground, findings);
+  if (!survey) {
     Findings::note("not compared, because the numbers of data differ or data are missing");
   }
   Findings::section("Models");

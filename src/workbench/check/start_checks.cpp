@@ -22,6 +22,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
+constexpr double kFitsNoise = 0.5;     // chifact up to which a note says so
+constexpr double kLeavesSignal = 2.0;  // chifact from which a note says so
 constexpr double kMaxWorse =
     100.0;  // misfit of the initial model, relative to that of the zero model
 // Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, or 3 to 10 with a
@@ -92,6 +94,15 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
     findings.warning(
         "a model of zero everywhere would reach the target: the standard deviations are too large\n"
         "for these data, or data and standard deviations have different units");
+  } else if (target.chifact <= kFitsNoise) {
+    Findings::note(fmt::format(
+        "chifact {:.4g} fits part of the noise, unless the standard deviations are too large",
+        target.chifact));
+  } else if (target.chifact >= kLeavesSignal) {
+    Findings::note(fmt::format(
+        "chifact {:.4g} leaves signal in the residuals, unless the standard deviations are too "
+        "small",
+        target.chifact));
   }
 }
 

@@ -32,10 +32,10 @@ void add_sentence(const Observations& o, const std::vector<std::size_t>& station
   std::string text = fmt::format("{} of {} stations lie {}:", stations.size(), o.ndata, what);
   for (std::size_t n = 0; n < std::min(stations.size(), kListed); ++n) {
     const std::size_t i = stations[n];
-    text += fmt::format("\ndatum {} at easting {:.2f}, northing {:.2f}, elevation {:.2f} m", i + 1,
-                        o.x[i], o.y[i], o.z[i]);
+    text += fmt::format("{}\ndatum {} at easting {:.2f}, northing {:.2f}, elevation {:.2f} m",
+                        n == 0 ? "" : ";", i + 1, o.x[i], o.y[i], o.z[i]);
   }
-  if (stations.size() > kListed) text += "\n...";
+  if (stations.size() > kListed) text += ";\n...";
   sentences.push_back(std::move(text));
 }
 
