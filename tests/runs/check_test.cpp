@@ -240,6 +240,8 @@ TEST(QvxCheck, SaysWhatChifactAndInclinationMean) {
     const std::string text = folder.expect(0, "fine", {note, fact("tolc", "0.02, read, not used")});
     EXPECT_EQ(text.find("note: chifact") == std::string::npos, std::string(note).empty());
   }
+  folder.input({{1, "2"}, {2, "0 0"}});
+  folder.expect(0, "fine", {"note: this beta, with which mode 1 starts, is usually far too large"});
   folder.write("obs.mag", survey("-60 15 50000\n60 15 1\n"));
   folder.expect(1, "1 warning", {fact("inclination", "-60: up, southern hemisphere")});
 }

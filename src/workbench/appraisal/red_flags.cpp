@@ -83,6 +83,7 @@ void flag_fit(const RunFacts& f, std::vector<RedFlag>& flags) {
   const double per_datum = f.residuals.per_datum;
   const ChiSquared fit = judge_chi_squared(per_datum, f.ndata);
   const auto [min, max] = expected_chi_squared(f.ndata);
+  const bool running = !f.ended && f.ending.empty();
   const std::string expected = fmt::format(
       "{:.3g} per datum; {} data with right standard deviations lead to {:.2f} to {:.2f}",
       per_datum, f.ndata, min, max);
@@ -102,7 +103,7 @@ void flag_fit(const RunFacts& f, std::vector<RedFlag>& flags) {
                                  expected,
                                  f.target ? "Raise chifact to 1, or correct them."
                                           : "Raise beta, or correct them.")});
-  } else if (fit == ChiSquared::far_off && (!f.target || reached(f))) {
+  } else if (fit == ChiSquared::far_off && (f.target ? reached(f) : !running)) {
     flags.push_back({"Far from fitting the data",
                      fmt::format("Chi-squared is {}. {}", expected, advice_to_fit(f))});
   }
@@ -156,7 +157,7 @@ void flag_edges(const RunFacts& f, std::vector<RedFlag>& flags) {
       {"Susceptibility at the edge of the mesh",
        fmt::format("Cells at the edge stand out from the median of {:.3g}: {}. The model "
                    "puts there what it cannot put inside: widen or deepen the mesh, or "
-                   "take a regional field out of the data. Where that does not help, {}.",
+                   "take a regional field out of the data. Otherwise perhaps {}.",
                    f.model.median, sides, kFieldOrRemanence)});
 }
 

@@ -205,6 +205,11 @@ void check_start(const InversionParameters& input, RunSetup& setup, Findings& fi
   if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
+  if (input.mode == 2 && !given) {
+    Findings::note(
+        "this beta, with which mode 1 starts, is usually far too large to keep; the table in\n"
+        "quorivex.out of a mode-1 run has values with their misfits");
+  }
   if (!(beta > 0.0) || !std::isfinite(beta)) {
     findings.warning("beta should be a positive number; check gdiag of the sensitivity file");
     return;
