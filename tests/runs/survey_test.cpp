@@ -89,6 +89,18 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
   elevations(std::string("--topography hill.asc --height -0.5 ") + kGiven);
   EXPECT_NE(folder.read("err.txt").find("Warning: --height -0.5 puts all stations below"),
             std::string::npos);
+  // A field that is given counts, with the convergence of the zone, and is compared with the place.
+  const Observations given =
+      elevations(std::string("--elevation Z --date 2000 --utm 33N --inclination -75 ") +
+                 "--declination 3 --strength 51500");
+  EXPECT_EQ(given.incl, -75.0);
+  EXPECT_EQ(given.geomag, 51500.0);
+  EXPECT_NEAR(given.decl, 3.0 + 0.89, 0.05);
+  const std::string warned = folder.read("err.txt");
+  EXPECT_NE(warned.find("Warning: the inclination given, -75.00, has the opposite sign of 7"),
+            std::string::npos)
+      << warned;
+  EXPECT_NE(folder.read("o.mag").find("! for comparison: inclination 7"), std::string::npos);
   // The same position given in two ways; the convergence turns the grid's north.
   const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
   EXPECT_NE(folder.read("o.mag").find(" m, 2000-01-01\n"), std::string::npos);
@@ -116,7 +128,8 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
                  "--height should be from -100000 to 100000 m, or name a column");
   expect_refused(folder, start + kGiven + "--missing '*' --height 3 --topography gap.asc",
                  "has no elevation at 450000 E 7000000 N, the station of line 2 of t.csv");
-  expect_refused(folder, good + "--inclination 60", "the field is either");
+  for (const char* some : {"--inclination 60", "--inclination 60 --date 1990 --utm 33N"})
+    expect_refused(folder, good + some, "the field is --inclination, --declination and --strength");
   expect_refused(folder, good + "--date 1990", "needs one place");
   expect_refused(folder, good + "--date 1990 --utm 33N --at 1,2", "needs one place");
   expect_refused(folder, good + "--date 2200 --utm 33N", "the years 1900 to 20");

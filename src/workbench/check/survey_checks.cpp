@@ -33,6 +33,13 @@ std::string angles(double inclination, double declination) {
   return fmt::format("inclination {}, declination {} degrees", inclination, declination);
 }
 
+/// Where on Earth the field points so.
+const char* describe_inclination(double degrees) {
+  return degrees > 0.0   ? "down, northern hemisphere"
+         : degrees < 0.0 ? "up, southern hemisphere"
+                         : "level, magnetic equator";
+}
+
 void check_directions(const Observations& o, Findings& findings) {
   const bool same = o.idir == 1 && o.aincl == o.incl && o.adecl == o.decl;
   Findings::fact("anomaly along", o.idir == 0 ? "a direction of its own for each datum"
@@ -92,6 +99,7 @@ void check_survey(const Observations& o, Findings& findings) {
   Findings::fact("northing", format_range(o.y, "m", kDigits));
   Findings::fact("elevation", format_range(o.z, "m", kDigits));
   Findings::fact("field", fmt::format("{} nT, {}", o.geomag, angles(o.incl, o.decl)));
+  Findings::fact("inclination", fmt::format("{}: {}", o.incl, describe_inclination(o.incl)));
   check_directions(o, findings);
   Findings::fact("observed values",
                  fmt::format("{}, median {:.6g} nT", format_range(values, "nT"), median(values)));

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "inversion/mesh_io/describe_mesh.h"
-#include "workbench/check/station_checks.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
+#include "workbench/forward/station_checks.h"
 #include "workbench/survey/mesh_design.h"
 
 namespace quorivex {

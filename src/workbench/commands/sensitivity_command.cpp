@@ -11,6 +11,7 @@
 
 #include "base/statistics.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/memory.h"
 #include "inversion/sensitivity/wavelet_filters.h"
@@ -118,9 +119,10 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
   hint_at_full_form(estimate.counts, estimate.file_bytes);
 }
 
-/// The options and the files that were read, for the sidecar.
-std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround& survey,
-                                      const ScaleRule& scale, const BuildOptions& build) {
+/// The options, the files that were read and what was warned of, for the sidecar.
+std::vector<InfoLine> describe_origin(const Options& options, const ScaleRule& scale,
+                                      const BuildOptions& build,
+                                      const std::vector<std::string>& warnings) {
   std::string compression = "none";
   if (build.compressed()) {
     using Kind = CompressionRule::Kind;
@@ -140,16 +142,17 @@ std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround
                  : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
                                             : "the top of the mesh"},
       {"program", "qvx " QUORIVEX_VERSION}};
-  if (survey.cut.columns > 0) lines.push_back({kTerrainCut, describe_cut(survey)});
+  for (const std::string& warning : warnings) lines.push_back({kWarning, one_line(warning)});
   return lines;
 }
 
 void build_file(const Options& options, const SurveyGround& survey, const Observations& data,
-                const ScaleRule& scale, const BuildOptions& build) {
+                const ScaleRule& scale, const BuildOptions& build,
+                const std::vector<std::string>& warnings) {
   const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
   const SensitivityFileWritten written = write_sensitivity_file(
-      options.output, ground, data, scale, build, describe_origin(options, survey, scale, build));
+      options.output, ground, data, scale, build, describe_origin(options, scale, build, warnings));
   const std::chrono::duration<double> seconds = Clock::now() - start;
   const MatrixCounts counts =
       counts_of_build(ground, data.ndata, build, written.summary.coefficients);
@@ -171,7 +174,12 @@ void run(const Options& options) {
   }
   const Observations data = read_data_with_deviations(options.data);
   hint_at_units(data);
-  const SurveyGround survey = read_ground(options.ground, data);
+  std::vector<std::string> warnings;
+  const SurveyGround survey =
+      read_ground(options.ground, data, [&warnings](const std::string& sentence) {
+        print_warning(sentence);
+        warnings.push_back(sentence);
+      });
   const ScaleRule scale = scale_rule(options, survey);
   const BuildOptions build = build_options(options);
   check_fits_file(survey.ground.mesh, survey.ground.cells(), build.compressed());
@@ -183,7 +191,7 @@ void run(const Options& options) {
        {options.output, sidecar_name(options.output), sidecar_place(options.output)}) {
     refuse_overwriting(output, {options.data, options.ground.mesh, options.ground.topography});
   }
-  build_file(options, survey, data, scale, build);
+  build_file(options, survey, data, scale, build, warnings);
 }
 
 void add_scale_options(CLI::App& command, Options& o) {

@@ -40,7 +40,9 @@ deviations are assigned. Comments at the head of OUTPUT say what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field for --date and a place: --utm,
---at, or the mean of --longitude and --latitude.
+--at, or the mean of --longitude and --latitude. Where both are named, the
+given field is used, and warnings say where it is far from the other: more than
+5 degrees or 5 %.
 
 Examples:
   qvx survey --table flight.csv --easting X --northing Y --elevation Z \
@@ -89,10 +91,10 @@ void check_trend(const TrendChoice& trend, const Options& options) {
 void check_field(const FieldChoice& field, const SurveyTable& table) {
   const bool all = field.inclination && field.declination && field.strength;
   const bool any = field.inclination || field.declination || field.strength;
-  if (field.date.empty() ? !all : any) {
+  if (any ? !all : field.date.empty()) {
     stop_run(
-        " ERROR: the field is either --inclination, --declination and --strength, or --date with "
-        "a place.");
+        " ERROR: the field is --inclination, --declination and --strength, or --date with a place, "
+        "or all of\n them, to compare the two.");
   }
   const int places = static_cast<int>(!field.utm_zone.empty()) +
                      static_cast<int>(field.at.has_value()) +

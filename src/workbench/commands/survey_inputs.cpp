@@ -8,9 +8,9 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
-#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
@@ -51,11 +51,14 @@ void print_warnings(const std::vector<std::string>& sentences) {
   for (const std::string& sentence : sentences) print_warning(sentence);
 }
 
-SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
+SurveyGround read_ground(const GroundSource& source, const Observations& observations,
+                         const Warn& warn) {
   check_coordinates(observations);
-  SurveyGround survey = read_survey_ground(source, observations, print_warning);
-  print_warnings(station_warnings(observations, survey.ground.mesh, survey.heights));
-  print_warnings(edge_warnings(observations, survey.ground));
+  SurveyGround survey = read_survey_ground(source, observations, warn);
+  for (const auto& warnings : {station_warnings(observations, survey.ground.mesh, survey.heights),
+                               edge_warnings(observations, survey.ground)}) {
+    for (const std::string& warning : warnings) warn(warning);
+  }
   return survey;
 }
 

@@ -22,9 +22,10 @@ void add_thread_option(CLI::App& command);
 void print_warning(const std::string& sentence);
 void print_warnings(const std::vector<std::string>& sentences);
 
-/// Reads mesh and terrain; warns on standard error of a terrain that does not fit the mesh and of
-/// stations outside the mesh, below the ground, or on an edge of a cell.
-SurveyGround read_ground(const GroundSource& source, const Observations& observations);
+/// Reads mesh and terrain; warns of a terrain that does not fit the mesh and of stations outside
+/// the mesh, below the ground, or on an edge of a cell.
+SurveyGround read_ground(const GroundSource& source, const Observations& observations,
+                         const Warn& warn = print_warning);
 
 /// Reads observations whose standard deviations are needed.
 /// @throws StopRun also where they are missing, saying so

@@ -76,7 +76,7 @@ Rows run_rows(const FinishedRun& run) {
           {p.mode == 1 ? "chifact" : "beta",
            chosen ? fmt::format("chosen by the program: {:g}", run.iterations.front().row.beta)
                   : fmt::format("{:g}", p.par)},
-          {"tolc", fmt::format("{:g}", p.tolc)},
+          {"tolc", fmt::format("{:g}; read, not used", p.tolc)},
           {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
 }
 
@@ -194,8 +194,9 @@ std::string tiles_html(const RunFacts& f) {
 std::string flags_html(const std::vector<RedFlag>& flags) {
   if (flags.empty()) {
     return "<ul class=\"flags\"><li class=\"good\"><span class=\"mark\">No red flags</span>"
-           "<p>Residuals without a pattern, no susceptibility at the edge of the mesh or at the "
-           "upper bound, cells no finer than the spacing of the data.</p></li></ul>\n";
+           "<p>No noise fitted, residuals without a pattern, no susceptibility at the edge of the "
+           "mesh or at the upper bound, cells no finer than the spacing of the data, no warning "
+           "about stations or terrain.</p></li></ul>\n";
   }
   std::string html = "<ul class=\"flags\">\n";
   for (const RedFlag& flag : flags) {

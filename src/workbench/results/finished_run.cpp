@@ -112,7 +112,9 @@ void read_mesh(FinishedRun& run) {
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
-  run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
+  MatrixOrigin origin = matrix_origin(name, file, run.observations);
+  run.mismatched_survey_parts = std::move(origin.mismatched_survey_parts);
+  run.matrix_warnings = std::move(origin.warnings);
   run.wtz = std::move(file.sens.wtz);
   run.ground = std::move(file.ground);
 }

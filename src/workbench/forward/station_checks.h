@@ -7,13 +7,15 @@
 
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
-#include "workbench/check/findings.h"
 
 namespace quorivex {
 
 /// @throws StopRun for a coordinate beyond a thousand million metres, which would make the kernel
 ///         overflow
 void check_coordinates(const Observations& observations);
+
+/// Heights (m) of the stations above the top of the highest ground cell; NaN outside the mesh.
+std::vector<double> heights_above_cells(const Observations& observations, const Ground& ground);
 
 /// Sentences about stations outside the mesh, and about those that lie a millimetre or more below
 /// the ground.
@@ -23,9 +25,5 @@ std::vector<std::string> station_warnings(const Observations& observations, cons
 
 /// Sentences about stations on an edge or corner of a cell, where the field is infinite.
 std::vector<std::string> edge_warnings(const Observations& observations, const Ground& ground);
-
-/// Warns of stations outside the mesh or below the ground, which is the top of the highest ground
-/// cell.
-void check_stations(const Observations& observations, const Ground& ground, Findings& findings);
 
 }  // namespace quorivex
