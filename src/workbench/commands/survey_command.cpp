@@ -166,14 +166,14 @@ void run(const Options& options) {
 
 /// One of the words, each of which stands for a value.
 template <class Value>
-CLI::Validator one_of(const std::map<std::string, Value>& words) {
+CLI::Validator word_for(const std::map<std::string, Value>& words) {
   std::vector<std::string> known;
   known.reserve(words.size());
   for (const auto& [word, value] : words) known.push_back(word);
   return {[=](std::string& text) -> std::string {
             const auto word = words.find(text);
             if (word == words.end()) {
-              return fmt::format("should be {}, not {}", fmt::join(known, " or "), text);
+              return fmt::format("should be {}, not {}", list_of_choices(known), text);
             }
             text = std::to_string(static_cast<int>(word->second));
             return "";
@@ -236,7 +236,7 @@ void add_thinning_options(CLI::App& app, ThinningChoice& thinning) {
                                "with the median of the cell's values [nearest]"),
                 "WORD")
       ->transform(
-          one_of<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
+          word_for<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
       ->needs("--grid");
 }
 
@@ -245,13 +245,13 @@ void add_trend_options(CLI::App& app, Options& o) {
   in_data_group(
       app.add_option("--remove", trend.kind, "Regional field to remove: constant or plane"), "WORD")
       ->transform(
-          one_of<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
+          word_for<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
   in_data_group(app.add_option("--fit", trend.fit,
                                "squares: least squares; robust: least absolute\n"
                                "residuals, which a strong anomaly hardly moves [squares]"),
                 "WORD")
       ->transform(
-          one_of<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
+          word_for<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
   auto* const beyond =
       in_data_group(app.add_option("--fit-beyond", trend.beyond,
                                    "Fit only stations farther than this from the centre"),

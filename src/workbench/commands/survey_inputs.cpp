@@ -39,7 +39,7 @@ void add_thread_option(CLI::App& command) {
           "--threads", [](int threads) { omp_set_num_threads(threads); },
           "Number of threads; all cores without it")
       ->type_name("N")
-      ->check(CLI::Range(1, kMaxThreads).description(""));
+      ->check(whole_number(1, kMaxThreads));
 }
 
 void print_warning(const std::string& sentence) {
