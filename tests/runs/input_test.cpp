@@ -38,6 +38,28 @@ TEST(QvxInput, WhatItWritesPassesTheCheckAndRuns) {
   EXPECT_NE(run_program(folder, "run.inp 1").find("Target misfit reached."), std::string::npos);
 }
 
+// Of what is read from the files but not used, every command speaks.
+TEST(QvxInput, CommandsTellRowsThatFollowAndPlacesThatReturn) {
+  const InputFolder folder;
+  std::string text = folder.read("my survey.mag");
+  text += "0 0 65 1 1\n0 0 65 1 1\n";
+  folder.write("more.mag", text);
+  ASSERT_EQ(run_qvx(folder, "input --data more.mag --matrix s.mtx --output run.inp").status, 0);
+  for (const char* command :
+       {"mesh --output m.txt --data more.mag", "sensitivity --mesh mesh.txt --plan --data more.mag",
+        "check run.inp",
+        "forward --matrix s.mtx --model none.sus --output f.mag --data more.mag"}) {
+    const QvxRun run = run_qvx(folder, command);
+    EXPECT_NE((run.out + run.err).find("ote: 2 more rows follow in more.mag after the 30 data"),
+              std::string::npos)
+        << command << "\n"
+        << run.out << run.err;
+  }
+  folder.write("std.mag", "60 15 50000\n60 15 1\n1\n0 0 65 1 0\n");
+  expect_refused(folder, "sensitivity --mesh mesh.txt --plan --data std.mag",
+                 "\nLine 4 of std.mag.");
+}
+
 TEST(QvxInput, NothingIsReplacedAndWhatDoesNotFitIsRefused) {
   const InputFolder folder;
   const std::string to = std::string(kFiles) + "--output new.inp ";
@@ -71,6 +93,7 @@ TEST(QvxCommandLine, UnknownOptionsAreNamedWithTheNearest) {
        {std::pair{"survey --tabel x", "no option --tabel; did you mean --table?"},
         {"mesh --data x --outpt=y", "no option --outpt; did you mean --output?"},
         {"input --DATA x", "no option --DATA. Run qvx input --help"},
+        {"info s.mtx --tabel", "no option --tabel. Run qvx info --help"},
         {"sensitivity --plann", "no option --plann; did you mean --plan?"},
         {"sensitiviy", "no subcommand sensitiviy; did you mean sensitivity?"},
         {"xyz", "no subcommand xyz. Run qvx --help"},

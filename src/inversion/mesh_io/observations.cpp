@@ -13,6 +13,7 @@
 #include "base/free_format.h"
 #include "base/parallel_text.h"
 #include "base/stop_run.h"
+#include "base/text_faults.h"
 
 namespace quorivex {
 namespace {
@@ -31,9 +32,10 @@ class DataLines {
   template <class... Values>
   void read(Values&... values) {
     next();
-    if (!FreeFormat(line_).read(values...)) {
-      stop_run(fmt::format(" ERROR reading data file {} {}", name_, line_));
-    }
+    if (FreeFormat(line_).read(values...)) return;
+    stop_run(fmt::format(" ERROR reading data file {} {}", name_, line_),
+             where(fmt::format(" should begin with {} numbers, not {}", sizeof...(values),
+                               numbers_of_line())));
   }
 
   /// True when the next data line holds at least `count` numbers; the line stays the next one.
@@ -47,16 +49,39 @@ class DataLines {
   }
 
   [[noreturn]] void refuse(std::string_view why) const {
-    stop_run(fmt::format(" ERROR: {} {}", why, line_));
+    stop_run(fmt::format(" ERROR: {} {}", why, line_), where(""));
   }
 
  private:
+  int numbers_of_line() const {
+    FreeFormat line(line_);
+    constexpr int kMost = 10;  // of 1000000*0.5 no more are worth counting
+    int count = 0;
+    for (double value = 0.0; count < kMost && line.next(value) == Read::value;) ++count;
+    return count;
+  }
+
+  /// What is known of the line, for the detail of a message.
+  std::string where(const std::string& what) const {
+    if (const std::string format = foreign_format(line_); !format.empty()) {
+      return fmt::format("{} {}.", name_, format);
+    }
+    const std::string_view comma = decimal_comma_in(line_);
+    const std::string hint =
+        comma.empty()
+            ? ""
+            : fmt::format(" In '{}' the comma separates two values; write a decimal point.", comma);
+    return fmt::format("Line {} of {}{}.{}", number_, name_, what, hint);
+  }
+
   void next() {
     if (std::exchange(repeat_line_, false)) return;
     do {
       if (!file_->read_line(line_, kMaxLine)) {
-        stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_));
+        stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_),
+                 fmt::format("The file has {} lines.", number_));
       }
+      ++number_;
       line_.resize(trim_right(line_).size());
     } while (line_.empty() || line_.front() == '!');
   }
@@ -64,6 +89,7 @@ class DataLines {
   const std::string& name_;
   std::optional<TextFile> file_;
   std::string line_;
+  std::int64_t number_ = 0;  // of the line in the file, from 1
   bool repeat_line_ = false;
 };
 

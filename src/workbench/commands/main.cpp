@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -130,6 +131,9 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     message = error.what();
   }
+  // A line of a file that is quoted in it may hold anything.
+  std::replace_if(
+      message.begin(), message.end(), [](char c) { return c >= 0 && c < ' ' && c != '\n'; }, ' ');
   std::fprintf(stderr, "%s\n", message.c_str());
   return failure(argc, argv);
 }

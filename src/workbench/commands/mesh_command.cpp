@@ -162,7 +162,7 @@ Design design(const MeshCommand& command, const Observations& data, const Survey
 
 void run(const MeshCommand& command) {
   refuse_overwriting(command.output, {command.data, command.source.topography});
-  const Observations data = read_data_file(command.data, DataColumns::as_found);
+  const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
   const auto [plan, mesh, terrain, warnings] = design(command, data, shape);
   write_mesh_file(command.output, mesh);

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
+#include "workbench/check/observation_notes.h"
 #include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
@@ -16,6 +17,12 @@ namespace quorivex {
 namespace {
 
 constexpr int kMaxThreads = 999;
+
+void print_notes(const std::string& name, const Observations& data) {
+  const ObservationNotes found = observation_notes(name, data);
+  for (const std::string& note : found.notes) fmt::print(stderr, "Note: {}\n", note);
+  print_warnings(found.warnings);
+}
 
 }  // namespace
 
@@ -59,6 +66,12 @@ SurveyGround read_ground(const GroundSource& source, const Observations& observa
   return survey;
 }
 
+Observations read_observations(const std::string& name) {
+  Observations data = read_data_file(name, DataColumns::as_found);
+  print_notes(name, data);
+  return data;
+}
+
 Observations read_data_with_deviations(const std::string& name,
                                        std::optional<std::int32_t> ndata_expected) {
   Observations data = read_data_file(name, DataColumns::as_found, ndata_expected);
@@ -69,6 +82,7 @@ Observations read_data_with_deviations(const std::string& name,
         " standard deviation (nT).",
         name, data.idir == 1 ? "" : "inclination, declination, "));
   }
+  print_notes(name, data);
   return data;
 }
 
