@@ -123,7 +123,9 @@ TEST(QvxSurvey, DeviationsNamesAndDuplicatesOfATable) {
 
   run = run_qvx(folder, all + "--average-duplicates");
   EXPECT_EQ(run.err, "");
-  EXPECT_NE(run.out.find("averaged: 1 stations with an earlier one"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("averaged with an earlier station at the same place: 1\n"),
+            std::string::npos)
+      << run.out;
   const Observations o = read_data_file(folder.path("o.mag"), DataColumns::values);
   EXPECT_EQ(o.std, (std::vector<double>{6.0, 0.5}));
   EXPECT_DOUBLE_EQ(o.obs[0] * 6.0, 105.0);

@@ -141,7 +141,7 @@ void treat_repeated(bool average, Stations& stations, SurveyNotes& notes) {
   if (!average) return;
   const std::size_t before = stations.size();
   stations = average_repeated(stations);
-  notes.remarks.push_back(fmt::format("averaged: {} stations with an earlier one at their place",
+  notes.remarks.push_back(fmt::format("averaged with an earlier station at the same place: {}",
                                       before - stations.size()));
 }
 
