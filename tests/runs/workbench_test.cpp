@@ -158,18 +158,6 @@ TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
   expect_refused(folder, "info survey.mag", "survey.mag is not a sensitivity file");
 }
 
-TEST(Qvx, NamesAnUnknownOptionBeforeOneThatIsMissing) {
-  const ScratchFolder folder;
-  for (const char* command :
-       {"sensitivity --tabel x", "mesh --outpt m.txt", "info s.mtx --tabel"}) {
-    const QvxRun run = run_qvx(folder, command);
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(run.err.starts_with("There is no option --tabel.") ||
-                run.err.starts_with("There is no option --outpt."))
-        << run.err;
-  }
-}
-
 TEST(Qvx, HelpFitsATerminalOfEightyColumns) {
   const ScratchFolder folder;
   for (const char* command :

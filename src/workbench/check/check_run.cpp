@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <optional>
 
+#include "workbench/check/input_lines.h"
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"
+#include "workbench/check/observation_notes.h"
 #include "workbench/check/sensitivity_summary.h"
 #include "workbench/check/start_checks.h"
 #include "workbench/check/survey_checks.h"
@@ -81,6 +83,7 @@ bool check_input(const std::string& input_file, InversionParameters& input, Find
   }
   check_folder(input_file, input);
   check_old_results();
+  for (const std::string& doubt : input_line_doubts(input_file)) findings.warning(doubt);
   findings.attempt([&] { check_mode_and_tolc(input); });
   return true;
 }
@@ -116,6 +119,7 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
     }
   }
   check_survey(setup.data, findings);
+  note_observations(input.obsFile, setup.data, findings);
   if (!matrix) return false;
   if (!fits) {
     Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",

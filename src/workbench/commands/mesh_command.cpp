@@ -91,13 +91,6 @@ std::string advice_on_lines(const SurveyShape& shape, const MeshPlan& plan) {
       round_width(*between), round_width(0.25 * round_width(*between)));
 }
 
-std::string quote_if_needed(const std::string& name) {
-  if (name.find_first_of(" \t'\"\\$&;()<>|*?[]#~`!") == std::string::npos) return name;
-  std::string quoted = "'";
-  for (const char c : name) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 std::string next_step(const MeshCommand& command, const Observations& data, const MeshPlan& plan) {
   const auto matrix = std::filesystem::path(command.output)
                           .replace_filename(std::filesystem::path(command.data).stem())
@@ -169,7 +162,7 @@ Design design(const MeshCommand& command, const Observations& data, const Survey
 
 void run(const MeshCommand& command) {
   refuse_overwriting(command.output, {command.data, command.source.topography});
-  const Observations data = read_data_file(command.data, DataColumns::as_found);
+  const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
   const auto [plan, mesh, terrain, warnings] = design(command, data, shape);
   write_mesh_file(command.output, mesh);
@@ -224,7 +217,7 @@ void add_mesh_command(CLI::App& qvx) {
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")
       ->capture_default_str()
-      ->check(CLI::Range(0, 100).description(""));
+      ->check(whole_number(0, 100));
   app->footer(kMeshHelp);
   app->callback([command] { run(*command); });
 }

@@ -8,6 +8,7 @@
 #include "inversion/input/program_name.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
 #include "workbench/commands/overwriting.h"
 #include "workbench/page/write_report.h"
 
@@ -66,7 +67,7 @@ void add_report_command(CLI::App& qvx) {
                    "Maximum number of iterations whose models the page\n"
                    "holds: the last, the first, and others between them")
       ->type_name("N")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{100'000}).description(""))
+      ->check(whole_number(1, 100'000))
       ->capture_default_str();
   command->footer(R"(
 The page is one file that opens in any browser (from 2023 on) without a

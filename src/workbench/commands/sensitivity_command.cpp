@@ -203,7 +203,7 @@ void add_scale_options(CLI::App& command, Options& o) {
                   "of the sensitivities: by distance (to all stations),\n"
                   "depth, sensitivity (norm of the column), or none")
       ->type_name("KIND")
-      ->check(CLI::IsMember(names).description(""))
+      ->check(one_of(names))
       ->capture_default_str();
   command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
       ->type_name("P")
@@ -226,7 +226,7 @@ void add_compression_options(CLI::App& command, Options& o) {
                   "Wavelet of the compression: haar, daub4, daub6, daub8,\n"
                   "sym4; or none, for the full form")
       ->type_name("NAME")
-      ->check(CLI::IsMember(names).description(""))
+      ->check(one_of(names))
       ->capture_default_str();
   using Kind = CompressionRule::Kind;
   const auto rule = [&](const char* name, Kind kind, double min, double max, const char* help) {

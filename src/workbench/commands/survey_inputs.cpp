@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
+#include "workbench/check/observation_notes.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
 #include "workbench/forward/station_checks.h"
@@ -16,6 +17,12 @@ namespace quorivex {
 namespace {
 
 constexpr int kMaxThreads = 999;
+
+void print_notes(const std::string& name, const Observations& data) {
+  const ObservationNotes found = observation_notes(name, data);
+  for (const std::string& note : found.notes) fmt::print(stderr, "Note: {}\n", note);
+  print_warnings(found.warnings);
+}
 
 }  // namespace
 
@@ -39,7 +46,7 @@ void add_thread_option(CLI::App& command) {
           "--threads", [](int threads) { omp_set_num_threads(threads); },
           "Number of threads; all cores without it")
       ->type_name("N")
-      ->check(CLI::Range(1, kMaxThreads).description(""));
+      ->check(whole_number(1, kMaxThreads));
 }
 
 void print_warning(const std::string& sentence) {
@@ -62,6 +69,12 @@ SurveyGround read_ground(const GroundSource& source, const Observations& observa
   return survey;
 }
 
+Observations read_observations(const std::string& name) {
+  Observations data = read_data_file(name, DataColumns::as_found);
+  print_notes(name, data);
+  return data;
+}
+
 Observations read_data_with_deviations(const std::string& name,
                                        std::optional<std::int32_t> ndata_expected) {
   Observations data = read_data_file(name, DataColumns::as_found, ndata_expected);
@@ -72,6 +85,7 @@ Observations read_data_with_deviations(const std::string& name,
         " standard deviation (nT).",
         name, data.idir == 1 ? "" : "inclination, declination, "));
   }
+  print_notes(name, data);
   return data;
 }
 

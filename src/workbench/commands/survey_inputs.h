@@ -27,7 +27,11 @@ void print_warnings(const std::vector<std::string>& sentences);
 SurveyGround read_ground(const GroundSource& source, const Observations& observations,
                          const Warn& warn = print_warning);
 
-/// Reads observations whose standard deviations are needed.
+/// Reads observations, with values where the file has them; notes on standard error what no program
+/// reads of the file, and stations at the same place.
+Observations read_observations(const std::string& name);
+
+/// As read_observations, but the standard deviations are needed.
 /// @throws StopRun also where they are missing, saying so
 Observations read_data_with_deviations(const std::string& name,
                                        std::optional<std::int32_t> ndata_expected = {});
