@@ -81,7 +81,8 @@ MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes,
 /// The plan under a terrain: the mesh top at its highest, up to a millimetre above, layers of equal
 /// thickness through the relief below the survey, and the depth counted from its lowest. Where
 /// there is relief the layers are at most a quarter of the clearance, and at least a tenth of a
-/// core cell; layers that are thin for that reason grow faster below and above it. What was asked for stays.
+/// core cell; layers that are thin for that reason grow faster below and above it. What was asked
+/// for stays.
 MeshPlan plan_under_terrain(MeshPlan plan, const MeshWishes& wishes, const SurveyTerrain& terrain);
 
 /// Core cells over all stations and half a cell more, on multiples of their width; beyond them
