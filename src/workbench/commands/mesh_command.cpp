@@ -95,12 +95,22 @@ std::string describe_terrain(const Design& design) {
 }
 
 std::string describe_cell(const MeshPlan& plan) {
-  const char* from = "";
-  if (plan.cell_from == CellFrom::lines) from = ", a quarter of the distance between lines";
-  if (plan.cell_from == CellFrom::stations) from = ", half the spacing of the stations";
-  if (plan.cell_from == CellFrom::clearance)
-    from = ", half the height of the stations above ground";
-  return fmt::format("  core of cells {} m wide{}\n", plan.cell, from);
+  const auto from = [&] {
+    switch (plan.cell_from) {
+      case CellFrom::stations:
+        return ", half the spacing of the stations";
+      case CellFrom::lines:
+        return ", a quarter of the distance between lines";
+      case CellFrom::extent:
+        return ", a twentieth of the survey's longer side";
+      case CellFrom::clearance:
+        return ", half the height of the stations above the terrain";
+      case CellFrom::wish:
+        break;
+    }
+    return "";
+  };
+  return fmt::format("  core of cells {} m wide{}\n", plan.cell, from());
 }
 
 std::string describe_plan(const MeshPlan& plan, const Mesh& mesh) {
@@ -259,7 +269,8 @@ void add_mesh_command(CLI::App& qvx) {
   add_terrain_options(*app, command->source, "the terrain is unknown");
   add("--cell", wishes.cell, "M",
       "Width of the core cells [a quarter of the distance\n"
-      "between lines or, without lines, half that between\n"
+      "between lines, at most a twentieth of the survey's\n"
+      "longer side; without lines half the distance between\n"
       "stations; at least half the median height of the\n"
       "stations above the terrain, where it is given]")
       ->check(number(kMinLength, kMaxLength));

@@ -69,16 +69,16 @@ double KdTree2::to_nearest(const MapPoint& from) const {
   return std::sqrt(found.square);
 }
 
-std::size_t KdTree2::nearest_other(std::size_t place) const {
+double KdTree2::distance_to_nearest_other(std::size_t place) const {
   Nearest found;
   search(
       0, size(), places_[place], [place](std::size_t other) { return other != place; }, found);
-  return found.place;
+  return std::sqrt(found.square);
 }
 
-std::size_t KdTree2::nearest_accepted(const MapPoint& from,
+std::size_t KdTree2::nearest_accepted(const MapPoint& from, double within,
                                       const std::function<bool(std::size_t)>& accepts) const {
-  Nearest found{.place = size()};
+  Nearest found{.place = size(), .square = within * within};
   search(0, size(), from, accepts, found);
   return found.place;
 }

@@ -26,15 +26,13 @@ class KdTree2 {
   /// The place that is nearest to `from`; there is at least one.
   const MapPoint& nearest(const MapPoint& from) const;
 
-  /// Horizontal distance; infinite where there is no place.
+  /// Horizontal distances; infinite where there is no (other) place.
   double to_nearest(const MapPoint& from) const;
+  double distance_to_nearest_other(std::size_t place) const;
 
-  /// The number of the nearest other place; there are at least two.
-  std::size_t nearest_other(std::size_t place) const;
-
-  /// The number of the nearest place that is accepted; size() where none is. It takes n steps where
-  /// hardly any is.
-  std::size_t nearest_accepted(const MapPoint& from,
+  /// The number of the nearest place that is accepted and closer than `within`; size() where none
+  /// is. All places there are asked where none is accepted.
+  std::size_t nearest_accepted(const MapPoint& from, double within,
                                const std::function<bool(std::size_t place)>& accepts) const;
 
  private:

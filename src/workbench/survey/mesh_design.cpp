@@ -20,6 +20,7 @@ constexpr double kFarthest = 1e9;      // a coordinate in metres, so that millim
 constexpr double kMinCell = 0.01;      // taken from the spacing; less are degrees, not metres
 constexpr double kTolerance = 0.0005;  // half a millimetre: rounding of sums of widths
 constexpr std::size_t kMaxOnAxis = 1'000'000;
+constexpr double kMinAlong = 20.0;  // core cells along the survey, where few lines are far apart
 constexpr double kLayerGrowth = 1.1;
 constexpr double kThinLayerGrowth = 1.25;  // thin layers serve the ground, not the resolution
 
@@ -41,7 +42,8 @@ Interval extent_of(const std::vector<double>& values, const char* what) {
 }
 
 /// Sets the width of the core cells from the stations.
-void choose_cell(const StationSpacing& stations, std::optional<double> clearance, MeshPlan& plan) {
+void choose_cell(const SurveyShape& shape, std::optional<double> clearance, MeshPlan& plan) {
+  const StationSpacing& stations = shape.stations;
   if (stations.median == 0.0) {
     stop_run(
         " ERROR: all stations stand at one place, so the width of the core cells cannot be taken\n"
@@ -53,12 +55,19 @@ void choose_cell(const StationSpacing& stations, std::optional<double> clearance
                     "degrees.\n If these are metres, give the width of the core cells with --cell.",
                     stations.median));
   }
-  plan.cell_from = stations.lines ? CellFrom::lines : CellFrom::stations;
-  double width = stations.lines ? 0.25 * *stations.lines : 0.5 * stations.median;
-  if (clearance && 0.5 * *clearance > width) {
-    plan.cell_from = CellFrom::clearance;
-    width = 0.5 * *clearance;
+  double width = 0.5 * stations.median;
+  plan.cell_from = CellFrom::stations;
+  const auto raise = [&](double to, CellFrom from) {
+    if (to <= width) return;
+    width = to;
+    plan.cell_from = from;
+  };
+  if (stations.lines) {
+    const double along = shape.longer() / kMinAlong;
+    const double across = 0.25 * *stations.lines;
+    across <= along ? raise(across, CellFrom::lines) : raise(along, CellFrom::extent);
   }
+  if (clearance) raise(0.5 * *clearance, CellFrom::clearance);
   plan.cell = round_width(width);
 }
 
@@ -139,7 +148,7 @@ MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes,
   if (wishes.cell) {
     plan.cell = to_millimetre(*wishes.cell);
   } else {
-    choose_cell(shape.stations, clearance, plan);
+    choose_cell(shape, clearance, plan);
   }
   plan.padding = wishes.padding.value_or(std::max(shape.longer(), 10.0 * plan.cell));
   plan.first_layer = to_millimetre(wishes.first_layer.value_or(round_width(0.5 * plan.cell)));

@@ -53,7 +53,7 @@ struct MeshWishes {
 };
 
 /// Where the width of the core cells comes from.
-enum class CellFrom { wish, lines, stations, clearance };
+enum class CellFrom { wish, stations, lines, extent, clearance };
 
 /// A mesh in a few numbers. Lengths in metres.
 struct MeshPlan {
@@ -69,11 +69,11 @@ struct MeshPlan {
   std::int32_t bottom_layers = 0;  ///< below these
 };
 
-/// Chooses what was not asked for: core cells of a quarter of the distance between lines or half of
-/// that between stations, whichever is more, and no less than half the clearance of the stations
-/// where it is known; padding as wide as the survey; a first layer of half a core cell; a top just
-/// below the lowest station; a depth of half the survey's shorter side, or a quarter of its longer
-/// one if that is more.
+/// Chooses what was not asked for: core cells of a quarter of the distance between lines, though no
+/// more than a twentieth of the survey's longer side, or of half the distance between stations,
+/// whichever is more, and no less than half the clearance where it is known; padding as wide as the
+/// survey; a first layer of half a core cell; a top just below the lowest station; a depth of half
+/// the survey's shorter side, or a quarter of its longer one if that is more.
 /// @throws StopRun when the cell width cannot be taken from the stations
 MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes,
                    std::optional<double> clearance = {});

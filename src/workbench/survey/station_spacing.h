@@ -15,10 +15,10 @@ struct StationSpacing {
   std::optional<double> lines;
 };
 
-/// Horizontal distances only; the median of a single place is 0. The direction from a place to the
-/// nearest other one is that of its line, if another place continues it backward. The nearest place
-/// across it with a line of about the same direction is on the next line. The distance of lines is
-/// the median of those found at 200 places, if at half of them or more one is found.
+/// Horizontal distances only; the median of a single place is 0. A place is on a line where those
+/// around it, within 2 to 15 times that median, lie along an axis. The nearest place across it that
+/// is on a line of about the same direction is on the next line. The distance of lines is the
+/// median of those found at 200 places, if there is one at half of them or more.
 /// @param x, y  eastings and northings of the stations, in any order
 StationSpacing station_spacing(const std::vector<double>& x, const std::vector<double>& y);
 

@@ -60,9 +60,9 @@ TEST(StationSpacing, EqualsTheDistancesOfAllPairs) {
   EXPECT_EQ(station_spacing({1, 1, 1}, {2, 2, 2}).median, 0.0);
 }
 
-/// Lines 150 m apart with stations 20 m apart, turned by `degrees`: a gap, tie lines, and positions
-/// that are off by up to 2 m.
-Observations flown(double degrees) {
+/// Lines 150 m apart, turned by `degrees`: a gap, tie lines, and positions that are off by up to 2
+/// m.
+Observations flown(double degrees, double spacing = 20.0) {
   const double turn = degrees / 57.29577951308232;
   const Numbers off = values_of_seed(20000, 7);
   Numbers x, y;
@@ -74,7 +74,7 @@ Observations flown(double degrees) {
   };
   for (int line = 0; line < 20; ++line) {
     for (int i = 0; i < 150; ++i) {
-      if (line < 6 || line > 8 || i > 60) add(20.0 * i, 150.0 * line);
+      if (line < 6 || line > 8 || i > 60) add(spacing * i, 150.0 * line);
     }
   }
   for (int tie = 0; tie < 3; ++tie) {
@@ -87,6 +87,7 @@ TEST(StationSpacing, LinesAreFoundInAnyDirectionAndToldFromGridsAndSingleLines) 
   const auto between = [](const Observations& data) { return survey_shape(data).stations.lines; };
   for (const double degrees : {0.0, 30.0, 45.0, 100.0})
     EXPECT_NEAR(between(flown(degrees)).value_or(0), 148.0, 4.0) << degrees;
+  EXPECT_NEAR(between(flown(30.0, 2.5)).value_or(0), 147.0, 4.0);
   EXPECT_EQ(between(lines(20, 200, 5, 60)), 60.0);
   EXPECT_EQ(between(lines(2, 200, 5, 300)), 300.0);
   EXPECT_EQ(between(lines(20, 20, 98, 200)), 200.0);
@@ -154,6 +155,9 @@ TEST(MeshDesign, CoreCellsFollowTheLinesButNotBelowHalfTheClearance) {
     EXPECT_EQ(plan.cell, c.cell) << c.along << " " << c.across;
     EXPECT_EQ(plan.cell_from, c.from) << c.along << " " << c.across;
   }
+  const MeshPlan two_lines = plan_mesh(survey_shape(lines(2, 201, 5, 300)), {});
+  EXPECT_EQ(two_lines.cell, 50.0);
+  EXPECT_EQ(two_lines.cell_from, CellFrom::extent);
   MeshWishes wishes;
   wishes.cell = 7.0;
   EXPECT_EQ(plan_mesh(survey_shape(lines(21, 41, 20, 100)), wishes, 60.0).cell, 7.0);
