@@ -11,6 +11,7 @@
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/mesh_io/model_files.h"
+#include "inversion/mesh_io/station_heights.h"
 #include "workbench/forward/station_checks.h"
 
 namespace quorivex {

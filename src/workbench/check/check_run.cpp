@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "inversion/mesh_io/station_heights.h"
 #include "workbench/check/input_lines.h"
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"

@@ -113,6 +113,9 @@ bool check_origin(const std::string& name, const SensitivityFile& file,
   if (others.empty()) {
     Findings::fact("sensitivity file", "made for these stations, directions and deviations");
   }
+  for (const InfoLine& line : sidecar->info_lines) {
+    if (line.name == kCellsGround) Findings::fact("cells' ground", line.text);
+  }
   return !warnings.empty() && std::find(others.begin(), others.end(), "stations") == others.end();
 }
 

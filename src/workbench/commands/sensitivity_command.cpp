@@ -27,6 +27,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* kNextLine = "\n                       ";  // of a value in the reports
+
 struct Options {
   GroundSource ground;
   std::string data;
@@ -77,8 +79,10 @@ void print_size(const Ground& ground, const MatrixCounts& counts, double bytes) 
 
 /// A compressed matrix of a small survey may exceed the full one.
 void hint_at_full_form(const MatrixCounts& counts, double bytes) {
-  if (!counts.compressed || bytes <= full_bytes(counts)) return;
-  fmt::print(stderr, "Hint: the full form is smaller; --wavelet none writes it.\n");
+  if (!compression_hardly_saves(bytes, counts)) return;
+  fmt::print(stderr,
+             "Hint: compression saves hardly anything here, and costs time and accuracy; --wavelet "
+             "none\nwrites the full form.\n");
 }
 
 void print_errors(const BuildSummary& summary, const Observations& data) {
@@ -102,6 +106,10 @@ std::string describe_cut(const SurveyGround& survey) {
                      survey.cut.max_height);
 }
 
+void print_gap(const SurveyGround& survey) {
+  if (survey.gap) fmt::print("  cells' ground        {}\n", describe_gap(*survey.gap, kNextLine));
+}
+
 void plan(const SurveyGround& survey, const Observations& data, const ScaleRule& scale,
           const BuildOptions& build) {
   const Ground& ground = survey.ground;
@@ -109,6 +117,7 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
   fmt::print("Plan, from {} of the rows; no file is written.\n", estimate.sampled_rows);
   fmt::print("  cells                {} ground cells of {}\n", ground.cells(), ground.mesh.cells());
   if (survey.cut.columns > 0) fmt::print("  terrain cut off      {}\n", describe_cut(survey));
+  print_gap(survey);
   fmt::print("  data                 {}\n", data.ndata);
   print_size(ground, estimate.counts, estimate.file_bytes);
   print_errors(estimate.sample, data);
@@ -120,8 +129,8 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
 }
 
 /// The options, the files that were read and what was warned of, for the sidecar.
-std::vector<InfoLine> describe_origin(const Options& options, const ScaleRule& scale,
-                                      const BuildOptions& build,
+std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround& survey,
+                                      const ScaleRule& scale, const BuildOptions& build,
                                       const std::vector<std::string>& warnings) {
   std::string compression = "none";
   if (build.compressed()) {
@@ -142,6 +151,7 @@ std::vector<InfoLine> describe_origin(const Options& options, const ScaleRule& s
                  : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
                                             : "the top of the mesh"},
       {"program", "qvx " QUORIVEX_VERSION}};
+  if (survey.gap) lines.push_back({kCellsGround, describe_gap(*survey.gap)});
   for (const std::string& warning : warnings) lines.push_back({kWarning, one_line(warning)});
   return lines;
 }
@@ -151,13 +161,15 @@ void build_file(const Options& options, const SurveyGround& survey, const Observ
                 const std::vector<std::string>& warnings) {
   const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
-  const SensitivityFileWritten written = write_sensitivity_file(
-      options.output, ground, data, scale, build, describe_origin(options, scale, build, warnings));
+  const SensitivityFileWritten written =
+      write_sensitivity_file(options.output, ground, data, scale, build,
+                             describe_origin(options, survey, scale, build, warnings));
   const std::chrono::duration<double> seconds = Clock::now() - start;
   const MatrixCounts counts =
       counts_of_build(ground, data.ndata, build, written.summary.coefficients);
   const auto bytes = static_cast<double>(written.bytes);
   fmt::print("{}: {} data x {} ground cells\n", options.output, data.ndata, ground.cells());
+  print_gap(survey);
   print_size(ground, counts, bytes);
   print_errors(written.summary, data);
   fmt::print("  memory               {} for an inversion\n", format_bytes(inversion_bytes(counts)));

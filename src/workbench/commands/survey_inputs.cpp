@@ -29,9 +29,10 @@ void print_notes(const std::string& name, const Observations& data) {
 void add_terrain_options(CLI::App& command, GroundSource& source, const std::string& without) {
   auto* const terrain = command
                             .add_option("--topography", source.topography,
-                                        "Terrain: a topography file (the number of points, then\n"
-                                        "easting, northing, elevation in metres of each), or an\n"
-                                        "ESRI ASCII or netCDF grid. Without it and --elevation\n" +
+                                        "Terrain: points, one per line (easting, northing,\n"
+                                        "elevation in metres; the number of points or a heading\n"
+                                        "may come first), or an ESRI ASCII or netCDF grid.\n"
+                                        "Without it and --elevation\n" +
                                             without)
                             ->type_name("FILE");
   command.add_option("--elevation", source.elevation, "Elevation of a level ground")

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "base/stop_run.h"
+#include "inversion/mesh_io/station_heights.h"
 #include "workbench/forward/data_rows.h"
 
 namespace quorivex {
@@ -16,14 +16,6 @@ namespace {
 constexpr double kMillimetre = 1e-3;  // the rounding of a station on the ground
 constexpr double kFarthest = 1e9;     // metres
 constexpr std::size_t kListed = 3;    // stations that a sentence names
-
-/// Number from 1 of the cell that holds x, 0 outside the nodes.
-std::int32_t cell_at(const std::vector<double>& nodes, double x) {
-  if (!(x >= nodes.front() && x <= nodes.back())) return 0;
-  const auto above = std::upper_bound(nodes.begin(), nodes.end(), x);
-  return static_cast<std::int32_t>(
-      std::clamp<std::ptrdiff_t>(above - nodes.begin(), 1, length(nodes) - 1));
-}
 
 /// One sentence on the stations of these numbers, counted from 0; none for no station.
 void add_sentence(const Observations& o, const std::vector<std::size_t>& stations,
@@ -50,18 +42,6 @@ void check_coordinates(const Observations& data) {
     stop_run(fmt::format(
         " ERROR: datum {} lies {:g} m away; coordinates should be metres of a map.", i, farthest));
   }
-}
-
-std::vector<double> heights_above_cells(const Observations& o, const Ground& ground) {
-  const Mesh& mesh = ground.mesh;
-  std::vector<double> heights(o.x.size(), std::numeric_limits<double>::quiet_NaN());
-  for (std::size_t i = 0; i < heights.size(); ++i) {
-    const std::int32_t east = cell_at(mesh.easting_nodes, o.x[i]);
-    const std::int32_t north = cell_at(mesh.northing_nodes, o.y[i]);
-    if (east == 0 || north == 0) continue;
-    heights[i] = o.z[i] - ground.surface(north, east);
-  }
-  return heights;
 }
 
 std::vector<std::string> station_warnings(const Observations& o, const Mesh& mesh,

@@ -14,9 +14,6 @@ namespace quorivex {
 ///         overflow
 void check_coordinates(const Observations& observations);
 
-/// Heights (m) of the stations above the top of the highest ground cell; NaN outside the mesh.
-std::vector<double> heights_above_cells(const Observations& observations, const Ground& ground);
-
 /// Sentences about stations outside the mesh, and about those that lie a millimetre or more below
 /// the ground.
 /// @param heights  of the stations above the ground, metres; NaN where there is none

@@ -18,6 +18,9 @@ struct InfoLine {
 
 /// Name of the lines with what the command that made the file warned of; none for a good file.
 inline constexpr const char* kWarning = "warning";
+/// Name of the line about how far the cells' ground lies below the terrain; missing where no
+/// terrain was given.
+inline constexpr const char* kCellsGround = "cells_ground";
 
 /// The small text file next to a sensitivity file that says what it was made of
 /// (docs/file_formats.md).

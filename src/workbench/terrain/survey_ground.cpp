@@ -63,6 +63,10 @@ SurveyGround read_survey_ground(const GroundSource& source, const Observations& 
   warn_of_misfit(terrain, found, mesh, warn);
   survey.ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
   check_not_all_air(survey.ground);
+  if (source.knows_terrain()) {
+    survey.gap = ground_gap(terrain, survey.ground, observations, survey.heights);
+    if (survey.gap) warn_of_gap(*survey.gap, warn);
+  }
   return survey;
 }
 
