@@ -94,7 +94,7 @@ std::string origin_of(const FinishedRun& run, std::string_view name) {
 Rows origin_rows(const FinishedRun& run) {
   constexpr std::array kElsewhere{
       "data",      "cells",     "inducing_field", "deviation_range", "coefficients", "compression",
-      "mesh_file", "data_file", "ground",         "program",         "warning",      kTerrainCut};
+      "mesh_file", "data_file", "ground",         "program",         "warning",      "terrain_cut"};
   const std::map<std::string_view, const char*> titles{{"scale_rule", "Scale of the cells (wtz)"},
                                                        {"row_error", "Compression error of a row"},
                                                        {"data_error", "Compression error of data"}};
@@ -110,15 +110,12 @@ Rows origin_rows(const FinishedRun& run) {
   return rows;
 }
 
-Rows program_rows(const FinishedRun& run) {
+/// The programs that made the steps, with their versions.
+std::string describe_programs(const FinishedRun& run) {
   const std::string matrix = origin_of(run, "program");
-  Rows rows{{"Report", fmt::format("qvx {}", kVersion)}};
-  if (!run.version.empty()) {
-    rows.insert(rows.begin(), {"Inversion", fmt::format("{} {}", kProgram, run.version)});
-  }
-  if (!matrix.empty()) rows.insert(rows.begin(), {"Sensitivities", matrix});
-  for (auto& row : rows) row.front() = "Program: " + row.front();
-  return rows;
+  return (matrix.empty() ? "" : matrix + " (sensitivities), ") +
+         (run.version.empty() ? "" : fmt::format("{} {} (inversion), ", kProgram, run.version)) +
+         fmt::format("qvx {} (report)", kVersion);
 }
 
 Rows field_rows(const Observations& o) {
@@ -301,8 +298,9 @@ std::string iterations_html(const FinishedRun& run) {
 
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
   Rows rows;
-  for (const Rows& part : {run_rows(run), field_rows(run.observations), mesh_rows(run),
-                           origin_rows(run), model_rows(run, active_cells), program_rows(run)}) {
+  for (const Rows& part :
+       {run_rows(run), field_rows(run.observations), mesh_rows(run), origin_rows(run),
+        model_rows(run, active_cells), Rows{{"Programs", describe_programs(run)}}}) {
     rows.insert(rows.end(), part.begin(), part.end());
   }
   return table("", "Parameters", {}, rows);

@@ -91,6 +91,19 @@ void check_nodes(const std::vector<double>& nodes, const char* axis, const std::
   }
 }
 
+/// What the sidecar says for human readers; nothing where it is not that of the file.
+std::vector<InfoLine> origin_lines(const std::string& name, const SensitivityFile& heading) {
+  try {
+    std::optional<Sidecar> sidecar = read_sidecar(name);
+    if (sidecar && mismatched_matrix_parts(*sidecar, name, heading).empty()) {
+      return std::move(sidecar->info_lines);
+    }
+  } catch (const StopRun&) {
+    return {};
+  }
+  return {};
+}
+
 void read_mesh(FinishedRun& run) {
   const std::string name = path_in(run, run.parameters.mtxFile);
   SensitivityFile file = read_sensitivity_heading(name);
@@ -111,10 +124,8 @@ void read_mesh(FinishedRun& run) {
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
-  if (std::optional<Sidecar> sidecar = valid_sidecar(name, file)) {
-    run.mismatched_survey_parts = mismatched_survey_parts(*sidecar, run.observations);
-    run.origin = std::move(sidecar->info_lines);
-  }
+  run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
+  run.origin = origin_lines(name, file);
   run.labels = read_station_labels(path_in(run, run.parameters.obsFile), run.observations.ndata);
   run.wtz = std::move(file.sens.wtz);
   run.ground = std::move(file.ground);

@@ -202,18 +202,17 @@ std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const s
   return names;
 }
 
-std::optional<Sidecar> valid_sidecar(const std::string& name, const SensitivityFile& file) {
-  try {
-    std::optional<Sidecar> sidecar = read_sidecar(name);
-    if (sidecar && mismatched_matrix_parts(*sidecar, name, file).empty()) return sidecar;
-  } catch (const StopRun&) {  // one that cannot be read is not that of the file
-  }
-  return std::nullopt;
-}
-
-std::vector<std::string> mismatched_survey_parts(const Sidecar& sidecar,
+std::vector<std::string> mismatched_survey_parts(const std::string& name,
+                                                 const SensitivityFile& heading,
                                                  const Observations& observations) {
-  std::vector<std::string> names = differing_parts(sidecar, survey_parts(observations));
+  std::optional<Sidecar> sidecar;
+  try {
+    sidecar = read_sidecar(name);
+  } catch (const StopRun&) {
+    return {};
+  }
+  if (!sidecar || !mismatched_matrix_parts(*sidecar, name, heading).empty()) return {};
+  std::vector<std::string> names = differing_parts(*sidecar, survey_parts(observations));
   std::erase(names, "deviations");
   return names;
 }

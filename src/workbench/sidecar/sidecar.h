@@ -57,14 +57,11 @@ std::vector<std::string> differing_parts(const Sidecar& sidecar, const std::vect
 std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const std::string& name,
                                                  const SensitivityFile& file);
 
-/// The sidecar that belongs to the sensitivity file `name`; nothing when there is none, or one of
-/// another file.
-/// @param file  what was read of it, the heading at least
-std::optional<Sidecar> valid_sidecar(const std::string& name, const SensitivityFile& file);
-
-/// Parts of the observations that differ from those the matrix was made for, deviations excepted.
-/// @param sidecar  a valid one
-std::vector<std::string> mismatched_survey_parts(const Sidecar& sidecar,
+/// Parts of the observations that differ from those the matrix was made for, deviations excepted;
+/// empty when there is no valid sidecar to compare with.
+/// @param heading  of the sensitivity file `name`
+std::vector<std::string> mismatched_survey_parts(const std::string& name,
+                                                 const SensitivityFile& heading,
                                                  const Observations& observations);
 
 }  // namespace quorivex
