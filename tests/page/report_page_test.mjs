@@ -488,6 +488,7 @@ test('the verdict has the figures of the run, and names are shown as they are', 
   assert.match(
       await page.textContent('#parameters'),
       /tolc0\.02[^]*remanence[^]*not modelled[^]*full[^]*all \d+ ground cells[^]*Meshmesh\.txt/);
+  assert.match(await page.textContent('#data thead'), /LineFiducial/);
   assert.match(
       await page.textContent('.dates'), /^Started on \d{4}-\d\d-\d\d [\d:]{8}, ended on \d{4}-/);
   assert.equal(await page.textContent('h1'), `Report of ${INPUT}`);

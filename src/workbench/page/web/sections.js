@@ -242,6 +242,8 @@ export function cellTraces(view, edges, rows, showscale) {
     colorbar: {
       title: {text: 'SI', side: 'top'},
       thickness: 16,
+      x: 1,
+      xpad: 12,
       outlinewidth: 0,
       ticks: 'outside',
       len: 1,
