@@ -58,7 +58,7 @@ function nameLines() {
 
 // Without smallness (the first alpha is 0), by which the models below would be found out not to be
 // those of the run.
-function makeRun() {
+function makeRun(eastings, northings, prepare = () => {}) {
   const list = (name) => WIDTHS[name].join(' ');
   writeFileSync(
       file('mesh.txt'),
@@ -66,8 +66,8 @@ function makeRun() {
   writeFileSync(
       file('terrain.txt'), '4\n1000 2000 72\n1600 2000 112\n1000 2320 92\n1600 2320 108\n');
   const stations = [];
-  for (const easting of [1123, 1184, 1247, 1329, 1411]) {
-    for (const northing of [2061, 2117, 2178, 2243])
+  for (const easting of eastings) {
+    for (const northing of northings)
       stations.push(`${easting} ${northing} ${121 + (easting % 7)}`);
   }
   writeFileSync(
@@ -77,7 +77,7 @@ function makeRun() {
   const ground = ['--mesh', 'mesh.txt', '--topography', 'terrain.txt'];
   run(QVX, 'forward', ...ground, '--data', 'stations.txt', '--model', 'truth.txt', '--noise-floor',
       '1', '--output', 'obs.mag');
-  nameLines();
+  prepare();
   run(QVX, 'sensitivity', ...ground, '--data', 'obs.mag', '--wavelet', 'none', '--output',
       'run.mtx');
   writeFileSync(file(INPUT), [
@@ -166,7 +166,7 @@ function near(actual, expected, what) {
 }
 
 before(async () => {
-  makeRun();
+  makeRun([1123, 1184, 1247, 1329, 1411], [2061, 2117, 2178, 2243], nameLines);
   run(QVX, 'report', INPUT);
   browser = await chromium.launch({executablePath: BROWSER, args: ['--no-sandbox']});
   page = await browser.newPage({viewport: {width: 1400, height: 1000}, reducedMotion: 'reduce'});
@@ -545,6 +545,20 @@ test('signs: colours about zero for both, no logarithmic axis without a positive
   assert.deepEqual(await colours(0), [-0.004, 0, 'viridis']);
   assert.match(
       await page.textContent('#scaling option[value="log"]:disabled'), /no value is positive/);
+});
+
+test('a survey along one line begins with its profile', async () => {
+  makeRun([1247], [2061, 2089, 2117, 2146, 2178, 2211, 2243]);
+  run(QVX, 'report', INPUT);
+  await page.setViewportSize({width: 1000, height: 800});
+  await page.goto(pathToFileURL(file('quorivex.html')).href);
+  await page.waitForSelector('body[aria-busy="false"]');
+  assert.deepEqual(
+      await page.locator('section.card h2').allTextContents(),
+      ['Profiles', 'Model', 'Data', 'Iterations', 'Parameters and files']);
+  assert.deepEqual(await page.locator('#line option').allTextContents(), ['1 of 1']);
+  assert.match(await page.textContent('#profile-note'), /^7 data from 1.247 E 2.061 N to/);
+  assert.deepEqual(await labelsThatMeet(), []);
 });
 
 test(

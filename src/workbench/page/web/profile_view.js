@@ -228,7 +228,7 @@ export async function startProfileView(model, data) {
   byId('lines-note').textContent = named ?
       'Lines as the observations name them.' :
       'Lines from the order of the data, which turns or leaps where one ends.';
-  const largest = lines.map((line) => Math.max(...line.data.map((i) => Math.abs(observed[i]))));
+  const largest = lines.map((line) => extremes(line.data.map((i) => Math.abs(observed[i])))[1]);
   /** @type {ProfileView} */
   const view = {model, data, line: 0, track: {at: [], edges: [], columns: []}};
   await showLine(view, largest.indexOf(Math.max(...largest)));
