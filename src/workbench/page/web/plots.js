@@ -65,7 +65,14 @@ export const WITHOUT_COLOUR_BAR = {
 export const LEGEND_ABOVE = {
   margin: {...MARGIN, t: 40},
   showlegend: true,
-  legend: {orientation: 'h', x: 0, y: 1.02, yanchor: 'bottom', font: {size: 11}},
+  legend: {
+    orientation: 'h',
+    xref: 'container',
+    x: 0.02,
+    y: 1.02,
+    yanchor: 'bottom',
+    font: {size: 11},
+  },
 };
 
 /** @param {string} palette */

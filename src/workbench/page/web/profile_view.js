@@ -11,7 +11,6 @@ import {
   layout,
   LEGEND_ABOVE,
   metreAxis,
-  redrawOnResize,
 } from './plots.js';
 import {cellOf, cellTraces, describeCell, surfaceOf} from './sections.js';
 import {byId, extremes, figures, metres} from './text.js';
@@ -28,11 +27,8 @@ import {byId, extremes, figures, metres} from './text.js';
  * @property {Track} track  of that line
  */
 
-const GAP = 22;  // between the parts, in pixels
-const MARGIN = {
-  ...LEGEND_ABOVE.margin,
-  r: 88
-};
+const GAP = 22;      // between the parts, in pixels
+const NARROW = 700;  // pixels below which the legend takes several rows
 const BLUE = '#0a5d73';
 const ORANGE = '#c05a00';
 
@@ -134,56 +130,61 @@ function sectionTraces(view) {
   ];
 }
 
-// Height of the section in pixels, and what it makes of the exaggeration that was asked for.
-function sectionSize(view, width, range) {
-  const metre = width / (view.track.at[view.track.at.length - 1] || 1);
-  const wanted = (range[1] - range[0]) * metre * view.model.exaggeration;
-  const height = Math.min(Math.max(wanted, 120), isPrinting() ? 320 : 520);
-  return {height, exaggeration: (view.model.exaggeration * height) / wanted};
+/**
+ * The parts of the plot below each other, and the height that it needs.
+ * @param {ProfileView} view
+ */
+function arrange(view) {
+  const {model, data, track} = view;
+  const plot = byId('profile');
+  const t = plot.clientWidth < NARROW ? 100 : LEGEND_ABOVE.margin.t;
+  const margin = {...LEGEND_ABOVE.margin, t, r: 88};
+  const width = Math.max(plot.clientWidth - margin.l - margin.r, 100);
+  const [bottom, top] = model.extents[model.extent].elevation;
+  const highest = Math.max(top, extremes(dataOf(view).map((i) => data.survey.z[i]))[1]);
+  const range = [bottom, highest + 0.03 * (highest - bottom)];
+  const length = track.at[track.at.length - 1];
+  const exact = ((range[1] - range[0]) * width) / (length || 1);
+  const limit = isPrinting() ? 320 : 520;
+  const height = Math.min(Math.max(exact * model.exaggeration, 120), limit);
+  const [dataHeight, residualHeight] = isPrinting() ? [170, 100] : [230, 130];
+  const total = dataHeight + residualHeight + height + 2 * GAP;
+  plot.style.height = `${total + margin.t + margin.b}px`;
+  return {
+    margin,
+    width,
+    length,
+    range,
+    exaggeration: height / exact,
+    section: [0, height / total],
+    residual: [(height + GAP) / total, (height + GAP + residualHeight) / total],
+    data: [(total - dataHeight) / total, 1],
+  };
 }
 
 /** @param {ProfileView} view */
 function drawProfile(view) {
-  const {survey} = view.data;
-  const plot = byId('profile');
-  const width = Math.max(plot.clientWidth - MARGIN.l - MARGIN.r, 100);
-  const [bottom, top] = view.model.extents[view.model.extent].elevation;
-  const highest = extremes(dataOf(view).map((i) => survey.z[i]))[1];
-  const rim = 0.03 * (Math.max(top, highest) - bottom);
-  const range = [bottom, Math.max(top, highest) + rim];
-  const {height, exaggeration} = sectionSize(view, width, range);
-  const [dataHeight, residualHeight] = isPrinting() ? [170, 100] : [230, 130];
-  const total = dataHeight + residualHeight + height + 2 * GAP;
-  plot.style.height = `${total + MARGIN.t + MARGIN.b}px`;
-  const [section, residual] = [height / total, (height + GAP + residualHeight) / total];
-  const length = view.track.at[view.track.at.length - 1];
-  const {label} = residualsIn(view.data);
-  const [data, residuals, cells] = [dataTraces(view), residualTraces(view), sectionTraces(view)];
+  const parts = arrange(view);
+  const {width, length, range} = parts;
+  const cells = sectionTraces(view);
   const bar = cells.find((trace) => trace.colorbar)?.colorbar;
-  if (bar) Object.assign(bar, {len: section, y: section / 2, lenmode: 'fraction'});
-  describeLine(view, exaggeration);
+  if (bar) Object.assign(bar, {len: parts.section[1], y: parts.section[1] / 2});
+  describeLine(view, parts.exaggeration);
+  const distance = {range: [0, length], anchor: 'y3', mirror: 'all', domain: [0, 1]};
+  const zeroline = {zeroline: true, zerolinecolor: '#8896a2'};
   return Plotly.react(
-      plot, [...cells, ...data, ...residuals],
+      'profile', [...cells, ...dataTraces(view), ...residualTraces(view)],
       layout(
-          'profile', metreAxis('Distance along the line (m)', {
-            ...acrossTicks(width, [0, length]),
-            range: [0, length],
-            anchor: 'y3',
-            mirror: 'all',
-            domain: [0, 1],
-          }),
-          axis('nT', {domain: [(total - dataHeight) / total, 1], nticks: 7}), {
+          'profile',
+          metreAxis(
+              'Distance along the line (m)', {...acrossTicks(width, [0, length]), ...distance}),
+          axis('nT', {domain: parts.data, nticks: 7}), {
             ...LEGEND_ABOVE,
             legend: {...LEGEND_ABOVE.legend, traceorder: 'normal'},
-            margin: MARGIN,
-            yaxis2: axis(label, {
-              domain: [(height + GAP) / total, residual],
-              nticks: 5,
-              zeroline: true,
-              zerolinecolor: '#8896a2',
-            }),
-            yaxis3: metreAxis('Elevation (m)', {domain: [0, section], range, nticks: 6}),
-            plot_bgcolor: '#fff',
+            margin: parts.margin,
+            yaxis2: axis(
+                residualsIn(view.data).label, {domain: parts.residual, nticks: 5, ...zeroline}),
+            yaxis3: metreAxis('Elevation (m)', {domain: parts.section, range, nticks: 6}),
             uirevision: `${view.line} ${view.model.extent}`,
           }),
       CONFIG);
@@ -236,9 +237,9 @@ export async function startProfileView(model, data) {
   byId('line').addEventListener('change', () => go(Number(byId('line').value)));
   byId('line-before').addEventListener('click', () => go(view.line - 1));
   byId('line-after').addEventListener('click', () => go(view.line + 1));
+  // Which both happens when the page changes its size, too.
   byId('model').addEventListener('redrawn', () => drawProfile(view));
   byId('data').addEventListener('redrawn', () => drawProfile(view));
-  redrawOnResize(() => drawProfile(view));
   byId('profile').on('plotly_hover', ({points: [point]}) => {
     const column = view.track.columns[point.pointIndex?.[1]];
     if (point.customdata !== undefined) {
