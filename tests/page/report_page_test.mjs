@@ -297,12 +297,20 @@ test('a profile has the data of its line, and below it the cells that it crosses
   }
 });
 
-// Pairs of labels of horizontal axes that meet, in all plots.
+// Pairs of labels of horizontal axes that meet, and what a plot cuts off or covers, in all plots.
 const labelsThatMeet = () => page.evaluate(() => {
   const found = [];
   for (const plot of document.querySelectorAll('.plot')) {
     const boxes = [...plot.querySelectorAll('.xtick text, .g-xtitle text')].map(
         (text) => ({text: text.textContent, box: text.getBoundingClientRect()}));
+    const around = plot.getBoundingClientRect();
+    const area = plot.querySelector('.nsewdrag').getBoundingClientRect();
+    for (const title of plot.querySelectorAll('.g-ytitle text')) {
+      const box = title.getBoundingClientRect();
+      if (box.left < around.left - 1 || box.right > area.left) found.push(`${plot.id}: y title`);
+    }
+    const legend = plot.querySelector('.legend')?.getBoundingClientRect();
+    if (legend && legend.top < around.top - 1) found.push(`${plot.id}: legend`);
     boxes.forEach((a, i) => boxes.slice(i + 1).forEach((b) => {
       const apart = a.box.right <= b.box.left || b.box.right <= a.box.left ||
           a.box.bottom <= b.box.top + 1 || b.box.bottom <= a.box.top + 1;

@@ -9,7 +9,7 @@ import {
   DIVERGING,
   fitHeight,
   layout,
-  LEGEND_ABOVE,
+  legendAbove,
   metreAxis,
   PALETTES,
   redrawOnResize,
@@ -186,7 +186,7 @@ function histogram(normalised) {
       'histogram', traces,
       layout(
           'histogram', axis(title, {showgrid: false}), axis('Number of data'),
-          {...LEGEND_ABOVE, bargap: 0}),
+          {...legendAbove('histogram', 230, 2), bargap: 0}),
       CONFIG);
 }
 
@@ -221,7 +221,7 @@ function observedAgainstPredicted(view) {
       'scatter', traces,
       layout(
           'scatter', axis('Observed (nT)', {constrain: 'domain', nticks: 6}),
-          axis('Predicted (nT)', equal), LEGEND_ABOVE),
+          axis('Predicted (nT)', equal), legendAbove('scatter', 230, 2)),
       CONFIG);
 }
 

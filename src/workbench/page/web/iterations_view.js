@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How misfit, model norm and beta change from iteration to iteration.
 import {rowOf} from './decode.js';
-import {axis, CONFIG, INK, layout, LEGEND_ABOVE} from './plots.js';
+import {axis, CONFIG, INK, layout, legendAbove} from './plots.js';
 import {byId, extremes} from './text.js';
 
 /** @typedef {import('./decode.js').Run} Run */
@@ -88,8 +88,7 @@ function drawMisfit(run, shown) {
   Plotly.react(
       'misfit', traces,
       layout('misfit', iterationAxis(rows), logAxis('Misfit', [...of('misfit'), ...wanted]), {
-        ...LEGEND_ABOVE,
-        margin: {...LEGEND_ABOVE.margin, r: 70},
+        ...legendAbove('misfit', 300, 3, 70),
         yaxis2: {...axis('Model norm', right), exponentformat: 'power', rangemode: 'tozero'},
       }),
       CONFIG);
@@ -123,7 +122,7 @@ function drawTradeOff(run, shown) {
       'trade-off', traces,
       layout(
           'trade-off', axis('Model norm', {type, exponentformat: 'power'}),
-          logAxis('Misfit', [...of('misfit'), ...wanted]), LEGEND_ABOVE),
+          logAxis('Misfit', [...of('misfit'), ...wanted]), legendAbove('trade-off', 200, 2)),
       CONFIG);
 }
 

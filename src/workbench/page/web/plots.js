@@ -61,19 +61,22 @@ export const WITHOUT_COLOUR_BAR = {
   margin: MARGIN
 };
 
-/** Layout of plots with a legend above them. */
-export const LEGEND_ABOVE = {
-  margin: {...MARGIN, t: 40},
-  showlegend: true,
-  legend: {
-    orientation: 'h',
-    xref: 'container',
-    x: 0.02,
-    y: 1.02,
-    yanchor: 'bottom',
-    font: {size: 11},
-  },
-};
+/**
+ * Layout of plots with a legend above them that needs so many pixels: it gets a row per entry where
+ * they do not fit.
+ * @param {string} id
+ * @param {number} pixels
+ * @param {number} entries
+ * @param {number} [r]  right margin
+ */
+export function legendAbove(id, pixels, entries, r = MARGIN.r) {
+  const fits = byId(id).clientWidth - MARGIN.l - r >= pixels;
+  return {
+    margin: {...MARGIN, t: fits ? 40 : 20 + 20 * entries, r},
+    showlegend: true,
+    legend: {orientation: 'h', x: 0, y: 1, yanchor: 'bottom', font: {size: 11}},
+  };
+}
 
 /** @param {string} palette */
 function colours(palette) {

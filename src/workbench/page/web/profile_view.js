@@ -9,7 +9,7 @@ import {
   INK,
   isPrinting,
   layout,
-  LEGEND_ABOVE,
+  legendAbove,
   metreAxis,
 } from './plots.js';
 import {cellOf, cellTraces, describeCell, surfaceOf} from './sections.js';
@@ -27,8 +27,7 @@ import {byId, extremes, figures, metres} from './text.js';
  * @property {Track} track  of that line
  */
 
-const GAP = 22;      // between the parts, in pixels
-const NARROW = 700;  // pixels below which the legend takes several rows
+const GAP = 22;  // between the parts, in pixels
 const BLUE = '#0a5d73';
 const ORANGE = '#c05a00';
 
@@ -137,8 +136,8 @@ function sectionTraces(view) {
 function arrange(view) {
   const {model, data, track} = view;
   const plot = byId('profile');
-  const t = plot.clientWidth < NARROW ? 100 : LEGEND_ABOVE.margin.t;
-  const margin = {...LEGEND_ABOVE.margin, t, r: 88};
+  const above = legendAbove('profile', 700, 4, 88);
+  const {margin} = above;
   const width = Math.max(plot.clientWidth - margin.l - margin.r, 100);
   const [bottom, top] = model.extents[model.extent].elevation;
   const highest = Math.max(top, extremes(dataOf(view).map((i) => data.survey.z[i]))[1]);
@@ -151,7 +150,7 @@ function arrange(view) {
   const total = dataHeight + residualHeight + height + 2 * GAP;
   plot.style.height = `${total + margin.t + margin.b}px`;
   return {
-    margin,
+    above,
     width,
     length,
     range,
@@ -179,9 +178,8 @@ function drawProfile(view) {
           metreAxis(
               'Distance along the line (m)', {...acrossTicks(width, [0, length]), ...distance}),
           axis('nT', {domain: parts.data, nticks: 7}), {
-            ...LEGEND_ABOVE,
-            legend: {...LEGEND_ABOVE.legend, traceorder: 'normal'},
-            margin: parts.margin,
+            ...parts.above,
+            legend: {...parts.above.legend, traceorder: 'normal'},
             yaxis2: axis(
                 residualsIn(view.data).label, {domain: parts.residual, nticks: 5, ...zeroline}),
             yaxis3: metreAxis('Elevation (m)', {domain: parts.section, range, nticks: 6}),
