@@ -74,7 +74,14 @@ export function legendAbove(id, pixels, entries, r = MARGIN.r) {
   return {
     margin: {...MARGIN, t: fits ? 40 : 20 + 20 * entries, r},
     showlegend: true,
-    legend: {orientation: 'h', x: 0, y: 1, yanchor: 'bottom', font: {size: 11}},
+    legend: {
+      orientation: 'h',
+      x: 0,
+      y: 1,
+      yanchor: 'bottom',
+      font: {size: 11},
+      bgcolor: 'rgba(0,0,0,0)'
+    },
   };
 }
 
