@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <utility>
 
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
@@ -210,7 +211,8 @@ MatrixOrigin matrix_origin(const std::string& name, const SensitivityFile& headi
   if (!sidecar || !mismatched_matrix_parts(*sidecar, name, heading).empty()) return {};
   MatrixOrigin origin{
       .mismatched_survey_parts = differing_parts(*sidecar, survey_parts(observations)),
-      .warnings = warnings_of(*sidecar)};
+      .warnings = warnings_of(*sidecar),
+      .info_lines = std::move(sidecar->info_lines)};
   std::erase(origin.mismatched_survey_parts, "deviations");
   return origin;
 }

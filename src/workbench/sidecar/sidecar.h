@@ -65,6 +65,7 @@ struct MatrixOrigin {
   /// Parts of the observations that differ from those the matrix was made for, deviations excepted.
   std::vector<std::string> mismatched_survey_parts;
   std::vector<std::string> warnings;  ///< see `warnings_of`
+  std::vector<InfoLine> info_lines;
 };
 
 /// @param heading  of the sensitivity file `name`
