@@ -4,6 +4,7 @@ import {showData, startDataView} from './data_view.js';
 import {decodeModel, inflate, inflateText, rowOf} from './decode.js';
 import {drawIterations} from './iterations_view.js';
 import {showModel, startModelView} from './model_view.js';
+import {listenToSolid} from './solid_input.js';
 import {byId, figures} from './text.js';
 
 /**
@@ -96,6 +97,7 @@ async function start() {
   describeIteration(run, shown, iteration.digits);
   const modelView = await startModelView(mesh, survey, iteration.values);
   const dataView = await startDataView(survey, iteration.predicted);
+  listenToSolid(modelView);
   drawIterations(run, shown);
   preparePrinting();
   select.addEventListener('change', async () => {

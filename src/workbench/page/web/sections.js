@@ -149,6 +149,17 @@ function toColourAxis(view) {
 }
 
 /**
+ * Where a susceptibility lies between the first colour (0) and the last (1).
+ * @param {ModelView} view
+ * @returns {(value: number) => number}
+ */
+export function placeOnScale(view) {
+  const toColour = toColourAxis(view);
+  const [first, last] = [toColour(view.low), toColour(view.high)];
+  return (value) => Math.min(Math.max((toColour(value) - first) / (last - first), 0), 1);
+}
+
+/**
  * @param {ModelView} view
  * @param {AxisName} axisName
  */
@@ -270,10 +281,11 @@ function drawSection(view, id) {
 }
 
 /**
- * Draws all sections.
+ * Draws all sections, and tells the picture in three dimensions.
  * @param {ModelView} view
  */
 export function drawSections(view) {
+  byId('model').dispatchEvent(new Event('redrawn'));
   return Promise.all(SECTION_IDS.map((id) => drawSection(view, id)));
 }
 
