@@ -179,14 +179,14 @@ function expectedFaces(values, threshold) {
 
 // The same of what the picture in three dimensions draws.
 const drawnFaces = (part) => page.evaluate((name) => {
-  const {[name]: corners, middle} = document.getElementById('solid-canvas').drawn;
+  const {[name]: shapes, middle} = document.getElementById('solid-canvas').drawn;
   const faces = [];
-  for (let at = 0; at < corners.length; at += 12) {
-    const ends = (choose) => [0, 1, 2].map((axis) => {
-      const values = [0, 3, 6, 9].map((corner) => corners[at + corner + axis]);
-      return Math.round(1000 * (choose(...values) + middle[axis])) / 1000;
+  for (let at = 0; at < shapes.length; at += 9) {
+    const end = (edges) => [0, 1, 2].map((axis) => {
+      const sum = edges.reduce((total, edge) => total + shapes[at + edge + axis], middle[axis]);
+      return Math.round(1000 * sum) / 1000;
     });
-    faces.push([...ends(Math.min), ...ends(Math.max)].join(' '));
+    faces.push([...end([0]), ...end([0, 3, 6])].join(' '));
   }
   return faces.sort();
 }, part);

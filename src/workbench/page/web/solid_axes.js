@@ -8,9 +8,10 @@ import {metres} from './text.js';
  * @typedef {import('./solid_camera.js').Direction} Direction
  * @typedef {import('./solid_cells.js').Place} Place
  * @typedef {[Place, Place]} Box  its lowest and its highest corner
+ * @typedef {[Place, Place]} Line  its ends
  *
  * @typedef {{text: string, at: Place}} Tick
- * @typedef {{name: string, ends: [Place, Place], ticks: Tick[]}} Axis
+ * @typedef {{name: string, ends: Line, ticks: Tick[]}} Axis
  */
 
 const NAMES = ['Easting (m)', 'Northing (m)', 'Elevation (m)'];
@@ -39,19 +40,20 @@ function farCorner([low, high], direction) {
 }
 
 /**
- * Lines on the three sides of the box that lie behind it; two places for each line.
+ * Lines on the three sides of the box that lie behind it.
  * @param {Box} box
  * @param {Direction} direction
  */
 export function linesOfBox(box, direction) {
   const [low, high] = box;
   const far = farCorner(box, direction);
+  /** @type {Line[]} */
   const lines = [];
   for (const axis of [0, 1, 2]) {
     for (const value of [low[axis], ...roundNumbers(low[axis], high[axis]), high[axis]]) {
       for (const across of [0, 1, 2].filter((other) => other !== axis)) {
         const from = moved(far, [axis, value], [across, low[across]]);
-        lines.push(from, moved(from, [across, high[across]]));
+        lines.push([from, moved(from, [across, high[across]])]);
       }
     }
   }
@@ -71,7 +73,7 @@ export function northArrow([low, high], direction) {
   const foot = moved(high, [0, high[0] + size], [2, low[2]]);
   const tip = moved(foot, [1, foot[1] + size]);
   const barb = (side) => moved(tip, [0, tip[0] + side * size / 5], [1, tip[1] - size / 3]);
-  return [foot, tip, tip, barb(-1), tip, barb(1)];
+  return [[foot, tip], [tip, barb(-1)], [tip, barb(1)]];
 }
 
 /**

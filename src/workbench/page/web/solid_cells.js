@@ -20,9 +20,6 @@ const BELOW = 4;
 const ABOVE = 5;
 export const SIDES = 6;
 
-// Whether a corner of a face is at its higher end, along the first and the second of its axes.
-const CORNERS = [[0, 0], [1, 0], [1, 1], [0, 1]];
-
 // Cells along an axis whose centres lie within the limits.
 function cellsWithin(nodes, [from, to]) {
   const centres = nodes.slice(1).map((node, i) => (node + nodes[i]) / 2);
@@ -137,18 +134,18 @@ export function groundFaces(mesh, {east, north, layers}) {
 }
 
 /**
- * The four corners of each face, one after another around it, less the origin.
+ * The faces as parallelograms: nine numbers each, the lowest corner less the origin and the two
+ * edges from there, the second one anticlockwise of the first as seen from outside the cell.
  * @param {Mesh} mesh
  * @param {number[]} faces
  * @param {Place} origin
  */
-export function cornersOfFaces(mesh, faces, origin) {
+export function parallelograms(mesh, faces, origin) {
   const {east, layers} = mesh.counts;
   const nodes = [mesh.nodes.easting, mesh.nodes.northing, mesh.nodes.elevation];
-  const corners = new Float32Array(12 * faces.length);
+  const numbers = new Float32Array(9 * faces.length);
   const at = [0, 0, 0];
-  let next = 0;
-  for (const face of faces) {
+  faces.forEach((face, i) => {
     const side = face % SIDES;
     const cell = (face - side) / SIDES;
     const layer = cell % layers;
@@ -157,12 +154,12 @@ export function cornersOfFaces(mesh, faces, origin) {
     at[1] = (column - at[0]) / east;
     at[2] = layers - 1 - layer;
     const across = side >> 1;
-    for (const [first, second] of CORNERS) {
-      for (let axis = 0; axis < 3; ++axis, ++next) {
-        const high = axis === across ? side & 1 : axis === (across + 1) % 3 ? first : second;
-        corners[next] = nodes[axis][at[axis] + high] - origin[axis];
-      }
+    at[across] += side & 1;
+    for (const axis of [0, 1, 2]) numbers[9 * i + axis] = nodes[axis][at[axis]] - origin[axis];
+    for (const edge of [1, 2]) {
+      const axis = (across + (side & 1 ? edge : 3 - edge)) % 3;
+      numbers[9 * i + 3 * edge + axis] = nodes[axis][at[axis] + 1] - nodes[axis][at[axis]];
     }
-  }
-  return corners;
+  });
+  return numbers;
 }

@@ -57,8 +57,11 @@ export function placeLabels(box, direction, onScreen) {
   const [low, high] = box;
   const middle = onScreen(/** @type {Place} */ (low.map((v, axis) => (v + high[axis]) / 2)));
   const labels = axesOfBox(box, direction).flatMap((axis) => labelsOfAxis(axis, onScreen, middle));
-  const [foot, tip] = northArrow(box, direction).map(onScreen);
-  if (tip) labels.unshift({text: 'N', at: beyond(tip, 12 / length(foot, tip), minus(tip, foot))});
+  const [arrow] = northArrow(box, direction);
+  if (arrow) {
+    const [foot, tip] = arrow.map(onScreen);
+    labels.unshift({text: 'N', at: beyond(tip, 12 / length(foot, tip), minus(tip, foot))});
+  }
   /** @type {Label[]} */
   const placed = [];
   for (const label of labels) {

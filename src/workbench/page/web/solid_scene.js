@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Draws faces, points and lines with WebGL.
+// Draws faces, lines and points with WebGL. All are parallelograms of nine numbers: a place and the
+// two edges from there; a line has no second edge, a point none. Each corner is a vertex: instanced
+// drawing would need less memory, but is slow where the processor draws for want of a graphics
+// card.
 
 /**
  * @typedef {'cells' | 'ground' | 'stations' | 'lines'} PartName
@@ -8,14 +11,14 @@
  * @property {WebGLVertexArrayObject} array
  * @property {WebGLBuffer} places
  * @property {WebGLBuffer} colours
- * @property {number} vertices
+ * @property {number} count  of its shapes
  *
  * @typedef {object} Scene
  * @property {WebGL2RenderingContext} gl
  * @property {Record<string, WebGLUniformLocation | null>} settings
  * @property {Record<PartName, Part>} parts
- * @property {WebGLBuffer} corners  numbers of the corners of two triangles per face
- * @property {number} faces  for which there are such numbers
+ * @property {WebGLBuffer} triangles  the vertices of two triangles per face
+ * @property {number} faces  for which these are there
  */
 
 const PLAIN = 0;
@@ -33,8 +36,7 @@ void main() {
   gl_Position = matrix * vec4(place, 1.0);
   gl_PointSize = pointSize;
   paint = colour;
-  int number = gl_VertexID & 3;  // of the corner around its face
-  corner = vec2(number == 1 || number == 2, number >= 2);
+  corner = vec2(gl_VertexID & 1, (gl_VertexID >> 1) & 1);
 }`;
 
 // Edges of cells are darker, unless cells are only a few pixels wide. Stations are round.
@@ -71,18 +73,18 @@ function compile(gl) {
 
 /**
  * @param {WebGL2RenderingContext} gl
- * @param {WebGLBuffer} corners
+ * @param {WebGLBuffer} triangles
  * @returns {Part}
  */
-function newPart(gl, corners) {
+function newPart(gl, triangles) {
   const part = {
     array: gl.createVertexArray(),
     places: gl.createBuffer(),
     colours: gl.createBuffer(),
-    vertices: 0,
+    count: 0,
   };
   gl.bindVertexArray(part.array);
-  gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, corners);
+  gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, triangles);
   gl.enableVertexAttribArray(0);
   gl.enableVertexAttribArray(1);
   gl.bindBuffer(gl.ARRAY_BUFFER, part.places);
@@ -105,53 +107,72 @@ export function newScene(canvas) {
   gl.enable(gl.DEPTH_TEST);
   gl.blendFunc(gl.SRC_ALPHA, gl.ONE_MINUS_SRC_ALPHA);
   gl.clearColor(1, 1, 1, 1);
-  const corners = /** @type {WebGLBuffer} */ (gl.createBuffer());
+  const triangles = /** @type {WebGLBuffer} */ (gl.createBuffer());
   const setting = (name) => [name, gl.getUniformLocation(program, name)];
   return {
     gl,
     settings: Object.fromEntries(['matrix', 'pointSize', 'style'].map(setting)),
     parts: {
-      cells: newPart(gl, corners),
-      ground: newPart(gl, corners),
-      stations: newPart(gl, corners),
-      lines: newPart(gl, corners),
+      cells: newPart(gl, triangles),
+      ground: newPart(gl, triangles),
+      stations: newPart(gl, triangles),
+      lines: newPart(gl, triangles),
     },
-    corners,
+    triangles,
     faces: 0,
   };
 }
 
-function numberCorners(scene, faces) {
+// The triangles of so many faces, which all parts share.
+function setTriangles(scene, faces) {
   const {gl} = scene;
-  const numbers = new Uint32Array(6 * faces);
+  const vertices = new Uint32Array(6 * faces);
   for (let face = 0; face < faces; ++face) {
-    [0, 1, 2, 0, 2, 3].forEach((corner, i) => {
-      numbers[6 * face + i] = 4 * face + corner;
-    });
+    const first = 4 * face;
+    vertices.set([first, first + 1, first + 3, first, first + 3, first + 2], 6 * face);
   }
   gl.bindVertexArray(null);
-  gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, scene.corners);
-  gl.bufferData(gl.ELEMENT_ARRAY_BUFFER, numbers, gl.STATIC_DRAW);
+  gl.bindBuffer(gl.ELEMENT_ARRAY_BUFFER, scene.triangles);
+  gl.bufferData(gl.ELEMENT_ARRAY_BUFFER, vertices, gl.STATIC_DRAW);
   scene.faces = faces;
 }
 
+const CORNERS = {
+  cells: 4,
+  ground: 4,
+  stations: 1,
+  lines: 2
+};
+
 /**
- * Replaces a part of the scene; cells and ground are faces of four vertices.
+ * Replaces a part of the scene.
  * @param {Scene} scene
  * @param {PartName} name
- * @param {Float32Array} places  three numbers per vertex
- * @param {Uint32Array} colours  one per vertex: red in the lowest byte, green, blue, opacity
+ * @param {Float32Array} shapes  nine numbers each
+ * @param {Uint32Array} colours  one each: red in the lowest byte, green, blue, opacity
  */
-export function setPart(scene, name, places, colours) {
+export function setPart(scene, name, shapes, colours) {
   const {gl} = scene;
   const part = scene.parts[name];
-  part.vertices = colours.length;
+  const corners = CORNERS[name];
+  part.count = colours.length;
+  const places = new Float32Array(3 * corners * part.count);
+  const paint = new Uint32Array(corners * part.count);
+  for (let vertex = 0; vertex < paint.length; ++vertex) {
+    const corner = vertex % corners;
+    const shape = (vertex - corner) / corners;
+    paint[vertex] = colours[shape];
+    for (let axis = 0; axis < 3; ++axis) {
+      const at = 9 * shape + axis;
+      const [first, second] = [corner & 1 ? shapes[at + 3] : 0, corner & 2 ? shapes[at + 6] : 0];
+      places[3 * vertex + axis] = shapes[at] + first + second;
+    }
+  }
   gl.bindBuffer(gl.ARRAY_BUFFER, part.places);
   gl.bufferData(gl.ARRAY_BUFFER, places, gl.DYNAMIC_DRAW);
   gl.bindBuffer(gl.ARRAY_BUFFER, part.colours);
-  gl.bufferData(gl.ARRAY_BUFFER, colours, gl.DYNAMIC_DRAW);
-  const faces = name === 'cells' || name === 'ground' ? colours.length / 4 : 0;
-  if (faces > scene.faces) numberCorners(scene, faces);
+  gl.bufferData(gl.ARRAY_BUFFER, paint, gl.DYNAMIC_DRAW);
+  if (corners === 4 && part.count > scene.faces) setTriangles(scene, part.count);
 }
 
 /**
@@ -159,17 +180,14 @@ export function setPart(scene, name, places, colours) {
  * @param {PartName} name
  * @param {number} style
  */
-function drawPart(scene, name, style) {
-  const {gl, settings, parts} = scene;
-  const {array, vertices} = parts[name];
-  gl.bindVertexArray(array);
+function drawPart({gl, settings, parts}, name, style) {
+  gl.bindVertexArray(parts[name].array);
   gl.uniform1i(settings.style, style);
-  if (name === 'stations') {
-    gl.drawArrays(gl.POINTS, 0, vertices);
-  } else if (name === 'lines') {
-    gl.drawArrays(gl.LINES, 0, vertices);
+  const {count} = parts[name];
+  if (CORNERS[name] === 4) {
+    gl.drawElements(gl.TRIANGLES, 6 * count, gl.UNSIGNED_INT, 0);
   } else {
-    gl.drawElements(gl.TRIANGLES, 6 * vertices / 4, gl.UNSIGNED_INT, 0);
+    gl.drawArrays(name === 'lines' ? gl.LINES : gl.POINTS, 0, CORNERS[name] * count);
   }
 }
 
@@ -185,7 +203,9 @@ export function drawScene(scene, matrix, shown) {
   gl.uniformMatrix4fv(settings.matrix, false, matrix);
   gl.uniform1f(settings.pointSize, 3.5 * devicePixelRatio);
   gl.depthFunc(gl.LESS);
+  gl.enable(gl.CULL_FACE);  // the far sides of cells are hidden by the near ones
   drawPart(scene, 'cells', EDGED);
+  gl.disable(gl.CULL_FACE);
   drawPart(scene, 'lines', PLAIN);
   if (shown.stations) drawPart(scene, 'stations', ROUND);
   if (!shown.ground) return;

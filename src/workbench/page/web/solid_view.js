@@ -12,10 +12,10 @@ import {
 } from './solid_camera.js';
 import {
   cellsAbove,
-  cornersOfFaces,
   cornersOfWindow,
   groundFaces,
   outerFaces,
+  parallelograms,
   SIDES,
   windowOf,
 } from './solid_cells.js';
@@ -63,6 +63,12 @@ const LOW_RELIEF = 0.1;
 // Brightness of the sides of a cell: west, east, south, north, below, above.
 const SHADES = [0.84, 0.8, 0.9, 0.74, 0.66, 1];
 
+/**
+ * @param {Place} to
+ * @param {Place} from
+ */
+const minus = (to, from) => /** @type {Place} */ (to.map((v, axis) => v - from[axis]));
+
 const packed = (/** @type {number[]} */[red, green, blue], shade, opacity = 1) =>
     (Math.round(255 * opacity) << 24 | Math.round(shade * blue) << 16 |
      Math.round(shade * green) << 8 | Math.round(shade * red)) >>>
@@ -94,20 +100,13 @@ export function firstThreshold({mesh, values, extents, extent}) {
  */
 export const largest = ({range}) => Math.max(Math.abs(range[0]), Math.abs(range[1]));
 
-// The colour of each face for its four vertices.
-function perVertex(faceColours) {
-  const colours = new Uint32Array(4 * faceColours.length);
-  faceColours.forEach((colour, i) => colours.fill(colour, 4 * i, 4 * i + 4));
-  return colours;
-}
-
 /**
  * @param {SolidView} view
  * @param {number[]} cells
  */
 function setCells({model, scene, middle, drawn}, cells) {
   const faces = outerFaces(model.mesh, cells);
-  const corners = cornersOfFaces(model.mesh, faces, middle);
+  const shapes = parallelograms(model.mesh, faces, middle);
   const table = colourTable(PALETTES[model.palette], COLOURS)
                     .flatMap((colour) => SHADES.map((shade) => packed(colour, shade)));
   const place = placeOnScale(model);
@@ -116,9 +115,9 @@ function setCells({model, scene, middle, drawn}, cells) {
     const value = model.values[(face - side) / SIDES];
     return table[SIDES * Math.round((COLOURS - 1) * place(value)) + side];
   };
-  const colours = perVertex(faces.map(colour));
-  setPart(scene, 'cells', corners, colours);
-  Object.assign(drawn, {cells: corners, colours, middle});
+  const colours = Uint32Array.from(faces, colour);
+  setPart(scene, 'cells', shapes, colours);
+  Object.assign(drawn, {cells: shapes, colours, middle});
 }
 
 /**
@@ -128,8 +127,8 @@ function setCells({model, scene, middle, drawn}, cells) {
  */
 function setSurroundings({model, scene, middle, half, drawn}, window) {
   const faces = groundFaces(model.mesh, window);
-  const corners = cornersOfFaces(model.mesh, faces, middle);
-  const tops = faces.map((_, face) => Math.max(corners[12 * face + 2], corners[12 * face + 8]));
+  const shapes = parallelograms(model.mesh, faces, middle);
+  const tops = faces.map((_, i) => shapes[9 * i + 2] + shapes[9 * i + 5] + shapes[9 * i + 8]);
   const [low, high] = extremes(tops);
   const relief = Math.max(high - low, LOW_RELIEF * Math.hypot(...half));
   const colours = faces.map((face, i) => {
@@ -137,11 +136,12 @@ function setSurroundings({model, scene, middle, half, drawn}, window) {
     const colour = LOWLAND.map((v, c) => v + share * (SUMMITS[c] - v));
     return packed(colour, SHADES[face % SIDES], OPACITY);
   });
-  setPart(scene, 'ground', corners, perVertex(colours));
-  drawn.ground = corners;
+  setPart(scene, 'ground', shapes, Uint32Array.from(colours));
+  drawn.ground = shapes;
   const {x, y, z} = model.survey;
-  const stations = x.flatMap((easting, i) => [easting, y[i], z[i]].map((v, a) => v - middle[a]));
-  setPart(scene, 'stations', new Float32Array(stations), new Uint32Array(x.length).fill(INK));
+  const stations = new Float32Array(9 * x.length);
+  x.forEach((easting, i) => stations.set(minus([easting, y[i], z[i]], middle), 9 * i));
+  setPart(scene, 'stations', stations, new Uint32Array(x.length).fill(INK));
 }
 
 /**
@@ -206,17 +206,18 @@ function draw(view) {
   if (canvas.width !== width) canvas.width = width;
   if (canvas.height !== height) canvas.height = height;
   const {box, middle, camera} = view;
-  const relative = (place) => /** @type {Place} */ (place.map((v, axis) => v - middle[axis]));
   const matrix = projection(camera, clientWidth / clientHeight, 2 * Math.hypot(...view.half));
   const [grid, arrow] = [linesOfBox(box, camera), northArrow(box, camera)];
-  const colours = new Uint32Array(grid.length + arrow.length).fill(GRID).fill(INK, grid.length);
-  setPart(scene, 'lines', new Float32Array([...grid, ...arrow].flatMap(relative)), colours);
+  const lines = [...grid, ...arrow].flatMap(
+      ([from, to]) => [...minus(from, middle), ...minus(to, from), 0, 0, 0]);
+  const colours = new Uint32Array(lines.length / 9).fill(GRID).fill(INK, grid.length);
+  setPart(scene, 'lines', new Float32Array(lines), colours);
   drawScene(scene, matrix, {
     ground: byId('solid-ground').checked,
     stations: byId('solid-stations').checked,
   });
   placeLabels(box, camera, (place) => {
-    const [x, y] = placeInPicture(matrix, relative(place));
+    const [x, y] = placeInPicture(matrix, minus(place, middle));
     return [x * clientWidth, y * clientHeight];
   });
   byId('solid-camera').textContent = describeDirection(camera);
