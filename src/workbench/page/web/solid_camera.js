@@ -42,10 +42,9 @@ export const dot = (a, b) => a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
  * The height (m) of a picture that holds a box around the middle, with room for labels.
  * @param {Direction} direction
  * @param {Place} half  of the sides of the box
- * @param {number} width  of the picture in pixels
- * @param {number} height
+ * @param {[number, number]} size  width and height of the picture in pixels
  */
-export function fittingHeight(direction, half, width, height) {
+export function fittingHeight(direction, half, [width, height]) {
   const {right, up} = axesOfPicture(direction);
   const reach = (axis) => 2 * dot(/** @type {Place} */ (axis.map(Math.abs)), half);
   const room = (pixels, margin) => pixels - 2 * Math.min(margin, pixels / 5);

@@ -3,6 +3,7 @@
 // mouse and fingers.
 import {newScene} from './solid_scene.js';
 import {
+  draw,
   FIRST_VIEW,
   firstThreshold,
   largest,
@@ -107,6 +108,22 @@ function listenToControls(view) {
   }
 }
 
+// Paper gets a copy: browsers print the frame of a WebGL canvas that was last on the screen.
+function listenToPrinting(view) {
+  const {canvas} = view;
+  window.addEventListener('beforeprint', () => {
+    canvas.style.height = '340px';
+    draw(view);
+    const paper = byId('solid-paper');
+    Object.assign(paper, {width: canvas.width, height: canvas.height});
+    paper.getContext('2d').drawImage(canvas, 0, 0);
+  });
+  window.addEventListener('afterprint', () => {
+    canvas.style.height = '';
+    draw(view);
+  });
+}
+
 /**
  * @param {ModelView} model
  * @returns {SolidView | null}  null when the browser has no WebGL
@@ -127,6 +144,7 @@ function startSolidView(model) {
     box: [[0, 0, 0], [0, 0, 0]],
     middle: [0, 0, 0],
     half: [0, 0, 0],
+    size: [1, 1],
     drawn: {},
     frame: 0,
     stale: true,
@@ -137,6 +155,7 @@ function startSolidView(model) {
   listenToPointers(view);
   listenToControls(view);
   new ResizeObserver(() => redraw(view)).observe(canvas);
+  listenToPrinting(view);
   canvas.addEventListener('webglcontextlost', (event) => event.preventDefault());
   canvas.addEventListener('webglcontextrestored', () => {
     view.scene = newScene(canvas) ?? view.scene;

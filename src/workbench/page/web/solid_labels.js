@@ -52,8 +52,9 @@ function labelsOfAxis({name, ends, ticks}, onScreen, middle) {
  * @param {Box} box
  * @param {Direction} direction
  * @param {OnScreen} onScreen
+ * @param {number} width  of the picture in pixels, over whose sides no text goes
  */
-export function placeLabels(box, direction, onScreen) {
+export function placeLabels(box, direction, onScreen, width) {
   const [low, high] = box;
   const middle = onScreen(/** @type {Place} */ (low.map((v, axis) => (v + high[axis]) / 2)));
   const labels = axesOfBox(box, direction).flatMap((axis) => labelsOfAxis(axis, onScreen, middle));
@@ -65,9 +66,11 @@ export function placeLabels(box, direction, onScreen) {
   /** @type {Label[]} */
   const placed = [];
   for (const label of labels) {
+    const half = halfWidth(label.text);
+    label.at[0] = Math.min(Math.max(label.at[0], half), width - half);
     const free = placed.every(
         ({text, at}) => Math.abs(at[1] - label.at[1]) > 2 * HALF_HEIGHT ||
-            Math.abs(at[0] - label.at[0]) > halfWidth(text) + halfWidth(label.text));
+            Math.abs(at[0] - label.at[0]) > halfWidth(text) + half);
     if (free) placed.push(label);
   }
   byId('solid-labels').replaceChildren(...placed.map(({text, at}) => {

@@ -52,7 +52,7 @@ void main() {
     vec2 pixel = fwidth(corner);
     vec2 pixels = min(corner, 1.0 - corner) / pixel;
     float edge = 1.0 - smoothstep(0.4, 1.4, min(pixels.x, pixels.y));
-    result.rgb *= 1.0 - 0.45 * edge * smoothstep(0.3, 0.1, max(pixel.x, pixel.y));
+    result.rgb *= 1.0 - 0.35 * edge * smoothstep(0.3, 0.1, max(pixel.x, pixel.y));
   } else if (style == ${ROUND} && length(gl_PointCoord - 0.5) > 0.5) {
     discard;
   }
@@ -201,7 +201,7 @@ export function drawScene(scene, matrix, shown) {
   gl.viewport(0, 0, gl.drawingBufferWidth, gl.drawingBufferHeight);
   gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);
   gl.uniformMatrix4fv(settings.matrix, false, matrix);
-  gl.uniform1f(settings.pointSize, 3.5 * devicePixelRatio);
+  gl.uniform1f(settings.pointSize, Math.min(3.5 * devicePixelRatio, gl.drawingBufferWidth / 300));
   gl.depthFunc(gl.LESS);
   gl.enable(gl.CULL_FACE);  // the far sides of cells are hidden by the near ones
   drawPart(scene, 'cells', EDGED);

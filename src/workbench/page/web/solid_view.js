@@ -41,6 +41,7 @@ import {byId, extremes, figures, metres} from './text.js';
  * @property {Box} box  around the cells of the extent and the stations above them
  * @property {Place} middle  of the box, from which the scene counts
  * @property {Place} half  of the sides of the box
+ * @property {[number, number]} size  of the picture in pixels
  * @property {number} frame  the request of the next frame; 0 when there is none
  * @property {any} drawn  what the scene was given, for the tests of the page
  * @property {boolean} stale  whether cells or colours have changed since the last frame
@@ -149,8 +150,20 @@ function setSurroundings({model, scene, middle, half, drawn}, window) {
  * @param {SolidView} view
  * @param {Direction} direction
  */
-const heightFor = ({half, canvas}, direction) =>
-    fittingHeight(direction, half, canvas.clientWidth, canvas.clientHeight);
+const heightFor = ({half, size}, direction) => fittingHeight(direction, half, size);
+
+/**
+ * Keeps as much of the box in a picture of another size, also on paper.
+ * @param {SolidView} view
+ * @param {number} width  in pixels
+ * @param {number} height
+ */
+function fitToSize(view, width, height) {
+  if (view.size[0] === width && view.size[1] === height) return;
+  const before = heightFor(view, view.camera);
+  view.size = [width, height];
+  view.camera.height *= heightFor(view, view.camera) / before || 1;
+}
 
 /**
  * @param {SolidView} view
@@ -195,10 +208,11 @@ function refresh(view) {
 }
 
 /** @param {SolidView} view */
-function draw(view) {
+export function draw(view) {
   const {canvas, scene} = view;
   const {clientWidth, clientHeight} = canvas;
   if (!(clientWidth > 0)) return;  // closed
+  fitToSize(view, clientWidth, clientHeight);
   if (view.stale) refresh(view);
   view.stale = false;
   const [width, height] =
@@ -216,10 +230,12 @@ function draw(view) {
     ground: byId('solid-ground').checked,
     stations: byId('solid-stations').checked,
   });
-  placeLabels(box, camera, (place) => {
+  /** @type {(place: Place) => [number, number]} */
+  const onScreen = (place) => {
     const [x, y] = placeInPicture(matrix, minus(place, middle));
     return [x * clientWidth, y * clientHeight];
-  });
+  };
+  placeLabels(box, camera, onScreen, clientWidth);
   byId('solid-camera').textContent = describeDirection(camera);
 }
 
