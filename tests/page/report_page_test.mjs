@@ -8,11 +8,12 @@ import {mkdtempSync, readFileSync, rmSync, statSync, writeFileSync} from 'node:f
 import {tmpdir} from 'node:os';
 import path from 'node:path';
 import {after, before, test} from 'node:test';
-import {pathToFileURL} from 'node:url';
+import {fileURLToPath, pathToFileURL} from 'node:url';
 
 const {QVX, QUORIVEX, BROWSER, DRIVER, SCREENSHOT} = process.env;
 const {chromium} = await import(pathToFileURL(DRIVER));
 
+const WEB = fileURLToPath(new URL('../../src/workbench/page/web', import.meta.url));
 const INPUT = `<i>&"x'.inp`;
 const WIDTHS = {
   easting: [100, 50, 60, 70, 110, 200],
@@ -388,6 +389,12 @@ test('in three dimensions stand the outer faces of the cells above the threshold
   await page.click('#range-reset');
   const values = model(iterations);
   const ground = values.filter((v) => v !== -100);
+  await page.waitForFunction(
+      () => /^([3-9]|1\d) cells have/.test(document.getElementById('solid-note').textContent));
+  await page.locator('#solid-slide').fill('200');
+  const half = Number(await page.inputValue('#solid-threshold'));
+  assert.ok(Math.abs(half / Math.max(...values) - 0.5) < 0.01, `${half}`);
+  await showFrom(half, ground.filter((v) => v >= half).length);
   for (const threshold of [0, values[100], values[101], values[161], Math.max(...values)]) {
     await showFrom(threshold, ground.filter((v) => v >= threshold).length);
     assert.deepEqual(await drawnFaces('cells'), expectedFaces(values, threshold));
@@ -405,6 +412,31 @@ test('in three dimensions stand the outer faces of the cells above the threshold
       () =>
           Array.from(document.getElementById('solid-canvas').drawn.colours, (c) => c % 0x1000000));
   assert.equal(Math.max(...colours), 0x25e7fd);  // the last of the scale, where light falls on it
+});
+
+test('in three dimensions stand the cells of the extent', async () => {
+  const values = model(iterations);
+  const within = (name, [first, last]) => {
+    const rim = 0.12 * (1411 - 1123);
+    return centres(name).map((centre) => centre >= first - rim && centre <= last + rim);
+  };
+  const [east, north] = [within('easting', [1123, 1411]), within('northing', [2061, 2243])];
+  const part = values.map(
+      (v, cell) => (east[Math.floor(cell / 7) % 6] && north[Math.floor(cell / 42)] ? v : -100));
+  await page.selectOption('#extent', 'survey');
+  await showFrom(0, part.filter((v) => v !== -100).length);
+  assert.deepEqual(await drawnFaces('cells'), expectedFaces(part, 0));
+  assert.match(await page.textContent('#solid-note'), /more lie outside the extent/);
+  await page.selectOption('#extent', 'mesh');
+  await showFrom(Math.max(...values), 1);
+
+  const source = readFileSync(path.join(WEB, 'solid_cells.js'), 'utf8');
+  const {windowOf} = await import(`data:text/javascript,${encodeURIComponent(source)}`);
+  const nodes = {easting: [0, 2, 4, 8], northing: [0, 1, 2], elevation: [-50, -10, 0, 4]};
+  const extent = {easting: [1, 5.9], northing: [0.6, 2], elevation: [-30, 1.9]};
+  assert.deepEqual(
+      windowOf({nodes, counts: {layers: 3}}, extent),
+      {east: [0, 2], north: [1, 2], layers: [1, 3]});
 });
 
 // The strongest cell is the last one: in the north-east, at the bottom.

@@ -86,20 +86,28 @@ export function threeDigits(value) {
 }
 
 /**
- * The value from which the strongest cells of the extent have theirs.
- * @param {ModelView} model
- */
-export function firstThreshold({mesh, values, extents, extent}) {
-  const inside = cellsAbove(mesh, values, windowOf(mesh, extents[extent]), 0);
-  const sizes = Float64Array.from(inside, (cell) => Math.abs(values[cell])).sort();
-  return threeDigits(sizes[Math.floor((1 - STRONGEST) * sizes.length)] ?? 0);
-}
-
-/**
  * The largest magnitude of the last iteration, where the slider ends.
  * @param {ModelView} model
  */
 export const largest = ({range}) => Math.max(Math.abs(range[0]), Math.abs(range[1]));
+
+/**
+ * The magnitude that the strongest cells of the extent reach; half of the largest one where nearly
+ * all cells have the same.
+ * @param {ModelView} model
+ */
+export function firstThreshold(model) {
+  const {mesh, values, extents, extent} = model;
+  const inside = cellsAbove(mesh, values, windowOf(mesh, extents[extent]), 0);
+  const sizes = Float64Array.from(inside, (cell) => Math.abs(values[cell])).sort();
+  const strong = sizes[Math.floor((1 - STRONGEST) * sizes.length)];
+  return threeDigits(strong > sizes[0] ? strong : largest(model) / 2);
+}
+
+// Texts that are read aloud when they change.
+function say(id, text) {
+  if (byId(id).textContent !== text) byId(id).textContent = text;
+}
 
 /**
  * @param {SolidView} view
@@ -201,10 +209,10 @@ function refresh(view) {
   setCells(view, cells);
   const everywhere = windowOf(mesh, extents.mesh);
   const outside = cellsAbove(mesh, values, everywhere, view.threshold).length - cells.length;
-  byId('solid-note').textContent =
-      `${metres(cells.length)} ${cells.length === 1 ? 'cell has' : 'cells have'} ` +
-      `${figures(view.threshold)} SI or more${range[0] < 0 ? ' in magnitude' : ''}` +
-      `${outside > 0 ? `; ${metres(outside)} more lie outside the extent` : ''}.`;
+  const counted = metres(cells.length) + (cells.length === 1 ? ' cell has' : ' cells have');
+  const beyond = outside > 0 ? `; ${metres(outside)} more lie outside the extent` : '';
+  const magnitude = range[0] < 0 ? ' in magnitude' : '';
+  say('solid-note', `${counted} ${figures(view.threshold)} SI or more${magnitude}${beyond}.`);
 }
 
 /** @param {SolidView} view */
@@ -236,7 +244,7 @@ export function draw(view) {
     return [x * clientWidth, y * clientHeight];
   };
   placeLabels(box, camera, onScreen, clientWidth);
-  byId('solid-camera').textContent = describeDirection(camera);
+  say('solid-camera', describeDirection(camera));
 }
 
 /**
