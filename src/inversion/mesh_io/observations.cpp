@@ -18,7 +18,7 @@ namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxLine = 1000;
-constexpr std::int64_t kLineBytes = 128;  // more than a line that is written needs
+constexpr std::int64_t kLineBytes = 128;  // more than a line without its label needs
 
 /// The lines of a data file without comments and blank lines.
 class DataLines {
@@ -171,7 +171,8 @@ std::vector<double> read_predicted_data(const std::string& name, const Observati
 
 void write_data_file(const std::string& name, const Observations& observations,
                      View1<const double> values, View1<const double> std,
-                     const std::vector<std::string>& comments) {
+                     const std::vector<std::string>& comments,
+                     const std::vector<std::string>& labels) {
   const Observations& o = observations;
   AtomicFile file(name);
   for (std::string comment : comments) {
@@ -185,7 +186,10 @@ void write_data_file(const std::string& name, const Observations& observations,
   file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + whole(o.idir, 7) +
               "     !! aincl, adecl, idir\n");
   file.append(whole(o.ndata, 7) + right("", 23) + "  !! # of data\n");
-  append_in_parallel(file, values.size(), kLineBytes, [&](std::int64_t i, std::string& text) {
+  std::size_t label_bytes = 0;
+  for (const std::string& label : labels) label_bytes = std::max(label_bytes, label.size());
+  const std::int64_t bytes = kLineBytes + static_cast<std::int64_t>(label_bytes);
+  append_in_parallel(file, values.size(), bytes, [&](std::int64_t i, std::string& text) {
     const std::size_t at = as_size(i - 1);
     for (const double coordinate : {o.x[at], o.y[at], o.z[at]}) append_sci(text, coordinate, 17, 9);
     text += "  ";
@@ -196,6 +200,7 @@ void write_data_file(const std::string& name, const Observations& observations,
     }
     append_sci(text, values(i), 14, 6);
     if (std.size() > 0) append_sci(text, std(i), 14, 6);
+    if (!labels.empty()) text.append("  ! ").append(labels[at]);
     text.push_back('\n');
   });
   file.commit();

@@ -71,8 +71,8 @@ void add_report_command(CLI::App& qvx) {
   command->footer(R"(
 The page is one file that opens in any browser (from 2023 on) without a
 network: a verdict with red flags, sections through the model with sliders,
-maps of the data and the residuals, misfit and beta of each iteration, and the
-parameters. Susceptibilities are SI, coordinates in metres, data in nT.
+profiles along the lines of the survey, maps of the data and the residuals,
+misfit and beta of each iteration, and the parameters. Susceptibilities are SI, coordinates in metres, data in nT.
 
 It stays below 5 MB for a million cells: where necessary, models of iterations
 before the last one are rounded or left out, and the page says so. Values of

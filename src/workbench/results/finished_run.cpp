@@ -14,7 +14,6 @@
 #include "inversion/objective/alphas.h"
 #include "inversion/sensitivity/getpar.h"
 #include "workbench/results/run_log.h"
-#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
@@ -92,6 +91,19 @@ void check_nodes(const std::vector<double>& nodes, const char* axis, const std::
   }
 }
 
+/// What the sidecar says for human readers; nothing where it is not that of the file.
+std::vector<InfoLine> origin_lines(const std::string& name, const SensitivityFile& heading) {
+  try {
+    std::optional<Sidecar> sidecar = read_sidecar(name);
+    if (sidecar && mismatched_matrix_parts(*sidecar, name, heading).empty()) {
+      return std::move(sidecar->info_lines);
+    }
+  } catch (const StopRun&) {
+    return {};
+  }
+  return {};
+}
+
 void read_mesh(FinishedRun& run) {
   const std::string name = path_in(run, run.parameters.mtxFile);
   SensitivityFile file = read_sensitivity_heading(name);
@@ -113,6 +125,8 @@ void read_mesh(FinishedRun& run) {
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
   run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
+  run.origin = origin_lines(name, file);
+  run.labels = read_station_labels(path_in(run, run.parameters.obsFile), run.observations.ndata);
   run.wtz = std::move(file.sens.wtz);
   run.ground = std::move(file.ground);
 }
@@ -168,6 +182,7 @@ FinishedRun read_finished_run(const std::string& input_file) {
   run.parameters = read_input_file(input_file);
   auto [folder, log] = find_log(input_file);
   run.folder = std::move(folder);
+  run.version = log.version;
   run.started = log.started;
   run.ended = log.ended;
   run.ending = log.ending;

@@ -2,7 +2,7 @@
 // How misfit, model norm and beta change from iteration to iteration.
 import {rowOf} from './decode.js';
 import {axis, CONFIG, INK, layout, LEGEND_ABOVE} from './plots.js';
-import {extremes} from './text.js';
+import {byId, extremes} from './text.js';
 
 /** @typedef {import('./decode.js').Run} Run */
 
@@ -63,7 +63,9 @@ function logAxis(title, values) {
 }
 
 function iterationAxis(rows) {
-  return axis('Iteration', {dtick: Math.max(1, Math.ceil(rows.length / 12)), tick0: 1});
+  const labels = Math.max(1, (byId('misfit').clientWidth - 165) / 26);
+  const dtick = Math.max(1, Math.ceil(rows.length / labels));
+  return axis('Iteration', {dtick, tick0: 1, tickangle: 0});
 }
 
 function drawMisfit(run, shown) {
@@ -85,7 +87,7 @@ function drawMisfit(run, shown) {
   ];
   Plotly.react(
       'misfit', traces,
-      layout(iterationAxis(rows), logAxis('Misfit', [...of('misfit'), ...wanted]), {
+      layout('misfit', iterationAxis(rows), logAxis('Misfit', [...of('misfit'), ...wanted]), {
         ...LEGEND_ABOVE,
         margin: {...LEGEND_ABOVE.margin, r: 70},
         yaxis2: {...axis('Model norm', right), exponentformat: 'power', rangemode: 'tozero'},
@@ -100,7 +102,7 @@ function drawBeta(run, shown) {
     curve(rows.map((row) => row.number), betas, 'beta', BLUE),
     ring(shown.number, shown.beta),
   ];
-  Plotly.react('beta', curves, layout(iterationAxis(rows), logAxis('beta', betas)), CONFIG);
+  Plotly.react('beta', curves, layout('beta', iterationAxis(rows), logAxis('beta', betas)), CONFIG);
 }
 
 function drawTradeOff(run, shown) {
@@ -120,7 +122,7 @@ function drawTradeOff(run, shown) {
   Plotly.react(
       'trade-off', traces,
       layout(
-          axis('Model norm', {type, exponentformat: 'power'}),
+          'trade-off', axis('Model norm', {type, exponentformat: 'power'}),
           logAxis('Misfit', [...of('misfit'), ...wanted]), LEGEND_ABOVE),
       CONFIG);
 }
