@@ -8,11 +8,12 @@ import {mkdtempSync, readFileSync, rmSync, statSync, writeFileSync} from 'node:f
 import {tmpdir} from 'node:os';
 import path from 'node:path';
 import {after, before, test} from 'node:test';
-import {pathToFileURL} from 'node:url';
+import {fileURLToPath, pathToFileURL} from 'node:url';
 
 const {QVX, QUORIVEX, BROWSER, DRIVER, SCREENSHOT} = process.env;
 const {chromium} = await import(pathToFileURL(DRIVER));
 
+const WEB = fileURLToPath(new URL('../../src/workbench/page/web', import.meta.url));
 const INPUT = `<i>&"x'.inp`;
 const WIDTHS = {
   easting: [100, 50, 60, 70, 110, 200],
@@ -145,9 +146,15 @@ async function pointAt(id, x, y) {
 
 const susceptibility = (words) => (words.startsWith('air') ? -100 : parseFloat(words));
 
+// Waits until the next frame has been drawn.
+const frame = () => page.evaluate(
+    () => new Promise(
+        (done) =>
+            window.requestAnimationFrame(() => window.requestAnimationFrame(() => done(null)))));
+
 async function slide(name, position) {
   await page.locator(`#slide-${name}`).fill(String(position));
-  await page.waitForTimeout(100);
+  await frame();
 }
 
 async function chooseIteration(number) {
@@ -165,10 +172,81 @@ function near(actual, expected, what) {
       `${what}: ${actual}, not ${expected}`);
 }
 
+// The outer faces of the cells of at least that magnitude, found from the widths alone: sorted
+// lowest and highest corners.
+function expectedFaces(values, threshold) {
+  const shown = (i, j, k) => {
+    const inside = [[i, 6], [j, 5], [k, 7]].every(([n, count]) => n >= 0 && n < count);
+    const value = inside ? values[k + 7 * (i + 6 * j)] : -100;
+    return value !== -100 && Math.abs(value) >= threshold;
+  };
+  const [east, north, down] = ['easting', 'northing', 'elevation'].map(edges);
+  const faces = [];
+  for (let cell = 0; cell < values.length; ++cell) {
+    const [k, i, j] = [cell % 7, Math.floor(cell / 7) % 6, Math.floor(cell / 42)];
+    if (!shown(i, j, k)) continue;
+    const low = [east[i], north[j], down[k + 1]];
+    const high = [east[i + 1], north[j + 1], down[k]];
+    const neighbours =
+        [[i - 1, j, k], [i + 1, j, k], [i, j - 1, k], [i, j + 1, k], [i, j, k + 1], [i, j, k - 1]];
+    neighbours.forEach((at, side) => {
+      const end = (corner, own) => corner.map((v, axis) => (axis === side >> 1 ? own[axis] : v));
+      const own = side % 2 ? high : low;
+      if (!shown(...at)) faces.push([...end(low, own), ...end(high, own)].join(' '));
+    });
+  }
+  return faces.sort();
+}
+
+// The same of what the picture in three dimensions draws.
+const drawnFaces = (part) => page.evaluate((name) => {
+  const {[name]: shapes, middle} = document.getElementById('solid-canvas').drawn;
+  const faces = [];
+  for (let at = 0; at < shapes.length; at += 9) {
+    const end = (edges) => [0, 1, 2].map((axis) => {
+      const sum = edges.reduce((total, edge) => total + shapes[at + edge + axis], middle[axis]);
+      return Math.round(1000 * sum) / 1000;
+    });
+    faces.push([...end([0]), ...end([0, 3, 6])].join(' '));
+  }
+  return faces.sort();
+}, part);
+
+async function showFrom(threshold, count) {
+  await page.fill('#solid-threshold', String(threshold));
+  await page.press('#solid-threshold', 'Enter');
+  await page.waitForFunction(
+      (n) => document.getElementById('solid-note').textContent.startsWith(`${n} cell`), count);
+}
+
+// Centre (from the left and from the top, 0 to 1) and number of the yellow pixels of the picture.
+async function yellow() {
+  const png = (await page.locator('#solid-canvas').screenshot()).toString('base64');
+  return page.evaluate(async (source) => {
+    const picture = document.createElement('img');
+    picture.src = `data:image/png;base64,${source}`;
+    await picture.decode();
+    const {width, height} = picture;
+    const context = document.createElement('canvas').getContext('2d');
+    Object.assign(context.canvas, {width, height});
+    context.drawImage(picture, 0, 0);
+    const pixels = context.getImageData(0, 0, width, height).data;
+    let [x, y, count] = [0, 0, 0];
+    for (let i = 0; i < width * height; ++i) {
+      if (pixels[4 * i] - pixels[4 * i + 2] < 90) continue;
+      [x, y, count] = [x + i % width, y + Math.floor(i / width), count + 1];
+    }
+    return {x: x / count / width, y: y / count / height, count};
+  }, png);
+}
+
 before(async () => {
   makeRun([1123, 1184, 1247, 1329, 1411], [2061, 2117, 2178, 2243], nameLines);
   run(QVX, 'report', INPUT);
-  browser = await chromium.launch({executablePath: BROWSER, args: ['--no-sandbox']});
+  browser = await chromium.launch({
+    executablePath: BROWSER,
+    args: ['--no-sandbox', '--use-angle=swiftshader', '--enable-unsafe-swiftshader'],
+  });
   page = await browser.newPage({viewport: {width: 1400, height: 1000}, reducedMotion: 'reduce'});
   page.setDefaultTimeout(120_000);
   page.on('console', (message) => complaints.push(message.text()));
@@ -471,6 +549,103 @@ test('maps: the full range until another is chosen, residuals in nT', async () =
   });
 });
 
+test('in three dimensions stand the outer faces of the cells above the threshold', async () => {
+  assert.ok(!await page.evaluate(() => 'drawn' in document.getElementById('solid-canvas')));
+  const scripts = await page.textContent('body > script:not([type])');
+  assert.ok(scripts.length < 150_000, `${scripts.length} characters of scripts`);
+  await page.click('#solid summary');
+  await page.click('#range-reset');
+  const values = model(iterations);
+  const ground = values.filter((v) => v !== -100);
+  await page.waitForFunction(
+      () => /^([3-9]|1\d) cells have/.test(document.getElementById('solid-note').textContent));
+  await page.locator('#solid-slide').fill('200');
+  const half = Number(await page.inputValue('#solid-threshold'));
+  assert.ok(Math.abs(half / Math.max(...values) - 0.5) < 0.01, `${half}`);
+  await showFrom(half, ground.filter((v) => v >= half).length);
+  for (const threshold of [0, values[100], values[101], values[161], Math.max(...values)]) {
+    await showFrom(threshold, ground.filter((v) => v >= threshold).length);
+    assert.deepEqual(await drawnFaces('cells'), expectedFaces(values, threshold));
+  }
+  // The terrain is what is left of the outer faces of all ground without the rim of the mesh.
+  const numbers = expectedFaces(values, 0).map((face) => face.split(' ').map(Number));
+  const terrain = numbers.filter((face) => {
+    const onSide = ['easting', 'northing'].some(
+        (name, axis) => face[axis] === face[axis + 3] &&
+            [edges(name)[0], edges(name).at(-1)].includes(face[axis]));
+    return !onSide && face[5] !== edges('elevation').at(-1);
+  });
+  assert.deepEqual(await drawnFaces('ground'), terrain.map((face) => face.join(' ')));
+  const colours = await page.evaluate(
+      () =>
+          Array.from(document.getElementById('solid-canvas').drawn.colours, (c) => c % 0x1000000));
+  assert.equal(Math.max(...colours), 0x25e7fd);  // the last of the scale, where light falls on it
+});
+
+test('in three dimensions stand the cells of the extent', async () => {
+  const values = model(iterations);
+  const within = (name, [first, last]) => {
+    const rim = 0.12 * (1411 - 1123);
+    return centres(name).map((centre) => centre >= first - rim && centre <= last + rim);
+  };
+  const [east, north] = [within('easting', [1123, 1411]), within('northing', [2061, 2243])];
+  const part = values.map(
+      (v, cell) => (east[Math.floor(cell / 7) % 6] && north[Math.floor(cell / 42)] ? v : -100));
+  await page.selectOption('#extent', 'survey');
+  await showFrom(0, part.filter((v) => v !== -100).length);
+  assert.deepEqual(await drawnFaces('cells'), expectedFaces(part, 0));
+  assert.match(await page.textContent('#solid-note'), /more lie outside the extent/);
+  await page.selectOption('#extent', 'mesh');
+  await showFrom(Math.max(...values), 1);
+
+  const source = readFileSync(path.join(WEB, 'solid_cells.js'), 'utf8');
+  const {windowOf} = await import(`data:text/javascript,${encodeURIComponent(source)}`);
+  const nodes = {easting: [0, 2, 4, 8], northing: [0, 1, 2], elevation: [-50, -10, 0, 4]};
+  const extent = {easting: [1, 5.9], northing: [0.6, 2], elevation: [-30, 1.9]};
+  assert.deepEqual(
+      windowOf({nodes, counts: {layers: 3}}, extent),
+      {east: [0, 2], north: [1, 2], layers: [1, 3]});
+});
+
+// The strongest cell is the last one: in the north-east, at the bottom.
+test('the picture is turned by keys and by the mouse, and is not mirrored', async () => {
+  await page.click('#solid-ground');
+  await page.click('#solid-stations');
+  const views = {Above: [1, -1], South: [1, 1], East: [1, 1]};
+  for (const [name, [right, down]] of Object.entries(views)) {
+    await page.click(`#solid button:text-is("${name}")`);
+    await frame();
+    const place = await yellow();
+    assert.ok(
+        right * (place.x - 0.5) > 0.1 && down * (place.y - 0.5) > 0.1,
+        name + JSON.stringify(place));
+  }
+  await page.click('#solid button:text-is("Above")');
+  await page.focus('#solid-canvas');
+  for (let n = 0; n < 18; ++n) await page.keyboard.press('ArrowRight');
+  await page.waitForFunction(
+      () => document.getElementById('solid-camera').textContent.includes('azimuth 90° up'));
+  const turned = await yellow();
+  assert.ok(turned.x < 0.45 && turned.y < 0.4, JSON.stringify(turned));
+  for (const [key, less, more] of [['+', 1.2, 1.8], ['-', 0.5, 0.9]]) {
+    const {count} = await yellow();
+    await page.keyboard.press(key);
+    await frame();
+    const factor = (await yellow()).count / count;
+    assert.ok(factor > less && factor < more, `${key}: ${factor}`);
+  }
+  await page.keyboard.press('Home');
+  await page.waitForFunction(
+      () => document.getElementById('solid-camera').textContent.includes('south-south-west, 25°'));
+  const {x, y, width, height} = await page.locator('#solid-canvas').boundingBox();
+  await page.mouse.move(x + width / 2, y + height / 2);
+  await page.mouse.down();
+  await page.mouse.move(x + width / 2 - 62.5, y + height / 2 + 50);
+  await page.mouse.up();
+  await page.waitForFunction(
+      () => document.getElementById('solid-camera').textContent.includes('the south, 45°'));
+});
+
 test('the verdict has the figures of the run, and names are shown as they are', async () => {
   const last = readFileSync(file('quorivex.out'), 'utf8')
                    .trimEnd()
@@ -553,6 +728,11 @@ test('signs: colours about zero for both, no logarithmic axis without a positive
   assert.deepEqual(await colours(0), [-0.004, 0, 'viridis']);
   assert.match(
       await page.textContent('#scaling option[value="log"]:disabled'), /no value is positive/);
+  await page.selectOption('#extent', 'mesh');
+  await page.click('#solid summary');
+  const values = model(iterations).map((v, cell) => (v === -100 ? v : -(cell % 5) / 1000));
+  await showFrom(0.003, values.filter((v) => v !== -100 && v <= -0.003).length);
+  assert.deepEqual(await drawnFaces('cells'), expectedFaces(values, 0.003));
 });
 
 test('a survey along one line begins with its profile', async () => {
@@ -567,6 +747,23 @@ test('a survey along one line begins with its profile', async () => {
   assert.deepEqual(await page.locator('#line option').allTextContents(), ['1 of 1']);
   assert.match(await page.textContent('#profile-note'), /^7 data from 1.247 E 2.061 N to/);
   assert.deepEqual(await labelsThatMeet(), []);
+});
+
+test('without WebGL the page says so, and the rest of it stands', async () => {
+  const other = await browser.newPage();
+  await other.addInitScript(() => {
+    const canvas = Object.getPrototypeOf(document.createElement('canvas'));
+    const own = canvas.getContext;
+    canvas.getContext = function(
+        kind, ...more) { return kind.startsWith('webgl') ? null : own.call(this, kind, ...more); };
+  });
+  await other.goto(pathToFileURL(file('quorivex.html')).href);
+  await other.waitForSelector('body[aria-busy="false"]');
+  await other.click('#solid summary');
+  await other.waitForSelector('#solid-missing:visible');
+  assert.match(await other.textContent('#solid-missing'), /WebGL/);
+  assert.ok(!await other.isVisible('#solid-parts'));
+  await other.close();
 });
 
 test(

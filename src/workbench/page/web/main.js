@@ -6,6 +6,7 @@ import {drawIterations} from './iterations_view.js';
 import {showModel, startModelView} from './model_view.js';
 import {redrawAll, redrawOnResize} from './plots.js';
 import {startProfileView} from './profile_view.js';
+import {listenToSolid} from './solid_input.js';
 import {byId, figures} from './text.js';
 
 /**
@@ -103,6 +104,7 @@ async function start() {
   const modelView = await startModelView(mesh, survey, iteration.values);
   const dataView = await startDataView(survey, iteration.predicted);
   await startProfileView(modelView, dataView);
+  listenToSolid(modelView);
   drawIterations(run, shown);
   redrawOnResize(() => drawIterations(run, shown));
   listenToSize();

@@ -98,6 +98,16 @@ function colourAt(stops, at) {
 }
 
 /**
+ * Red, green and blue from 0 to 255 at so many places of a palette, evenly spaced.
+ * @param {string} palette
+ * @param {number} count
+ */
+export function colourTable(palette, count) {
+  const stops = colours(palette);
+  return [...Array(count).keys()].map((i) => colourAt(stops, i / (count - 1)));
+}
+
+/**
  * A colour scale for the plots; colours below the place `fade` (0 to 1) have that opacity.
  * @param {string} palette
  * @param {number} [fade]

@@ -182,6 +182,17 @@ function toColourAxis(view) {
 }
 
 /**
+ * Where a susceptibility lies between the first colour (0) and the last (1).
+ * @param {ModelView} view
+ * @returns {(value: number) => number}
+ */
+export function placeOnScale(view) {
+  const toColour = toColourAxis(view);
+  const [first, last] = [toColour(view.low), toColour(view.high)];
+  return (value) => Math.min(Math.max((toColour(value) - first) / (last - first), 0), 1);
+}
+
+/**
  * @param {ModelView} view
  * @param {AxisName} axisName
  */
