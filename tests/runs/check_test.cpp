@@ -208,7 +208,9 @@ TEST(QvxCheck, WarningsOfTheBuildReachEveryCommand) {
   const std::string cut = "the top of the mesh, 50 m, cuts off the terrain of 56 of 56 columns,";
   const std::string below =
       "1 of 30 stations lie below the ground, which is right for boreholes only: datum 30 at";
-  folder.expect(1, "2 warnings", {"warning: " + made + cut, "warning: " + made + below});
+  folder.expect(1, "3 warnings",
+                {"warning: " + made + cut, "warning: " + made + below,
+                 "warning: " + made + "the cells' ground lies"});
   const std::string plan = run_qvx(folder, "sensitivity --plan --data obs.mag " + ground).out;
   EXPECT_NE(plan.find("  terrain cut off      56 of 56 columns, by up to 7.25 m\n"),
             std::string::npos)

@@ -125,6 +125,7 @@ int main(int argc, char** argv) {
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
+    if (!stop.detail().empty()) message += "\n" + stop.detail();
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {

@@ -3,7 +3,6 @@
 // mouse and fingers.
 import {newScene} from './solid_scene.js';
 import {
-  draw,
   FIRST_VIEW,
   firstThreshold,
   largest,
@@ -108,22 +107,6 @@ function listenToControls(view) {
   }
 }
 
-// Paper gets a copy: browsers print the frame of a WebGL canvas that was last on the screen.
-function listenToPrinting(view) {
-  const {canvas} = view;
-  window.addEventListener('beforeprint', () => {
-    canvas.style.height = '340px';
-    draw(view);
-    const paper = byId('solid-paper');
-    Object.assign(paper, {width: canvas.width, height: canvas.height});
-    paper.getContext('2d').drawImage(canvas, 0, 0);
-  });
-  window.addEventListener('afterprint', () => {
-    canvas.style.height = '';
-    draw(view);
-  });
-}
-
 /**
  * @param {ModelView} model
  * @returns {SolidView | null}  null when the browser has no WebGL
@@ -155,7 +138,6 @@ function startSolidView(model) {
   listenToPointers(view);
   listenToControls(view);
   new ResizeObserver(() => redraw(view)).observe(canvas);
-  listenToPrinting(view);
   canvas.addEventListener('webglcontextlost', (event) => event.preventDefault());
   canvas.addEventListener('webglcontextrestored', () => {
     view.scene = newScene(canvas) ?? view.scene;

@@ -161,7 +161,7 @@ function setSurroundings({model, scene, middle, half, drawn}, window) {
 const heightFor = ({half, size}, direction) => fittingHeight(direction, half, size);
 
 /**
- * Keeps as much of the box in a picture of another size, also on paper.
+ * Keeps as much of the box in a picture of another size.
  * @param {SolidView} view
  * @param {number} width  in pixels
  * @param {number} height
