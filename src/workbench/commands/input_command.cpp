@@ -22,7 +22,6 @@ namespace quorivex {
 namespace {
 
 constexpr double kTolc = 0.02;  // no step uses it
-constexpr double kMaxSI = 1e3;
 
 constexpr const char* kInputHelp = R"(
 MODEL is a susceptibility (SI) that holds everywhere, or a model file. Mode 1
