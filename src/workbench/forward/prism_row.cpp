@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "base/multiversion.h"
@@ -13,6 +14,7 @@
 namespace quorivex {
 namespace {
 
+constexpr std::int64_t kVector = 8;  // doubles of the widest registers
 constexpr double kAligned = 1e-100;  // offsets below count as 0, so that no quotient overflows
 
 double sign(double x) { return static_cast<double>(x > 0.0) - static_cast<double>(x < 0.0); }
@@ -30,6 +32,19 @@ struct Column {
   double log_aligned = 0.0;  // stands for the logarithm of a distance of 0
 };
 
+/// Layers from `first` to before `end`, none where these are equal.
+struct LayerRange {
+  std::int32_t first = 0;
+  std::int32_t end = 0;
+};
+
+/// The smallest range that holds both.
+LayerRange hull(const LayerRange& a, const LayerRange& b) {
+  if (a.first == a.end) return b;
+  if (b.first == b.end) return a;
+  return {std::min(a.first, b.first), std::max(a.end, b.end)};
+}
+
 /// to[k] = ln of the distance from the line through node k and the point `across` away from it.
 QUORIVEX_MULTIVERSIONED
 void log_distances(const double* up, double across, std::int64_t nodes, double log_aligned,
@@ -42,9 +57,11 @@ void log_distances(const double* up, double across, std::int64_t nodes, double l
   }
 }
 
-/// to[k] = the node function at node k of the column (theory, equation 5).
+/// to[k] = the node function at node k of the column (theory, equation 5), for the nodes of a range
+/// and those that fill its vectors.
 QUORIVEX_MULTIVERSIONED
-void node_function(const Column& column, const TensorWeights& w, double* to) {
+void node_function(const Column& column, const LayerRange& range, const TensorWeights& w,
+                   double* to) {
   const double x = column.east;
   const double y = column.north;
   const double across = x * x + y * y;
@@ -63,8 +80,10 @@ void node_function(const Column& column, const TensorWeights& w, double* to) {
   const double* const abs_up = column.abs_up;
   const double* const log_north_of = column.log_north_of;
   const double* const log_east_of = column.log_east_of;
+  const std::int64_t first = range.first / kVector * kVector;
+  const std::int64_t end = (range.end + kVector - 1) / kVector * kVector;
 #pragma omp simd
-  for (std::int64_t k = 0; k < column.nodes; ++k) {
+  for (std::int64_t k = first; k < end; ++k) {
     const double r = std::max(std::sqrt(across + up[k] * up[k]), kAligned);
     const double slope = up[k] / r;
     to[k] = x_weight * atan(y_over_x * slope) + y_weight * atan(x_over_y * slope) +
@@ -105,23 +124,92 @@ void place_station(const Mesh& mesh, const Point& station, double scale, PrismSc
     scratch.up_sign[k] = sign(scratch.up[k]);
     scratch.abs_up[k] = std::abs(scratch.up[k]);
   }
+  for (std::size_t i = 0; i < mesh.de.size(); ++i) {
+    scratch.east_centre[i] = mesh.easting_nodes[i] - station.easting + 0.5 * mesh.de[i];
+  }
+  scratch.layers.place(mesh, station.elevation);
 }
 
-/// The differences down the columns of plane j of the nodes, j from 0.
+/// The near layers of the four columns around node column i of the plane between two rows.
+LayerRange near_node(const PrismScratch& scratch, std::size_t i) {
+  LayerRange range;
+  for (const auto* plans : {&scratch.plans, &scratch.next_plans}) {
+    for (std::size_t column = i == 0 ? 0 : i - 1; column <= i && column < plans->size(); ++column) {
+      const ColumnPlan& plan = (*plans)[column];
+      range = hull(range, {plan.near_first, plan.near_end});
+    }
+  }
+  return range;
+}
+
+/// The differences down the columns of plane j of the nodes, j from 0, where cells next to them are
+/// near.
 void node_plane(std::size_t j, std::int32_t layers, Column column, const TensorWeights& weights,
                 PrismScratch& scratch) {
   column.north = scratch.north[j];
-  log_distances(column.up, column.north, column.nodes, column.log_aligned,
-                scratch.log_east_of.data());
-  double* to = scratch.plane.data();
-  for (std::size_t i = 0; i < scratch.east.size(); ++i, to += layers) {
+  bool begun = false;
+  for (std::size_t i = 0; i < scratch.east.size(); ++i) {
+    const LayerRange near = near_node(scratch, i);
+    if (near.first == near.end) continue;
+    if (!begun) {
+      log_distances(column.up, column.north, column.nodes, column.log_aligned,
+                    scratch.log_east_of.data());
+      begun = true;
+    }
     column.east = scratch.east[i];
     column.log_north_of =
         scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i);
-    node_function(column, weights, scratch.column.data());
-    for (std::int32_t k = 0; k < layers; ++k) {
+    node_function(column, {near.first, near.end + 1}, weights, scratch.column.data());
+    double* to = scratch.plane.data() + i * as_size(layers);
+    for (std::int32_t k = near.first; k < near.end; ++k) {
       to[k] = scratch.column[as_size(k)] - scratch.column[as_size(k + 1)];
     }
+  }
+}
+
+/// The smallest squared distance of the cells of a column in units of their longest edges.
+QUORIVEX_MULTIVERSIONED
+double nearest(const double* up, const double* inverse_edges, double across, double inverse_width,
+               std::int64_t first, std::int64_t end) {
+  double found = std::numeric_limits<double>::infinity();
+#pragma omp simd reduction(min : found)
+  for (std::int64_t k = first; k < end; ++k) {
+    found = std::min(found, (across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width));
+  }
+  return found;
+}
+
+ColumnPlan plan_column(const PrismScratch& scratch, double across, double width, std::int32_t first,
+                       std::int32_t end) {
+  const double inverse_width = 1.0 / (width * width);
+  const double* const up = scratch.layers.up.data();
+  const double* const inverse_edges = scratch.inverse_edges.data();
+  ColumnPlan plan;
+  plan.terms = terms_needed(nearest(up, inverse_edges, across, inverse_width, first, end));
+  if (plan.terms > 0) return plan;
+  plan.terms = kMaxTerms;
+  const auto is_near = [&](std::int32_t k) {
+    return terms_needed((across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width)) == 0;
+  };
+  plan.near_first = first;
+  while (!is_near(plan.near_first)) ++plan.near_first;
+  plan.near_end = end;
+  while (!is_near(plan.near_end - 1)) --plan.near_end;
+  return plan;
+}
+
+/// Plans the columns of row j, the next one.
+void plan_row(const Ground& ground, std::int32_t j, const ColumnRow& columns,
+              PrismScratch& scratch) {
+  const Mesh& mesh = ground.mesh;
+  for (std::int32_t i = 1; i <= mesh.ne; ++i) {
+    const double east = columns.east[i - 1];
+    const std::int32_t top = ground.tops(j, i);
+    ColumnPlan& plan = scratch.next_plans[as_size(i - 1)];
+    plan = {};
+    if (top == mesh.nz) continue;
+    plan = plan_column(scratch, east * east + columns.north * columns.north,
+                       std::max(columns.width, columns.east_width[i - 1]), top, mesh.nz);
   }
 }
 
@@ -163,18 +251,37 @@ void add_trace_inside(const Ground& ground, double uu, const PrismScratch& scrat
   }
 }
 
-/// The cells of row j of columns from the planes of nodes before and behind it.
-void row_of_columns(const Ground& ground, std::int32_t j, const PrismScratch& scratch,
-                    View1<double> row) {
+/// The near cells of row j of columns from the planes of nodes before and after it.
+void near_cells(const Ground& ground, std::int32_t j, const PrismScratch& scratch,
+                View1<double> row) {
   const std::int32_t nz = ground.mesh.nz;
   for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
-    const std::int32_t top = ground.tops(j, i);
-    const std::size_t west = as_size((i - std::int64_t{1}) * nz + top);
-    const std::size_t east = west + as_size(nz);
-    double* to = row.data() + ground.cells_before(j, i);
-    for (std::size_t k = 0; k < as_size(nz - top); ++k) {
-      to[k] = (scratch.plane[east + k] - scratch.plane[west + k]) -
-              (scratch.plane_before[east + k] - scratch.plane_before[west + k]);
+    const ColumnPlan& plan = scratch.plans[as_size(i - 1)];
+    const double* const west = scratch.plane.data() + (i - std::int64_t{1}) * nz;
+    const double* const west_before = scratch.plane_before.data() + (i - std::int64_t{1}) * nz;
+    double* const to = row.data() + ground.cells_before(j, i) - ground.tops(j, i);
+    for (std::int32_t k = plan.near_first; k < plan.near_end; ++k) {
+      to[k] = (west[k + nz] - west[k]) - (west_before[k + nz] - west_before[k]);
+    }
+  }
+}
+
+/// All cells of row j of columns by expansions; near ones are no numbers to be used.
+void far_cells(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
+               const ColumnRow& columns, PrismScratch& scratch, View1<double> row) {
+  const std::vector<ColumnPlan>& plans = scratch.plans;
+  for (std::size_t begin = 0; begin < plans.size();) {
+    std::size_t end = begin + 1;
+    while (end < plans.size() && plans[end].terms == plans[begin].terms) ++end;
+    const int terms = plans[begin].terms;
+    scratch.polynomials.make(derivatives, columns, terms, scratch.layers,
+                             static_cast<std::int64_t>(begin), static_cast<std::int64_t>(end));
+    for (; begin < end; ++begin) {
+      const auto i = static_cast<std::int32_t>(begin + 1);
+      const std::int32_t top = ground.tops(j, i);
+      scratch.polynomials.evaluate(columns, i - 1, terms, scratch.layers, scratch.column.data());
+      std::copy_n(scratch.column.data() + top, ground.mesh.nz - top,
+                  row.data() + ground.cells_before(j, i));
     }
   }
 }
@@ -202,9 +309,8 @@ Touched touched(const std::vector<double>& offsets, std::int32_t cells) {
 
 }  // namespace
 
-PrismScratch::PrismScratch(const Mesh& mesh) {
+PrismScratch::PrismScratch(const Mesh& mesh) : layers(mesh), polynomials(mesh.ne) {
   constexpr const char* kRoutine = "prism_row";
-  constexpr std::int64_t kVector = 8;  // doubles of the widest registers
   stride = (mesh.nz + kVector) / kVector * kVector;
   const auto doubles = [](std::int64_t count) {
     return allocate<double>(as_size(count), kRoutine);
@@ -219,6 +325,14 @@ PrismScratch::PrismScratch(const Mesh& mesh) {
   column = doubles(stride);
   plane = doubles(mesh.nz * (std::int64_t{mesh.ne} + 1));
   plane_before = plane;
+  const std::size_t columns = as_size((mesh.ne + kVector - 1) / kVector * kVector);
+  east_centre = allocate<double>(columns, kRoutine);
+  east_width = allocate<double>(columns, kRoutine, mesh.de.back());
+  std::copy(mesh.de.begin(), mesh.de.end(), east_width.begin());
+  inverse_edges = layers.thickness_squared;
+  for (double& value : inverse_edges) value = 1.0 / value;
+  plans = allocate<ColumnPlan>(as_size(mesh.ne), kRoutine);
+  next_plans = plans;
 }
 
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
@@ -236,11 +350,28 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
     log_distances(column.up, scratch.east[i], column.nodes, column.log_aligned,
                   scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i));
   }
+  const WeightedDerivatives derivatives(weights);
+  const auto row_at = [&](std::int32_t j) {
+    const std::size_t at = as_size(j - 1);
+    return ColumnRow{.north = mesh.northing_nodes[at] - station.northing + 0.5 * mesh.dn[at],
+                     .width = mesh.dn[at],
+                     .east = scratch.east_centre.data(),
+                     .east_width = scratch.east_width.data()};
+  };
+  std::fill(scratch.plans.begin(), scratch.plans.end(), ColumnPlan{});
+  plan_row(ground, 1, row_at(1), scratch);
   node_plane(0, mesh.nz, column, weights, scratch);
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
     std::swap(scratch.plane_before, scratch.plane);
+    std::swap(scratch.plans, scratch.next_plans);
+    if (j < mesh.nn) {
+      plan_row(ground, j + 1, row_at(j + 1), scratch);
+    } else {
+      std::fill(scratch.next_plans.begin(), scratch.next_plans.end(), ColumnPlan{});
+    }
     node_plane(as_size(j), mesh.nz, column, weights, scratch);
-    row_of_columns(ground, j, scratch, row);
+    far_cells(ground, j, derivatives, row_at(j), scratch, row);
+    near_cells(ground, j, scratch, row);
   }
   add_trace_inside(ground, weights.uu, scratch, row);
 }

@@ -5,6 +5,7 @@
 
 #include "base/view1.h"
 #include "inversion/mesh_io/ground.h"
+#include "workbench/forward/cell_expansion.h"
 #include "workbench/forward/field_directions.h"
 
 namespace quorivex {
@@ -15,25 +16,42 @@ struct Point {
   double elevation = 0.0;
 };
 
+/// How the cells of a column are computed: those of the layers first..end-1 (from 0) from their
+/// nodes, the others by expansions of so many terms.
+struct ColumnPlan {
+  std::int32_t near_first = 0;
+  std::int32_t near_end = 0;
+  int terms = 2;
+};
+
 /// Work vectors of `prism_row`, one set a thread, made before the threads start.
-/// Axis vectors hold what the nodes of an axis are to the station: offset, its sign and magnitude.
 struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
 
+  // What the nodes of an axis are to the station: offset, its sign and magnitude, in units of the
+  // scale of the station.
   std::vector<double> east, north, up;
   std::vector<double> up_sign, abs_up;
   std::int64_t stride = 0;           ///< nz+1, rounded up so that no vector is left half full
   std::vector<double> log_north_of;  ///< stride x (ne+1): distances from the lines going north
   std::vector<double> log_east_of;   ///< stride: distances from the lines of a plane going east
   std::vector<double> column;        ///< stride
-  std::vector<double> plane_before;  ///< nz x (ne+1)
+  std::vector<double> plane_before;  ///< nz x (ne+1): differences down the columns of nodes
   std::vector<double> plane;
+
+  // Of the centres of the cells, in metres.
+  std::vector<double> east_centre, east_width;
+  StationLayers layers;
+  std::vector<double> inverse_edges;  ///< 1 / thickness^2 of the layers
+  ColumnPolynomials polynomials;
+  std::vector<ColumnPlan> plans, next_plans;  ///< of a row of columns and the next
 };
 
 /// row(c) = anomaly in nT at the station of the c-th ground cell with susceptibility 1 SI, by the
-/// closed form for uniformly magnetised prisms (docs/theory.md, equations 1 to 6). Finite
-/// everywhere; a station on a horizontal face counts as above it, on a vertical face it gets the
-/// mean of both sides, on an edge the value at a thousandth of the smallest width from it.
+/// closed form for uniformly magnetised prisms near the station and by expansions elsewhere, within
+/// 1e-7 of the cell's field (docs/theory.md, equations 1 to 9). Finite everywhere; a station on a
+/// horizontal face counts as above it, on a vertical face it gets the mean of both sides, on an
+/// edge the value at a thousandth of the smallest width from it.
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
                PrismScratch& scratch, View1<double> row);
 

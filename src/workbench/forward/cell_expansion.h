@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "inversion/mesh_io/mesh.h"
+#include "workbench/forward/field_directions.h"
+
+namespace quorivex {
+
+// Cells far from the station: the volume integral of 1/r, expanded about the centre of the cell
+// (docs/theory.md, equations 7 to 9).
+
+/// Terms of the expansion; term m holds the derivatives of order 2 m + 2 of 1/r.
+inline constexpr int kMaxTerms = 4;
+
+/// The fewest terms that are within 1e-7 of the field of a cell, for the squared distance of its
+/// centre in units of its longest edge; 0 where kMaxTerms are too few.
+int terms_needed(double squared_distance);
+
+/// The layers of a mesh as a station sees them, padded with the last one to a multiple of 8.
+struct StationLayers {
+  explicit StationLayers(const Mesh& mesh);
+  void place(const Mesh& mesh, double elevation);
+
+  std::vector<double> up;                 ///< of the centres above the station, metres
+  std::vector<double> thickness;          ///< metres
+  std::vector<double> thickness_squared;  ///< square metres
+  bool uniform = true;                    ///< all of one thickness
+};
+
+/// The derivatives of 1/r that a datum needs, contracted with its weights: of each term m, for each
+/// power g of the squared thickness and a of the squared width along easting (a + g <= m), the
+/// coefficients of a homogeneous polynomial of degree 2 m + 2 in the offsets of the cell.
+struct WeightedDerivatives {
+  static constexpr int kSize = 669;
+
+  explicit WeightedDerivatives(const TensorWeights& weights);
+
+  std::array<double, kSize> coefficients{};
+};
+
+/// A row of columns at one northing.
+struct ColumnRow {
+  double north = 0.0;                  ///< of the centres from the station, metres
+  double width = 0.0;                  ///< along northing, metres
+  const double* east = nullptr;        ///< of the centres from the station, one per column
+  const double* east_width = nullptr;  ///< one per column
+};
+
+/// Polynomials of the columns of a row: the value of a cell is its volume / r^5 times the sum over
+/// m of P_m / r^(4 m), with P_m of degree 2 m + 2 in the height of its centre above the station and
+/// of degree m in the square of its thickness.
+class ColumnPolynomials {
+ public:
+  /// Room for so many columns; `east` and `east_width` of a row have as many, padded with finite
+  /// numbers to a multiple of 8.
+  explicit ColumnPolynomials(std::int64_t columns);
+
+  /// Makes `terms` terms of the columns from `first` to before `end`, from 0.
+  void make(const WeightedDerivatives& derivatives, const ColumnRow& row, int terms,
+            const StationLayers& layers, std::int64_t first, std::int64_t end);
+
+  /// to[k] = the value of the cell in layer k of a column, for all layers of the padded list. No
+  /// number where the station is at the centre of the cell.
+  void evaluate(const ColumnRow& row, std::int64_t column, int terms, const StationLayers& layers,
+                double* to) const;
+
+ private:
+  std::int64_t stride_;  // columns, padded
+  std::vector<double> values_;
+};
+
+}  // namespace quorivex
