@@ -57,7 +57,7 @@ struct Case : ScratchFolder {
   }
 };
 
-// Changes of the input file, each line behind its number; the contents of the file f; the message.
+// Changes of the input file, each line after its number; the contents of the file f; the message.
 // "~" stands for a line end.
 constexpr const char* kBadInputs = R"(
 2 1 -1||Error: tolc should be greater than 0.

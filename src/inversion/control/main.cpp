@@ -15,7 +15,8 @@ using quorivex::StopRun;
 /// The end of a run that stopped early: its text to the console, then to the log.
 void report_stop(const StopRun& stop, Report& report) {
   Report::console(stop.console());
-  // The console has the reason why the run stops: a file that cannot be written is no second one.
+  // The console has the reason why the run stops: a file that cannot be written is not reported
+  // too.
   try {
     report.log(stop.log());
     report.flush_log();  // before the summary, which may be what cannot be written

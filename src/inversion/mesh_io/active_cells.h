@@ -28,7 +28,7 @@ ActiveCells read_active_cells(const std::string& source, SharedGround ground);
 /// @throws StopRun when no cell is active
 void check_any_active(const ActiveCells& active);
 
-/// Both of these.
+/// Reads the codes, and checks that a cell is active.
 ActiveCells get_active_cells(const std::string& source, SharedGround ground);
 
 }  // namespace quorivex

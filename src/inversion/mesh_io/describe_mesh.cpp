@@ -10,14 +10,15 @@ namespace quorivex {
 namespace {
 
 /// Without the rounding errors of sums and differences.
-double shown(double metres) { return std::round(metres * 1000.0) / 1000.0 + 0.0; }
+double to_millimetre(double metres) { return std::round(metres * 1000.0) / 1000.0 + 0.0; }
 
-std::string axis_in_words(const char* axis, double from, double to, const char* cells,
+std::string describe_axis(const char* axis, double from, double to, const char* cells,
                           const std::vector<double>& widths) {
-  const auto [least, most] = std::minmax_element(widths.begin(), widths.end());
-  std::string text = fmt::format("  {:<10} {} to {} m, {} of {}", axis, shown(from), shown(to),
-                                 cells, shown(*least));
-  if (shown(*most) != shown(*least)) text += fmt::format(" to {}", shown(*most));
+  const auto [min, max] = std::minmax_element(widths.begin(), widths.end());
+  std::string text = fmt::format("  {:<10} {} to {} m, {} of {}", axis, to_millimetre(from),
+                                 to_millimetre(to), cells, to_millimetre(*min));
+  if (to_millimetre(*max) != to_millimetre(*min))
+    text += fmt::format(" to {}", to_millimetre(*max));
   return text + " m\n";
 }
 
@@ -37,11 +38,11 @@ std::string format_counts(std::int64_t east, std::int64_t north, std::int64_t de
 std::string describe_mesh(const Mesh& mesh) {
   return fmt::format("Mesh: {}, {} in all\n", format_counts(mesh.ne, mesh.nn, mesh.nz, "cells"),
                      mesh.cells()) +
-         axis_in_words("easting", mesh.easting_nodes.front(), mesh.easting_nodes.back(), "cells",
+         describe_axis("easting", mesh.easting_nodes.front(), mesh.easting_nodes.back(), "cells",
                        mesh.de) +
-         axis_in_words("northing", mesh.northing_nodes.front(), mesh.northing_nodes.back(), "cells",
+         describe_axis("northing", mesh.northing_nodes.front(), mesh.northing_nodes.back(), "cells",
                        mesh.dn) +
-         axis_in_words("elevation", mesh.z0 - mesh.depth_nodes.front(),
+         describe_axis("elevation", mesh.z0 - mesh.depth_nodes.front(),
                        mesh.z0 - mesh.depth_nodes.back(), "layers", mesh.dz);
 }
 

@@ -16,7 +16,7 @@ std::string format_bytes(double bytes);
 std::string format_counts(std::int64_t east, std::int64_t north, std::int64_t depth,
                           std::string_view what);
 
-/// Counts, extents and cell sizes of a mesh, one line an axis, to the millimetre.
+/// Counts, extents and cell sizes of a mesh, one line per axis, to the millimetre.
 std::string describe_mesh(const Mesh& mesh);
 
 }  // namespace quorivex

@@ -83,8 +83,8 @@ class MeshLists {
 }  // namespace
 
 bool valid_counts(std::int32_t ne, std::int32_t nn, std::int32_t nz) {
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-  return ne > 0 && nn > 0 && nz > 0 && std::int64_t{ne} * nn <= kMost / nz;
+  constexpr std::int64_t kMaxCells = std::numeric_limits<std::int32_t>::max();
+  return ne > 0 && nn > 0 && nz > 0 && std::int64_t{ne} * nn <= kMaxCells / nz;
 }
 
 double min_horizontal_width(const Mesh& mesh) {

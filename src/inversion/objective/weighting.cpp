@@ -142,7 +142,7 @@ void add_row(DifferenceOperator& op, std::int32_t first, std::int32_t second, do
   }
 }
 
-/// get_Wx, get_Wy or get_Wz.
+/// The rows of one axis.
 DifferenceOperator get_W(const Cells& cells, const Axis& axis, double alpha, const Weights& w) {
   const Grid pairs = cells.grid.shortened(axis.number);
   const std::int64_t nrow = pairs.cells();

@@ -27,7 +27,7 @@ struct FourRows {
   FourRows(const float* g, std::int64_t stride)
       : g0(g), g1(g + stride), g2(g1 + stride), g3(g2 + stride) {}
 
-  /// Asks for the coefficients some steps after j. The processor's own look-ahead ends at every
+  /// Prefetches the coefficients some steps after j. The processor's own look-ahead ends at every
   /// page, and the four rows are four streams.
   void fetch_ahead(std::int64_t j) const {
     constexpr std::int64_t kAhead = 256;
@@ -138,8 +138,7 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
 }  // namespace
 
 // A datum's sum goes over the slices of cells in order, whose ends depend on the matrix alone; a
-// cell's goes over the rows in order. Results are the same to the last bit for any number of
-// threads.
+// cell's goes over the rows in order.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);

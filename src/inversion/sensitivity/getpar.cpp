@@ -77,10 +77,10 @@ void read_grid(SensitivitySource& source, const Mesh& mesh, SensitivityState& se
   sens.nw3 = counts[0];
   sens.nw2 = counts[1];
   sens.nw1 = counts[2];
-  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int64_t kMaxPoints = std::numeric_limits<std::int32_t>::max();
   const std::int64_t plane = std::int64_t{sens.nw1} * sens.nw2;
   const bool fits = std::min({sens.nw1, sens.nw2, sens.nw3}) >= (sens.compressed ? 1 : 0) &&
-                    plane <= kMost && (plane == 0 || sens.nw3 <= kMost / plane);
+                    plane <= kMaxPoints && (plane == 0 || sens.nw3 <= kMaxPoints / plane);
   source.check(
       fits, fmt::format("Record 5: nw3, nw2 and nw1 should be {} and give at most "
                         "2147483647 points; found {}, {} and {}.",

@@ -16,7 +16,7 @@ namespace {
 constexpr std::ptrdiff_t kStep = 16;  // coefficients, of which the values fill a cache line
 constexpr std::ptrdiff_t kSums = 4;
 
-/// Asks for the coefficients some steps further on, whether of this row or of the next ones. The
+/// Prefetches the coefficients some steps further on, whether of this row or of the next ones. The
 /// processor's own look-ahead ends at every page and reaches less than half the bandwidth.
 void fetch_ahead(const std::uint16_t* positions, const float* values) {
   constexpr int kAhead = 512;

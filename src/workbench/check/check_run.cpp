@@ -125,11 +125,10 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
 }
 
 /// Checks what needs the matrix: its origin, the models, and the first step of the run.
-void check_fit(const InversionParameters& input, const std::string& mesh_file,
-               const std::optional<Mesh>& wanted, bool survey, RunSetup& setup,
-               Findings& findings) {
+void check_fit(const InversionParameters& input, const std::string& mesh_file, bool survey,
+               RunSetup& setup, Findings& findings) {
   Findings::section("Sensitivity file and observations");
-  if (wanted) check_mesh(mesh_file, *wanted, setup.file.ground->mesh, findings);
+  if (!mesh_file.empty()) check_mesh(mesh_file, setup.file.ground->mesh, findings);
   if (survey) {
     check_origin(input.mtxFile, setup.file, setup.data, findings);
   } else {
@@ -154,8 +153,6 @@ void check_fit(const InversionParameters& input, const std::string& mesh_file,
 }  // namespace
 
 int check_run(const std::string& input_file, const std::string& mesh_file) {
-  std::optional<Mesh> wanted;
-  if (!mesh_file.empty()) wanted = read_mesh_file(mesh_file);
   Findings findings;
   fmt::print("What a run of {} would find; nothing is written.\n", input_file);
   InversionParameters input;
@@ -164,7 +161,7 @@ int check_run(const std::string& input_file, const std::string& mesh_file) {
   const bool matrix = read_matrix(input, setup, findings);
   const bool survey = read_survey(input, matrix, setup, findings);
   if (matrix) {
-    check_fit(input, mesh_file, wanted, survey, setup, findings);
+    check_fit(input, mesh_file, survey, setup, findings);
   } else {
     Findings::section("Weights");
     check_alphas(input, nullptr, setup, findings);

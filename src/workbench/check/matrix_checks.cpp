@@ -50,8 +50,16 @@ void check_matrix(const std::string& name, const SensitivityFile& file, Findings
   for (const std::string& fault : find_matrix_faults(file)) findings.warning(fault);
 }
 
-void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
-                Findings& findings) {
+void check_mesh(const std::string& mesh_file, const Mesh& mesh, Findings& findings) {
+  Mesh wanted;
+  try {
+    wanted = read_mesh_file(mesh_file);
+    check_widths(wanted);
+  } catch (const StopRun& stop) {
+    findings.error(fmt::format("the mesh cannot be compared: {}", stop.message()));
+    if (!stop.detail().empty()) Findings::note(stop.detail());
+    return;
+  }
   std::vector<std::string> axes;
   if (!same_axis(wanted.easting_nodes, mesh.easting_nodes)) axes.emplace_back("easting");
   if (!same_axis(wanted.northing_nodes, mesh.northing_nodes)) axes.emplace_back("northing");

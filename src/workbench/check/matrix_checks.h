@@ -13,9 +13,8 @@ namespace quorivex {
 void check_matrix(const std::string& name, const SensitivityFile& file, Findings& findings);
 
 /// Warns when the mesh of the sensitivity file differs from that of a text mesh file by more than a
-/// millimetre.
-void check_mesh(const std::string& mesh_file, const Mesh& wanted, const Mesh& mesh,
-                Findings& findings);
+/// millimetre; an error when that file cannot be read.
+void check_mesh(const std::string& mesh_file, const Mesh& mesh, Findings& findings);
 
 /// Warns when the matrix was made for other stations, directions or standard deviations than those
 /// of the observations, or of a terrain that its mesh cuts off, according to its sidecar.

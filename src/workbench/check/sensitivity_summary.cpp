@@ -33,18 +33,18 @@ std::string filter_name(const std::vector<double>& low_pass) {
 }
 
 std::string describe_compressed_form(const SensitivityState& sens) {
-  std::int64_t fewest = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
-  std::int64_t most = 0;
+  std::int64_t min = sens.ndata > 0 ? std::numeric_limits<std::int64_t>::max() : 0;
+  std::int64_t max = 0;
   for (const SparseMatrix::RowStatistics& row : sens.Gs.row_statistics()) {
-    fewest = std::min(fewest, row.entries);
-    most = std::max(most, row.entries);
+    min = std::min(min, row.entries);
+    max = std::max(max, row.entries);
   }
   return fmt::format(
       "Matrix: wavelet-compressed, filter of {} coefficients{}\n"
       "  grid of {}\n"
       "  {} coefficients, {} to {} per datum, {:.1f} on average\n",
       sens.filter.ncof(), filter_name(sens.filter.low),
-      format_counts(sens.nw2, sens.nw3, sens.nw1, "points"), sens.Gs.entries(), fewest, most,
+      format_counts(sens.nw2, sens.nw3, sens.nw1, "points"), sens.Gs.entries(), min, max,
       static_cast<double>(sens.Gs.entries()) / std::max(sens.ndata, 1));
 }
 

@@ -36,6 +36,7 @@ double seconds_since(Clock::time_point start) {
 std::string format_duration(double seconds) {
   if (seconds >= 2.0 * 3600.0) return fmt::format("{:.1f} hours", seconds / 3600.0);
   if (seconds >= 120.0) return fmt::format("{:.0f} minutes", seconds / 60.0);
+  if (seconds >= 10.0) return fmt::format("{:.0f} s", seconds);
   return fmt::format("{:.2g} s", seconds);
 }
 

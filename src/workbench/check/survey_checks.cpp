@@ -52,8 +52,8 @@ void check_directions(const Observations& o, Findings& findings) {
 
 void check_deviations(const Observations& o, const std::vector<double>& values,
                       Findings& findings) {
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  const double limit = kMinShare * (*most - *least);
+  const auto [min, max] = std::minmax_element(values.begin(), values.end());
+  const double limit = kMinShare * (*max - *min);
   const auto small = std::count_if(o.std.begin(), o.std.end(), [&](double s) { return s < limit; });
   if (small == 0) return;
   findings.warning(fmt::format(

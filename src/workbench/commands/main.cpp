@@ -22,7 +22,7 @@ struct HasName {
   bool operator()(const CLI::App* app) const { return app->get_name() == name; }
 };
 
-/// The first argument of the subcommand that looks like an option and is none of its options.
+/// The first argument of the subcommand that looks like an option and is not one of its own.
 std::string unknown_option(const CLI::App& qvx) {
   for (const CLI::App* command : qvx.get_subcommands()) {
     for (const std::string& left : command->remaining()) {
@@ -98,7 +98,6 @@ int main(int argc, char** argv) {
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
-    if (!stop.detail().empty()) message += "\n" + stop.detail();
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {

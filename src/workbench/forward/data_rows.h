@@ -13,7 +13,7 @@
 
 namespace quorivex {
 
-/// Rows of consecutive data in nT per SI, one entry a ground cell: rows[t] is that of datum
+/// Rows of consecutive data in nT per SI, one entry per ground cell: rows[t] is that of datum
 /// first + t, data counting from 1.
 struct RowBatch {
   std::int32_t first = 1;
@@ -22,8 +22,9 @@ struct RowBatch {
 
 Point station_of(const Observations& observations, std::int32_t i);
 
-/// Computes the rows of all data in their order, one a thread at a time, and hands them out batch
-/// by batch, on the calling thread. Memory: a row a thread. `what` names the work in the progress.
+/// Computes the rows of all data in their order, one per thread at a time, and hands them out batch
+/// by batch, on the calling thread. Memory: a row per thread. `what` names the work in the
+/// progress.
 void for_each_row_batch(const Ground& ground, const Observations& observations,
                         const std::string& what, const std::function<void(const RowBatch&)>& visit);
 

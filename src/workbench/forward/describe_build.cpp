@@ -17,14 +17,14 @@ Sidecar describe_build(const Ground& ground, const Observations& observations,
                   .info_lines = {}};
   for (Part& part : survey_parts(observations)) sidecar.parts.push_back(std::move(part));
   const Observations& o = observations;
-  const auto [least, most] = std::minmax_element(o.std.begin(), o.std.end());
+  const auto [min, max] = std::minmax_element(o.std.begin(), o.std.end());
   sidecar.info_lines = {
       {"data", fmt::format("{}", o.ndata)},
       {"cells", fmt::format("{} ground cells of {} x {} x {}", ground.cells(), ground.mesh.ne,
                             ground.mesh.nn, ground.mesh.nz)},
       {"inducing_field",
        fmt::format("inclination {}, declination {} degrees, {} nT", o.incl, o.decl, o.geomag)},
-      {"deviation_range", fmt::format("{} to {} nT", *least, *most)},
+      {"deviation_range", fmt::format("{} to {} nT", *min, *max)},
       {"coefficients", fmt::format("{}", summary.coefficients)}};
   if (!summary.row_errors.empty()) {
     const RowErrors errors = row_errors(summary);

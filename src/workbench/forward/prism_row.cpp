@@ -232,56 +232,59 @@ std::array<Straddling, 2> straddling(const std::vector<double>& offsets, std::in
   return found;
 }
 
-/// Inside a cell the trace of its tensor is -4 pi, which the node function leaves out.
-void add_trace_inside(const Ground& ground, double uu, const PrismScratch& scratch,
-                      View1<double> row) {
-  constexpr double kBelow = -1.0;
-  const auto layers = straddling(scratch.up, ground.mesh.nz, kBelow);
-  if (layers[0].cell == 0) return;
-  for (const Straddling& j : straddling(scratch.north, ground.mesh.nn, 0.0)) {
-    for (const Straddling& i : straddling(scratch.east, ground.mesh.ne, 0.0)) {
-      if (i.cell == 0 || j.cell == 0) continue;
-      const std::int32_t top = ground.tops(j.cell, i.cell);
-      for (const Straddling& k : layers) {
-        if (k.cell <= top) continue;
-        row(ground.cells_before(j.cell, i.cell) + k.cell - top) -=
-            uu * std::numbers::pi / 2.0 * i.sides * j.sides * k.sides;
+/// The cells that hold the station, by axis; inside a cell the trace of its tensor is -4 pi, which
+/// the node function leaves out.
+struct Inside {
+  std::array<Straddling, 2> east, north, up;
+  double uu = 0.0;  ///< weight
+};
+
+void add_trace(const Inside& inside, const GridColumn& column, double* cells) {
+  if (inside.up[0].cell == 0) return;
+  for (const Straddling& j : inside.north) {
+    if (j.cell != column.j) continue;
+    for (const Straddling& i : inside.east) {
+      if (i.cell != column.i) continue;
+      for (const Straddling& k : inside.up) {
+        if (k.cell <= column.top) continue;
+        cells[k.cell - 1 - column.top] -=
+            inside.uu * std::numbers::pi / 2.0 * i.sides * j.sides * k.sides;
       }
     }
   }
 }
 
-/// The near cells of row j of columns from the planes of nodes before and after it.
-void near_cells(const Ground& ground, std::int32_t j, const PrismScratch& scratch,
-                View1<double> row) {
-  const std::int32_t nz = ground.mesh.nz;
-  for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
-    const ColumnPlan& plan = scratch.plans[as_size(i - 1)];
-    const double* const west = scratch.plane.data() + (i - std::int64_t{1}) * nz;
-    const double* const west_before = scratch.plane_before.data() + (i - std::int64_t{1}) * nz;
-    double* const to = row.data() + ground.cells_before(j, i) - ground.tops(j, i);
-    for (std::int32_t k = plan.near_first; k < plan.near_end; ++k) {
-      to[k] = (west[k + nz] - west[k]) - (west_before[k + nz] - west_before[k]);
-    }
+/// The near cells of a column, from the planes of nodes before and after it; `cells` begins with
+/// the first layer.
+void near_cells(const PrismScratch& scratch, std::size_t i, std::int32_t layers, double* cells) {
+  const ColumnPlan& plan = scratch.plans[i];
+  const double* const west = scratch.plane.data() + i * as_size(layers);
+  const double* const west_before = scratch.plane_before.data() + i * as_size(layers);
+  for (std::int32_t k = plan.near_first; k < plan.near_end; ++k) {
+    cells[k] = (west[k + layers] - west[k]) - (west_before[k + layers] - west_before[k]);
   }
 }
 
-/// All cells of row j of columns by expansions; near ones are no numbers to be used.
-void far_cells(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
-               const ColumnRow& columns, PrismScratch& scratch, View1<double> row) {
+/// The columns of a row, whose planes of nodes have been made.
+void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
+                    const ColumnRow& columns, const Inside& inside, PrismScratch& scratch,
+                    const ColumnSink& sink) {
   const std::vector<ColumnPlan>& plans = scratch.plans;
-  for (std::size_t begin = 0; begin < plans.size();) {
-    std::size_t end = begin + 1;
-    while (end < plans.size() && plans[end].terms == plans[begin].terms) ++end;
-    const int terms = plans[begin].terms;
+  double* const cells = scratch.column.data();
+  for (std::size_t i = 0; i < plans.size();) {
+    const int terms = plans[i].terms;
+    std::size_t end = i + 1;
+    while (end < plans.size() && plans[end].terms == terms) ++end;
     scratch.polynomials.make(derivatives, columns, terms, scratch.layers,
-                             static_cast<std::int64_t>(begin), static_cast<std::int64_t>(end));
-    for (; begin < end; ++begin) {
-      const auto i = static_cast<std::int32_t>(begin + 1);
-      const std::int32_t top = ground.tops(j, i);
-      scratch.polynomials.evaluate(columns, i - 1, terms, scratch.layers, scratch.column.data());
-      std::copy_n(scratch.column.data() + top, ground.mesh.nz - top,
-                  row.data() + ground.cells_before(j, i));
+                             static_cast<std::int64_t>(i), static_cast<std::int64_t>(end));
+    for (; i < end; ++i) {
+      const GridColumn column = ground.column((j - std::int64_t{1}) * ground.mesh.ne +
+                                              static_cast<std::int64_t>(i) + 1);
+      scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i), terms, scratch.layers,
+                                   cells);
+      near_cells(scratch, i, ground.mesh.nz, cells);
+      add_trace(inside, column, cells + column.top);
+      sink(column, cells + column.top);
     }
   }
 }
@@ -336,7 +339,7 @@ PrismScratch::PrismScratch(const Mesh& mesh) : layers(mesh), polynomials(mesh.ne
 }
 
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
-               PrismScratch& scratch, View1<double> row) {
+               PrismScratch& scratch, const ColumnSink& sink) {
   const Mesh& mesh = ground.mesh;
   const double scale = station_scale(mesh, station);
   place_station(mesh, station, scale, scratch);
@@ -350,6 +353,11 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
     log_distances(column.up, scratch.east[i], column.nodes, column.log_aligned,
                   scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i));
   }
+  constexpr double kBelow = -1.0;  // the side of a horizontal face with the station on it
+  const Inside inside{.east = straddling(scratch.east, mesh.ne, 0.0),
+                      .north = straddling(scratch.north, mesh.nn, 0.0),
+                      .up = straddling(scratch.up, mesh.nz, kBelow),
+                      .uu = weights.uu};
   const WeightedDerivatives derivatives(weights);
   const auto row_at = [&](std::int32_t j) {
     const std::size_t at = as_size(j - 1);
@@ -370,10 +378,8 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
       std::fill(scratch.next_plans.begin(), scratch.next_plans.end(), ColumnPlan{});
     }
     node_plane(as_size(j), mesh.nz, column, weights, scratch);
-    far_cells(ground, j, derivatives, row_at(j), scratch, row);
-    near_cells(ground, j, scratch, row);
+    row_of_columns(ground, j, derivatives, row_at(j), inside, scratch, sink);
   }
-  add_trace_inside(ground, weights.uu, scratch, row);
 }
 
 bool on_cell_edge(const Ground& ground, const Point& station, PrismScratch& scratch) {

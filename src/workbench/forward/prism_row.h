@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <functional>
 #include <vector>
 
-#include "base/view1.h"
 #include "inversion/mesh_io/ground.h"
 #include "workbench/forward/cell_expansion.h"
 #include "workbench/forward/field_directions.h"
@@ -24,7 +24,7 @@ struct ColumnPlan {
   int terms = 2;
 };
 
-/// Work vectors of `prism_row`, one set a thread, made before the threads start.
+/// Work vectors of `prism_row`, one set per thread, made before the threads start.
 struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
 
@@ -47,13 +47,16 @@ struct PrismScratch {
   std::vector<ColumnPlan> plans, next_plans;  ///< of a row of columns and the next
 };
 
-/// row(c) = anomaly in nT at the station of the c-th ground cell with susceptibility 1 SI, by the
-/// closed form for uniformly magnetised prisms near the station and by expansions elsewhere, within
-/// 1e-7 of the cell's field (docs/theory.md, equations 1 to 9). Finite everywhere; a station on a
-/// horizontal face counts as above it, on a vertical face it gets the mean of both sides, on an
-/// edge the value at a thousandth of the smallest width from it.
+/// Takes the values of the ground cells of a column, from the top down.
+using ColumnSink = std::function<void(const GridColumn& column, const double* cells)>;
+
+/// Hands out, column by column in cell order, the anomalies in nT at the station of the ground cells
+/// with susceptibility 1 SI: by the closed form for uniformly magnetised prisms near the station,
+/// and elsewhere by expansions within 1e-7 of the cell's field (docs/theory.md, equations 1 to 9).
+/// Finite everywhere; a station on a horizontal face counts as above it, on a vertical face it gets
+/// the mean of both sides, on an edge the value at a thousandth of the smallest width from it.
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
-               PrismScratch& scratch, View1<double> row);
+               PrismScratch& scratch, const ColumnSink& sink);
 
 /// True when the station lies on an edge or corner of a ground cell, where the field is infinite.
 bool on_cell_edge(const Ground& ground, const Point& station, PrismScratch& scratch);

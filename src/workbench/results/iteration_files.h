@@ -15,15 +15,13 @@ inline constexpr double kModelRounding = 5.1e-6;
 /// Susceptibility (SI) of every cell of the mesh in cell order, to the six digits of the file; NaN
 /// in air and in inactive cells that the reference model marks as air (-100).
 /// @throws StopRun for a file that is truncated, too long, of a run with other column tops, or
-/// whose
-///         smallness is not the one that the run states for the iteration
+///         whose smallness is not the one that the run states for the iteration
 std::vector<double> read_model(const FinishedRun& run, const FinishedIteration& iteration);
 
 /// Predicted data (nT), in the order of the observations.
 /// @throws StopRun for a file that is truncated, or whose stations are not those of the
-/// observations
-///         or whose misfit is not the one that the run states: one of another iteration or run, or
-///         observations that were changed
+///         observations or whose misfit is not the one that the run states: one of another
+///         iteration or run, or observations that were changed
 std::vector<double> read_predicted(const FinishedRun& run, const FinishedIteration& iteration);
 
 /// Observed and predicted data side by side, one value per datum.

@@ -54,7 +54,7 @@ bool is_marked(double value, double mark) {
 [[noreturn]] void bad_node(const std::string& name, double value, std::int64_t number,
                            std::int64_t nodes, const std::optional<double>& no_data) {
   const std::string node = fmt::format("elevation {} of {}", number, nodes);
-  if (!std::isnan(value)) bad_grid(name, node + " is missing or no number");
+  if (!std::isnan(value)) bad_grid(name, node + " is missing or not a number");
   bad_grid(name, fmt::format("{} is nan. Where this marks places without a value, {}", node,
                              no_data ? fmt::format("write NODATA_value, {}, in its place", *no_data)
                                      : "name it in the header: NODATA_value nan"));
@@ -126,7 +126,7 @@ TerrainGrid read_ascii_grid(const std::string& name, TextFile& file) {
   for (std::int64_t i = 0; i < nodes; ++i) {
     double value = 0.0;
     const bool read = values.next(value) == Read::value;
-    // A nan is no number for the reader, but may be the mark.
+    // A nan is not a number to the reader, but may be the mark.
     const bool marked =
         (read || std::isnan(value)) && is_marked(value, header.no_data.value_or(kNoData));
     if (!read && !marked) bad_node(name, value, i + 1, nodes, header.no_data);

@@ -18,7 +18,7 @@ namespace quorivex {
 namespace {
 
 constexpr double kUneven = 0.05;       // of a step: coordinates in single precision
-constexpr double kMaxDegrees = 360.0;  // what is larger is no angle, whatever its units say
+constexpr double kMaxDegrees = 360.0;  // what is larger is not an angle, whatever its units say
 
 void expect_metres(const NetcdfInput& file, const NetcdfVariable& variable) {
   const std::string units = file.text(variable, "units");

@@ -20,7 +20,7 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "read_netcdf_grid";
-constexpr double kMaxPacked = 1100.0;   // deflated values a byte; 1032 is what zlib reaches
+constexpr double kMaxPacked = 1100.0;   // deflated values per byte; 1032 is what zlib reaches
 constexpr std::size_t kMaxText = 1000;  // of an attribute
 
 std::vector<char> bytes_of(const std::string& name) {
@@ -120,7 +120,7 @@ std::string NetcdfInput::text(const NetcdfVariable& variable, const char* attrib
     return lower_case(trim(text));
   }
   if (type != NC_CHAR || size > kMaxText) {
-    bad_netcdf(name_, fmt::format("{} of {} is no text", attribute, variable.name));
+    bad_netcdf(name_, fmt::format("{} of {} is not a text", attribute, variable.name));
   }
   std::string text(size, '\0');
   need(nc_get_att_text(id_, variable.id, attribute, text.data()));
@@ -133,7 +133,7 @@ std::vector<double> NetcdfInput::numbers(const NetcdfVariable& variable,
   std::size_t size = 0;
   if (nc_inq_att(id_, variable.id, attribute, &type, &size) != NC_NOERR) return {};
   if (type == NC_CHAR || type >= NC_STRING || size > kMaxText) {
-    bad_netcdf(name_, fmt::format("{} of {} is no number", attribute, variable.name));
+    bad_netcdf(name_, fmt::format("{} of {} is not a number", attribute, variable.name));
   }
   std::vector<double> numbers(size);
   if (size > 0) need(nc_get_att_double(id_, variable.id, attribute, numbers.data()));

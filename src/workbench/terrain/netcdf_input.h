@@ -37,7 +37,7 @@ class NetcdfInput {
   /// size can hold them; each dimension should have from 2 to a million nodes.
   std::vector<double> values(const NetcdfVariable& variable) const;
 
-  /// The text of an attribute in small letters; empty where there is none.
+  /// The text of an attribute in lower case; empty where there is none.
   std::string text(const NetcdfVariable& variable, const char* attribute) const;
 
   /// The numbers of an attribute; none where there is none.

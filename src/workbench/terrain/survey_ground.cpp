@@ -38,14 +38,14 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
   if (found.outside * 100 > columns) {
     warn(
         fmt::format("{} of {} columns of the mesh lie outside the terrain {} ({});\n"
-                    "there it is as high as where it is nearest",
+                    "there the nearest elevation is used",
                     found.outside, columns, terrain.name, terrain.description));
   }
   if (found.cut.columns > 0) {
     warn(fmt::format(
         "the top of the mesh, {:.10g} m, cuts off the terrain of {} of {} columns, which rises up\n"
-        "to {:.4g} m above it; no cell holds what lies there. Make a mesh with a higher top: qvx "
-        "mesh\nwith the same --topography or --elevation",
+        "to {:.4g} m above it; no cell holds what lies there. Make a mesh with a higher "
+        "top;\nqvx mesh puts it above the terrain that --topography or --elevation gives it",
         mesh.z0, found.cut.columns, columns, found.cut.max_height));
   }
 }

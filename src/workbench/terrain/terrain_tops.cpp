@@ -65,18 +65,30 @@ std::vector<double> nodes_and_centres(const std::vector<double>& nodes) {
   return refined;
 }
 
-/// Along one line of the refined grid, for each cell the lowest terrain at its three places.
-std::vector<double> lowest_on_line(const std::vector<double>& eastings, double northing,
-                                   Sampler& terrain) {
-  std::vector<double> lowest = allocate<double>(eastings.size() / 2, kRoutine);
+/// The lowest and highest of some elevations.
+struct Extent {
+  double low = kAboveAll;
+  double high = -kAboveAll;
+};
+
+Extent extent_of(const Extent& a, const Extent& b, const Extent& c) {
+  return {std::min({a.low, b.low, c.low}), std::max({a.high, b.high, c.high})};
+}
+
+/// Along one line of the refined grid, for each cell the extent of the terrain at its three places.
+std::vector<Extent> extents_on_line(const std::vector<double>& eastings, double northing,
+                                    Sampler& terrain) {
+  std::vector<Extent> extents = allocate<Extent>(eastings.size() / 2, kRoutine);
   double west = terrain.elevation(eastings[0], northing);
-  for (std::size_t i = 0; i < lowest.size(); ++i) {
+  for (std::size_t i = 0; i < extents.size(); ++i) {
     const double centre = terrain.elevation(eastings[2 * i + 1], northing);
     const double east = terrain.elevation(eastings[2 * i + 2], northing);
-    lowest[i] = std::min({kAboveAll, west, centre, east});  // this order ignores a NaN
+    // This order ignores a NaN.
+    extents[i] = {std::min({kAboveAll, west, centre, east}),
+                  std::max({-kAboveAll, west, centre, east})};
     west = east;
   }
-  return lowest;
+  return extents;
 }
 
 /// The layers of a mesh from above.
@@ -132,14 +144,14 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
   TerrainTops found;
   found.tops = {.nn = mesh.nn, .ne = mesh.ne, .tops = allocate<std::int32_t>(nn * ne, kRoutine)};
   Sampler sampler(terrain);
-  std::vector<double> south = lowest_on_line(eastings, northings[0], sampler);
+  std::vector<Extent> south = extents_on_line(eastings, northings[0], sampler);
   for (std::size_t j = 0; j < nn; ++j) {
-    const std::vector<double> centre = lowest_on_line(eastings, northings[2 * j + 1], sampler);
-    std::vector<double> north = lowest_on_line(eastings, northings[2 * j + 2], sampler);
+    const std::vector<Extent> centre = extents_on_line(eastings, northings[2 * j + 1], sampler);
+    std::vector<Extent> north = extents_on_line(eastings, northings[2 * j + 2], sampler);
     for (std::size_t i = 0; i < ne; ++i) {
-      const double lowest = layers.on_face(std::min({south[i], centre[i], north[i]}));
-      found.tops.tops[i * nn + j] = layers.air_cells(lowest);
-      const double cut = layers.above_top(lowest);
+      const Extent extent = extent_of(south[i], centre[i], north[i]);
+      found.tops.tops[i * nn + j] = layers.air_cells(layers.on_face(extent.low));
+      const double cut = layers.above_top(layers.on_face(extent.high));
       if (cut > 0.0) ++found.cut.columns;
       found.cut.max_height = std::max(found.cut.max_height, cut);
       if (!terrain.covers(eastings[2 * i + 1], northings[2 * j + 1])) ++found.outside;

@@ -34,7 +34,8 @@ struct TerrainTops {
 /// @throws StopRun saying where a terrain without a value lies on the mesh
 TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain);
 
-/// Column tops from a topography file or a grid.
+/// Column tops from a topography file or a grid: the two steps in one call, for callers that need
+/// nothing else.
 /// @throws StopRun as read_terrain and column_tops_of_terrain; alloc_error("read_topography")
 ColumnTops read_topography(const std::string& name, const Mesh& mesh, const Warn& warn);
 

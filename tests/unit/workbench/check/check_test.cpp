@@ -104,16 +104,19 @@ TEST(MatrixChecks, AFileOfAnotherKindIsToldFromABrokenOne) {
 // A millimetre is within the rounding of text files, more is another mesh; elevations count, so
 // that a mesh that lies higher by one layer differs.
 TEST(MatrixChecks, MeshesAreComparedToTheMillimetre) {
-  const Mesh mesh = matrix().ground->mesh;
+  const ScratchFolder folder;
+  const std::string file = folder.write("m.txt", "3 2 2\n0 0 100\n3*10\n2*10\n2*5");
+  const Mesh mesh = read_mesh_file(file);
   const auto compare = [&](const std::function<void(Mesh&)>& change) {
     Mesh other = mesh;
     change(other);
     return printed([&] {
       Findings findings;
-      check_mesh("m.txt", other, mesh, findings);
+      check_mesh(file, other, findings);
     });
   };
-  EXPECT_EQ(compare([](auto& m) { m.z0 += 0.9e-3; }), "  mesh                    that of m.txt\n");
+  EXPECT_EQ(compare([](auto& m) { m.z0 += 0.9e-3; }),
+            "  mesh                    that of " + file + "\n");
   EXPECT_NE(compare([](auto& m) { m.z0 += 1.1e-3; }).find("differ along elevation"),
             std::string::npos);
   EXPECT_NE(compare([](auto& m) { m.easting_nodes.pop_back(); }).find("differ along easting\n"),

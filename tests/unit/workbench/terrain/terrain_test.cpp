@@ -54,7 +54,7 @@ TEST(Terrains, AnAsciiGridIsReadFromTheNorthAndItsFaultsAreNamed) {
   expect_text(refusal_of(grid("5 6 -1\n1 2 3\n4\n")), "more after its 6 elevations");
   expect_text(refusal_of(grid("5 6 -1\n1 2 3\nx")), "more after its 6 elevations");
   expect_text(refusal_of(grid("5 6 -1\n1 2\n")), "elevation 6 of 6 is missing");
-  expect_text(refusal_of(grid("5 6 -1\n1 x 3\n")), "elevation 5 of 6 is missing or no number");
+  expect_text(refusal_of(grid("5 6 -1\n1 x 3\n")), "elevation 5 of 6 is missing or not a number");
   for (const char* absurd : {"-32768", "9001", "1e300"})
     expect_text(refusal_of(grid(fmt::format("5 6 -1\n1 {} 3\n", absurd))),
                 "at 110 E 200 N (row 2 from\n the north, column 2 from the west)");
@@ -83,7 +83,7 @@ TEST(Terrains, MarksOfAnAsciiGridCountWhereItsHeaderNamesThem) {
   for (const char* mark : {"nan", "0"}) {
     const std::string line = fmt::format("NODATA_value {}\n", mark);
     for (const char* last : {"/", "x"})
-      expect_text(refusal_of(grid(line, last)), "is missing or no number");
+      expect_text(refusal_of(grid(line, last)), "is missing or not a number");
   }
   expect_text(refusal_of(grid("", "nan")),
               "3 of 6 is nan. Where this marks places without a "

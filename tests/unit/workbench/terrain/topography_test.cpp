@@ -277,9 +277,9 @@ TEST(Topography, TerrainAboveTheMeshTopAndColumnsOutsideItAreCounted) {
       mesh, {.name = {},
              .elevation = [](double e, double) { return 90.0 + e; },
              .covers = [](double e, double n) { return e < 30.0 && n < 10.0; }});
-  // Lowest in the four columns from west to east: 90, 100, 110, 120.
-  EXPECT_EQ(found.cut.columns, 4);
-  EXPECT_EQ(found.cut.max_height, 20.0);
+  // Highest in the four columns from west to east: 100, 110, 120, 130.
+  EXPECT_EQ(found.cut.columns, 6);
+  EXPECT_EQ(found.cut.max_height, 30.0);
   EXPECT_EQ(found.outside, 5);
   EXPECT_EQ(found.tops.tops, (Counts{1, 1, 0, 0, 0, 0, 0, 0}));
 }
