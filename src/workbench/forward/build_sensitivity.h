@@ -35,8 +35,9 @@ struct PredictionError {
 struct BuildSummary {
   std::int64_t coefficients = 0;   ///< stored
   std::vector<double> row_errors;  ///< of each datum: |dropped| / |row|; compressed form only
-  std::vector<PredictionError> prediction_errors;  ///< compressed form only
-  std::vector<double> gdiag;                       ///< diagonal of G^T G, one entry per ground cell
+  std::vector<PredictionError> prediction_errors;  ///< of `tried_rows` data; compressed form only
+  std::int32_t tried_rows = 0;
+  std::vector<double> gdiag;  ///< diagonal of G^T G, one entry per ground cell
 };
 
 /// Statistics of the relative errors of the rows.

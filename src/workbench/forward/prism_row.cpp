@@ -278,8 +278,8 @@ void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivati
     scratch.polynomials.make(derivatives, columns, terms, scratch.layers,
                              static_cast<std::int64_t>(i), static_cast<std::int64_t>(end));
     for (; i < end; ++i) {
-      const GridColumn column = ground.column((j - std::int64_t{1}) * ground.mesh.ne +
-                                              static_cast<std::int64_t>(i) + 1);
+      const GridColumn column =
+          ground.column((j - std::int64_t{1}) * ground.mesh.ne + static_cast<std::int64_t>(i) + 1);
       scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i), terms, scratch.layers,
                                    cells);
       near_cells(scratch, i, ground.mesh.nz, cells);

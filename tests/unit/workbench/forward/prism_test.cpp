@@ -13,7 +13,10 @@ namespace {
 std::vector<double> row_at(const Ground& ground, const Point& station, const Observations& survey) {
   PrismScratch scratch(ground.mesh);
   std::vector<double> row(static_cast<std::size_t>(ground.cells()));
-  prism_row(ground, station, tensor_weights(survey, 1), scratch, row);
+  prism_row(ground, station, tensor_weights(survey, 1), scratch,
+            [&](const GridColumn& column, const double* cells) {
+              std::copy_n(cells, ground.mesh.nz - column.top, row.data() + column.before);
+            });
   return row;
 }
 
