@@ -240,6 +240,45 @@ void put_easting_in(const double* of_row, const double* east, const double* east
   }
 }
 
+double longest(const std::array<double, 3>& edges) {
+  return *std::max_element(edges.begin(), edges.end());
+}
+
+double square_of(const std::array<double, 3>& v) { return v[0] * v[0] + v[1] * v[1] + v[2] * v[2]; }
+
+double volume_of(const CellFromStation& cell) {
+  return cell.edges[0] * cell.edges[1] * cell.edges[2];
+}
+
+/// The whole expansion of one cell.
+double expansion_at(const WeightedDerivatives& derivatives, const CellFromStation& cell) {
+  std::array<Powers, 3> centre;
+  std::array<Powers, 3> edge;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    centre[axis] = powers_of(cell.centre[axis]);
+    edge[axis] = powers_of(cell.edges[axis] * cell.edges[axis]);
+  }
+  const double square = square_of(cell.centre);
+  double power = 1.0 / (square * square * std::sqrt(square));
+  double sum = 0.0;
+  const double* c = derivatives.coefficients.data();
+  for (int m = 0; m < kMaxTerms; ++m, power /= square * square) {
+    const int degree = degree_of(m);
+    for (int g = 0; g <= m; ++g) {
+      for (int a = 0; a + g <= m; ++a) {
+        double polynomial = 0.0;
+        for (int s = 0; s <= degree; ++s) {
+          for (int q = 0; q <= degree - s; ++q, ++c) {
+            polynomial += *c * centre[0][at(degree - s - q)] * centre[1][at(q)] * centre[2][at(s)];
+          }
+        }
+        sum += power * edge[0][at(a)] * edge[1][at(m - g - a)] * edge[2][at(g)] * polynomial;
+      }
+    }
+  }
+  return volume_of(cell) * sum;
+}
+
 }  // namespace
 
 int terms_needed(double squared_distance) {
@@ -288,6 +327,33 @@ WeightedDerivatives::WeightedDerivatives(const TensorWeights& w) {
       }
     }
   }
+}
+
+bool is_thin(const CellFromStation& cell) {
+  const double square = square_of(cell.centre);
+  if (square * std::sqrt(square) < 1e7 * volume_of(cell)) return false;
+  std::array<double, 3> outside{};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    outside[axis] = std::max(std::abs(cell.centre[axis]) - 0.5 * cell.edges[axis], 0.0);
+  }
+  return std::sqrt(square_of(outside)) > 0.2 * longest(cell.edges);
+}
+
+double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell) {
+  const double edge = longest(cell.edges);
+  if (terms_needed(square_of(cell.centre) / (edge * edge)) > 0) {
+    return expansion_at(derivatives, cell);
+  }
+  const auto axis = static_cast<std::size_t>(
+      std::max_element(cell.edges.begin(), cell.edges.end()) - cell.edges.begin());
+  double sum = 0.0;
+  for (const double side : {-0.25, 0.25}) {
+    CellFromStation half = cell;
+    half.edges[axis] = 0.5 * edge;
+    half.centre[axis] += side * edge;
+    sum += value_of_thin_cell(derivatives, half);
+  }
+  return sum;
 }
 
 ColumnPolynomials::ColumnPolynomials(std::int64_t columns)

@@ -11,7 +11,7 @@
 namespace quorivex {
 
 // Cells far from the station: the volume integral of 1/r, expanded about the centre of the cell
-// (docs/theory.md, equations 7 to 9).
+// (docs/theory.md, equations 7 and 8).
 
 /// Terms of the expansion; term m holds the derivatives of order 2 m + 2 of 1/r.
 inline constexpr int kMaxTerms = 4;
@@ -41,6 +41,19 @@ struct WeightedDerivatives {
 
   std::array<double, kSize> coefficients{};
 };
+
+/// A cell as a station sees it: centre from the station, and edges, along easting, northing and up.
+struct CellFromStation {
+  std::array<double, 3> centre;
+  std::array<double, 3> edges;
+};
+
+/// Whether the closed form loses more digits in the cell than the expansion: long thin cells whose
+/// field is below 1e-7 of that inside, at a distance of a fifth of their length or more.
+bool is_thin(const CellFromStation& cell);
+
+/// The value of such a cell, cut into pieces that are far enough for the expansion.
+double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell);
 
 /// A row of columns at one northing.
 struct ColumnRow {

@@ -265,6 +265,18 @@ void near_cells(const PrismScratch& scratch, std::size_t i, std::int32_t layers,
   }
 }
 
+/// The near cells for which the expansion of their pieces is better.
+void thin_cells(const PrismScratch& scratch, std::size_t i, const WeightedDerivatives& derivatives,
+                const ColumnRow& columns, double* cells) {
+  for (std::int32_t k = scratch.plans[i].near_first; k < scratch.plans[i].near_end; ++k) {
+    const std::size_t layer = as_size(k);
+    const CellFromStation cell{
+        {columns.east[i], columns.north, scratch.layers.up[layer]},
+        {columns.east_width[i], columns.width, scratch.layers.thickness[layer]}};
+    if (is_thin(cell)) cells[k] = value_of_thin_cell(derivatives, cell);
+  }
+}
+
 /// The columns of a row, whose planes of nodes have been made.
 void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
                     const ColumnRow& columns, const Inside& inside, PrismScratch& scratch,
@@ -283,6 +295,7 @@ void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivati
       scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i), terms, scratch.layers,
                                    cells);
       near_cells(scratch, i, ground.mesh.nz, cells);
+      thin_cells(scratch, i, derivatives, columns, cells);
       add_trace(inside, column, cells + column.top);
       sink(column, cells + column.top);
     }

@@ -53,7 +53,7 @@ using ColumnSink = std::function<void(const GridColumn& column, const double* ce
 /// Hands out, column by column in cell order, the anomalies in nT at the station of the ground
 /// cells with susceptibility 1 SI: by the closed form for uniformly magnetised prisms near the
 /// station, and elsewhere by expansions within 1e-7 of the cell's field (docs/theory.md, equations
-/// 1 to 9). Finite everywhere; a station on a horizontal face counts as above it, on a vertical
+/// 1 to 8). Finite everywhere; a station on a horizontal face counts as above it, on a vertical
 /// face it gets the mean of both sides, on an edge the value at a thousandth of the smallest width
 /// from it.
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
