@@ -22,11 +22,12 @@ declare -A may_use=(
   [workbench/sidecar]="sensitivity mesh_io"
   [workbench/forward]="sidecar sensitivity mesh_io input"
   [workbench/results]="sidecar objective sensitivity mesh_io input"
-  [workbench/appraisal]="geometry results solver mesh_io input"
+  [workbench/appraisal]="geometry forward results solver mesh_io input"
   [workbench/export]="results sensitivity mesh_io"
   [workbench/page]="appraisal results mesh_io input"
-  [workbench/check]="forward sidecar setup solver sensitivity objective mesh_io input"
-  [workbench/commands]="check export page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
+  [workbench/check]="forward geometry sidecar setup solver sensitivity objective mesh_io input"
+  [workbench/compose]="objective mesh_io input"
+  [workbench/commands]="check compose export page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
 )
 
 wrong=0

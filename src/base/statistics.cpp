@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace quorivex {
@@ -28,6 +29,14 @@ std::string format_range(const std::vector<double>& values, std::string_view uni
   const std::string in_unit = unit.empty() ? "" : fmt::format(" {}", unit);
   return from == to ? fmt::format("{}{} everywhere", from, in_unit)
                     : fmt::format("{} to {}{}", from, to, in_unit);
+}
+
+std::string format_coordinates(const std::vector<double>& metres) {
+  if (metres.empty()) return "no values";
+  const auto [min, max] = std::minmax_element(metres.begin(), metres.end());
+  constexpr int kDigits = 13;
+  return format_range({std::round(*min * 1000.0) / 1000.0, std::round(*max * 1000.0) / 1000.0}, "m",
+                      kDigits);
 }
 
 }  // namespace quorivex

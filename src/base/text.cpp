@@ -26,6 +26,11 @@ std::string lower_case(std::string_view text) {
   return lower;
 }
 
+std::string one_line(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
 std::optional<double> to_number(std::string_view text) {
   std::string digits(text);
   std::replace_if(

@@ -13,6 +13,9 @@ std::string_view trim(std::string_view text);
 /// The text with its letters A to Z in lower case.
 std::string lower_case(std::string_view text);
 
+/// The text with its line breaks as blanks.
+std::string one_line(std::string text);
+
 /// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
 std::optional<double> to_number(std::string_view text);
 

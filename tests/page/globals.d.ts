@@ -5,3 +5,7 @@ declare const process: any;
 declare const document: any;
 declare const window: any;
 declare const PointerEvent: any;
+declare const URL: any;
+interface ImportMeta {
+  url: string;
+}

@@ -105,7 +105,7 @@ TEST(QvxCheck, AGoodRunIsFineItsFiguresAreTheRunsAndTheFolderStaysAsItWas) {
       {fact("sensitivity file", "made for these stations, directions and deviations\n"),
        fact("mesh", "that of mesh.txt\n"), fact("data", "30\n"), fact("easting", "-61 to 65 m"),
        fact("initial model", "0.001 to 0.002 SI"), fact("upper bounds", "1 SI everywhere"),
-       fact("length scales", "easting 100,")},
+       fact("inclination", "60: down, northern hemisphere"), fact("length scales", "easting 100,")},
       " --mesh mesh.txt");
   EXPECT_EQ(text.find("note:"), std::string::npos) << text;
   EXPECT_EQ(contents(folder), before);
@@ -197,16 +197,55 @@ TEST(QvxCheck, ASidecarOfAnotherMatrixIsToldAndAMissingOneIsANote) {
   EXPECT_NE(made.out.find("  mesh_file            mesh.txt\n"), std::string::npos) << made.out;
 }
 
-TEST(QvxCheck, TheTerrainThatTheMeshCutsOffIsStatedByEveryCommand) {
+// Each warning of the build once, however many lines it has, with all who look at its matrix; one
+// about stations not a second time from the stations themselves.
+TEST(QvxCheck, WarningsOfTheBuildReachEveryCommand) {
   const CheckFolder folder;
   const std::string ground = "--mesh mesh.txt --elevation 57.25";  // the top of the mesh is 50
+  folder.write("obs.mag", survey("60 15 50000\n60 15 1\n", "65 5 49.9 -7 2"));
   folder.build("s.mtx", ground);
-  const std::string cut = "56 of 56 columns, by up to 7.25 m";
-  folder.expect(1, "1 warning", {"warning: the top of the mesh cuts off the terrain of " + cut});
+  const std::string made = "when the sensitivity file was made: ";
+  const std::string cut = "the top of the mesh, 50 m, cuts off the terrain of 56 of 56 columns,";
+  const std::string below =
+      "1 of 30 stations lie below the ground, which is right for boreholes only: datum 30 at";
+  folder.expect(1, "3 warnings",
+                {"warning: " + made + cut, "warning: " + made + below,
+                 "warning: " + made + "the cells' ground lies"});
   const std::string plan = run_qvx(folder, "sensitivity --plan --data obs.mag " + ground).out;
-  EXPECT_NE(plan.find("  terrain cut off      " + cut + "\n"), std::string::npos) << plan;
-  const std::string info = run_qvx(folder, "info s.mtx").out;
-  EXPECT_NE(info.find("  terrain_cut          " + cut + "\n"), std::string::npos) << info;
+  EXPECT_NE(plan.find("  terrain cut off      56 of 56 columns, by up to 7.25 m\n"),
+            std::string::npos)
+      << plan;
+  const QvxRun info = run_qvx(folder, "info s.mtx");
+  EXPECT_EQ(info.out.find(cut), std::string::npos) << info.out;
+  run_program(folder, "run.inp 1");
+  const std::string report = run_qvx(folder, "report run.inp").out;
+  for (const std::string& text : {cut, below}) {
+    EXPECT_NE(info.err.find("Warning: when the file was made: " + text), std::string::npos);
+    EXPECT_NE(report.find("Red flag: Stations or terrain. qvx sensitivity warned: " + text),
+              std::string::npos)
+        << report;
+    EXPECT_NE(folder.read("quorivex.html").find(text), std::string::npos);
+  }
+  std::filesystem::remove(folder.path("s.mtx.info"));
+  const std::string without = run_qvx(folder, "report run.inp").out;
+  EXPECT_NE(without.find("Red flag: Stations or terrain. " + below), std::string::npos) << without;
+}
+
+TEST(QvxCheck, SaysWhatChifactAndInclinationMean) {
+  const CheckFolder folder;
+  for (const auto& [chifact, note] : {std::pair{"0.5", "note: chifact 0.5 fits part of the noise"},
+                                      {"0.1", "note: chifact 0.1 fits"},
+                                      {"2", "note: chifact 2 leaves signal in the residuals"},
+                                      {"0.51", ""},
+                                      {"1.99", ""}}) {
+    folder.input({{2, fmt::format("{} 0.02", chifact)}});
+    const std::string text = folder.expect(0, "fine", {note, fact("tolc", "0.02, read, not used")});
+    EXPECT_EQ(text.find("note: chifact") == std::string::npos, std::string(note).empty());
+  }
+  folder.input({{1, "2"}, {2, "0 0"}});
+  folder.expect(0, "fine", {"note: this beta, with which mode 1 starts, is usually far too large"});
+  folder.write("obs.mag", survey("-60 15 50000\n60 15 1\n"));
+  folder.expect(1, "1 warning", {fact("inclination", "-60: up, southern hemisphere")});
 }
 
 TEST(QvxCheck, TheSidecarIsFoundBesideTheTargetOfALink) {

@@ -89,6 +89,18 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
   elevations(std::string("--topography hill.asc --height -0.5 ") + kGiven);
   EXPECT_NE(folder.read("err.txt").find("Warning: --height -0.5 puts all stations below"),
             std::string::npos);
+  // A field that is given counts, with the convergence of the zone, and is compared with the place.
+  const Observations given =
+      elevations(std::string("--elevation Z --date 2000 --utm 33N --inclination -75 ") +
+                 "--declination 3 --strength 51500");
+  EXPECT_EQ(given.incl, -75.0);
+  EXPECT_EQ(given.geomag, 51500.0);
+  EXPECT_NEAR(given.decl, 3.0 + 0.89, 0.05);
+  const std::string warned = folder.read("err.txt");
+  EXPECT_NE(warned.find("Warning: the inclination given, -75.00, has the opposite sign of 7"),
+            std::string::npos)
+      << warned;
+  EXPECT_NE(folder.read("o.mag").find("! for comparison: inclination 7"), std::string::npos);
   // The same position given in two ways; the convergence turns the grid's north.
   const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
   EXPECT_NE(folder.read("o.mag").find(" m, 2000-01-01\n"), std::string::npos);
@@ -97,6 +109,48 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
   EXPECT_NEAR(utm.incl, at.incl, 0.1);
   EXPECT_NEAR(utm.geomag, at.geomag, 20.0);
   EXPECT_NEAR(utm.decl, at.decl, 0.1);
+}
+
+// Deviations of a column with least values, names after the values, and stations flown twice.
+TEST(QvxSurvey, DeviationsNamesAndDuplicatesOfATable) {
+  const ScratchFolder folder;
+  folder.write("t.csv",
+               "L,fid,X,Y,Z,T,S\nA,1,450000,7000000,300,100,5\nA,2,450050,7000000,300,-200,0.5\n"
+               "B,9,450000,7000000,300,110,7\n");
+  const std::string all = std::string(kColumns) + kGiven +
+                          "--elevation Z --line L --fiducial fid --deviation S --output o.mag ";
+  QvxRun run = run_qvx(folder, all + "--floor 1 --percent 0.2");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("column S, at least 1 nT + 0.2 % of |datum|, 1.4 to 7 nT"),
+            std::string::npos)
+      << run.out;
+  EXPECT_NE(run.err.find("1 of 3 stations stand at the place of an earlier one"),
+            std::string::npos);
+  EXPECT_NE(run.err.find("--percent 0.2 is 0.2 % of the datum"), std::string::npos);
+  EXPECT_EQ(read_data_file(folder.path("o.mag"), DataColumns::values).std,
+            (std::vector<double>{5.0, 1.4, 7.0}));
+  std::string file = folder.read("o.mag");
+  EXPECT_NE(file.find("\n! labels of the data: line, fiducial\n"), std::string::npos);
+  EXPECT_TRUE(file.ends_with("  ! B, 9\n")) << file;
+
+  run = run_qvx(folder, all + "--average-duplicates");
+  EXPECT_EQ(run.err, "");
+  EXPECT_NE(run.out.find("averaged with an earlier station at the same place: 1\n"),
+            std::string::npos)
+      << run.out;
+  const Observations o = read_data_file(folder.path("o.mag"), DataColumns::values);
+  EXPECT_EQ(o.std, (std::vector<double>{6.0, 0.5}));
+  EXPECT_DOUBLE_EQ(o.obs[0] * 6.0, 105.0);
+  expect_refused(folder, std::string(kColumns) + kGiven + "--elevation Z --output p.mag",
+                 "--floor and, if wanted, --percent, or --deviation");
+  folder.write("t.csv", "X,Y,Z,T,S\n1,1,1,1,0\n");
+  expect_refused(folder,
+                 std::string(kColumns) + kGiven + "--elevation Z --deviation S --output p.mag",
+                 "line 2: standard deviation (column 5) should be a number from 1e-06");
+  expect_refused(folder,
+                 std::string(kColumns) + "--inclination 60 --declination 0 --strength 50.1 " +
+                     kOutput + "--elevation Z",
+                 "--strength: should be nT; 50.1 is perhaps 50100 nT");
 }
 
 TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
@@ -116,7 +170,8 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
                  "--height should be from -100000 to 100000 m, or name a column");
   expect_refused(folder, start + kGiven + "--missing '*' --height 3 --topography gap.asc",
                  "has no elevation at 450000 E 7000000 N, the station of line 2 of t.csv");
-  expect_refused(folder, good + "--inclination 60", "the field is either");
+  for (const char* some : {"--inclination 60", "--inclination 60 --date 1990 --utm 33N"})
+    expect_refused(folder, good + some, "the field is --inclination, --declination and --strength");
   expect_refused(folder, good + "--date 1990", "needs one place");
   expect_refused(folder, good + "--date 1990 --utm 33N --at 1,2", "needs one place");
   expect_refused(folder, good + "--date 2200 --utm 33N", "the years 1900 to 20");

@@ -13,12 +13,13 @@
 #include "base/free_format.h"
 #include "base/parallel_text.h"
 #include "base/stop_run.h"
+#include "base/text_faults.h"
 
 namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxLine = 1000;
-constexpr std::int64_t kLineBytes = 128;  // more than a line that is written needs
+constexpr std::int64_t kLineBytes = 128;  // more than a line without its label needs
 
 /// The lines of a data file without comments and blank lines.
 class DataLines {
@@ -31,9 +32,10 @@ class DataLines {
   template <class... Values>
   void read(Values&... values) {
     next();
-    if (!FreeFormat(line_).read(values...)) {
-      stop_run(fmt::format(" ERROR reading data file {} {}", name_, line_));
-    }
+    if (FreeFormat(line_).read(values...)) return;
+    stop_run(fmt::format(" ERROR reading data file {} {}", name_, line_),
+             where(fmt::format(" should begin with {} numbers, not {}", sizeof...(values),
+                               numbers_of_line())));
   }
 
   /// True when the next data line holds at least `count` numbers; the line stays the next one.
@@ -47,16 +49,39 @@ class DataLines {
   }
 
   [[noreturn]] void refuse(std::string_view why) const {
-    stop_run(fmt::format(" ERROR: {} {}", why, line_));
+    stop_run(fmt::format(" ERROR: {} {}", why, line_), where(""));
   }
 
  private:
+  int numbers_of_line() const {
+    FreeFormat line(line_);
+    constexpr int kMost = 10;  // of 1000000*0.5 no more are worth counting
+    int count = 0;
+    for (double value = 0.0; count < kMost && line.next(value) == Read::value;) ++count;
+    return count;
+  }
+
+  /// What is known of the line, for the detail of a message.
+  std::string where(const std::string& what) const {
+    if (const std::string format = foreign_format(line_); !format.empty()) {
+      return fmt::format("{} {}.", name_, format);
+    }
+    const std::string_view comma = decimal_comma_in(line_);
+    const std::string hint =
+        comma.empty()
+            ? ""
+            : fmt::format(" In '{}' the comma separates two values; write a decimal point.", comma);
+    return fmt::format("Line {} of {}{}.{}", number_, name_, what, hint);
+  }
+
   void next() {
     if (std::exchange(repeat_line_, false)) return;
     do {
       if (!file_->read_line(line_, kMaxLine)) {
-        stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_));
+        stop_run(fmt::format(" ERROR: end reached when reading data file {}", name_),
+                 fmt::format("The file has {} lines.", number_));
       }
+      ++number_;
       line_.resize(trim_right(line_).size());
     } while (line_.empty() || line_.front() == '!');
   }
@@ -64,6 +89,7 @@ class DataLines {
   const std::string& name_;
   std::optional<TextFile> file_;
   std::string line_;
+  std::int64_t number_ = 0;  // of the line in the file, from 1
   bool repeat_line_ = false;
 };
 
@@ -171,7 +197,8 @@ std::vector<double> read_predicted_data(const std::string& name, const Observati
 
 void write_data_file(const std::string& name, const Observations& observations,
                      View1<const double> values, View1<const double> std,
-                     const std::vector<std::string>& comments) {
+                     const std::vector<std::string>& comments,
+                     const std::vector<std::string>& labels) {
   const Observations& o = observations;
   AtomicFile file(name);
   for (std::string comment : comments) {
@@ -185,7 +212,10 @@ void write_data_file(const std::string& name, const Observations& observations,
   file.append(fixed(o.aincl, 10, 2) + fixed(o.adecl, 10, 2) + whole(o.idir, 7) +
               "     !! aincl, adecl, idir\n");
   file.append(whole(o.ndata, 7) + right("", 23) + "  !! # of data\n");
-  append_in_parallel(file, values.size(), kLineBytes, [&](std::int64_t i, std::string& text) {
+  std::size_t label_bytes = 0;
+  for (const std::string& label : labels) label_bytes = std::max(label_bytes, label.size());
+  const std::int64_t bytes = kLineBytes + static_cast<std::int64_t>(label_bytes);
+  append_in_parallel(file, values.size(), bytes, [&](std::int64_t i, std::string& text) {
     const std::size_t at = as_size(i - 1);
     for (const double coordinate : {o.x[at], o.y[at], o.z[at]}) append_sci(text, coordinate, 17, 9);
     text += "  ";
@@ -196,6 +226,7 @@ void write_data_file(const std::string& name, const Observations& observations,
     }
     append_sci(text, values(i), 14, 6);
     if (std.size() > 0) append_sci(text, std(i), 14, 6);
+    if (!labels.empty()) text.append("  ! ").append(labels[at]);
     text.push_back('\n');
   });
   file.commit();

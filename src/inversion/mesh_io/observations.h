@@ -47,10 +47,12 @@ Observations read_data_file(const std::string& name, DataColumns columns,
 std::vector<double> read_predicted_data(const std::string& name, const Observations& observations);
 
 /// Writes a file with the layout of an observations file: for each datum its position and its value
-/// in nT, and its standard deviation where `std` is not empty. Comments come first, one per line.
+/// in nT, and its standard deviation where `std` is not empty. Comments come first, one per line;
+/// `labels`, where not empty, hold what follows each datum as a comment.
 void write_data_file(const std::string& name, const Observations& observations,
                      View1<const double> values, View1<const double> std = {},
-                     const std::vector<std::string>& comments = {});
+                     const std::vector<std::string>& comments = {},
+                     const std::vector<std::string>& labels = {});
 
 /// Writes BASE_NNN.EXTENSION with the predicted values predicted(i) std(i), without standard
 /// deviations.

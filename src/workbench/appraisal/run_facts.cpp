@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/appraisal/run_facts.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cmath>
 
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "inversion/mesh_io/active_cells.h"
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/mesh_io/model_files.h"
+#include "inversion/mesh_io/station_heights.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
@@ -48,6 +54,27 @@ LargestResidual largest_residual(const Observations& o, const DataFit& fit,
   return {.number = number, .normalised = fit.normalised[i], .easting = o.x[i], .northing = o.y[i]};
 }
 
+/// What qvx sensitivity warned of; where its warnings are unknown or of other stations, what shows
+/// from the stations and the cells.
+std::vector<std::string> warnings_of_places(const FinishedRun& run) {
+  std::vector<std::string> found;
+  for (const std::string& warning : run.matrix_warnings) {
+    found.push_back(fmt::format("qvx sensitivity warned: {}", warning));
+  }
+  const auto& others = run.mismatched_survey_parts;
+  if (found.empty() || std::find(others.begin(), others.end(), "stations") != others.end()) {
+    for (const std::string& warning :
+         station_warnings(run.observations, run.ground->mesh,
+                          heights_above_cells(run.observations, *run.ground))) {
+      found.push_back(one_line(warning));
+    }
+  }
+  for (std::string& sentence : found) {
+    if (!sentence.ends_with('.')) sentence += '.';
+  }
+  return found;
+}
+
 }  // namespace
 
 RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& model,
@@ -59,8 +86,17 @@ RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& mo
   facts.iteration = run.iterations.back().row.iteration;
   facts.iterations_made = run.iterations_made;
   facts.mismatched_survey_parts = run.mismatched_survey_parts;
+  facts.warnings = warnings_of_places(run);
   facts.misfit = run.iterations.back().row.misfit;
+  const SummaryRow& row = run.iterations.back().row;
+  facts.beta = row.beta;
+  facts.norm = row.norm;
+  if (run.iterations.size() > 1) {
+    const SummaryRow& before = run.iterations[run.iterations.size() - 2].row;
+    if (before.iteration == row.iteration - 1) facts.before = before;
+  }
   facts.target = run.target;
+  facts.beta_chosen = run.parameters.mode == 2 && !(run.parameters.par > 0.0);
   facts.ended = !run.ended.empty();
   facts.ending = run.ending;
   facts.narrowest_cell = min_horizontal_width(mesh);

@@ -9,16 +9,10 @@
 #include <utility>
 
 #include "inversion/solver/next_beta.h"
+#include "workbench/appraisal/fit_rules.h"
 
 namespace quorivex {
 namespace {
-
-constexpr double kNotable = 0.15;       // correlation of residuals
-constexpr double kGathered = 4.5;       // standard errors of a square's mean
-constexpr double kEdgeShare = 0.2;      // of the model's farthest departure from its median
-constexpr double kCellsToDatum = 1.25;  // half-gaps between lines of five cells
-constexpr double kMeanOff = 0.25;       // standard deviations
-constexpr double kCertain = 4.0;        // standard errors
 
 std::string percent(double share) {
   const double value = 100.0 * share;
@@ -26,58 +20,17 @@ std::string percent(double share) {
                                     : fmt::format("{:.0f} %", value);
 }
 
-void flag_pattern(const RunFacts& f, std::vector<RedFlag>& flags) {
-  const SpatialCorrelation found = f.residuals.correlation.value_or(SpatialCorrelation{});
-  std::string pattern;
-  if (found.significant && found.correlation > kNotable) {
-    pattern = fmt::format(
-        "Data within {:.0f} m of each other have residuals with a correlation of {:.2f}; "
-        "independent errors have none. ",
-        found.side, found.correlation);
-  }
-  // Among n squares the farthest is off by about sqrt(2 ln n) standard errors by chance.
-  const double by_chance = std::sqrt(2.0 * std::log(std::max(found.squares, 1.0)));
-  if (found.standard_errors > std::max(kGathered, by_chance + 1.0)) {
-    pattern += fmt::format(
-        "Data within {:.0f} m of easting {:.0f} m, northing {:.0f} m are off to the same side, by "
-        "{:+.1f} standard deviations on average. ",
-        0.5 * found.side, found.easting, found.northing, found.mean);
-  }
-  if (!pattern.empty()) {
-    flags.push_back({"Residuals have a pattern",
-                     pattern + "The model does not explain something in the data: see the map of "
-                               "residuals."});
-  }
-  const double certain = kCertain * std::sqrt(f.residuals.per_datum / std::max(f.ndata, 1));
-  if (std::abs(f.residuals.mean) > std::max(kMeanOff, certain)) {
-    flags.push_back(
-        {"Residuals are biased",
-         fmt::format("Their mean is {:+.2f} standard deviations. A constant or a regional field is "
-                     "left in the data, or the mesh is too small to explain it.",
-                     f.residuals.mean)});
-  }
-}
-
-void flag_edges(const RunFacts& f, std::vector<RedFlag>& flags) {
-  std::string sides;
-  for (const MeshEdge& edge : f.model.edges) {
-    if (edge.departure < kEdgeShare) continue;
-    sides += fmt::format("{}{} ({:.3g})", sides.empty() ? "" : ", ", edge.side, edge.value);
-  }
-  if (sides.empty()) return;
-  flags.push_back(
-      {"Susceptibility at the edge of the mesh",
-       fmt::format("Cells at the edge stand out from the median of {:.3g}: {}. The model "
-                   "puts there what it cannot put inside: widen or deepen the mesh, or "
-                   "take a regional field out of the data.",
-                   f.model.median, sides)});
-}
-
-/// How the chi-squared per datum compares with 1.
-std::string describe_fit(double per_datum) {
-  if (per_datum > 1.5) return "more than expected from the standard deviations";
-  if (per_datum < 0.5) return "less than expected from the standard deviations";
-  return "about as expected from the standard deviations";
+std::string describe_chi_squared(const RunFacts& f) {
+  const double value = f.residuals.per_datum;
+  const ChiSquared fit = judge_chi_squared(value, f.ndata);
+  const auto [min, max] = expected_chi_squared(f.ndata);
+  const char* compared = fit == ChiSquared::expected ? "as"
+                         : fit == ChiSquared::low    ? "less than"
+                                                     : "more than";
+  return fmt::format(
+      "Chi-squared is {:.3g} per datum, {} expected from the standard deviations ({:.2f} to {:.2f} "
+      "for {} data).",
+      value, compared, min, max, f.ndata);
 }
 
 std::string describe_bounds(const RunFacts& f) {
@@ -106,28 +59,6 @@ std::string describe_outliers(const RunFacts& f) {
       f.residuals.beyond_four, f.ndata);
 }
 
-std::vector<RedFlag> red_flags(const RunFacts& f) {
-  std::vector<RedFlag> flags;
-  flag_pattern(f, flags);
-  flag_edges(f, flags);
-  if (f.at_upper > 0) {
-    flags.push_back(
-        {"Susceptibility at the upper bound",
-         fmt::format("{} cells would be more susceptible if they were allowed to. Raise "
-                     "the upper bound, unless it is known to hold.",
-                     f.at_upper)});
-  }
-  if (f.gap > kCellsToDatum * f.narrowest_cell) {
-    flags.push_back(
-        {"Data coarser than the cells",
-         fmt::format("Half of the places between the data are {:.3g} m or more away from the "
-                     "nearest datum, the narrowest cells are {:.3g} m wide. Details of a few cells "
-                     "come from the smoothing there, not from the data.",
-                     f.gap, f.narrowest_cell)});
-  }
-  return flags;
-}
-
 bool reached(const RunFacts& f) { return f.target && target_reached(f.misfit, *f.target); }
 
 /// Mark, headline and level by the target alone.
@@ -141,6 +72,12 @@ Verdict judge_misfit(const RunFacts& f, bool doubts) {
     v.headline =
         fmt::format("beta was fixed, so there is no target; the misfit is {:.4g} for {} data {}.",
                     f.misfit, f.ndata, iterations);
+  } else if (closer_than_asked(f.misfit, *f.target)) {
+    v.mark = "Target overshot";
+    v.headline = fmt::format(
+        "The model fits the data closer than was asked: misfit {:.4g}, {:.2g} of the target of "
+        "{:.4g}, {}.",
+        f.misfit, f.misfit / *f.target, *f.target, iterations);
   } else if (reached(f)) {
     v.mark = doubts ? "Target reached, with doubts" : "Target reached";
     v.headline = fmt::format(
@@ -188,8 +125,7 @@ Verdict verdict_on(const RunFacts& f, bool flagged) {
   }
   const std::string ending = describe_ending(f);
   if (!ending.empty()) v.sentences.push_back(ending);
-  v.sentences.push_back(fmt::format("Chi-squared is {:.3g} per datum, {}.", f.residuals.per_datum,
-                                    describe_fit(f.residuals.per_datum)));
+  v.sentences.push_back(describe_chi_squared(f));
   v.sentences.push_back(describe_outliers(f));
   v.sentences.push_back(describe_largest(f.largest));
   v.sentences.push_back(describe_bounds(f));

@@ -7,12 +7,15 @@
 #include <filesystem>
 #include <optional>
 
+#include "inversion/mesh_io/station_heights.h"
+#include "workbench/check/input_lines.h"
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"
+#include "workbench/check/observation_notes.h"
 #include "workbench/check/sensitivity_summary.h"
 #include "workbench/check/start_checks.h"
-#include "workbench/check/station_checks.h"
 #include "workbench/check/survey_checks.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
@@ -66,7 +69,8 @@ bool check_input(const std::string& input_file, InversionParameters& input, Find
   Findings::fact("mode", input.mode == 1
                              ? fmt::format("1, target misfit with chifact {}", input.par)
                          : input.par > 0 ? fmt::format("2, beta {} is kept", input.par)
-                                         : "2, the program chooses beta and keeps it");
+                                         : "2, beta is kept at the value with which mode 1 starts");
+  Findings::fact("tolc", fmt::format("{}, read, not used", input.tolc));
   for (const auto& [label, name] : {std::pair{"observations", input.obsFile},
                                     {"sensitivity file", input.mtxFile},
                                     {"initial model", input.initialModel},
@@ -80,6 +84,7 @@ bool check_input(const std::string& input_file, InversionParameters& input, Find
   }
   check_folder(input_file, input);
   check_old_results();
+  for (const std::string& doubt : input_line_doubts(input_file)) findings.warning(doubt);
   findings.attempt([&] { check_mode_and_tolc(input); });
   return true;
 }
@@ -115,8 +120,8 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
     }
   }
   check_survey(setup.data, findings);
+  note_observations(input.obsFile, setup.data, findings);
   if (!matrix) return false;
-  check_stations(setup.data, *setup.file.ground, findings);
   if (!fits) {
     Findings::note(fmt::format("the observations hold {} data, the sensitivity file {}",
                                setup.data.ndata, setup.file.sens.ndata));
@@ -124,14 +129,22 @@ bool read_survey(const InversionParameters& input, bool matrix, RunSetup& setup,
   return fits;
 }
 
+/// Warns of stations outside the mesh or below the cells' ground.
+void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
+  for (const std::string& warning :
+       station_warnings(o, ground.mesh, heights_above_cells(o, ground))) {
+    findings.warning(warning);
+  }
+}
+
 /// Checks what needs the matrix: its origin, the models, and the first step of the run.
 void check_fit(const InversionParameters& input, const std::string& mesh_file, bool survey,
                RunSetup& setup, Findings& findings) {
   Findings::section("Sensitivity file and observations");
   if (!mesh_file.empty()) check_mesh(mesh_file, setup.file.ground->mesh, findings);
-  if (survey) {
-    check_origin(input.mtxFile, setup.file, setup.data, findings);
-  } else {
+  const bool told = survey && check_origin(input.mtxFile, setup.file, setup.data, findings);
+  if (!told) check_stations(setup.data, *setup.file.ground, findings);
+  if (!survey) {
     Findings::note("not compared, because the numbers of data differ or data are missing");
   }
   Findings::section("Models");

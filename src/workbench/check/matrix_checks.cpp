@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <optional>
@@ -73,7 +74,7 @@ void check_mesh(const std::string& mesh_file, const Mesh& mesh, Findings& findin
   }
 }
 
-void check_origin(const std::string& name, const SensitivityFile& file,
+bool check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings) {
   std::optional<Sidecar> sidecar;
   try {
@@ -81,7 +82,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
   } catch (const StopRun& wrong) {
     findings.warning(
         fmt::format("the sidecar of the sensitivity file cannot be used. {}", wrong.message()));
-    return;
+    return false;
   }
   const std::string info = find_sidecar(name);
   if (!sidecar) {
@@ -89,7 +90,7 @@ void check_origin(const std::string& name, const SensitivityFile& file,
         "{} is missing, so only the number of data shows whether the sensitivity file was made\n"
         "for these observations. qvx sensitivity writes it.",
         info));
-    return;
+    return false;
   }
   const std::vector<std::string> mismatched = mismatched_matrix_parts(*sidecar, name, file);
   if (!mismatched.empty()) {
@@ -97,9 +98,12 @@ void check_origin(const std::string& name, const SensitivityFile& file,
         "{} does not belong to this sensitivity file ({} differ), which was replaced or damaged.\n"
         "Whether it was made for these observations is unknown; recompute it with qvx sensitivity",
         info, fmt::join(mismatched, ", ")));
-    return;
+    return false;
   }
-  if (const auto cut = terrain_cut_warning(*sidecar)) findings.warning(*cut);
+  const std::vector<std::string> warnings = warnings_of(*sidecar);
+  for (const std::string& warning : warnings) {
+    findings.warning("when the sensitivity file was made: " + warning);
+  }
   const std::vector<std::string> others = differing_parts(*sidecar, survey_parts(observations));
   for (const std::string& part : others) {
     findings.warning(
@@ -109,6 +113,10 @@ void check_origin(const std::string& name, const SensitivityFile& file,
   if (others.empty()) {
     Findings::fact("sensitivity file", "made for these stations, directions and deviations");
   }
+  for (const InfoLine& line : sidecar->info_lines) {
+    if (line.name == kCellsGround) Findings::fact("cells' ground", line.text);
+  }
+  return !warnings.empty() && std::find(others.begin(), others.end(), "stations") == others.end();
 }
 
 }  // namespace quorivex

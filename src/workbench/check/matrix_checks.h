@@ -16,9 +16,10 @@ void check_matrix(const std::string& name, const SensitivityFile& file, Findings
 /// millimetre; an error when that file cannot be read.
 void check_mesh(const std::string& mesh_file, const Mesh& mesh, Findings& findings);
 
-/// Warns when the matrix was made for other stations, directions or standard deviations than those
-/// of the observations, or of a terrain that its mesh cuts off, according to its sidecar.
-void check_origin(const std::string& name, const SensitivityFile& file,
+/// Warns, according to the sidecar, when the matrix was made for other stations, directions or
+/// standard deviations than those of the observations, and repeats what was warned of when it was
+/// made. True when that includes warnings and the stations are the same.
+bool check_origin(const std::string& name, const SensitivityFile& file,
                   const Observations& observations, Findings& findings);
 
 }  // namespace quorivex

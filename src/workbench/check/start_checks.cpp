@@ -22,6 +22,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kLowChifact = 0.1;
+constexpr double kFitsNoise = 0.5;     // chifact up to which a note says so
+constexpr double kLeavesSignal = 2.0;  // chifact from which a note says so
 constexpr double kMaxWorse =
     100.0;  // misfit of the initial model, relative to that of the zero model
 // Conjugate-gradient iterations of whole runs: 10 to 25 iterations to a target, or 3 to 10 with a
@@ -93,6 +95,15 @@ void check_target_in_reach(const Target& target, double misfit, double misfit_of
     findings.warning(
         "a model of zero everywhere would reach the target: the standard deviations are too large\n"
         "for these data, or data and standard deviations have different units");
+  } else if (target.chifact <= kFitsNoise) {
+    Findings::note(fmt::format(
+        "chifact {:.4g} fits part of the noise, unless the standard deviations are too large",
+        target.chifact));
+  } else if (target.chifact >= kLeavesSignal) {
+    Findings::note(fmt::format(
+        "chifact {:.4g} leaves signal in the residuals, unless the standard deviations are too "
+        "small",
+        target.chifact));
   }
 }
 
@@ -195,6 +206,11 @@ void check_start(const InversionParameters& input, RunSetup& setup, Findings& fi
   if (given) Findings::fact("beta", fmt::format("{:.6g}, as given", beta));
   Findings::fact(given ? "estimated beta" : "beta of the first iteration",
                  fmt::format("{:.6g}, estimated from the diagonals", chosen));
+  if (input.mode == 2 && !given) {
+    Findings::note(
+        "this beta, with which mode 1 starts, is usually far too large to keep; the table in\n"
+        "quorivex.out of a mode-1 run has values with their misfits");
+  }
   if (!(beta > 0.0) || !std::isfinite(beta)) {
     findings.warning("beta should be a positive number; check gdiag of the sensitivity file");
     return;

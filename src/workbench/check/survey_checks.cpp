@@ -15,7 +15,6 @@ constexpr double kMinField = 20000.0;  // nT, of the Earth
 constexpr double kMaxField = 70000.0;
 constexpr double kTesla = 1e-3;     // fields and data below are rather tesla than nT
 constexpr double kMinShare = 1e-3;  // of the data's range, for a standard deviation
-constexpr int kDigits = 10;         // of a coordinate
 
 std::vector<double> in_nanotesla(const Observations& o) {
   std::vector<double> values(o.obs);
@@ -31,6 +30,13 @@ double largest_magnitude(const std::vector<double>& values) {
 
 std::string angles(double inclination, double declination) {
   return fmt::format("inclination {}, declination {} degrees", inclination, declination);
+}
+
+/// Where on Earth the field points so.
+const char* describe_inclination(double degrees) {
+  return degrees > 0.0   ? "down, northern hemisphere"
+         : degrees < 0.0 ? "up, southern hemisphere"
+                         : "level, magnetic equator";
 }
 
 void check_directions(const Observations& o, Findings& findings) {
@@ -88,10 +94,11 @@ std::vector<std::string> unit_hints(const Observations& o) {
 void check_survey(const Observations& o, Findings& findings) {
   const std::vector<double> values = in_nanotesla(o);
   Findings::fact("data", fmt::format("{}", o.ndata));
-  Findings::fact("easting", format_range(o.x, "m", kDigits));
-  Findings::fact("northing", format_range(o.y, "m", kDigits));
-  Findings::fact("elevation", format_range(o.z, "m", kDigits));
+  Findings::fact("easting", format_coordinates(o.x));
+  Findings::fact("northing", format_coordinates(o.y));
+  Findings::fact("elevation", format_coordinates(o.z));
   Findings::fact("field", fmt::format("{} nT, {}", o.geomag, angles(o.incl, o.decl)));
+  Findings::fact("inclination", fmt::format("{}: {}", o.incl, describe_inclination(o.incl)));
   check_directions(o, findings);
   Findings::fact("observed values",
                  fmt::format("{}, median {:.6g} nT", format_range(values, "nT"), median(values)));

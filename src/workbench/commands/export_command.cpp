@@ -180,7 +180,9 @@ void export_data(const Options& options, const FinishedRun& run, const FinishedI
   }
   if (!options.data_csv.empty()) {
     const std::string name = name_for(options, options.data_csv, number);
-    write_data_csv(name, run.observations, fit);
+    const std::string observations = path_in(run, run.parameters.obsFile);
+    write_data_csv(name, run.observations, fit,
+                   read_station_labels(observations, run.observations.ndata));
     written(name);
   }
 }
@@ -234,7 +236,9 @@ void add_export_command(CLI::App& qvx) {
       "Data as VTK points (.vtp): observed, predicted, residual\n"
       "= observed - predicted (nT), and the residual in\n"
       "standard deviations");
-  add("--data-csv", o->data_csv, "FILE", "The same data as table");
+  add("--data-csv", o->data_csv, "FILE",
+      "The same data as table, with the names of flight lines\n"
+      "and fiducials where the observations have them");
   command->add_flag("--core", o->core,
                     "Models without padding: only columns from the first to\n"
                     "the last cell of the most frequent width. GMT and QGIS\n"

@@ -32,7 +32,7 @@ struct Options {
 /// Reads what the options name; fills `data` with the observations.
 std::vector<double> predict(const Options& options, Observations& data) {
   if (options.matrix.empty()) {
-    data = read_data_file(options.data, DataColumns::as_found);
+    data = read_observations(options.data);
     hint_at_units(data);
     const Ground ground = read_ground(options.ground, data).ground;
     return predicted_data(ground, data, read_ground_model(options.model, ground));

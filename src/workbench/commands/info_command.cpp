@@ -34,9 +34,12 @@ void print_sidecar(const std::string& name, const SensitivityFile& file) {
     return;
   }
   fmt::print("Made as {} says:\n", info);
-  for (const InfoLine& line : sidecar->info_lines)
-    fmt::print("  {:<20} {}\n", line.name, line.text);
-  if (const auto cut = terrain_cut_warning(*sidecar)) print_warning(*cut + ".");
+  for (const InfoLine& line : sidecar->info_lines) {
+    if (line.name != kWarning) fmt::print("  {:<20} {}\n", line.name, line.text);
+  }
+  for (const std::string& warning : warnings_of(*sidecar)) {
+    print_warning("when the file was made: " + warning);
+  }
 }
 
 void run(const std::string& name) {

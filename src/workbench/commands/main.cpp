@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/prepare_process.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/nearest_word.h"
 
 namespace {
 
@@ -26,10 +29,30 @@ struct HasName {
 std::string unknown_option(const CLI::App& qvx) {
   for (const CLI::App* command : qvx.get_subcommands()) {
     for (const std::string& left : command->remaining()) {
-      if (left.size() > 1 && left.front() == '-') return left;
+      if (left.size() > 1 && left.front() == '-') return left.substr(0, left.find('='));
     }
   }
   return "";
+}
+
+/// "; did you mean --table?", or nothing where no word is close.
+std::string suggestion(const std::string& word, const std::vector<std::string>& known) {
+  const std::string nearest = quorivex::nearest_word(word, known);
+  return nearest.empty() ? "." : "; did you mean " + nearest + "?";
+}
+
+std::vector<std::string> option_names(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::vector<std::string> subcommand_names(const CLI::App& qvx) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : qvx.get_subcommands({})) names.push_back(command->get_name());
+  return names;
 }
 
 /// Prints why the command line is wrong. An option that does not exist is named before what is
@@ -37,8 +60,9 @@ std::string unknown_option(const CLI::App& qvx) {
 int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int argc, char** argv) {
   const std::string unknown = unknown_option(qvx);
   if (error.get_exit_code() != 0 && !unknown.empty()) {
-    std::fprintf(stderr, "There is no option %s. Run qvx %s --help for a list.\n", unknown.c_str(),
-                 argv[1]);
+    const std::string nearest = suggestion(unknown, option_names(*qvx.get_subcommands().front()));
+    std::fprintf(stderr, "There is no option %s%s Run qvx %s --help for a list.\n", unknown.c_str(),
+                 nearest.c_str(), argv[1]);
     return failure(argc, argv);
   }
   return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
@@ -60,6 +84,7 @@ int run(int argc, char** argv) {
       "  qvx survey --table flight.csv --easting X --northing Y --elevation Z ...\n"
       "  qvx mesh --data survey.mag --output mesh.txt\n"
       "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
+      "  qvx input --data survey.mag --matrix survey.mtx --output survey.inp\n"
       "  qvx check survey.inp\n"
       "  quorivex survey.inp\n"
       "  qvx report survey.inp\n"
@@ -68,13 +93,15 @@ int run(int argc, char** argv) {
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
+  quorivex::add_input_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
   quorivex::add_check_command(qvx);
   quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(HasName{argv[1]}).empty()) {
-    std::fprintf(stderr, "There is no subcommand %s. Run qvx --help for a list.\n", argv[1]);
+    std::fprintf(stderr, "There is no subcommand %s%s Run qvx --help for a list.\n", argv[1],
+                 suggestion(argv[1], subcommand_names(qvx)).c_str());
     return failure(argc, argv);
   }
   try {
@@ -98,11 +125,15 @@ int main(int argc, char** argv) {
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
+    if (!stop.detail().empty()) message += "\n" + stop.detail();
   } catch (const std::bad_alloc&) {
     message = "ERROR: not enough memory.";
   } catch (const std::exception& error) {
     message = error.what();
   }
+  // A line of a file that is quoted in it may hold anything.
+  std::replace_if(
+      message.begin(), message.end(), [](char c) { return c >= 0 && c < ' ' && c != '\n'; }, ' ');
   std::fprintf(stderr, "%s\n", message.c_str());
   return failure(argc, argv);
 }

@@ -9,11 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include "base/statistics.h"
 #include "inversion/mesh_io/describe_mesh.h"
-#include "workbench/check/station_checks.h"
+#include "inversion/sensitivity/memory.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
+#include "workbench/forward/build_estimate.h"
+#include "workbench/forward/station_checks.h"
 #include "workbench/survey/mesh_design.h"
 
 namespace quorivex {
@@ -30,15 +33,17 @@ sources beyond the survey have a place. Layers are thin at the top and thicken
 with depth. A body is seen whole only where the survey is about twice as wide
 as the body is deep, so the layers reach half the survey's width.
 
-Where stations are dense along lines, half their distance asks for cells much
-narrower than the distance between the lines deserves. The program says so,
-and what --cell to try.
+Lines are found from the positions, in any order and direction. Between them
+the data resolve nothing narrower than about half their distance, however
+dense the stations along them are.
 
 With --topography or --elevation the mesh top is put at the highest terrain on
-the mesh, so that none is cut off, and depths count from the lowest. Without
-them the terrain is unknown: the mesh top is then the ground, and the default
-keeps all stations above it. Give --elevation (or --top) where they fly high
-above level ground.
+the mesh, so that none is cut off, layers are equally thin down to the lowest
+terrain below the survey, so that the cells follow the ground, and depths
+count from the lowest terrain on the mesh. How far the cells' ground lies
+below the terrain is reported. Without them the terrain is unknown: the mesh
+top is then the ground, and the default keeps all stations above it. Give
+--elevation (or --top) where they fly high above level ground.
 
 Examples:
   qvx mesh --data survey.mag --output mesh.txt
@@ -50,52 +55,97 @@ struct MeshCommand {
   std::string output;
   GroundSource source;
   MeshWishes wishes;
+};
 
-  bool knows_terrain() const { return !source.topography.empty() || source.elevation; }
+struct Design {
+  MeshPlan plan;
+  Ground ground;
+  std::optional<SurveyTerrain> terrain;
+  std::string description;  // of the terrain
+  std::optional<GroundGap> gap;
+  std::vector<std::string> warnings;
 };
 
 std::string describe_survey(const Observations& data, const SurveyShape& shape) {
   const auto axis = [](const char* name, const Interval& extent) {
     return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.min, extent.max);
   };
-  std::string text =
-      fmt::format("Survey: {} data at {} places\n", data.ndata, shape.stations.places) +
-      axis("easting", shape.easting) + axis("northing", shape.northing) +
-      axis("elevation", shape.elevation);
-  if (shape.stations.places > 1) {
+  const StationSpacing& stations = shape.stations;
+  std::string text = fmt::format("Survey: {} data at {} places\n", data.ndata, stations.places) +
+                     axis("easting", shape.easting) + axis("northing", shape.northing) +
+                     axis("elevation", shape.elevation);
+  if (stations.places > 1) {
     text += fmt::format("  {:<10} {:.4g} m, the median distance of a place to the nearest other\n",
-                        "spacing", shape.stations.median);
+                        "spacing", stations.median);
+  }
+  if (stations.lines) {
+    text += fmt::format("  {:<10} about {} m apart\n", "lines", round_width(*stations.lines));
   }
   return text;
 }
 
-std::string describe_plan(const MeshPlan& plan, const Mesh& mesh) {
+std::string describe_terrain(const Design& design) {
+  if (!design.terrain) return "";
+  const SurveyTerrain& terrain = *design.terrain;
   return fmt::format(
-             "  core of cells {} m wide; padding of {:.6g} m or more on each side, growth {}\n"
-             "  layers growing {} times to a depth of {:.6g} m or more, and {} below, growth {}:\n"
-             "  ",
-             plan.cell, plan.padding, plan.growth, plan.layer_growth, plan.depth,
-             plan.bottom_layers, plan.growth) +
+      "Terrain ({}): {:.6g} to {:.6g} m on the mesh, {:.6g} to {:.6g} m below the survey,\n"
+      "  {:.4g} m below the stations (median)\n",
+      design.description, terrain.mesh.min, terrain.mesh.max, terrain.survey.min,
+      terrain.survey.max, terrain.clearance);
+}
+
+std::string describe_cell(const MeshPlan& plan) {
+  const auto from = [&] {
+    switch (plan.cell_from) {
+      case CellFrom::stations:
+        return ", half the spacing of the stations";
+      case CellFrom::lines:
+        return ", a quarter of the distance between lines";
+      case CellFrom::extent:
+        return ", a twentieth of the survey's longer side";
+      case CellFrom::clearance:
+        return ", half the height of the stations above the terrain";
+      case CellFrom::wish:
+        break;
+    }
+    return "";
+  };
+  return fmt::format("  core of cells {} m wide{}\n", plan.cell, from());
+}
+
+std::string describe_plan(const MeshPlan& plan, const Mesh& mesh) {
+  const std::string thin = fmt::format("of {} m through the relief, then\n  ", plan.first_layer);
+  return describe_cell(plan) +
+         fmt::format(
+             "  padding of {:.6g} m or more on each side, growth {}\n"
+             "  layers {}growing {} times to a depth of {:.6g} m or more, and {} below, growth "
+             "{}:\n  ",
+             plan.padding, plan.growth, plan.relief.width() > plan.first_layer ? thin : "",
+             plan.layer_growth, plan.depth, plan.bottom_layers, plan.growth) +
          width_list(mesh.dz, 96, "\n  ");
 }
 
-/// Lines that were measured densely ask for cells much narrower than what lies between the lines.
-std::string advice_on_lines(const SurveyShape& shape, const MeshPlan& plan) {
-  const std::optional<double> between = line_spacing(shape);
-  if (!between || plan.cell > 0.2 * *between) return "";
-  return fmt::format(
-      "Note: the stations seem to stand on lines about {} m apart, closer along the lines than\n"
-      "across. Between the lines the data resolve no bodies shallower than that; cells of a "
-      "quarter\n"
-      "of that distance, --cell {}, show the others and make a much smaller matrix.\n",
-      round_width(*between), round_width(0.25 * round_width(*between)));
+MeshPlan plan_of(const SurveyShape& shape, const MeshWishes& wishes,
+                 const std::optional<SurveyTerrain>& terrain) {
+  if (!terrain) return plan_mesh(shape, wishes);
+  return plan_under_terrain(plan_mesh(shape, wishes, terrain->clearance), wishes, *terrain);
 }
 
-std::string quote_if_needed(const std::string& name) {
-  if (name.find_first_of(" \t'\"\\$&;()<>|*?[]#~`!") == std::string::npos) return name;
-  std::string quoted = "'";
-  for (const char c : name) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
+/// What the mesh costs, and what makes it cheaper.
+std::string describe_size(const MeshCommand& command, const Observations& data,
+                          const SurveyShape& shape, const Design& design) {
+  MeshWishes wider = command.wishes;
+  wider.cell = round_width(1.5 * design.plan.cell);
+  const Mesh smaller = design_mesh(shape, plan_of(shape, wider, design.terrain));
+  const auto memory = [&](bool compressed) {
+    return format_bytes(inversion_bytes(typical_counts(design.ground, data.ndata, compressed)));
+  };
+  return fmt::format(
+      "{} cells are ground. An inversion of these data takes {} with a full matrix,\n"
+      "about {} with a compressed one of typical size; qvx sensitivity --plan estimates it.\n"
+      "Fewer cells: --cell {} makes {}; so do more --layer-growth, less --padding or --depth.\n"
+      "Fewer data (qvx survey --spacing) make a smaller matrix.\n",
+      design.ground.cells(), memory(false), memory(true), *wider.cell, smaller.cells());
 }
 
 std::string next_step(const MeshCommand& command, const Observations& data, const MeshPlan& plan) {
@@ -108,7 +158,7 @@ std::string next_step(const MeshCommand& command, const Observations& data, cons
                               : source.elevation ? fmt::format(" --elevation {}", *source.elevation)
                                                  : "";
   const std::string top =
-      command.knows_terrain()
+      command.source.knows_terrain()
           ? "."
           : fmt::format(
                 ". No terrain was given: the top of the mesh, {} m, is then the ground of\n"
@@ -142,43 +192,58 @@ void warn_of_cells(const Mesh& mesh) {
              mesh.cells());
 }
 
-struct Design {
-  MeshPlan plan;
-  Mesh mesh;
-  std::string terrain;  // a line about it, or nothing
-  std::vector<std::string> warnings;
-};
+/// The terrain as it is read without a mesh.
+Terrain whole_terrain(const GroundSource& source) {
+  return source.elevation ? level_terrain(*source.elevation) : read_terrain(source.topography);
+}
 
-Design design(const MeshCommand& command, const Observations& data, const SurveyShape& shape) {
-  Design found{.plan = plan_mesh(shape, command.wishes), .mesh = {}, .terrain = {}, .warnings = {}};
-  found.mesh = design_mesh(shape, found.plan);
-  if (!command.knows_terrain()) return found;
-  // Where the mesh lies does not depend on its top.
-  const Terrain terrain = terrain_of(command.source, found.mesh, print_warning);
-  TerrainTops tops = column_tops_of_terrain(found.mesh, terrain);
-  found.plan = plan_under_terrain(found.plan, command.wishes, {tops.min, tops.max});
-  found.mesh = design_mesh(shape, found.plan);
-  tops = column_tops_of_terrain(found.mesh, terrain);
-  found.terrain = fmt::format("Terrain on the mesh ({}): {:.6g} to {:.6g} m\n", terrain.description,
-                              tops.min, tops.max);
-  found.warnings = station_warnings(data, found.mesh, heights_above(terrain, data));
-  warn_of_misfit(terrain, tops, found.mesh,
-                 [&](const std::string& sentence) { found.warnings.push_back(sentence); });
-  return found;
+Design design_on_level_top(const SurveyShape& shape, const MeshWishes& wishes) {
+  Design made;
+  made.plan = plan_mesh(shape, wishes);
+  Mesh mesh = design_mesh(shape, made.plan);
+  ColumnTops tops = column_tops_of_terrain(mesh, level_terrain(mesh.z0)).tops;
+  made.ground = make_ground(std::move(mesh), std::move(tops));
+  return made;
+}
+
+Design design_under_terrain(const MeshCommand& command, const Observations& data,
+                            const SurveyShape& shape) {
+  // The clearance decides how wide the cells are, and they where the mesh lies, for which the
+  // terrain is then read.
+  const double clearance = median(heights_above(whole_terrain(command.source), data));
+  const Mesh place = design_mesh(shape, plan_mesh(shape, command.wishes, clearance));
+  const Terrain terrain = terrain_of(command.source, place, print_warning);
+  const std::vector<double> heights = heights_above(terrain, data);
+  Design made;
+  made.terrain = survey_terrain(terrain, place, data, heights);
+  made.description = terrain.description;
+  made.plan = plan_of(shape, command.wishes, made.terrain);
+  Mesh mesh = design_mesh(shape, made.plan);
+  made.warnings = station_warnings(data, mesh, heights);
+  const Warn warn = [&](const std::string& sentence) { made.warnings.push_back(sentence); };
+  TerrainTops found = column_tops_of_terrain(mesh, terrain);
+  warn_of_misfit(terrain, found, mesh, warn);
+  made.ground = make_ground(std::move(mesh), std::move(found.tops));
+  made.gap = ground_gap(terrain, made.ground, data, heights);
+  if (made.gap) warn_of_gap(*made.gap, warn);
+  return made;
 }
 
 void run(const MeshCommand& command) {
   refuse_overwriting(command.output, {command.data, command.source.topography});
-  const Observations data = read_data_file(command.data, DataColumns::as_found);
+  const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
-  const auto [plan, mesh, terrain, warnings] = design(command, data, shape);
+  const Design made = command.source.knows_terrain() ? design_under_terrain(command, data, shape)
+                                                     : design_on_level_top(shape, command.wishes);
+  const Mesh& mesh = made.ground.mesh;
   write_mesh_file(command.output, mesh);
-  const double matrix = 4.0 * static_cast<double>(mesh.cells()) * data.ndata;
-  fmt::print("{}{}\n{}{}\nA full sensitivity matrix for these data takes {}.\n{}\n{}",
-             describe_survey(data, shape), terrain, describe_mesh(mesh), describe_plan(plan, mesh),
-             format_bytes(matrix), advice_on_lines(shape, plan), next_step(command, data, plan));
-  print_warnings(warnings);
-  if (!command.knows_terrain()) warn_of_top(data, plan);
+  fmt::print("{}{}\n{}{}\n", describe_survey(data, shape), describe_terrain(made),
+             describe_mesh(mesh), describe_plan(made.plan, mesh));
+  if (made.gap) fmt::print("  the cells' ground lies {}\n", describe_gap(*made.gap, "\n  "));
+  fmt::print("\n{}\n{}", describe_size(command, data, shape, made),
+             next_step(command, data, made.plan));
+  print_warnings(made.warnings);
+  if (!command.source.knows_terrain()) warn_of_top(data, made.plan);
   warn_of_cells(mesh);
 }
 
@@ -196,8 +261,11 @@ void add_mesh_command(CLI::App& qvx) {
   add("--output", command->output, "FILE", "Text mesh file to be written")->required();
   add_terrain_options(*app, command->source, "the terrain is unknown");
   add("--cell", wishes.cell, "M",
-      "Width of the core cells [half the median distance of a\n"
-      "station to the nearest other one]")
+      "Width of the core cells [a quarter of the distance\n"
+      "between lines, at most a twentieth of the survey's\n"
+      "longer side; without lines half the distance between\n"
+      "stations; at least half the median height of the\n"
+      "stations above the terrain, where it is given]")
       ->check(number(kMinLength, kMaxLength));
   add("--padding", wishes.padding, "M",
       "Padding on each side, at least; 0 for none [the longer\n"
@@ -210,11 +278,16 @@ void add_mesh_command(CLI::App& qvx) {
       "Elevation of the mesh top [the highest terrain; without\n"
       "one just below the lowest station]")
       ->check(number(-kMaxLength, kMaxLength));
-  add("--first-layer", wishes.first_layer, "M", "Thickness of the first layer [half a core cell]")
+  add("--first-layer", wishes.first_layer, "M",
+      "Thickness of the first layer, and of all through the\n"
+      "relief below the survey [half a core cell; in relief at\n"
+      "most a quarter of the median height of the stations\n"
+      "above the terrain, at least a tenth of a core cell]")
       ->check(number(kMinLength, kMaxLength));
   add("--layer-growth", wishes.layer_growth, "F",
-      "Each layer is so many times as thick as the one above")
-      ->capture_default_str()
+      "Each layer below the relief is so many times as thick\n"
+      "as the one above, and above it as the one below [1.1;\n"
+      "1.25 where layers are thin for the sake of relief]")
       ->check(number(1.0, 10.0));
   add("--depth", wishes.depth, "M",
       "Depth below the top that these layers reach, at least\n"
@@ -224,7 +297,7 @@ void add_mesh_command(CLI::App& qvx) {
   add("--bottom-layers", wishes.bottom_layers, "N",
       "Layers of padding below that depth, growing by --growth")
       ->capture_default_str()
-      ->check(CLI::Range(0, 100).description(""));
+      ->check(whole_number(0, 100));
   app->footer(kMeshHelp);
   app->callback([command] { run(*command); });
 }

@@ -3,6 +3,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace quorivex {
 
 CLI::Validator number(double min, double max) {
@@ -13,6 +16,40 @@ CLI::Validator number(double min, double max) {
             return fmt::format("should be a number from {} to {}, not {}", min, max, text);
           },
           ""};
+}
+
+CLI::Validator whole_number(std::int64_t min, std::int64_t max) {
+  return {[=](const std::string& text) -> std::string {
+            std::int64_t value = 0;
+            const bool good = CLI::detail::lexical_cast(text, value);
+            if (good && value >= min && value <= max) return "";
+            return fmt::format("should be a whole number from {} to {}, not {}", min, max, text);
+          },
+          ""};
+}
+
+std::string list_of_choices(const std::vector<std::string>& words) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const char* before = i == 0 ? "" : i + 1 == words.size() ? " or " : ", ";
+    text += before + words[i];
+  }
+  return text;
+}
+
+CLI::Validator one_of(std::vector<std::string> words) {
+  return {[words = std::move(words)](const std::string& text) -> std::string {
+            if (std::find(words.begin(), words.end(), text) != words.end()) return "";
+            return fmt::format("should be {}, not {}", list_of_choices(words), text);
+          },
+          ""};
+}
+
+std::string quote_if_needed(const std::string& name) {
+  if (name.find_first_of(" \t'\"\\$&;()<>|*?[]#~`!") == std::string::npos) return name;
+  std::string quoted = "'";
+  for (const char c : name) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 }  // namespace quorivex

@@ -8,6 +8,7 @@
 #include "inversion/input/program_name.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
 #include "workbench/commands/overwriting.h"
 #include "workbench/page/write_report.h"
 
@@ -66,13 +67,14 @@ void add_report_command(CLI::App& qvx) {
                    "Maximum number of iterations whose models the page\n"
                    "holds: the last, the first, and others between them")
       ->type_name("N")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{100'000}).description(""))
+      ->check(whole_number(1, 100'000))
       ->capture_default_str();
   command->footer(R"(
 The page is one file that opens in any browser (from 2023 on) without a
 network: a verdict with red flags, sections through the model with sliders,
-maps of the data and the residuals, misfit and beta of each iteration, and the
-parameters. Susceptibilities are SI, coordinates in metres, data in nT.
+profiles along the lines of the survey, maps of the data and the residuals,
+misfit and beta of each iteration, and the parameters. Susceptibilities are SI,
+coordinates in metres, data in nT.
 
 It stays below 5 MB for a million cells: where necessary, models of iterations
 before the last one are rounded or left out, and the page says so. Values of

@@ -11,6 +11,7 @@
 
 #include "base/statistics.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/memory.h"
 #include "inversion/sensitivity/wavelet_filters.h"
@@ -25,6 +26,8 @@ namespace quorivex {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr const char* kNextLine = "\n                       ";  // of a value in the reports
 
 struct Options {
   GroundSource ground;
@@ -76,8 +79,10 @@ void print_size(const Ground& ground, const MatrixCounts& counts, double bytes) 
 
 /// A compressed matrix of a small survey may exceed the full one.
 void hint_at_full_form(const MatrixCounts& counts, double bytes) {
-  if (!counts.compressed || bytes <= full_bytes(counts)) return;
-  fmt::print(stderr, "Hint: the full form is smaller; --wavelet none writes it.\n");
+  if (!compression_hardly_saves(bytes, counts)) return;
+  fmt::print(stderr,
+             "Hint: compression saves hardly anything here, and costs time and accuracy; --wavelet "
+             "none\nwrites the full form.\n");
 }
 
 void print_errors(const BuildSummary& summary, const Observations& data) {
@@ -101,6 +106,10 @@ std::string describe_cut(const SurveyGround& survey) {
                      survey.cut.max_height);
 }
 
+void print_gap(const SurveyGround& survey) {
+  if (survey.gap) fmt::print("  cells' ground        {}\n", describe_gap(*survey.gap, kNextLine));
+}
+
 void plan(const SurveyGround& survey, const Observations& data, const ScaleRule& scale,
           const BuildOptions& build) {
   const Ground& ground = survey.ground;
@@ -108,6 +117,7 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
   fmt::print("Plan, from {} of the rows; no file is written.\n", estimate.sampled_rows);
   fmt::print("  cells                {} ground cells of {}\n", ground.cells(), ground.mesh.cells());
   if (survey.cut.columns > 0) fmt::print("  terrain cut off      {}\n", describe_cut(survey));
+  print_gap(survey);
   fmt::print("  data                 {}\n", data.ndata);
   print_size(ground, estimate.counts, estimate.file_bytes);
   print_errors(estimate.sample, data);
@@ -118,9 +128,10 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
   hint_at_full_form(estimate.counts, estimate.file_bytes);
 }
 
-/// The options and the files that were read, for the sidecar.
+/// The options, the files that were read and what was warned of, for the sidecar.
 std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround& survey,
-                                      const ScaleRule& scale, const BuildOptions& build) {
+                                      const ScaleRule& scale, const BuildOptions& build,
+                                      const std::vector<std::string>& warnings) {
   std::string compression = "none";
   if (build.compressed()) {
     using Kind = CompressionRule::Kind;
@@ -140,21 +151,25 @@ std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround
                  : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
                                             : "the top of the mesh"},
       {"program", "qvx " QUORIVEX_VERSION}};
-  if (survey.cut.columns > 0) lines.push_back({kTerrainCut, describe_cut(survey)});
+  if (survey.gap) lines.push_back({kCellsGround, describe_gap(*survey.gap)});
+  for (const std::string& warning : warnings) lines.push_back({kWarning, one_line(warning)});
   return lines;
 }
 
 void build_file(const Options& options, const SurveyGround& survey, const Observations& data,
-                const ScaleRule& scale, const BuildOptions& build) {
+                const ScaleRule& scale, const BuildOptions& build,
+                const std::vector<std::string>& warnings) {
   const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
-  const SensitivityFileWritten written = write_sensitivity_file(
-      options.output, ground, data, scale, build, describe_origin(options, survey, scale, build));
+  const SensitivityFileWritten written =
+      write_sensitivity_file(options.output, ground, data, scale, build,
+                             describe_origin(options, survey, scale, build, warnings));
   const std::chrono::duration<double> seconds = Clock::now() - start;
   const MatrixCounts counts =
       counts_of_build(ground, data.ndata, build, written.summary.coefficients);
   const auto bytes = static_cast<double>(written.bytes);
   fmt::print("{}: {} data x {} ground cells\n", options.output, data.ndata, ground.cells());
+  print_gap(survey);
   print_size(ground, counts, bytes);
   print_errors(written.summary, data);
   fmt::print("  memory               {} for an inversion\n", format_bytes(inversion_bytes(counts)));
@@ -171,7 +186,12 @@ void run(const Options& options) {
   }
   const Observations data = read_data_with_deviations(options.data);
   hint_at_units(data);
-  const SurveyGround survey = read_ground(options.ground, data);
+  std::vector<std::string> warnings;
+  const SurveyGround survey =
+      read_ground(options.ground, data, [&warnings](const std::string& sentence) {
+        print_warning(sentence);
+        warnings.push_back(sentence);
+      });
   const ScaleRule scale = scale_rule(options, survey);
   const BuildOptions build = build_options(options);
   check_fits_file(survey.ground.mesh, survey.ground.cells(), build.compressed());
@@ -183,7 +203,7 @@ void run(const Options& options) {
        {options.output, sidecar_name(options.output), sidecar_place(options.output)}) {
     refuse_overwriting(output, {options.data, options.ground.mesh, options.ground.topography});
   }
-  build_file(options, survey, data, scale, build);
+  build_file(options, survey, data, scale, build, warnings);
 }
 
 void add_scale_options(CLI::App& command, Options& o) {
@@ -195,7 +215,7 @@ void add_scale_options(CLI::App& command, Options& o) {
                   "of the sensitivities: by distance (to all stations),\n"
                   "depth, sensitivity (norm of the column), or none")
       ->type_name("KIND")
-      ->check(CLI::IsMember(names).description(""))
+      ->check(one_of(names))
       ->capture_default_str();
   command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
       ->type_name("P")
@@ -218,7 +238,7 @@ void add_compression_options(CLI::App& command, Options& o) {
                   "Wavelet of the compression: haar, daub4, daub6, daub8,\n"
                   "sym4; or none, for the full form")
       ->type_name("NAME")
-      ->check(CLI::IsMember(names).description(""))
+      ->check(one_of(names))
       ->capture_default_str();
   using Kind = CompressionRule::Kind;
   const auto rule = [&](const char* name, Kind kind, double min, double max, const char* help) {

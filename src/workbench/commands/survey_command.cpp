@@ -11,10 +11,13 @@
 
 #include "base/statistics.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
+#include "workbench/results/line_names.h"
 #include "workbench/survey/prepare_survey.h"
+#include "workbench/survey/survey_doubts.h"
 #include "workbench/tables/delimited_text.h"
 
 namespace quorivex {
@@ -35,12 +38,15 @@ with more or fewer columns than the header or the first row, and so do -9999,
 -99999 and the like unless they are named as marks, or accepted as numbers with
 '--missing none'.
 
-Thinning comes first, then the regional field is removed, then the standard
-deviations are assigned. Comments at the head of OUTPUT say what was done.
+Duplicates are averaged first, if that is wanted; then come thinning, removal of
+the regional field and standard deviations. Comments at the head of OUTPUT say
+what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field for --date and a place: --utm,
---at, or the mean of --longitude and --latitude.
+--at, or the mean of --longitude and --latitude. Where both are named, the
+given field is used, and warnings say where it is far from the other: more than
+5 degrees or 5 %.
 
 Examples:
   qvx survey --table flight.csv --easting X --northing Y --elevation Z \
@@ -89,10 +95,10 @@ void check_trend(const TrendChoice& trend, const Options& options) {
 void check_field(const FieldChoice& field, const SurveyTable& table) {
   const bool all = field.inclination && field.declination && field.strength;
   const bool any = field.inclination || field.declination || field.strength;
-  if (field.date.empty() ? !all : any) {
+  if (any ? !all : field.date.empty()) {
     stop_run(
-        " ERROR: the field is either --inclination, --declination and --strength, or --date with "
-        "a place.");
+        " ERROR: the field is --inclination, --declination and --strength, or --date with a place, "
+        "or all of\n them, to compare the two.");
   }
   const int places = static_cast<int>(!field.utm_zone.empty()) +
                      static_cast<int>(field.at.has_value()) +
@@ -124,6 +130,11 @@ SurveyChoices choices_of(const Options& options) {
   }
   if (!options.at.empty()) choices.field.at = {options.at[0], options.at[1]};
   check_field(choices.field, choices.table);
+  if (choices.floor == 0.0 && choices.table.deviation.empty()) {
+    stop_run(
+        " ERROR: give the standard deviations: --floor and, if wanted, --percent, or --deviation.");
+  }
+  choices.table.zero_deviations = choices.floor > 0.0;
   if (choices.table.elevation.empty() == choices.table.height.empty()) {
     stop_run(" ERROR: give either --elevation, or --height with --topography.");
   }
@@ -131,13 +142,6 @@ SurveyChoices choices_of(const Options& options) {
     stop_run(" ERROR: --height and --topography need each other.");
   }
   return choices;
-}
-
-/// To the millimetre: what is farther behind is an error of rounding.
-std::string coordinate_range(const std::vector<double>& metres) {
-  const auto [min, max] = std::minmax_element(metres.begin(), metres.end());
-  return format_range({std::round(*min * 1000.0) / 1000.0, std::round(*max * 1000.0) / 1000.0}, "m",
-                      13);
 }
 
 void print_range(const char* name, const std::string& range) {
@@ -150,14 +154,17 @@ void run(const Options& options) {
   const PreparedSurvey survey = prepare_survey(choices);
   const SurveyNotes& notes = survey.notes;
   const Observations& observations = survey.observations;
+  const StationLabels labels{survey.lines, survey.fiducials};
   std::vector<std::string> comments{"Written by qvx survey"};
   comments.insert(comments.end(), notes.remarks.begin(), notes.remarks.end());
-  write_data_file(options.output, observations, survey.values, survey.deviations, comments);
+  if (const std::string names = labels_comment(labels); !names.empty()) comments.push_back(names);
+  write_data_file(options.output, observations, survey.values, survey.deviations, comments,
+                  labels_of_data(labels));
   for (const std::string& remark : notes.remarks) fmt::print("{}\n", remark);
   fmt::print("Written to {}: {} data\n", options.output, observations.ndata);
-  print_range("easting", coordinate_range(observations.x));
-  print_range("northing", coordinate_range(observations.y));
-  print_range("elevation", coordinate_range(observations.z));
+  print_range("easting", format_coordinates(observations.x));
+  print_range("northing", format_coordinates(observations.y));
+  print_range("elevation", format_coordinates(observations.z));
   print_range("data", format_range(survey.values, "nT"));
   std::fflush(stdout);
   for (const std::string& warning : notes.warnings) fmt::print(stderr, "Warning: {}\n", warning);
@@ -166,14 +173,14 @@ void run(const Options& options) {
 
 /// One of the words, each of which stands for a value.
 template <class Value>
-CLI::Validator one_of(const std::map<std::string, Value>& words) {
+CLI::Validator word_for(const std::map<std::string, Value>& words) {
   std::vector<std::string> known;
   known.reserve(words.size());
   for (const auto& [word, value] : words) known.push_back(word);
   return {[=](std::string& text) -> std::string {
             const auto word = words.find(text);
             if (word == words.end()) {
-              return fmt::format("should be {}, not {}", fmt::join(known, " or "), text);
+              return fmt::format("should be {}, not {}", list_of_choices(known), text);
             }
             text = std::to_string(static_cast<int>(word->second));
             return "";
@@ -197,10 +204,13 @@ void add_table_options(CLI::App& app, Options& o) {
       "Height above the terrain: a column's name ('#4' is\n"
       "column 4), or a number of metres for all stations");
   add("--topography", o.choices.terrain, "FILE",
-      "Terrain below the stations: a topography file, an ESRI\n"
-      "ASCII grid (begins with ncols), or a netCDF grid of GMT,\n"
-      "GDAL or QGIS; coordinates and elevations in metres");
-  add("--line", t.line, "COL", "Names of the flight lines [rows such as Line 100]");
+      "Terrain below the stations: points, one per line, an\n"
+      "ESRI ASCII grid (begins with ncols), or a netCDF grid of\n"
+      "GMT, GDAL or QGIS; coordinates and elevations in metres");
+  add("--line", t.line, "COL",
+      "Names of the flight lines [rows such as Line 100]; they\n"
+      "follow the values of each datum in the output");
+  add("--fiducial", t.fiducial, "COL", "Name of each station, which follows that of its line");
   add("--separator", o.separator, "S",
       "comma, semicolon, tab, blank (one or more blanks or\n"
       "tabs) or one character [guessed from the table]");
@@ -219,7 +229,12 @@ CLI::Option* in_data_group(CLI::Option* option, const char* type) {
   return option->type_name(type)->group("Data");
 }
 
-void add_thinning_options(CLI::App& app, ThinningChoice& thinning) {
+void add_thinning_options(CLI::App& app, SurveyChoices& choices) {
+  ThinningChoice& thinning = choices.thinning;
+  app.add_flag("--average-duplicates", choices.average_repeated,
+               "Make one of the stations at the same place, with the\n"
+               "mean of their values and standard deviations")
+      ->group("Data");
   auto* const spacing =
       in_data_group(app.add_option("--spacing", thinning.spacing,
                                    "Keep the stations nearest to each multiple of this\n"
@@ -236,7 +251,7 @@ void add_thinning_options(CLI::App& app, ThinningChoice& thinning) {
                                "with the median of the cell's values [nearest]"),
                 "WORD")
       ->transform(
-          one_of<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
+          word_for<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
       ->needs("--grid");
 }
 
@@ -245,13 +260,13 @@ void add_trend_options(CLI::App& app, Options& o) {
   in_data_group(
       app.add_option("--remove", trend.kind, "Regional field to remove: constant or plane"), "WORD")
       ->transform(
-          one_of<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
+          word_for<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
   in_data_group(app.add_option("--fit", trend.fit,
                                "squares: least squares; robust: least absolute\n"
                                "residuals, which a strong anomaly hardly moves [squares]"),
                 "WORD")
       ->transform(
-          one_of<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
+          word_for<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
   auto* const beyond =
       in_data_group(app.add_option("--fit-beyond", trend.beyond,
                                    "Fit only stations farther than this from the centre"),
@@ -274,13 +289,27 @@ void add_trend_options(CLI::App& app, Options& o) {
 }
 
 void add_deviation_options(CLI::App& app, SurveyChoices& choices) {
+  in_data_group(app.add_option("--deviation", choices.table.deviation,
+                               "Standard deviations (nT) from a column; --floor and\n"
+                               "--percent are then the least that they may be"),
+                "COL");
   in_data_group(app.add_option("--floor", choices.floor, "Standard deviation of a datum of 0 (nT)"),
                 "NT")
-      ->required()
       ->check(number(1e-6, kMaxField));
   in_data_group(
       app.add_option("--percent", choices.percent, "Percentage of |datum| added to it [0]"), "P")
       ->check(number(0.0, kMaxField));
+}
+
+/// Refuses a strength in another unit than nT, saying what it is in nT.
+CLI::Validator in_nanotesla() {
+  return {[](const std::string& text) -> std::string {
+            const auto value = to_number(text);
+            const auto meant = value ? strength_in_nanotesla(*value) : std::nullopt;
+            if (!meant) return "";
+            return fmt::format("should be nT; {} is perhaps {:.6g} nT", text, *meant);
+          },
+          ""};
 }
 
 void add_field_options(CLI::App& app, Options& o) {
@@ -292,7 +321,9 @@ void add_field_options(CLI::App& app, Options& o) {
       ->check(number(-90.0, 90.0));
   group(app.add_option("--declination", f.declination, "Degrees clockwise from true north"), "DEG")
       ->check(number(-360.0, 360.0));
-  group(app.add_option("--strength", f.strength, "nT"), "NT")->check(number(1.0, kMaxField));
+  group(app.add_option("--strength", f.strength, "nT"), "NT")
+      ->check(in_nanotesla())
+      ->check(number(1.0, kMaxField));
   group(app.add_option("--date", f.date,
                        "Compute the field for a day or a year: 1990-07-01 or\n"
                        "1990.5"),
@@ -329,7 +360,7 @@ void add_survey_command(CLI::App& qvx) {
   auto* app = qvx.add_subcommand("survey", "Make an observations file from a table of stations");
   const auto options = std::make_shared<Options>();
   add_table_options(*app, *options);
-  add_thinning_options(*app, options->choices.thinning);
+  add_thinning_options(*app, options->choices);
   add_trend_options(*app, *options);
   add_deviation_options(*app, options->choices);
   add_field_options(*app, *options);

@@ -8,23 +8,31 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
-#include "workbench/check/station_checks.h"
+#include "workbench/check/observation_notes.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
+#include "workbench/forward/station_checks.h"
 
 namespace quorivex {
 namespace {
 
 constexpr int kMaxThreads = 999;
 
+void print_notes(const std::string& name, const Observations& data) {
+  const ObservationNotes found = observation_notes(name, data);
+  for (const std::string& note : found.notes) fmt::print(stderr, "Note: {}\n", note);
+  print_warnings(found.warnings);
+}
+
 }  // namespace
 
 void add_terrain_options(CLI::App& command, GroundSource& source, const std::string& without) {
   auto* const terrain = command
                             .add_option("--topography", source.topography,
-                                        "Terrain: a topography file (the number of points, then\n"
-                                        "easting, northing, elevation in metres of each), or an\n"
-                                        "ESRI ASCII or netCDF grid. Without it and --elevation\n" +
+                                        "Terrain: points, one per line (easting, northing,\n"
+                                        "elevation in metres; the number of points or a heading\n"
+                                        "may come first), or an ESRI ASCII or netCDF grid.\n"
+                                        "Without it and --elevation\n" +
                                             without)
                             ->type_name("FILE");
   command.add_option("--elevation", source.elevation, "Elevation of a level ground")
@@ -39,7 +47,7 @@ void add_thread_option(CLI::App& command) {
           "--threads", [](int threads) { omp_set_num_threads(threads); },
           "Number of threads; all cores without it")
       ->type_name("N")
-      ->check(CLI::Range(1, kMaxThreads).description(""));
+      ->check(whole_number(1, kMaxThreads));
 }
 
 void print_warning(const std::string& sentence) {
@@ -51,12 +59,21 @@ void print_warnings(const std::vector<std::string>& sentences) {
   for (const std::string& sentence : sentences) print_warning(sentence);
 }
 
-SurveyGround read_ground(const GroundSource& source, const Observations& observations) {
+SurveyGround read_ground(const GroundSource& source, const Observations& observations,
+                         const Warn& warn) {
   check_coordinates(observations);
-  SurveyGround survey = read_survey_ground(source, observations, print_warning);
-  print_warnings(station_warnings(observations, survey.ground.mesh, survey.heights));
-  print_warnings(edge_warnings(observations, survey.ground));
+  SurveyGround survey = read_survey_ground(source, observations, warn);
+  for (const auto& warnings : {station_warnings(observations, survey.ground.mesh, survey.heights),
+                               edge_warnings(observations, survey.ground)}) {
+    for (const std::string& warning : warnings) warn(warning);
+  }
   return survey;
+}
+
+Observations read_observations(const std::string& name) {
+  Observations data = read_data_file(name, DataColumns::as_found);
+  print_notes(name, data);
+  return data;
 }
 
 Observations read_data_with_deviations(const std::string& name,
@@ -69,6 +86,7 @@ Observations read_data_with_deviations(const std::string& name,
         " standard deviation (nT).",
         name, data.idir == 1 ? "" : "inclination, declination, "));
   }
+  print_notes(name, data);
   return data;
 }
 

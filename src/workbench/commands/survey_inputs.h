@@ -22,11 +22,16 @@ void add_thread_option(CLI::App& command);
 void print_warning(const std::string& sentence);
 void print_warnings(const std::vector<std::string>& sentences);
 
-/// Reads mesh and terrain; warns on standard error of a terrain that does not fit the mesh and of
-/// stations outside the mesh, below the ground, or on an edge of a cell.
-SurveyGround read_ground(const GroundSource& source, const Observations& observations);
+/// Reads mesh and terrain; warns of a terrain that does not fit the mesh and of stations outside
+/// the mesh, below the ground, or on an edge of a cell.
+SurveyGround read_ground(const GroundSource& source, const Observations& observations,
+                         const Warn& warn = print_warning);
 
-/// Reads observations whose standard deviations are needed.
+/// Reads observations, with values where the file has them; notes on standard error what no program
+/// reads of the file, and stations at the same place.
+Observations read_observations(const std::string& name);
+
+/// As read_observations, but the standard deviations are needed.
 /// @throws StopRun also where they are missing, saying so
 Observations read_data_with_deviations(const std::string& name,
                                        std::optional<std::int32_t> ndata_expected = {});

@@ -25,6 +25,17 @@ struct AxisTexts {
   }
 };
 
+/// Adds a name as a field, in quotes where it must be.
+void append_field(AtomicFile& file, const std::string& name) {
+  if (name.find_first_of(",\"") == std::string::npos) {
+    file.append(fmt::format(",{}", name));
+    return;
+  }
+  std::string quoted;
+  for (const char c : name) quoted.append(c == '"' ? 2 : 1, c);
+  file.append(fmt::format(",\"{}\"", quoted));
+}
+
 }  // namespace
 
 void write_model_csv(const std::string& name, const ModelGrid& grid, bool with_air) {
@@ -58,16 +69,21 @@ void write_model_csv(const std::string& name, const ModelGrid& grid, bool with_a
   file.commit();
 }
 
-void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit) {
+void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit,
+                    const StationLabels& labels) {
   AtomicFile file(name);
   file.append(
-      "datum,easting,northing,elevation,observed,standard_deviation,predicted,residual,"
-      "normalised_residual\n");
+      fmt::format("datum,easting,northing,elevation,observed,standard_deviation,predicted,residual,"
+                  "normalised_residual{}{}\n",
+                  labels.line.empty() ? "" : ",line", labels.fiducial.empty() ? "" : ",fiducial"));
   for (std::size_t i = 0; i < fit.observed.size(); ++i) {
-    file.append(fmt::format("{},{:.12g},{:.12g},{:.12g},{:.9g},{:.9g},{:.9g},{:.9g},{:.9g}\n",
-                            i + 1, observations.x[i], observations.y[i], observations.z[i],
+    file.append(fmt::format("{},{:.12g},{:.12g},{:.12g},{:.9g},{:.9g},{:.9g},{:.9g},{:.9g}", i + 1,
+                            observations.x[i], observations.y[i], observations.z[i],
                             fit.observed[i], observations.std[i], fit.predicted[i], fit.residual[i],
                             fit.normalised[i]));
+    if (!labels.line.empty()) append_field(file, labels.line[i]);
+    if (!labels.fiducial.empty()) append_field(file, labels.fiducial[i]);
+    file.append("\n");
   }
   file.commit();
 }

@@ -6,6 +6,7 @@
 #include "inversion/mesh_io/observations.h"
 #include "workbench/export/model_grid.h"
 #include "workbench/results/iteration_files.h"
+#include "workbench/results/line_names.h"
 
 namespace quorivex {
 
@@ -16,7 +17,9 @@ namespace quorivex {
 void write_model_csv(const std::string& name, const ModelGrid& grid, bool with_air);
 
 /// One line per datum: number, position, observed value, standard deviation, predicted value,
-/// residual (observed - predicted, nT) and the residual in standard deviations.
-void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit);
+/// residual (observed - predicted, nT) and the residual in standard deviations; then the names of
+/// its line and its fiducial where there are any.
+void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit,
+                    const StationLabels& labels = {});
 
 }  // namespace quorivex

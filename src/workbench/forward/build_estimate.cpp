@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "base/record_writer.h"
+#include "inversion/sensitivity/wavelet_filters.h"
 
 namespace quorivex {
 namespace {
@@ -73,6 +74,15 @@ MatrixCounts counts_of_build(const Ground& ground, std::int64_t ndata, const Bui
   counts.coefficients = coefficients;
   counts.grid_points = std::int64_t{depth} * east * north;
   return counts;
+}
+
+MatrixCounts typical_counts(const Ground& ground, std::int64_t ndata, bool compressed) {
+  BuildOptions options;
+  if (compressed) options.low_pass = low_pass_filter("daub4");
+  // Measured at an error of 0.01 on meshes of 3,000 to 430,000 cells: 28 to 55.
+  const double per_datum = 40.0 * std::sqrt(static_cast<double>(ground.cells()));
+  return counts_of_build(ground, ndata, options,
+                         ndata * std::min<std::int64_t>(std::llround(per_datum), ground.cells()));
 }
 
 BuildEstimate estimate_build(const Ground& ground, const Observations& observations,

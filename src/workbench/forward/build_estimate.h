@@ -28,6 +28,10 @@ BuildEstimate estimate_build(const Ground& ground, const Observations& observati
 MatrixCounts counts_of_build(const Ground& ground, std::int64_t ndata, const BuildOptions& options,
                              std::int64_t coefficients);
 
+/// The counts of a matrix of which nothing is computed yet. Compressed it has
+/// 40 sqrt(cells) coefficients per datum.
+MatrixCounts typical_counts(const Ground& ground, std::int64_t ndata, bool compressed);
+
 /// `count` of the observations, spread evenly over all of them in their order.
 Observations evenly_sampled(const Observations& observations, std::int32_t count);
 

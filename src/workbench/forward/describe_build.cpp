@@ -8,6 +8,17 @@
 #include "inversion/mesh_io/describe_mesh.h"
 
 namespace quorivex {
+namespace {
+
+/// Length of the file in full form, from that of the same matrix compressed: other rows, the same
+/// other records. A row has a frame of 8 bytes and, compressed, 4 for its count and 8 per
+/// coefficient.
+double full_file_bytes(double bytes, const MatrixCounts& counts) {
+  return bytes - 8.0 * static_cast<double>(counts.coefficients) -
+         4.0 * static_cast<double>(counts.ndata) + full_bytes(counts);
+}
+
+}  // namespace
 
 Sidecar describe_build(const Ground& ground, const Observations& observations,
                        const std::vector<double>& wtz, const BuildOptions& options,
@@ -42,10 +53,13 @@ Sidecar describe_build(const Ground& ground, const Observations& observations,
 
 std::string describe_size(double bytes, const MatrixCounts& counts) {
   if (!counts.compressed) return format_bytes(bytes);
-  const double full = full_bytes(counts);
-  if (!(full > 0.0)) return format_bytes(bytes);
+  const double full = full_file_bytes(bytes, counts);
   return fmt::format("{}, {:.1f} % of the {} of the full form", format_bytes(bytes),
                      100.0 * bytes / full, format_bytes(full));
+}
+
+bool compression_hardly_saves(double bytes, const MatrixCounts& counts) {
+  return counts.compressed && bytes > 0.9 * full_file_bytes(bytes, counts);
 }
 
 }  // namespace quorivex

@@ -21,6 +21,8 @@ std::vector<MapPoint> distinct_places(const std::vector<double>& x, const std::v
   return places;
 }
 
+bool any(std::size_t) { return true; }
+
 std::size_t middle(std::size_t first, std::size_t last) { return first + (last - first) / 2; }
 
 }  // namespace
@@ -35,22 +37,50 @@ struct KdTree2::Nearest {
   double square = kFar;  // of the distance
 };
 
+/// Replaces `nearest` where an accepted place of the range is nearer.
+template <class Accepts>
+void KdTree2::search(std::size_t first, std::size_t last, const MapPoint& from,
+                     const Accepts& accepts, Nearest& nearest) const {
+  if (first >= last) return;
+  const std::size_t mid = middle(first, last);
+  const double dx = from[0] - places_[mid][0];
+  const double dy = from[1] - places_[mid][1];
+  const double square = dx * dx + dy * dy;
+  if (square < nearest.square && accepts(mid)) nearest = {mid, square};
+  const double beyond = axes_[mid] == 0 ? dx : dy;
+  const bool before = beyond < 0.0;
+  const auto search_side = [&](bool lower) {
+    lower ? search(first, mid, from, accepts, nearest)
+          : search(mid + 1, last, from, accepts, nearest);
+  };
+  search_side(before);
+  if (beyond * beyond < nearest.square) search_side(!before);
+}
+
 const MapPoint& KdTree2::nearest(const MapPoint& from) const {
   Nearest found;
-  search(0, size(), from, size(), found);
+  search(0, size(), from, any, found);
   return places_[found.place];
 }
 
 double KdTree2::to_nearest(const MapPoint& from) const {
   Nearest found;
-  search(0, size(), from, size(), found);
+  search(0, size(), from, any, found);
   return std::sqrt(found.square);
 }
 
 double KdTree2::distance_to_nearest_other(std::size_t place) const {
   Nearest found;
-  search(0, size(), places_[place], place, found);
+  search(
+      0, size(), places_[place], [place](std::size_t other) { return other != place; }, found);
   return std::sqrt(found.square);
+}
+
+std::size_t KdTree2::nearest_accepted(const MapPoint& from, double within,
+                                      const std::function<bool(std::size_t)>& accepts) const {
+  Nearest found{.place = size(), .square = within * within};
+  search(0, size(), from, accepts, found);
+  return found.place;
 }
 
 void KdTree2::build(std::size_t first, std::size_t last) {
@@ -73,25 +103,6 @@ void KdTree2::build(std::size_t first, std::size_t last) {
   axes_[mid] = static_cast<std::uint8_t>(axis);
   build(first, mid);
   build(mid + 1, last);
-}
-
-/// Replaces `nearest` where a place of the range, other than `without`, is nearer.
-void KdTree2::search(std::size_t first, std::size_t last, const MapPoint& from, std::size_t without,
-                     Nearest& nearest) const {
-  if (first >= last) return;
-  const std::size_t mid = middle(first, last);
-  const double dx = from[0] - places_[mid][0];
-  const double dy = from[1] - places_[mid][1];
-  const double square = dx * dx + dy * dy;
-  if (mid != without && square < nearest.square) nearest = {mid, square};
-  const double beyond = axes_[mid] == 0 ? dx : dy;
-  const bool before = beyond < 0.0;
-  const auto search_side = [&](bool lower) {
-    lower ? search(first, mid, from, without, nearest)
-          : search(mid + 1, last, from, without, nearest);
-  };
-  search_side(before);
-  if (beyond * beyond < nearest.square) search_side(!before);
 }
 
 }  // namespace quorivex

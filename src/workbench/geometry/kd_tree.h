@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace quorivex {
@@ -20,6 +21,7 @@ class KdTree2 {
   KdTree2(const std::vector<double>& x, const std::vector<double>& y);
 
   std::size_t size() const { return places_.size(); }
+  const MapPoint& place(std::size_t number) const { return places_[number]; }
 
   /// The place that is nearest to `from`; there is at least one.
   const MapPoint& nearest(const MapPoint& from) const;
@@ -28,10 +30,16 @@ class KdTree2 {
   double to_nearest(const MapPoint& from) const;
   double distance_to_nearest_other(std::size_t place) const;
 
+  /// The number of the nearest place that is accepted and closer than `within`; size() where none
+  /// is. All places there are asked where none is accepted.
+  std::size_t nearest_accepted(const MapPoint& from, double within,
+                               const std::function<bool(std::size_t place)>& accepts) const;
+
  private:
   void build(std::size_t first, std::size_t last);
   struct Nearest;
-  void search(std::size_t first, std::size_t last, const MapPoint& from, std::size_t without,
+  template <class Accepts>
+  void search(std::size_t first, std::size_t last, const MapPoint& from, const Accepts& accepts,
               Nearest& nearest) const;
 
   std::vector<MapPoint> places_;

@@ -5,7 +5,9 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <map>
 
 #include "base/stop_run.h"
 #include "base/text.h"
@@ -76,8 +78,44 @@ Rows run_rows(const FinishedRun& run) {
           {p.mode == 1 ? "chifact" : "beta",
            chosen ? fmt::format("chosen by the program: {:g}", run.iterations.front().row.beta)
                   : fmt::format("{:g}", p.par)},
-          {"tolc", fmt::format("{:g}", p.tolc)},
+          {"tolc", fmt::format("{:g}; read, not used", p.tolc)},
           {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
+}
+
+/// What the sidecar says under that name; "" when it says nothing.
+std::string origin_of(const FinishedRun& run, std::string_view name) {
+  for (const InfoLine& line : run.origin) {
+    if (line.name == name) return line.text;
+  }
+  return "";
+}
+
+/// The lines of the sidecar that stand nowhere else on the page, under names for people.
+Rows origin_rows(const FinishedRun& run) {
+  constexpr std::array kElsewhere{
+      "data",      "cells",     "inducing_field", "deviation_range", "coefficients", "compression",
+      "mesh_file", "data_file", "ground",         "program",         "warning"};
+  const std::map<std::string_view, const char*> titles{{"scale_rule", "Scale of the cells (wtz)"},
+                                                       {"row_error", "Compression error of a row"},
+                                                       {"data_error", "Compression error of data"}};
+  Rows rows;
+  for (const auto& [name, text] : run.origin) {
+    if (std::find(kElsewhere.begin(), kElsewhere.end(), name) != kElsewhere.end()) continue;
+    const auto known = titles.find(name);
+    std::string title = known != titles.end() ? known->second : name;
+    std::replace(title.begin(), title.end(), '_', ' ');
+    if (title.front() >= 'a' && title.front() <= 'z') title.front() -= 'a' - 'A';
+    rows.push_back({title, text});
+  }
+  return rows;
+}
+
+/// The programs that made the steps, with their versions.
+std::string describe_programs(const FinishedRun& run) {
+  const std::string matrix = origin_of(run, "program");
+  return (matrix.empty() ? "" : matrix + " (sensitivities), ") +
+         (run.version.empty() ? "" : fmt::format("{} {} (inversion), ", kProgram, run.version)) +
+         fmt::format("qvx {} (report)", kVersion);
 }
 
 Rows field_rows(const Observations& o) {
@@ -89,7 +127,14 @@ Rows field_rows(const Observations& o) {
       {"Inducing field", fmt::format("{:g} nT, {}", o.geomag, direction(o.incl, o.decl))},
       {"Anomaly direction", o.idir == 1 ? direction(o.aincl, o.adecl) : "a direction per datum"},
       {"Magnetisation",
-       "induced, along the inducing field; without remanence and self-demagnetisation"}};
+       "induced by this one field and along it in every cell; remanence and self-demagnetisation "
+       "are not modelled"}};
+}
+
+std::string describe_form(const FinishedRun& run) {
+  const std::string compression = origin_of(run, "compression");
+  if (!run.compressed) return "full";
+  return "wavelet-compressed" + (compression.empty() ? "" : ": " + compression);
 }
 
 Rows mesh_rows(const FinishedRun& run) {
@@ -103,7 +148,7 @@ Rows mesh_rows(const FinishedRun& run) {
           {"Easting", range(m.easting_nodes.front(), m.easting_nodes.back())},
           {"Northing", range(m.northing_nodes.front(), m.northing_nodes.back())},
           {"Elevation", range(m.z0 - m.depth_nodes.back(), m.z0 - m.depth_nodes.front())},
-          {"Sensitivities", run.compressed ? "wavelet-compressed" : "full"}};
+          {"Sensitivities", describe_form(run)}};
 }
 
 /// Square roots of alpha / alpha_s.
@@ -194,8 +239,9 @@ std::string tiles_html(const RunFacts& f) {
 std::string flags_html(const std::vector<RedFlag>& flags) {
   if (flags.empty()) {
     return "<ul class=\"flags\"><li class=\"good\"><span class=\"mark\">No red flags</span>"
-           "<p>Residuals without a pattern, no susceptibility at the edge of the mesh or at the "
-           "upper bound, cells no finer than the spacing of the data.</p></li></ul>\n";
+           "<p>No noise fitted, residuals without a pattern, no susceptibility at the edge of the "
+           "mesh or at the upper bound, cells no finer than the spacing of the data, no warning "
+           "about stations or terrain.</p></li></ul>\n";
   }
   std::string html = "<ul class=\"flags\">\n";
   for (const RedFlag& flag : flags) {
@@ -207,8 +253,10 @@ std::string flags_html(const std::vector<RedFlag>& flags) {
   return html + "</ul>\n";
 }
 
-std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
+std::string largest_residuals_html(const FinishedRun& run, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest) {
+  const Observations& observations = run.observations;
+  const StationLabels& labels = run.labels;
   Rows rows;
   for (const std::int32_t number : largest) {
     const std::size_t i = as_size(number - 1);
@@ -217,11 +265,20 @@ std::string largest_residuals_html(const Observations& observations, const DataF
          fmt::format("{:.2f}", observations.y[i]), fmt::format("{:.2f}", observations.z[i]),
          fmt::format("{:.5g}", fit.observed[i]), fmt::format("{:.5g}", fit.predicted[i]),
          fmt::format("{:.4g}", observations.std[i]), fmt::format("{:+.2f}", fit.normalised[i])});
+    if (!labels.line.empty()) rows.back().push_back(labels.line[i]);
+    if (!labels.fiducial.empty()) rows.back().push_back(labels.fiducial[i]);
   }
-  return table("numbers", "Sorted by magnitude",
-               {"Datum", "Easting (m)", "Northing (m)", "Elevation (m)", "Observed (nT)",
-                "Predicted (nT)", "Standard deviation (nT)", "Residual / std. deviation"},
-               rows);
+  std::vector<std::string> heading{"Datum",
+                                   "Easting (m)",
+                                   "Northing (m)",
+                                   "Elevation (m)",
+                                   "Observed (nT)",
+                                   "Predicted (nT)",
+                                   "Standard deviation (nT)",
+                                   "Residual / std. deviation"};
+  if (!labels.line.empty()) heading.emplace_back("Line");
+  if (!labels.fiducial.empty()) heading.emplace_back("Fiducial");
+  return table("numbers", "Sorted by magnitude", heading, rows);
 }
 
 std::string iterations_html(const FinishedRun& run) {
@@ -242,8 +299,9 @@ std::string iterations_html(const FinishedRun& run) {
 
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
   Rows rows;
-  for (const Rows& part : {run_rows(run), field_rows(run.observations), mesh_rows(run),
-                           model_rows(run, active_cells)}) {
+  for (const Rows& part :
+       {run_rows(run), field_rows(run.observations), mesh_rows(run), origin_rows(run),
+        model_rows(run, active_cells), Rows{{"Programs", describe_programs(run)}}}) {
     rows.insert(rows.end(), part.begin(), part.end());
   }
   return table("", "Parameters", {}, rows);
@@ -254,8 +312,10 @@ std::string files_html(const FinishedRun& run) {
   Rows rows{
       {"Input file", run.input_file}, {"Observations", p.obsFile}, {"Sensitivity file", p.mtxFile}};
   const auto add = [&](const char* what, const std::string& source) {
-    if (!constant_of(source) && !is_null(source)) rows.push_back({what, source});
+    if (!source.empty() && !constant_of(source) && !is_null(source)) rows.push_back({what, source});
   };
+  add("Mesh", origin_of(run, "mesh_file"));
+  add("Terrain", origin_of(run, "ground"));
   add("Initial model", p.initialModel);
   add("Reference model", p.referenceModel);
   add("Active cells", p.activeCellFile);

@@ -27,7 +27,7 @@ std::string iso_date(const std::string& date);
 std::string verdict_html(const Verdict& verdict);
 std::string tiles_html(const RunFacts& facts);
 std::string flags_html(const std::vector<RedFlag>& flags);
-std::string largest_residuals_html(const Observations& observations, const DataFit& fit,
+std::string largest_residuals_html(const FinishedRun& run, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest);
 std::string iterations_html(const FinishedRun& run);
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells);

@@ -13,6 +13,7 @@
 #include "base/text.h"
 #include "inversion/input/program_name.h"
 #include "workbench/appraisal/run_facts.h"
+#include "workbench/appraisal/survey_lines.h"
 #include "workbench/page/embedded_files.h"
 #include "workbench/page/packed_values.h"
 #include "workbench/page/page_parts.h"
@@ -108,6 +109,26 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
 /// Without the digits that multiplying by the standard deviation adds.
 double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)); }
 
+/// Stations, data, and the lines that profiles are drawn along.
+Json survey_of(const FinishedRun& run, const DataFit& fit) {
+  const Observations& o = run.observations;
+  std::vector<double> observed = fit.observed;
+  std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
+  Json lines = Json::array();
+  for (const SurveyLine& line : survey_lines(o.x, o.y, run.labels.line)) {
+    lines.push_back({{"name", line.name}, {"data", line.data}});
+  }
+  return {{"x", o.x},
+          {"y", o.y},
+          {"z", o.z},
+          {"observed", observed},
+          {"deviation", o.std},
+          {"lines", lines},
+          {"named", !run.labels.line.empty()},
+          {"fiducials", run.labels.fiducial},
+          {"strip", is_strip(o.x, o.y)}};
+}
+
 Json payload(const FinishedRun& run, const DataFit& fit) {
   const Mesh& mesh = run.ground->mesh;
   std::vector<double> elevations;
@@ -115,8 +136,6 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
     elevations.insert(elevations.begin(), mesh.z0 - depth);
   Json tops = Json::array();
   for_each_column(*run.ground, [&](const GridColumn& column) { tops.push_back(column.top); });
-  std::vector<double> observed = fit.observed;
-  std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
   Json iterations = Json::array();
   for (const FinishedIteration& iteration : run.iterations) {
     iterations.push_back(
@@ -126,15 +145,13 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
          {"norm", iteration.row.norm.total},
          {"modelFile", std::filesystem::path(iteration.model_file).filename().string()}});
   }
-  const Observations& o = run.observations;
   return {{"mesh",
            {{"nodes",
              {{"easting", mesh.easting_nodes},
               {"northing", mesh.northing_nodes},
               {"elevation", elevations}}},
             {"tops", tops}}},
-          {"survey",
-           {{"x", o.x}, {"y", o.y}, {"z", o.z}, {"observed", observed}, {"deviation", o.std}}},
+          {"survey", survey_of(run, fit)},
           {"target", run.target ? Json(*run.target) : Json(nullptr)},
           {"fileDigits", kModelDigits},
           {"iterations", iterations}};
@@ -174,25 +191,24 @@ std::string iterations_note(const FinishedRun& run) {
 /// All of the page but what depends on the models that it holds.
 PageValues values_of(const FinishedRun& run, const DataFit& fit, const Appraisal& appraisal) {
   const RunFacts& facts = appraisal.facts;
-  return {
-      {"generator", fmt::format("qvx report, {} {}", kProgram, kVersion)},
-      {"title", escape_xml(title_of(run))},
-      {"dates", escape_xml(dates_of(run))},
-      {"style", std::string(page_style())},
-      {"verdict", verdict_html(appraisal.verdict)},
-      {"tiles", tiles_html(facts)},
-      {"flags", flags_html(appraisal.flags)},
-      {"largest_residuals", largest_residuals_html(run.observations, fit, facts.residuals.largest)},
-      {"iterations_note", escape_xml(iterations_note(run))},
-      {"iterations_table", iterations_html(run)},
-      {"parameters", parameters_html(run, facts.active_cells)},
-      {"files", files_html(run)},
-      {"library_licence", escape_xml(plotting_licence())},
-      {"library", deflate_base64(plotting_library())},
-      {"scripts", std::string(page_scripts())},
-      {"model_note", ""},
-      {"models", ""},
-      {"payload", ""}};
+  return {{"generator", fmt::format("qvx report, {} {}", kProgram, kVersion)},
+          {"title", escape_xml(title_of(run))},
+          {"dates", escape_xml(dates_of(run))},
+          {"style", std::string(page_style())},
+          {"verdict", verdict_html(appraisal.verdict)},
+          {"tiles", tiles_html(facts)},
+          {"flags", flags_html(appraisal.flags)},
+          {"largest_residuals", largest_residuals_html(run, fit, facts.residuals.largest)},
+          {"iterations_note", escape_xml(iterations_note(run))},
+          {"iterations_table", iterations_html(run)},
+          {"parameters", parameters_html(run, facts.active_cells)},
+          {"files", files_html(run)},
+          {"library_licence", escape_xml(plotting_licence())},
+          {"library", deflate_base64(plotting_library())},
+          {"scripts", std::string(page_scripts())},
+          {"model_note", ""},
+          {"models", ""},
+          {"payload", ""}};
 }
 
 std::string page_of(PageValues& values, const Json& payload) {

@@ -14,7 +14,6 @@
 #include "inversion/objective/alphas.h"
 #include "inversion/sensitivity/getpar.h"
 #include "workbench/results/run_log.h"
-#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 namespace {
@@ -112,7 +111,11 @@ void read_mesh(FinishedRun& run) {
   run.compressed = file.sens.compressed;
   run.observations =
       read_data_file(path_in(run, run.parameters.obsFile), DataColumns::values, file.sens.ndata);
-  run.mismatched_survey_parts = mismatched_survey_parts(name, file, run.observations);
+  MatrixOrigin origin = matrix_origin(name, file, run.observations);
+  run.mismatched_survey_parts = std::move(origin.mismatched_survey_parts);
+  run.matrix_warnings = std::move(origin.warnings);
+  run.origin = std::move(origin.info_lines);
+  run.labels = read_station_labels(path_in(run, run.parameters.obsFile), run.observations.ndata);
   run.wtz = std::move(file.sens.wtz);
   run.ground = std::move(file.ground);
 }
@@ -168,6 +171,7 @@ FinishedRun read_finished_run(const std::string& input_file) {
   run.parameters = read_input_file(input_file);
   auto [folder, log] = find_log(input_file);
   run.folder = std::move(folder);
+  run.version = log.version;
   run.started = log.started;
   run.ended = log.ended;
   run.ending = log.ending;

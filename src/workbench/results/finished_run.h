@@ -9,7 +9,9 @@
 #include "inversion/input/input_file.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
+#include "workbench/results/line_names.h"
 #include "workbench/results/run_summary.h"
+#include "workbench/sidecar/sidecar.h"
 
 namespace quorivex {
 
@@ -33,9 +35,13 @@ struct FinishedRun {
   /// Parts of the observations ("stations", "field", "directions") that are not those which the
   /// sensitivity file was made of; empty where they are, and where there is no sidecar.
   std::vector<std::string> mismatched_survey_parts;
-  std::string started;  ///< date and time
-  std::string ended;    ///< likewise; empty for a run that stopped early or is still going on
-  std::string ending;   ///< why it ended, in the run's words; may be empty
+  std::vector<std::string> matrix_warnings;  ///< when the sensitivity file was made: its sidecar
+  std::vector<InfoLine> origin;  ///< what the sidecar says for human readers; empty without one
+  StationLabels labels;          ///< of the observations
+  std::string version;           ///< of the program that ran; may be empty
+  std::string started;           ///< date and time
+  std::string ended;   ///< likewise; empty for a run that stopped early or is still going on
+  std::string ending;  ///< why it ended, in the run's words; may be empty
   std::optional<double> target;  ///< misfit that mode 1 aims at: number of data times chifact
   NormTerms initial_norm;
   double initial_misfit = 0.0;

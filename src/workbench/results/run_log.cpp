@@ -42,6 +42,9 @@ void read_input_copy(TextFile& file, RunLog& log) {
   std::string line;
   while (log.input_name.empty() && file.read_line(line, kMaxLine)) {
     log.input_name = after("Reading input file: ", line).value_or("");
+    if (const auto version = after("QUORIVEX ", line)) {
+      log.version = version->substr(0, version->find(':'));
+    }
   }
   bool copy = false;
   while (file.read_line(line, kMaxLine)) {

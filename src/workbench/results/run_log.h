@@ -8,6 +8,7 @@ namespace quorivex {
 
 /// What the log of a run says of its input and of its end.
 struct RunLog {
+  std::string version;                   ///< of the program that ran, "" when it is not said
   std::string input_name;                ///< as on the command line
   std::vector<std::string> input_lines;  ///< see `entry_lines`
   std::string started;                   ///< date and time

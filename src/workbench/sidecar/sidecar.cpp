@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <utility>
 
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
@@ -130,15 +131,12 @@ bool states_length_of(const std::string& name, const std::string& sensitivity_fi
 
 }  // namespace
 
-std::optional<std::string> terrain_cut_warning(const Sidecar& sidecar) {
+std::vector<std::string> warnings_of(const Sidecar& sidecar) {
+  std::vector<std::string> warnings;
   for (const InfoLine& line : sidecar.info_lines) {
-    if (line.name != kTerrainCut) continue;
-    return fmt::format(
-        "the top of the mesh cuts off the terrain of {}; no cell holds what lies there.\n"
-        "Make a mesh with a higher top",
-        line.text);
+    if (line.name == kWarning) warnings.push_back(line.text);
   }
-  return std::nullopt;
+  return warnings;
 }
 
 std::string sidecar_name(const std::string& sensitivity_file) { return sensitivity_file + ".info"; }
@@ -202,9 +200,8 @@ std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const s
   return names;
 }
 
-std::vector<std::string> mismatched_survey_parts(const std::string& name,
-                                                 const SensitivityFile& heading,
-                                                 const Observations& observations) {
+MatrixOrigin matrix_origin(const std::string& name, const SensitivityFile& heading,
+                           const Observations& observations) {
   std::optional<Sidecar> sidecar;
   try {
     sidecar = read_sidecar(name);
@@ -212,9 +209,12 @@ std::vector<std::string> mismatched_survey_parts(const std::string& name,
     return {};
   }
   if (!sidecar || !mismatched_matrix_parts(*sidecar, name, heading).empty()) return {};
-  std::vector<std::string> names = differing_parts(*sidecar, survey_parts(observations));
-  std::erase(names, "deviations");
-  return names;
+  MatrixOrigin origin{
+      .mismatched_survey_parts = differing_parts(*sidecar, survey_parts(observations)),
+      .warnings = warnings_of(*sidecar),
+      .info_lines = std::move(sidecar->info_lines)};
+  std::erase(origin.mismatched_survey_parts, "deviations");
+  return origin;
 }
 
 }  // namespace quorivex

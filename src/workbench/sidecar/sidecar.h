@@ -16,8 +16,11 @@ struct InfoLine {
   std::string text;
 };
 
-/// Name of the line about terrain that the top of the mesh cuts off; missing when there is none.
-inline constexpr const char* kTerrainCut = "terrain_cut";
+/// Name of the lines with what the command that made the file warned of; none for a good file.
+inline constexpr const char* kWarning = "warning";
+/// Name of the line about how far the cells' ground lies below the terrain; missing where no
+/// terrain was given.
+inline constexpr const char* kCellsGround = "cells_ground";
 
 /// The small text file next to a sensitivity file that says what it was made of
 /// (docs/file_formats.md).
@@ -27,8 +30,8 @@ struct Sidecar {
   std::vector<InfoLine> info_lines;
 };
 
-/// What to say of terrain that the top of the mesh cuts off; nothing where it cuts none.
-std::optional<std::string> terrain_cut_warning(const Sidecar& sidecar);
+/// What the command that made the sensitivity file warned of, a line of text each.
+std::vector<std::string> warnings_of(const Sidecar& sidecar);
 
 /// "NAME.info".
 std::string sidecar_name(const std::string& sensitivity_file);
@@ -57,11 +60,16 @@ std::vector<std::string> differing_parts(const Sidecar& sidecar, const std::vect
 std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const std::string& name,
                                                  const SensitivityFile& file);
 
-/// Parts of the observations that differ from those the matrix was made for, deviations excepted;
-/// empty when there is no valid sidecar to compare with.
+/// What the sidecar tells of a matrix and the observations of a run; empty without a valid one.
+struct MatrixOrigin {
+  /// Parts of the observations that differ from those the matrix was made for, deviations excepted.
+  std::vector<std::string> mismatched_survey_parts;
+  std::vector<std::string> warnings;  ///< see `warnings_of`
+  std::vector<InfoLine> info_lines;
+};
+
 /// @param heading  of the sensitivity file `name`
-std::vector<std::string> mismatched_survey_parts(const std::string& name,
-                                                 const SensitivityFile& heading,
-                                                 const Observations& observations);
+MatrixOrigin matrix_origin(const std::string& name, const SensitivityFile& heading,
+                           const Observations& observations);
 
 }  // namespace quorivex

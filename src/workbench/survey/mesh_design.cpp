@@ -8,7 +8,10 @@
 #include <numeric>
 #include <utility>
 
+#include "base/statistics.h"
 #include "base/stop_run.h"
+#include "workbench/terrain/ground_gap.h"
+#include "workbench/terrain/terrain_tops.h"
 
 namespace quorivex {
 namespace {
@@ -17,6 +20,9 @@ constexpr double kFarthest = 1e9;      // a coordinate in metres, so that millim
 constexpr double kMinCell = 0.01;      // taken from the spacing; less are degrees, not metres
 constexpr double kTolerance = 0.0005;  // half a millimetre: rounding of sums of widths
 constexpr std::size_t kMaxOnAxis = 1'000'000;
+constexpr double kMinAlong = 20.0;  // core cells along the survey, where few lines are far apart
+constexpr double kLayerGrowth = 1.1;
+constexpr double kThinLayerGrowth = 1.25;  // thin layers serve the ground, not the resolution
 
 double to_millimetre(double metres) { return std::round(metres * 1000.0) / 1000.0; }
 
@@ -35,19 +41,34 @@ Interval extent_of(const std::vector<double>& values, const char* what) {
   return {*min, *max};
 }
 
-double cell_of_spacing(double spacing) {
-  if (spacing == 0.0) {
+/// Sets the width of the core cells from the stations.
+void choose_cell(const SurveyShape& shape, std::optional<double> clearance, MeshPlan& plan) {
+  const StationSpacing& stations = shape.stations;
+  if (stations.median == 0.0) {
     stop_run(
         " ERROR: all stations stand at one place, so the width of the core cells cannot be taken\n"
         " from their spacing. Give it in metres with --cell.");
   }
-  if (0.5 * spacing < kMinCell) {
+  if (0.5 * stations.median < kMinCell) {
     stop_run(
         fmt::format(" ERROR: the stations stand {:.2g} apart. Coordinates should be metres, not "
                     "degrees.\n If these are metres, give the width of the core cells with --cell.",
-                    spacing));
+                    stations.median));
   }
-  return round_width(0.5 * spacing);
+  double width = 0.5 * stations.median;
+  plan.cell_from = CellFrom::stations;
+  const auto raise = [&](double to, CellFrom from) {
+    if (to <= width) return;
+    width = to;
+    plan.cell_from = from;
+  };
+  if (stations.lines) {
+    const double along = shape.longer() / kMinAlong;
+    const double across = 0.25 * *stations.lines;
+    across <= along ? raise(across, CellFrom::lines) : raise(along, CellFrom::extent);
+  }
+  if (clearance) raise(0.5 * *clearance, CellFrom::clearance);
+  plan.cell = round_width(width);
 }
 
 /// Below the lowest station by 0.5 to 1.5 times the largest power of ten not above `layer`.
@@ -73,10 +94,26 @@ Axis horizontal_axis(const Interval& stations, const MeshPlan& plan) {
   return axis;
 }
 
+/// Thickest first: layers that grow upward from the relief and end at the top or below it.
+std::vector<double> layers_above_relief(const MeshPlan& plan) {
+  std::vector<double> thicknesses =
+      growing_widths(plan.first_layer, plan.layer_growth, plan.relief.min);
+  const double covered = std::accumulate(thicknesses.begin(), thicknesses.end(), 0.0);
+  if (covered > plan.relief.min + kTolerance) thicknesses.pop_back();
+  std::reverse(thicknesses.begin(), thicknesses.end());
+  return thicknesses;
+}
+
 std::vector<double> layers(const MeshPlan& plan) {
-  std::vector<double> thicknesses{plan.first_layer};
+  std::vector<double> thicknesses = layers_above_relief(plan);
+  double covered = std::accumulate(thicknesses.begin(), thicknesses.end(), 0.0);
+  do {
+    if (thicknesses.size() == kMaxOnAxis) too_many_cells();
+    thicknesses.push_back(plan.first_layer);
+    covered += plan.first_layer;
+  } while (covered < plan.relief.max - kTolerance);
   const std::vector<double> more =
-      growing_widths(plan.first_layer, plan.layer_growth, plan.depth - plan.first_layer);
+      growing_widths(plan.first_layer, plan.layer_growth, plan.depth - covered);
   thicknesses.insert(thicknesses.end(), more.begin(), more.end());
   for (std::int32_t i = 0; i < plan.bottom_layers; ++i) {
     const std::vector<double> next = growing_widths(thicknesses.back(), plan.growth, 0.001);
@@ -94,21 +131,25 @@ SurveyShape survey_shape(const Observations& stations) {
           .stations = station_spacing(stations.x, stations.y)};
 }
 
-std::optional<double> line_spacing(const SurveyShape& shape) {
-  // n places at distance d fill lines of length n d in all; k lines bound k - 1 strips.
-  const double spacing = shape.stations.median;
-  const double length_of_lines = static_cast<double>(shape.stations.places) * spacing;
-  const double lines = length_of_lines / shape.longer();
-  if (!(lines >= 1.8)) return {};  // a single line askew fills up to 1.41 times the longer side
-  const double between = shape.shorter() / (lines - 1.0);
-  return between >= 2.0 * spacing ? std::optional(between) : std::nullopt;
+SurveyTerrain survey_terrain(const Terrain& terrain, const Mesh& mesh, const Observations& stations,
+                             const std::vector<double>& heights) {
+  const TerrainTops on_mesh = column_tops_of_terrain(mesh, terrain);
+  std::vector<double> below = terrain_of_columns(terrain, mesh, stations);
+  for (std::size_t i = 0; i < heights.size(); ++i) below.push_back(stations.z[i] - heights[i]);
+  const auto [min, max] = std::minmax_element(below.begin(), below.end());
+  return {.mesh = {on_mesh.min, on_mesh.max}, .survey = {*min, *max}, .clearance = median(heights)};
 }
 
-MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes) {
+MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes,
+                   std::optional<double> clearance) {
   MeshPlan plan{.growth = wishes.growth,
-                .layer_growth = wishes.layer_growth,
+                .layer_growth = wishes.layer_growth.value_or(kLayerGrowth),
                 .bottom_layers = wishes.bottom_layers};
-  plan.cell = wishes.cell ? to_millimetre(*wishes.cell) : cell_of_spacing(shape.stations.median);
+  if (wishes.cell) {
+    plan.cell = to_millimetre(*wishes.cell);
+  } else {
+    choose_cell(shape, clearance, plan);
+  }
   plan.padding = wishes.padding.value_or(std::max(shape.longer(), 10.0 * plan.cell));
   plan.first_layer = to_millimetre(wishes.first_layer.value_or(round_width(0.5 * plan.cell)));
   plan.top =
@@ -118,12 +159,20 @@ MeshPlan plan_mesh(const SurveyShape& shape, const MeshWishes& wishes) {
   return plan;
 }
 
-MeshPlan plan_under_terrain(MeshPlan plan, const MeshWishes& wishes, const Interval& terrain) {
+MeshPlan plan_under_terrain(MeshPlan plan, const MeshWishes& wishes, const SurveyTerrain& terrain) {
   if (!wishes.top) {
-    plan.top = to_millimetre(terrain.max);
-    if (plan.top < terrain.max - 1e-6) plan.top = to_millimetre(plan.top + 0.001);
+    plan.top = to_millimetre(terrain.mesh.max);
+    if (plan.top < terrain.mesh.max - 1e-6) plan.top = to_millimetre(plan.top + 0.001);
   }
-  if (!wishes.depth) plan.depth += std::max(plan.top - terrain.min, 0.0);
+  plan.relief = {std::max(plan.top - terrain.survey.max, 0.0),
+                 std::max(plan.top - terrain.survey.min, 0.0)};
+  // Level ground at the mesh top is met exactly, whatever the layers.
+  if (!wishes.first_layer && plan.relief.max > 0.001) {
+    const double thin = std::clamp(0.25 * terrain.clearance, 0.1 * plan.cell, 0.5 * plan.cell);
+    plan.first_layer = round_width(thin);
+    if (thin < 0.5 * plan.cell) plan.layer_growth = wishes.layer_growth.value_or(kThinLayerGrowth);
+  }
+  if (!wishes.depth) plan.depth += std::max(plan.top - terrain.mesh.min, 0.0);
   return plan;
 }
 

@@ -10,6 +10,9 @@
 
 #include "base/statistics.h"
 #include "base/stop_run.h"
+#include "workbench/geometry/same_place.h"
+#include "workbench/survey/repeated_stations.h"
+#include "workbench/survey/survey_doubts.h"
 #include "workbench/terrain/terrain.h"
 
 namespace quorivex {
@@ -112,16 +115,53 @@ void remove_regional_field(const TrendChoice& choice, Stations& stations, Survey
   }
 }
 
-std::vector<double> standard_deviations(const std::vector<double>& field, double floor,
-                                        double percent, SurveyNotes& notes) {
+/// From floor and percentage; where a column has deviations, these are their least values.
+std::vector<double> standard_deviations(const Stations& stations, const SurveyChoices& choices,
+                                        const std::string& column, SurveyNotes& notes) {
   std::vector<double> deviations;
-  deviations.reserve(field.size());
-  for (const double value : field) {
-    deviations.push_back(floor + percent / 100.0 * std::abs(value));
+  deviations.reserve(stations.size());
+  for (std::size_t i = 0; i < stations.size(); ++i) {
+    const double least = choices.floor + choices.percent / 100.0 * std::abs(stations.field[i]);
+    deviations.push_back(column.empty() ? least : std::max(least, stations.deviation[i]));
   }
-  notes.remarks.push_back(fmt::format("standard deviation: {:g} nT + {:g} % of |datum|, {}", floor,
-                                      percent, format_range(deviations, "nT", 4)));
+  const std::string rule =
+      fmt::format("{:g} nT + {:g} % of |datum|", choices.floor, choices.percent);
+  const bool ruled = choices.floor > 0.0 || choices.percent > 0.0;
+  notes.remarks.push_back(fmt::format("standard deviation: {}, {}",
+                                      column.empty() ? rule
+                                      : ruled        ? column + ", at least " + rule
+                                                     : column,
+                                      format_range(deviations, "nT", 4)));
+  if (const auto doubt = percent_doubt(choices.percent)) notes.warnings.push_back(*doubt);
   return deviations;
+}
+
+/// Averages the stations at the same place where that was asked for.
+void treat_repeated(bool average, Stations& stations, SurveyNotes& notes) {
+  if (!average) return;
+  const std::size_t before = stations.size();
+  stations = average_repeated(stations);
+  notes.remarks.push_back(fmt::format("averaged with an earlier station at the same place: {}",
+                                      before - stations.size()));
+}
+
+void warn_of_repeated(const Stations& stations, SurveyNotes& notes) {
+  const auto repeated = count_repeated(stations.easting, stations.northing, stations.elevation);
+  if (repeated == 0) return;
+  notes.warnings.push_back(fmt::format(
+      "{} of {} stations stand at the place of an earlier one, which thereby weighs more than "
+      "others.\n--average-duplicates makes one of those at the same place.",
+      repeated, stations.size()));
+}
+
+/// The name of each station's line; nothing where the table names none.
+std::vector<std::string> names_of_lines(const Stations& stations,
+                                        const std::vector<std::string>& names) {
+  std::vector<std::string> lines;
+  if (names.size() == 1 && names.front().empty()) return lines;
+  for (const std::int32_t line : stations.line)
+    lines.push_back(names[static_cast<std::size_t>(line)]);
+  return lines;
 }
 
 /// Observations without values, which are returned next to them.
@@ -140,17 +180,25 @@ Observations observations_of(const Stations& stations, const MainField& field) {
 PreparedSurvey prepare(const SurveyChoices& choices) {
   SurveyNotes notes;
   SurveyRows rows = read_survey_table(choices.table, notes);
+  refuse_tesla(rows.stations.field);
+  if (const auto doubt = coordinate_doubt(rows.stations)) notes.warnings.push_back(*doubt);
   if (rows.heights.empty()) {
     notes.remarks.push_back("elevation: " + rows.elevation_source);
   } else {
     rows.stations.elevation = elevations_above(choices.terrain, rows, choices.table.name, notes);
   }
+  treat_repeated(choices.average_repeated, rows.stations, notes);
   Stations stations = thin(rows.stations, rows.line_names, choices.thinning, notes);
+  warn_of_repeated(stations, notes);
   remove_regional_field(choices.trend, stations, notes);
   std::vector<double> deviations =
-      standard_deviations(stations.field, choices.floor, choices.percent, notes);
+      standard_deviations(stations, choices, rows.deviation_source, notes);
   const MainField field = find_inducing_field(choices.field, stations, rows.mean_position, notes);
-  return {observations_of(stations, field), std::move(stations.field), std::move(deviations),
+  return {observations_of(stations, field),
+          std::move(stations.field),
+          std::move(deviations),
+          names_of_lines(stations, rows.line_names),
+          std::move(stations.fiducial),
           std::move(notes)};
 }
 

@@ -35,14 +35,17 @@ struct SurveyChoices {
   ThinningChoice thinning;
   TrendChoice trend;
   FieldChoice field;
-  double floor = 0.0;    ///< nT
-  double percent = 0.0;  ///< of |datum|
+  bool average_repeated = false;  ///< stations at the same place become one
+  double floor = 0.0;    ///< nT; with a column of deviations floor and percentage are their
+  double percent = 0.0;  ///< least values; of |datum|
 };
 
 struct PreparedSurvey {
   Observations observations;  ///< without values
   std::vector<double> values;
   std::vector<double> deviations;
+  std::vector<std::string> lines;      ///< name of each datum's flight line; empty without any
+  std::vector<std::string> fiducials;  ///< of each datum; empty without their column
   SurveyNotes notes;
 };
 

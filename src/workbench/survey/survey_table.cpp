@@ -21,6 +21,7 @@ namespace {
 constexpr double kMaxCoordinate = 1e9;  // metres
 constexpr double kMaxElevation = 1e5;   // metres
 constexpr double kMaxField = 2e5;       // nT, on Earth
+constexpr double kMinDeviation = 1e-6;  // nT
 
 /// The columns to be read, and the index of each among them.
 struct Columns {
@@ -30,6 +31,7 @@ struct Columns {
   std::size_t field = 0;
   std::optional<std::size_t> elevation;
   std::optional<std::size_t> height;
+  std::optional<std::size_t> deviation;
   std::optional<std::size_t> longitude;
   std::optional<std::size_t> latitude;
 };
@@ -52,6 +54,10 @@ Columns columns_of(const SurveyTable& table) {
         " ERROR: --height should be from {:g} to {:g} m, or name a column (of which '#4' is the\n"
         " fourth); found {}.",
         -kMaxElevation, kMaxElevation, table.height));
+  }
+  if (!table.deviation.empty()) {
+    c.deviation = add("standard deviation", table.deviation,
+                      table.zero_deviations ? 0.0 : kMinDeviation, kMaxField);
   }
   if (!table.longitude.empty()) {
     c.longitude = add("longitude", table.longitude, -360.0, 360.0);
@@ -93,7 +99,8 @@ GeoPosition mean_position(std::vector<double> longitudes, const std::vector<doub
 
 SurveyRows read_survey_table(const SurveyTable& from, SurveyNotes& notes) {
   const Columns columns = columns_of(from);
-  Table table = read_table(from.name, {columns.wanted, from.line, from.separator, from.missing});
+  Table table = read_table(
+      from.name, {columns.wanted, from.line, from.fiducial, from.separator, from.missing});
   check_rows(table, from.name, columns, notes);
   notes.remarks.push_back(fmt::format(
       "columns: easting {}, northing {}, field {} ({})", table.names[columns.easting],
@@ -106,6 +113,11 @@ SurveyRows read_survey_table(const SurveyTable& from, SurveyNotes& notes) {
   rows.stations.field = std::move(table.columns[columns.field]);
   rows.stations.line = std::move(table.line);
   rows.stations.number = std::move(table.number);
+  rows.stations.fiducial = std::move(table.fiducial);
+  if (columns.deviation) {
+    rows.stations.deviation = std::move(table.columns[*columns.deviation]);
+    rows.deviation_source = "column " + table.names[*columns.deviation];
+  }
   rows.line_names = std::move(table.line_names);
   if (columns.elevation) {
     rows.stations.elevation = std::move(table.columns[*columns.elevation]);

@@ -19,7 +19,10 @@ struct SurveyTable {
   std::string field;
   std::string elevation;  ///< this or `height`
   std::string height;     ///< a number is metres above the terrain for all, anything else a column
+  std::string deviation;  ///< standard deviation (nT); or empty
+  bool zero_deviations = false;  ///< a deviation of 0 is accepted, since it is raised later
   std::string line;
+  std::string fiducial;   ///< name of the station on its line; or empty
   std::string longitude;  ///< degrees; only for the position of the main field
   std::string latitude;
   char separator = 0;  ///< see TableRequest
@@ -31,6 +34,7 @@ struct SurveyRows {
   Stations stations;            ///< without elevations if the table gives heights above the terrain
   std::vector<double> heights;  ///< metres above the terrain, one per station; or empty
   std::string elevation_source;              ///< "column Z"; of heights also "80 m"
+  std::string deviation_source;              ///< "column S"; empty without one
   std::vector<std::string> line_names;       ///< see Table
   std::optional<GeoPosition> mean_position;  ///< of the columns with longitude and latitude
 };

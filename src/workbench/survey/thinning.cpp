@@ -87,6 +87,8 @@ Stations select(const Stations& stations, const std::vector<std::size_t>& kept) 
     chosen.field.push_back(stations.field[i]);
     chosen.line.push_back(stations.line[i]);
     chosen.number.push_back(stations.number[i]);
+    if (!stations.deviation.empty()) chosen.deviation.push_back(stations.deviation[i]);
+    if (!stations.fiducial.empty()) chosen.fiducial.push_back(stations.fiducial[i]);
   }
   return chosen;
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace quorivex {
@@ -14,7 +15,9 @@ struct Stations {
   std::vector<double> elevation;  ///< metres
   std::vector<double> field;      ///< nT
   std::vector<std::int32_t> line;
-  std::vector<std::int64_t> number;  ///< line of the table's file
+  std::vector<std::int64_t> number;   ///< line of the table's file
+  std::vector<double> deviation;      ///< standard deviation, nT; empty where no column has it
+  std::vector<std::string> fiducial;  ///< empty where no column has it
 
   std::size_t size() const { return easting.size(); }
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "workbench/tables/delimited_text.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -41,6 +43,16 @@ char guess_separator(std::string_view line) {
     if (unquoted.find(c) != std::string::npos) return c;
   }
   return kBlanks;
+}
+
+std::string separator_hint(std::string_view line, char separator) {
+  const char other = guess_separator(line);
+  if (other == separator || split_fields(line, other).size() < 2) return "";
+  const char* name = other == '\t'  ? "tab"
+                     : other == ';' ? "semicolon"
+                     : other == ',' ? "comma"
+                                    : "blank";
+  return fmt::format("\n It has {0}s: --separator {0}?", name);
 }
 
 std::vector<std::string> split_fields(std::string_view line, char separator) {

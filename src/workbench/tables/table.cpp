@@ -12,6 +12,7 @@
 
 #include "base/stop_run.h"
 #include "base/text.h"
+#include "base/text_faults.h"
 #include "base/text_file.h"
 #include "workbench/tables/delimited_text.h"
 #include "workbench/tables/missing_marks.h"
@@ -116,6 +117,21 @@ void parse_row(const std::vector<std::string>& fields, const TableLayout& layout
   }
 }
 
+/// Ends the reading where the file is no text, or writes its numbers with a comma.
+void refuse_other_formats(const std::string& name, const TableLine& line, bool faulty) {
+  if (line.number == 1) {
+    const std::string format = foreign_format(line.text);
+    if (!format.empty()) stop_run(fmt::format(" ERROR: {} {}.", name, format));
+  }
+  const std::string_view comma = faulty ? decimal_comma_in(line.text) : std::string_view{};
+  if (comma.empty()) return;
+  stop_run(
+      fmt::format(" ERROR: {} line {} has a decimal comma, '{}'. Numbers need a decimal point: "
+                  "export the\n table with one, or replace the commas (sed 's/,/./g' {} > "
+                  "points.txt).",
+                  name, line.number, excerpt(comma), name));
+}
+
 /// Adds a usable row to the table.
 void append(Table& table, const Row& row, std::int64_t number, std::int32_t flight_line) {
   for (std::size_t c = 0; c < row.values.size(); ++c)
@@ -137,10 +153,11 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
   Row row;
   std::string buffer;
   for (TableLine line; next_line(file, name, buffer, line);) {
+    refuse_other_formats(name, line, false);
     const std::string_view text = trim(line.text);
     if (text.empty()) continue;
     if (std::string_view("#/!%").find(text.front()) != std::string_view::npos) {
-      if (by_name && !layout) layout = layout_from_comment({text, line.number}, request);
+      if (by_name && !layout) layout = layout_from_comment(name, {text, line.number}, request);
       continue;
     }
     if (auto flight_line = flight_line_begun_by(text)) {
@@ -156,13 +173,19 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
     const std::vector<std::string> fields = split_fields(line.text, layout->separator);
     parse_row(fields, *layout, request, marks, row);
     if (!row.fault.empty()) {
+      refuse_other_formats(name, line, true);
+      if (fields.size() == 1) row.fault += separator_hint(line.text, layout->separator);
       faults.add(line.number, row.fault, line.text);
     } else if (row.missing) {
       ++table.missing[*row.missing];
     } else {
+      const std::size_t of_line = request.columns.size();
       const std::string flight_line =
-          request.line_column.empty() ? begun.value_or("") : fields[layout->columns.back()];
+          request.line_column.empty() ? begun.value_or("") : fields[layout->columns[of_line]];
       append(table, row, line.number, flight_lines.number_of(flight_line));
+      if (!request.fiducial_column.empty()) {
+        append_checked(table.fiducial, fields[layout->columns.back()]);
+      }
     }
   }
   faults.refuse_any();

@@ -18,6 +18,7 @@ struct WantedColumn {
 struct TableRequest {
   std::vector<WantedColumn> columns;
   std::string line_column;           ///< holds the names of flight lines; empty: see Table::line
+  std::string fiducial_column;       ///< holds names of the stations; empty for none
   char separator = 0;                ///< 0: guessed from the table; ' ': runs of blanks and tabs
   std::vector<std::string> missing;  ///< marks of missing values; "empty" is an empty field,
                                      ///< "none" accepts -9999 and the like as numbers
@@ -29,6 +30,7 @@ struct Table {
   std::vector<std::int32_t> line;            ///< of each row: index into line_names, from 0
   std::vector<std::string> line_names;       ///< from the line column, or from rows "Line 100";
                                              ///< a single "" where the table names no lines
+  std::vector<std::string> fiducial;         ///< of each row; empty without its column
   std::vector<std::int64_t> number;          ///< of each row: its line of the file, from 1
   std::int64_t rows = 0;                     ///< including those left out
   std::vector<std::int64_t> missing;         ///< rows left out, by the first column that is marked
@@ -41,6 +43,7 @@ struct Table {
 /// With columns by number, a first row that holds words in all of them is a heading too.
 /// A row of one of the words Line, Tie, Base, Test, Trend, Random and Special with at most one name
 /// begins a flight line, as in XYZ files.
+/// A decimal comma ends the reading at once, and so do two wanted columns that are the same one.
 /// @throws StopRun naming the first five lines that do not have the columns of the heading or the
 /// first row, or hold a value that is not a number, is out of range, or looks like a mark of a
 /// missing value that was not named; file_not_found

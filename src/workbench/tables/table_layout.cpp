@@ -16,12 +16,26 @@
 namespace quorivex {
 namespace {
 
-/// As requested, the line column last.
+/// As requested, then the line column, then that of the fiducials.
 std::vector<std::string> wanted_columns(const TableRequest& request) {
   std::vector<std::string> wanted;
   for (const WantedColumn& column : request.columns) wanted.push_back(column.column);
   if (!request.line_column.empty()) wanted.push_back(request.line_column);
+  if (!request.fiducial_column.empty()) wanted.push_back(request.fiducial_column);
   return wanted;
+}
+
+/// Ends the reading where two wanted numbers are in one column.
+void refuse_same_column(const std::string& file, const TableLayout& layout,
+                        const TableRequest& request) {
+  for (std::size_t c = 0; c < request.columns.size(); ++c) {
+    for (std::size_t before = 0; before < c; ++before) {
+      if (layout.columns[before] != layout.columns[c]) continue;
+      stop_run(fmt::format(" ERROR: {} and {} are both taken from column {} of {}.",
+                           request.columns[before].what, request.columns[c].what,
+                           layout.columns[c] + 1, file));
+    }
+  }
 }
 
 char separator_of(std::string_view line, const TableRequest& request) {
@@ -77,7 +91,7 @@ bool needs_heading(const TableRequest& request) {
                      [](const std::string& column) { return column_number(column) == 0; });
 }
 
-std::optional<TableLayout> layout_from_comment(const TableLine& comment,
+std::optional<TableLayout> layout_from_comment(const std::string& file, const TableLine& comment,
                                                const TableRequest& request) {
   std::string_view text = comment.text;
   text.remove_prefix(std::min(text.find_first_not_of("#/!% \t"), text.size()));
@@ -89,6 +103,7 @@ std::optional<TableLayout> layout_from_comment(const TableLine& comment,
     if (!place) return std::nullopt;
     layout.columns.push_back(*place);
   }
+  refuse_same_column(file, layout, request);
   layout.width = width_of(layout.heading, "the heading", comment.number);
   return layout;
 }
@@ -103,11 +118,13 @@ TableLayout layout_from_first_row(const std::string& file, const TableLine& row,
     if (!place) {
       std::string names;
       for (const std::string& field : fields) names += " '" + field + "'";
-      stop_run(fmt::format(" ERROR: {} line {} should name a column '{}', once. It holds:{}", file,
-                           row.number, column, excerpt(names)));
+      stop_run(fmt::format(" ERROR: {} line {} should name a column '{}', once. It holds:{}{}",
+                           file, row.number, column, excerpt(names),
+                           separator_hint(row.text, layout.separator)));
     }
     layout.columns.push_back(*place);
   }
+  refuse_same_column(file, layout, request);
   const bool by_name = needs_heading(request);
   // The line column holds names in rows of data too.
   const std::vector<std::size_t> of_numbers(

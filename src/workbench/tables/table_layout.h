@@ -23,7 +23,7 @@ struct RowWidth {
 
 /// Where the rows of a table hold the columns that are wanted.
 struct TableLayout {
-  std::vector<std::size_t> columns;  ///< of the wanted ones, from 0; the line column is the last
+  std::vector<std::size_t> columns;  ///< of the wanted ones, from 0; then line and fiducial column
   std::vector<std::string> heading;  ///< all names in the heading; empty without one
   std::int64_t heading_line = 0;     ///< in the file; 0 without one
   char separator = 0;                ///< 0 until the first row of data shows it
@@ -40,11 +40,11 @@ struct TableLine {
 bool needs_heading(const TableRequest& request);
 
 /// The layout from a comment that names all wanted columns, as in XYZ files; nothing from others.
-std::optional<TableLayout> layout_from_comment(const TableLine& comment,
+std::optional<TableLayout> layout_from_comment(const std::string& file, const TableLine& comment,
                                                const TableRequest& request);
 
 /// The layout from the first line that is not a comment: a heading, or a row of data.
-/// @throws StopRun where a wanted column is not there, or there more than once
+/// @throws StopRun where a wanted column is not there, there more than once, or wanted twice
 TableLayout layout_from_first_row(const std::string& file, const TableLine& row,
                                   const TableRequest& request, const MissingMarks& marks);
 

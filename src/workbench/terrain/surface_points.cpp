@@ -14,6 +14,7 @@
 #include "base/free_format.h"
 #include "base/stop_run.h"
 #include "base/text.h"
+#include "workbench/terrain/plain_points.h"
 #include "workbench/terrain/terrain_grid.h"
 
 namespace quorivex {
@@ -29,15 +30,15 @@ void append(SurfacePoints& points, double easting, double northing, double eleva
 }
 
 [[noreturn]] void bad_file(const std::string& name, const std::string& why) {
-  stop_run(
-      fmt::format(" The topography file {} cannot be used: {}.\n"
-                  " Its first line should hold the number of points, and each line after it "
-                  "easting,\n"
-                  " northing and elevation (m) of one of them. A grid is known by its first word, "
-                  "ncols, or\n"
-                  " as netCDF.\n\n"
-                  "ERROR reading topography file {}",
-                  name, why, name));
+  stop_run(fmt::format(
+      " The topography file {} cannot be used: {}.\n"
+      " Its first line should hold the number of points, and each line after it "
+      "easting,\n"
+      " northing and elevation (m) of one of them; without the number, every line should "
+      "be a point.\n"
+      " A grid is known by its first word, ncols, or as netCDF.\n\n"
+      "ERROR reading topography file {}",
+      name, why, name));
 }
 
 /// Whether the line of the number of points is rather the first one of a table.
@@ -49,7 +50,7 @@ bool holds_a_point(const std::string& line) {
   return values.read(easting, northing, elevation);
 }
 
-SurfacePoints read_points(const std::string& name) {
+SurfacePoints read_counted_points(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("topography", name);
   std::string line;
@@ -79,6 +80,10 @@ SurfacePoints read_points(const std::string& name) {
     append(points, point[0], point[1], point[2]);
   }
   return points;
+}
+
+SurfacePoints read_points(const std::string& name) {
+  return is_plain_points(name) ? read_plain_points(name) : read_counted_points(name);
 }
 
 void refuse_marks(const SurfacePoints& points, const std::string& name) {

@@ -17,10 +17,10 @@ struct SurfacePoints {
   std::size_t appended = 0;  ///< corners of the mesh, which stand last
 };
 
-/// Reads a topography file and adds the mesh corners that lie outside the points' bounding box on
-/// both axes and farther than a quarter of the first cell's smaller width from every point: each
-/// with the elevation of the point nearest to it. Warns of a bounding box on less than 30 % of the
-/// mesh.
+/// Reads a topography file, counted or a plain list of points, and adds the mesh corners that lie
+/// outside the points' bounding box on both axes and farther than a quarter of the first cell's
+/// smaller width from every point: each with the elevation of the point nearest to it. Warns of a
+/// bounding box on less than 30 % of the mesh.
 /// @throws StopRun for a malformed file, for elevations that cannot be meant, for points outside
 ///         the mesh, and, after a list of them, for points with equal easting and northing;
 ///         file_not_found

@@ -10,6 +10,18 @@
 #include "base/stop_run.h"
 
 namespace quorivex {
+namespace {
+
+/// The command ends with the one message; qvx check has the words for what is wrong in the file.
+Mesh read_mesh(const std::string& name) {
+  try {
+    return read_mesh_file(name);
+  } catch (const StopRun& stop) {
+    throw StopRun(std::string(stop.console()), std::string(stop.log()));
+  }
+}
+
+}  // namespace
 
 std::vector<double> heights_above(const Terrain& terrain, const Observations& data) {
   std::vector<double> heights;
@@ -52,7 +64,7 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
 
 SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
                                 const Warn& warn) {
-  Mesh mesh = read_mesh_file(source.mesh);
+  Mesh mesh = read_mesh(source.mesh);
   check_widths(mesh);
   const Terrain terrain = terrain_of(source, mesh, warn);
   SurveyGround survey;
@@ -63,6 +75,10 @@ SurveyGround read_survey_ground(const GroundSource& source, const Observations& 
   warn_of_misfit(terrain, found, mesh, warn);
   survey.ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
   check_not_all_air(survey.ground);
+  if (source.knows_terrain()) {
+    survey.gap = ground_gap(terrain, survey.ground, observations, survey.heights);
+    if (survey.gap) warn_of_gap(*survey.gap, warn);
+  }
   return survey;
 }
 

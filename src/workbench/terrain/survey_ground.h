@@ -7,6 +7,7 @@
 
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
+#include "workbench/terrain/ground_gap.h"
 #include "workbench/terrain/terrain.h"
 #include "workbench/terrain/terrain_tops.h"
 
@@ -17,6 +18,8 @@ struct GroundSource {
   std::string mesh;
   std::string topography;
   std::optional<double> elevation;
+
+  bool knows_terrain() const { return !topography.empty() || elevation; }
 };
 
 /// The ground below a survey.
@@ -25,6 +28,7 @@ struct SurveyGround {
   std::vector<double> heights;  ///< of the stations above the terrain, metres
   double median_height = 0.0;
   TerrainCut cut;
+  std::optional<GroundGap> gap;  ///< nothing where the top of the mesh is the terrain
 };
 
 /// The terrain of a source, at the top of the mesh where the source names none.

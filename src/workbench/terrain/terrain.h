@@ -25,8 +25,8 @@ struct Terrain {
 
 Terrain level_terrain(double elevation);
 
-/// Reads a terrain: a topography file, whose points are joined to triangles, or a grid, between
-/// whose nodes elevations are bilinear: netCDF, or ESRI ASCII (first word "ncols").
+/// Reads a terrain: a topography file or a plain list of points, which are joined to triangles, or
+/// a grid, between whose nodes elevations are bilinear: netCDF, or ESRI ASCII (first word "ncols").
 /// @throws StopRun naming what is wrong in the file; file_not_found
 Terrain read_terrain(const std::string& name);
 

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Maps and statistics of the data of one iteration.
 import {
+  ABOUT_ZERO,
+  acrossTicks,
   axis,
   colourScale,
   CONFIG,
   DIVERGING,
   fitHeight,
   layout,
-  LEGEND_ABOVE,
+  legendAbove,
   metreAxis,
   PALETTES,
+  redrawOnResize,
+  upTicks,
   WITH_COLOUR_BAR,
 } from './plots.js';
 import {byId, extremes, figures, metres} from './text.js';
@@ -20,7 +24,13 @@ import {byId, extremes, figures, metres} from './text.js';
  * @typedef {object} DataView
  * @property {Survey} survey
  * @property {number[]} drawn  indices of the data that the maps draw
- * @property {number} markerSize  in pixels
+ * @property {{x: [number, number], y: [number, number]}} box  that the maps show
+ * @property {boolean} stretched  whether the maps have unequal scales, for a narrow survey
+ * @property {string[]} lineOf  name of the line of each datum, where there are names
+ * @property {string} palette  a name in PALETTES, of observed and predicted data
+ * @property {[number, number]} range  of their colours (nT)
+ * @property {'std' | 'nT'} unit  of the residuals
+ * @property {number} largest  residual (in that unit) of the last colours
  * @property {number[]} predicted  nT, of the iteration shown
  * @property {number[]} normalised  (observed - predicted) / standard deviation
  */
@@ -49,12 +59,51 @@ function drawnData(x, y) {
   }
 }
 
-// From the first to the 99th percentile, so that a few values do not take all colours.
-function innerRange(values) {
+/**
+ * From the percentile `cut` to the one as far from the top; 0 for all values.
+ * @param {number[]} values
+ * @param {number} cut
+ * @returns {[number, number]}
+ */
+function rangeOf(values, cut) {
   const sorted = Float64Array.from(values).sort();
   const at = (share) => sorted[Math.round(share * (sorted.length - 1))];
-  const [low, high] = [at(0.01), at(0.99)];
+  const [low, high] = [at(cut / 100), at(1 - cut / 100)];
   return high > low ? [low, high] : [low - 1, low + 1];
+}
+
+/**
+ * The residuals in the unit chosen, with its name.
+ * @param {DataView} view
+ */
+export function residualsIn({unit, survey, predicted, normalised}) {
+  return unit === 'nT' ? {
+    values: survey.observed.map((value, i) => value - predicted[i]),
+    unit,
+    label: 'Residual (nT)',
+  } :
+                         {values: normalised, unit, label: 'Residual / std. dev.'};
+}
+
+// The box of the data with a rim; a narrow one is widened and stretched, to be seen at all.
+function boxOf(survey) {
+  const [west, east] = extremes(survey.x);
+  const [south, north] = extremes(survey.y);
+  const longest = Math.max(east - west, north - south, 1);
+  const stretched = Math.min(east - west, north - south) < longest / 6;
+  /** @type {(from: number, to: number) => [number, number]} */
+  const around = (from, to) => {
+    const rim = Math.max(0.04 * (stretched ? to - from : longest), 0.02 * longest);
+    return [from - rim, to + rim];
+  };
+  return {box: {x: around(west, east), y: around(south, north)}, stretched};
+}
+
+// A map has the scale that its width allows; a stretched one fills its width.
+function sizeOfMap({box, stretched}, id) {
+  const [width, height] = [box.x[1] - box.x[0], box.y[1] - box.y[0]];
+  const shape = /** @type {[number, number]} */ (stretched ? [1, 1] : [width, height]);
+  return fitHeight(id, WITH_COLOUR_BAR.margin, shape, [160, 460]);
 }
 
 /**
@@ -66,6 +115,9 @@ function innerRange(values) {
  * @param {string} unit
  */
 function map(view, id, values, range, scale, unit) {
+  const {box, drawn, stretched} = view;
+  const [width, height] = sizeOfMap(view, id);
+  const cover = stretched ? 7 : 1.02 * Math.sqrt((width * height) / drawn.length);
   const pick = (from) => view.drawn.map((i) => from[i]);
   const trace = {
     type: 'scatter',
@@ -79,7 +131,7 @@ function map(view, id, values, range, scale, unit) {
       cmin: range[0],
       cmax: range[1],
       colorscale: scale,
-      size: view.markerSize,
+      size: Math.min(11, Math.max(3, cover)),
       symbol: 'square',
       colorbar: {
         thickness: 14,
@@ -89,12 +141,18 @@ function map(view, id, values, range, scale, unit) {
       },
     },
   };
-  const across = {constrain: 'domain', constraintoward: 'left', nticks: 5};
-  const up = {constrain: 'domain', constraintoward: 'top', scaleanchor: 'x', scaleratio: 1};
+  const equal = stretched ? {} : {constrain: 'domain', scaleanchor: 'x', scaleratio: 1};
+  const across = {
+    ...acrossTicks(width, box.x),
+    range: box.x,
+    constrain: 'domain',
+    constraintoward: 'left',
+  };
+  const up = {...upTicks(height), ...equal, range: box.y, constraintoward: 'top'};
   return Plotly.react(
       id, [trace],
       layout(
-          metreAxis('Easting (m)', across), metreAxis('Northing (m)', up),
+          id, metreAxis('Easting (m)', across), metreAxis('Northing (m)', up),
           {...WITH_COLOUR_BAR, uirevision: 1}),
       CONFIG);
 }
@@ -123,10 +181,12 @@ function histogram(normalised) {
       hoverinfo: 'skip',
     },
   ];
-  const title = '(observed − predicted) / standard deviation; outer bars hold all beyond ±6';
+  const title = 'Residual / standard deviation';
   return Plotly.react(
       'histogram', traces,
-      layout(axis(title, {showgrid: false}), axis('Number of data'), {...LEGEND_ABOVE, bargap: 0}),
+      layout(
+          'histogram', axis(title, {showgrid: false}), axis('Number of data'),
+          {...legendAbove('histogram', 230, 2), bargap: 0}),
       CONFIG);
 }
 
@@ -160,8 +220,8 @@ function observedAgainstPredicted(view) {
   return Plotly.react(
       'scatter', traces,
       layout(
-          axis('Observed (nT)', {constrain: 'domain'}), axis('Predicted (nT)', equal),
-          LEGEND_ABOVE),
+          'scatter', axis('Observed (nT)', {constrain: 'domain', nticks: 6}),
+          axis('Predicted (nT)', equal), legendAbove('scatter', 230, 2)),
       CONFIG);
 }
 
@@ -185,21 +245,25 @@ function correlation(a, b) {
 }
 
 /**
+ * What there is to say of a datum.
  * @param {DataView} view
  * @param {number} i  index of the datum
+ * @param {Element} place  of the text
  */
-function describeDatum(view, i) {
-  const {x, y, z, observed, deviation} = view.survey;
+export function describeDatum(view, i, place) {
+  const {x, y, z, observed, deviation, fiducials} = view.survey;
   const strong = document.createElement('strong');
   strong.textContent =
       `observed ${figures(observed[i])} nT, predicted ${figures(view.predicted[i])} nT`;
-  const residual = figures(view.normalised[i], 4);
-  byId('at-datum')
-      .replaceChildren(
-          strong,
-          ` \u00b7 residual ${residual} standard deviations of ${figures(deviation[i], 4)} nT` +
-              ` \u00b7 datum ${i + 1} \u00b7 easting ${metres(x[i])} m,` +
-              ` northing ${metres(y[i])} m, elevation ${metres(z[i])} m`);
+  const residual = `${figures(observed[i] - view.predicted[i], 4)} nT, ` +
+      `${figures(view.normalised[i], 4)} standard deviations of ${figures(deviation[i], 4)} nT`;
+  const line = view.lineOf[i] ? ` \u00b7 line ${view.lineOf[i]}` : '';
+  const fiducial = fiducials[i] ? ` \u00b7 fiducial ${fiducials[i]}` : '';
+  place.replaceChildren(
+      strong,
+      ` \u00b7 residual ${residual} \u00b7 datum ${i + 1}${line}${fiducial} \u00b7 easting ${
+          metres(x[i])} m,` +
+          ` northing ${metres(y[i])} m, elevation ${metres(z[i])} m`);
 }
 
 /** @param {DataView} view */
@@ -207,7 +271,9 @@ function describeFit(view) {
   const within = (deviations) => share(view.normalised, deviations);
   byId('histogram-note').textContent =
       `${within(1)} % of the data are fitted within one standard deviation (68.3 % for Gaussian ` +
-      `errors), ${within(2)} % within two (95.4 %), ${within(3)} % within three (99.7 %).`;
+      `errors), ${within(2)} % within two (95.4 %), ${
+          within(3)} % within three (99.7 %). The outer ` +
+      'bars hold all beyond ±6.';
   const r = correlation(view.survey.observed, view.predicted);
   byId('scatter-note').textContent = Number.isNaN(r) ?
       'Observed and predicted data have no correlation, for one of them is constant.' :
@@ -217,8 +283,10 @@ function describeFit(view) {
 /** @param {DataView} view */
 function describeMaps(view) {
   const count = view.survey.x.length;
-  let text = `${count} data. Observed and predicted data share one colour range, from the first ` +
-      'to the 99th percentile of the observed data.';
+  let text = `${count} data. Observed and predicted data share their colours.`;
+  if (view.stretched) {
+    text += ' The survey is so narrow that these maps have unequal scales; the profiles show more.';
+  }
   if (view.drawn.length < count) {
     text += ` The maps draw ${view.drawn.length} of them, in each small square the datum nearest ` +
         'to its centre; all statistics use all data.';
@@ -235,14 +303,71 @@ export async function showData(view, predicted) {
   const {observed, deviation} = view.survey;
   view.predicted = predicted;
   view.normalised = observed.map((value, i) => (value - predicted[i]) / deviation[i]);
-  const range = innerRange(observed);
-  const scale = colourScale(PALETTES.viridis);
-  await map(view, 'observed', observed, range, scale, 'nT');
+  await drawMaps(view);
+  await drawStatistics(view);
+  describeFit(view);
+}
+
+/** @param {DataView} view */
+async function drawMaps(view) {
+  const {survey, predicted, range, largest} = view;
+  const scale = colourScale(PALETTES[view.palette]);
+  await map(view, 'observed', survey.observed, range, scale, 'nT');
   await map(view, 'predicted', predicted, range, scale, 'nT');
-  await map(view, 'residual', view.normalised, [-4, 4], colourScale(DIVERGING), '');
+  const {values, unit} = residualsIn(view);
+  const label = unit === 'nT' ? 'nT' : '';
+  await map(view, 'residual', values, [-largest, largest], colourScale(DIVERGING), label);
+  byId('data-palette').value = view.palette;
+  byId('data-low').value = figures(range[0], 4);
+  byId('data-high').value = figures(range[1], 4);
+  byId('residual-size').value = figures(largest, 4);
+  byId('residual-title').textContent =
+      unit === 'nT' ? 'Residual (nT)' : 'Residual in standard deviations';
+  byId('data').dispatchEvent(new Event('redrawn'));
+}
+
+/** @param {DataView} view */
+async function drawStatistics(view) {
   await histogram(view.normalised);
   await observedAgainstPredicted(view);
-  describeFit(view);
+}
+
+// The palette about zero needs a range about zero.
+function setRange(view, [low, high]) {
+  const size = Math.max(Math.abs(low), Math.abs(high));
+  if (view.palette === ABOUT_ZERO)
+    view.range = [-size, size];
+  else if (high > low)
+    view.range = [low, high];
+}
+
+/** @param {DataView} view */
+function listenToControls(view) {
+  const {observed} = view.survey;
+  /** @type {(id: string, event: string, set: () => void) => void} */
+  const on = (id, event, set) => byId(id).addEventListener(event, () => {
+    set();
+    drawMaps(view);
+  });
+  on('data-palette', 'change', () => {
+    view.palette = byId('data-palette').value;
+    setRange(view, view.palette === ABOUT_ZERO ? view.range : rangeOf(observed, 0));
+  });
+  const typed = () => setRange(view, [
+    Number(byId('data-low').value),
+    Number(byId('data-high').value),
+  ]);
+  on('data-low', 'change', typed);
+  on('data-high', 'change', typed);
+  on('data-full', 'click', () => setRange(view, rangeOf(observed, 0)));
+  on('data-inner', 'click', () => setRange(view, rangeOf(observed, 1)));
+  on('residual-unit', 'change', () => {
+    view.unit = byId('residual-unit').value;
+    view.largest = view.unit === 'nT' ? rangeOf(residualsIn(view).values.map(Math.abs), 1)[1] : 4;
+  });
+  on('residual-size', 'change', () => {
+    view.largest = Math.abs(Number(byId('residual-size').value)) || view.largest;
+  });
 }
 
 /**
@@ -251,21 +376,37 @@ export async function showData(view, predicted) {
  * @param {number[]} predicted  nT
  */
 export async function startDataView(survey, predicted) {
-  const drawn = drawnData(survey.x, survey.y);
-  const [west, east] = extremes(survey.x);
-  const [south, north] = extremes(survey.y);
-  const scale = 330 / Math.max(east - west, north - south, 1e-9);
-  const area = Math.max((east - west) * (north - south) * scale * scale, 330 * 8);
-  const markerSize = Math.min(11, Math.max(3, 1.02 * Math.sqrt(area / drawn.length)));
+  /** @type {string[]} */
+  const lineOf = [];
+  for (const line of survey.named ? survey.lines : []) {
+    for (const i of line.data) lineOf[i] = line.name;
+  }
   /** @type {DataView} */
-  const view = {survey, drawn, markerSize, predicted, normalised: []};
-  for (const id of MAPS) fitHeight(id, (north - south) / (east - west), 260, 460);
+  const view = {
+    survey,
+    drawn: drawnData(survey.x, survey.y),
+    ...boxOf(survey),
+    lineOf,
+    palette: 'viridis',
+    range: rangeOf(survey.observed, 0),
+    unit: 'std',
+    largest: 4,
+    predicted,
+    normalised: [],
+  };
+  const names = Object.keys(PALETTES);
+  byId('data-palette').replaceChildren(...names.map((name) => new Option(name, name)));
   describeMaps(view);
   await showData(view, predicted);
+  listenToControls(view);
+  redrawOnResize(() => {
+    drawMaps(view);
+    drawStatistics(view);
+  });
   for (const id of [...MAPS, 'scatter']) {
     byId(id).on('plotly_hover', (event) => {
       const i = event.points[0].customdata;
-      if (i !== undefined) describeDatum(view, i);
+      if (i !== undefined) describeDatum(view, i, byId('at-datum'));
     });
   }
   return view;

@@ -16,6 +16,10 @@
  * @property {number[]} z  elevation (m)
  * @property {number[]} observed  nT
  * @property {number[]} deviation  standard deviation (nT)
+ * @property {{name: string, data: number[]}[]} lines  indices of the data along each
+ * @property {boolean} named  whether the observations name the lines
+ * @property {string[]} fiducials  one per datum, or none
+ * @property {boolean} strip  whether the survey is one line, or much longer than wide
  *
  * @typedef {object} IterationRow
  * @property {number} number  from 1

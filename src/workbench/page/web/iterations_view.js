@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How misfit, model norm and beta change from iteration to iteration.
 import {rowOf} from './decode.js';
-import {axis, CONFIG, INK, layout, LEGEND_ABOVE} from './plots.js';
-import {extremes} from './text.js';
+import {axis, CONFIG, INK, layout, legendAbove} from './plots.js';
+import {byId, extremes} from './text.js';
 
 /** @typedef {import('./decode.js').Run} Run */
 
@@ -63,7 +63,9 @@ function logAxis(title, values) {
 }
 
 function iterationAxis(rows) {
-  return axis('Iteration', {dtick: Math.max(1, Math.ceil(rows.length / 12)), tick0: 1});
+  const labels = Math.max(1, (byId('misfit').clientWidth - 165) / 26);
+  const dtick = Math.max(1, Math.ceil(rows.length / labels));
+  return axis('Iteration', {dtick, tick0: 1, tickangle: 0});
 }
 
 function drawMisfit(run, shown) {
@@ -85,9 +87,8 @@ function drawMisfit(run, shown) {
   ];
   Plotly.react(
       'misfit', traces,
-      layout(iterationAxis(rows), logAxis('Misfit', [...of('misfit'), ...wanted]), {
-        ...LEGEND_ABOVE,
-        margin: {...LEGEND_ABOVE.margin, r: 70},
+      layout('misfit', iterationAxis(rows), logAxis('Misfit', [...of('misfit'), ...wanted]), {
+        ...legendAbove('misfit', 300, 3, 70),
         yaxis2: {...axis('Model norm', right), exponentformat: 'power', rangemode: 'tozero'},
       }),
       CONFIG);
@@ -100,7 +101,7 @@ function drawBeta(run, shown) {
     curve(rows.map((row) => row.number), betas, 'beta', BLUE),
     ring(shown.number, shown.beta),
   ];
-  Plotly.react('beta', curves, layout(iterationAxis(rows), logAxis('beta', betas)), CONFIG);
+  Plotly.react('beta', curves, layout('beta', iterationAxis(rows), logAxis('beta', betas)), CONFIG);
 }
 
 function drawTradeOff(run, shown) {
@@ -120,8 +121,8 @@ function drawTradeOff(run, shown) {
   Plotly.react(
       'trade-off', traces,
       layout(
-          axis('Model norm', {type, exponentformat: 'power'}),
-          logAxis('Misfit', [...of('misfit'), ...wanted]), LEGEND_ABOVE),
+          'trade-off', axis('Model norm', {type, exponentformat: 'power'}),
+          logAxis('Misfit', [...of('misfit'), ...wanted]), legendAbove('trade-off', 200, 2)),
       CONFIG);
 }
 

@@ -4,6 +4,9 @@ import {showData, startDataView} from './data_view.js';
 import {decodeModel, inflate, inflateText, rowOf} from './decode.js';
 import {drawIterations} from './iterations_view.js';
 import {showModel, startModelView} from './model_view.js';
+import {redrawAll, redrawOnResize} from './plots.js';
+import {startProfileView} from './profile_view.js';
+import {listenToSolid} from './solid_input.js';
 import {byId, figures} from './text.js';
 
 /**
@@ -68,18 +71,22 @@ function describeIteration(run, number, digits) {
       `beta ${figures(row.beta, 4)}, misfit ${figures(row.misfit, 5)}. ${values}`;
 }
 
-// Plots keep their size in pixels: on paper they are drawn for the width of a page.
-function preparePrinting() {
-  const resize = () => {
-    for (const plot of document.querySelectorAll('.plot')) Plotly.Plots.resize(plot);
+// Plots keep their size in pixels: they are drawn again for another width, also that of paper.
+function listenToSize() {
+  const print = (printing) => {
+    document.body.classList.toggle('printing', printing);
+    redrawAll();
   };
-  window.addEventListener('beforeprint', () => {
-    document.body.style.width = '178mm';
-    resize();
-  });
-  window.addEventListener('afterprint', () => {
-    document.body.style.width = '';
-    resize();
+  window.addEventListener('beforeprint', () => print(true));
+  window.addEventListener('afterprint', () => print(false));
+  let width = window.innerWidth;
+  let waiting = 0;
+  window.addEventListener('resize', () => {
+    clearTimeout(waiting);
+    waiting = setTimeout(() => {
+      if (window.innerWidth !== width) redrawAll();
+      width = window.innerWidth;
+    }, 100);
   });
 }
 
@@ -96,8 +103,11 @@ async function start() {
   describeIteration(run, shown, iteration.digits);
   const modelView = await startModelView(mesh, survey, iteration.values);
   const dataView = await startDataView(survey, iteration.predicted);
+  await startProfileView(modelView, dataView);
+  listenToSolid(modelView);
   drawIterations(run, shown);
-  preparePrinting();
+  redrawOnResize(() => drawIterations(run, shown));
+  listenToSize();
   select.addEventListener('change', async () => {
     const number = Number(select.value);
     shown = number;

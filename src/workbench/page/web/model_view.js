@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The sections through the model: where they meet, and the controls of what they show.
-import {PALETTES} from './plots.js';
+import {ABOUT_ZERO, PALETTES, redrawOnResize} from './plots.js';
 import {
+  cellAtDepth,
   cellOf,
   cellsAlong,
+  describeCell,
   drawSections,
   placeCrosshair,
   redrawCells,
   SECTION_IDS,
   SECTIONS,
+  surfaceOf,
 } from './sections.js';
-import {byId, extremes, figures, span} from './text.js';
+import {byId, extremes, figures, metres, span} from './text.js';
 
 /**
  * @typedef {import('./decode.js').AxisName} AxisName
@@ -27,25 +30,6 @@ const EXAGGERATIONS = [1, 2, 5, 10, 20];
 /** @type {AxisName[]} */
 const AXES = ['easting', 'northing', 'elevation'];
 
-/**
- * @param {ModelView} view
- * @param {Cell} at
- * @param {Element} place  of the text
- */
-function describeCell(view, at, place) {
-  const {mesh} = view;
-  const value = view.values[cellOf(mesh, at)];
-  const edges = (name) => span(mesh.nodes[name][at[name]], mesh.nodes[name][at[name] + 1]);
-  const strong = document.createElement('strong');
-  strong.textContent = Number.isNaN(value) ? 'air' : `${figures(value)} SI`;
-  const position = `column ${at.easting + 1}, row ${at.northing + 1}, ` +
-      `layer ${mesh.counts.layers - at.elevation} (cell ${cellOf(mesh, at) + 1})`;
-  place.replaceChildren(
-      strong,
-      ` \u00b7 easting ${edges('easting')} \u00b7 northing ${edges('northing')}` +
-          ` \u00b7 elevation ${edges('elevation')} \u00b7 ${position}`);
-}
-
 /** @param {ModelView} view */
 function describeSliders(view) {
   const cells = {easting: 'column', northing: 'row', elevation: 'layer'};
@@ -59,7 +43,32 @@ function describeSliders(view) {
     byId(`slide-${name}`).value = i + 1;
     byId(`slide-${name}`).setAttribute('aria-valuetext', text);
   }
+  if (view.depth !== null) {
+    const text = `${metres(view.depth)} m below the ground`;
+    byId('at-depth').textContent = text;
+    byId('slide-depth').value = view.depth;
+    byId('slide-depth').setAttribute('aria-valuetext', text);
+  }
   describeCell(view, view.at, byId('at-crosshair'));
+}
+
+/**
+ * The same place with the depth of the horizontal section where that is what is kept: a place
+ * above or below it changes the depth.
+ * @param {ModelView} view
+ * @param {Partial<Cell>} place
+ */
+function keepDepth(view, place) {
+  const {mesh, depth} = view;
+  if (depth === null) return place;
+  const column = {...view.at, ...place};
+  if (place.elevation !== undefined) {
+    const nodes = mesh.nodes.elevation;
+    const centre = (nodes[place.elevation] + nodes[place.elevation + 1]) / 2;
+    view.depth = Math.max(surfaceOf(mesh, column) - centre, 0);
+    if (view.depth !== depth) view.moved.add('depth');
+  }
+  return {...place, elevation: Math.max(cellAtDepth(mesh, column, view.depth ?? 0), 0)};
 }
 
 /**
@@ -69,8 +78,9 @@ function describeSliders(view) {
  * @param {Partial<Cell>} place
  */
 function moveTo(view, place) {
+  const kept = keepDepth(view, place);
   for (const name of AXES) {
-    const i = place[name] ?? view.at[name];
+    const i = kept[name] ?? view.at[name];
     if (view.at[name] === i) continue;
     view.at[name] = i;
     view.moved.add(name);
@@ -79,7 +89,8 @@ function moveTo(view, place) {
   view.frame = requestAnimationFrame(() => {
     view.frame = 0;
     for (const id of SECTION_IDS) {
-      if (view.moved.has(SECTIONS[id].fixed)) redrawCells(view, id);
+      const fixed = id === 'plan' && view.depth !== null ? 'depth' : SECTIONS[id].fixed;
+      if (view.moved.has(fixed)) redrawCells(view, id);
       placeCrosshair(view, id);
     }
     view.moved.clear();
@@ -88,8 +99,20 @@ function moveTo(view, place) {
 }
 
 /**
+ * Moves the horizontal section to a depth below the ground, or back to an elevation.
+ * @param {ModelView} view
+ * @param {number | null} depth
+ */
+function cutAtDepth(view, depth) {
+  view.depth = depth;
+  view.moved.add('depth').add('elevation');
+  moveTo(view, {});
+}
+
+/**
  * Sets the range of the colours to that of the last iteration. On a logarithmic axis, which needs a
- * positive value, it begins at a thousandth of the maximum.
+ * positive value, it begins at a thousandth of the maximum; colours about zero reach as far on
+ * either side.
  * @param {ModelView} view
  */
 function resetRange(view) {
@@ -102,8 +125,18 @@ function resetRange(view) {
   }
   view.high = max > min ? max : min + Math.max(Math.abs(min), 1e-6);
   view.low = view.scaling === 'log' ? Math.max(min, view.high / 1000) : min;
+  if (view.palette === ABOUT_ZERO) setSymmetric(view, Math.max(-min, max));
   byId('scaling').value = view.scaling;
   showRange(view);
+}
+
+/**
+ * @param {ModelView} view
+ * @param {number} size
+ */
+function setSymmetric(view, size) {
+  view.high = Math.abs(size) || view.high;
+  view.low = -view.high;
 }
 
 /** @param {ModelView} view */
@@ -187,6 +220,34 @@ function startingPlace(mesh, values, extent) {
   return best;
 }
 
+// A step of 1, 2 or 5 times a power of ten, at most half of the thinnest layer.
+function depthStep(mesh) {
+  const nodes = mesh.nodes.elevation;
+  const half = Math.min(...nodes.slice(1).map((node, i) => node - nodes[i])) / 2;
+  const unit = 10 ** Math.floor(Math.log10(half));
+  return unit * (half >= 5 * unit ? 5 : half >= 2 * unit ? 2 : 1);
+}
+
+/** @param {ModelView} view */
+function listenToDepth(view) {
+  const {mesh} = view;
+  const slider = byId('slide-depth');
+  slider.step = depthStep(mesh);
+  slider.max =
+      mesh.nodes.elevation[mesh.counts.layers - Math.min(...mesh.tops)] - mesh.nodes.elevation[0];
+  slider.addEventListener('input', () => cutAtDepth(view, Number(slider.value)));
+  byId('level').addEventListener('change', () => {
+    const below = byId('level').value === 'depth';
+    slider.hidden = byId('at-depth').hidden = !below;
+    byId('slide-elevation').hidden = byId('at-elevation').hidden = below;
+    const {elevation} = mesh.nodes;
+    const centre = (elevation[view.at.elevation] + elevation[view.at.elevation + 1]) / 2;
+    const step = Number(slider.step);
+    const depth = Math.max(surfaceOf(mesh, view.at) - centre, 0);
+    cutAtDepth(view, below ? Math.round(depth / step) * step : null);
+  });
+}
+
 /** @param {ModelView} view */
 function listenToSliders(view) {
   for (const name of AXES) {
@@ -222,6 +283,19 @@ function cellsUnder(view, id, event) {
 }
 
 /**
+ * The cell that a section shows at that place.
+ * @param {ModelView} view
+ * @param {SectionId} id
+ * @param {Partial<Cell>} cells
+ * @returns {Cell}
+ */
+function cellShown(view, id, cells) {
+  const at = {...view.at, ...cells};
+  if (id === 'plan' && view.depth !== null) at.elevation = cellAtDepth(view.mesh, at, view.depth);
+  return at;
+}
+
+/**
  * @param {ModelView} view
  * @param {SectionId} id
  */
@@ -229,7 +303,7 @@ function listenToSection(view, id) {
   const plot = byId(id);
   const describeCellUnder = (event) => {
     const cells = cellsUnder(view, id, event);
-    if (cells) describeCell(view, {...view.at, ...cells}, byId('at-pointer'));
+    if (cells) describeCell(view, cellShown(view, id, cells), byId('at-pointer'));
   };
   plot.addEventListener('pointermove', describeCellUnder);
   plot.addEventListener('pointerdown', (down) => {
@@ -255,7 +329,11 @@ function listenToControls(view) {
     drawSections(view);
   });
   on('palette', (input) => {
+    const reset = [view.palette, input.value].includes(ABOUT_ZERO);
     view.palette = input.value;
+    if (!reset) return;
+    view.scaling = 'linear';
+    resetRange(view);
   });
   on('extent', (input) => {
     view.extent = input.value;
@@ -269,14 +347,23 @@ function listenToControls(view) {
   on('threshold', (input) => {
     view.threshold = Number(input.value) || 0;
   });
+  byId('crosshair').addEventListener('change', () => {
+    byId('model').classList.toggle('without-crosshair', !byId('crosshair').checked);
+  });
   on('scaling', (input) => {
     view.scaling = input.value;
+    if (view.scaling === 'log' && view.palette === ABOUT_ZERO) {
+      view.palette = byId('palette').value = 'viridis';
+    }
     resetRange(view);
   });
-  const setRange = () => {
+  const setRange = (input) => {
     const low = Number(byId('range-low').value);
     const high = Number(byId('range-high').value);
-    if (high > low && (view.scaling === 'linear' || low > 0)) Object.assign(view, {low, high});
+    if (view.palette === ABOUT_ZERO)
+      setSymmetric(view, Number(input.value));
+    else if (high > low && (view.scaling === 'linear' || low > 0))
+      Object.assign(view, {low, high});
     showRange(view);
   };
   on('range-low', setRange);
@@ -292,6 +379,9 @@ function listenToControls(view) {
     drawSections(view);
   });
 }
+
+// More than rounding on either side of zero.
+const hasBothSigns = ([min, max]) => Math.min(-min, max) > 0.05 * Math.max(-min, max);
 
 /**
  * Draws the sections of the first iteration shown and listens to the controls.
@@ -315,7 +405,8 @@ export async function startModelView(mesh, survey, values) {
     extent: 'survey',
     exaggeration: fittingExaggeration(extents.survey),
     stations: false,
-    palette: 'viridis',
+    depth: null,
+    palette: hasBothSigns(range) ? ABOUT_ZERO : 'viridis',
     scaling: 'linear',
     low: range[0],
     high: range[1],
@@ -323,10 +414,13 @@ export async function startModelView(mesh, survey, values) {
     opacity: 0.15,
   };
   byId('palette').replaceChildren(...Object.keys(PALETTES).map((name) => new Option(name, name)));
+  byId('palette').value = view.palette;
   byId('exaggeration').value = view.exaggeration;
   resetRange(view);
   await drawSections(view);
   listenToSliders(view);
+  listenToDepth(view);
+  redrawOnResize(() => drawSections(view));
   for (const id of SECTION_IDS) listenToSection(view, id);
   listenToControls(view);
   for (const id of SECTION_IDS) placeCrosshair(view, id);

@@ -2,16 +2,20 @@
 // Three sections through the model. Along each axis cells count from 0 with the coordinate: from
 // the west, from the south, and from the bottom.
 import {
+  acrossTicks,
   colourScale,
   CONFIG,
   fitHeight,
   INK,
+  isPrinting,
   layout,
   metreAxis,
   PALETTES,
+  upTicks,
   WITH_COLOUR_BAR,
+  WITHOUT_COLOUR_BAR,
 } from './plots.js';
-import {byId, figures} from './text.js';
+import {byId, figures, metres, span} from './text.js';
 
 /**
  * @typedef {import('./decode.js').AxisName} AxisName
@@ -29,7 +33,9 @@ import {byId, figures} from './text.js';
  * @property {Float64Array} values  susceptibility (SI) of every cell, NaN in air
  * @property {[number, number]} range  of the susceptibilities of the last iteration
  * @property {Cell} at  where the sections meet
- * @property {Set<AxisName>} moved  axes along which that has changed since the last frame
+ * @property {number | null} depth  below the ground (m) of the horizontal section; null for one at
+ *     the elevation of `at`, which otherwise follows the depth
+ * @property {Set<AxisName | 'depth'>} moved  axes along which that has changed since the last frame
  * @property {number} frame  the request of the next frame; 0 when there is none
  * @property {{mesh: Extent, survey: Extent}} extents  that can be chosen
  * @property {'mesh' | 'survey'} extent  the one chosen
@@ -54,6 +60,7 @@ export const SECTIONS = {
 export const SECTION_IDS = ['plan', 'west-east', 'south-north'];
 
 const AIR = '#dde6ee';
+const PLAN_HEIGHTS = /** @type {[number, number]} */ ([250, 640]);  // in pixels
 
 /**
  * Index of a cell in the order of model files, from 0.
@@ -73,7 +80,32 @@ export function cellOf(mesh, at) {
 export const cellsAlong = (mesh, axisName) => mesh.nodes[axisName].length - 1;
 
 /**
- * Rows of a section from its lower edge up; null in air, elsewhere `of` the
+ * Elevation of the ground of a column, as the cells represent it.
+ * @param {Mesh} mesh
+ * @param {{easting: number, northing: number}} column
+ */
+export function surfaceOf(mesh, {easting, northing}) {
+  const top = mesh.tops[easting + mesh.counts.east * northing];
+  return mesh.nodes.elevation[mesh.counts.layers - top];
+}
+
+/**
+ * Index along the elevations of the cell that lies so deep below the ground of its column; at a
+ * face it is the cell below, and below the mesh -1.
+ * @param {Mesh} mesh
+ * @param {{easting: number, northing: number}} column
+ * @param {number} depth  m, at least 0
+ */
+export function cellAtDepth(mesh, column, depth) {
+  const {elevation} = mesh.nodes;
+  const place = surfaceOf(mesh, column) - depth;
+  let cell = elevation.length - 2;
+  while (cell >= 0 && elevation[cell] >= place) --cell;
+  return cell;
+}
+
+/**
+ * Rows of a section from its lower edge up; null in air and below the mesh, elsewhere `of` the
  * cell's value.
  * @param {ModelView} view
  * @param {Section} section
@@ -81,13 +113,15 @@ export const cellsAlong = (mesh, axisName) => mesh.nodes[axisName].length - 1;
  */
 function cut(view, section, of) {
   const {mesh, values} = view;
+  const depth = section.fixed === 'elevation' ? view.depth : null;
   const [width, height] = [cellsAlong(mesh, section.across), cellsAlong(mesh, section.up)];
   const at = {...view.at};
   const rows = [];
   for (at[section.up] = 0; at[section.up] < height; ++at[section.up]) {
     const row = [];
     for (at[section.across] = 0; at[section.across] < width; ++at[section.across]) {
-      const value = values[cellOf(mesh, at)];
+      if (depth !== null) at.elevation = cellAtDepth(mesh, at, depth);
+      const value = at.elevation < 0 ? NaN : values[cellOf(mesh, at)];
       row.push(Number.isNaN(value) ? null : of(value));
     }
     rows.push(row);
@@ -108,8 +142,7 @@ function groundLine(view, section) {
   const at = {...view.at};
   for (let i = 0; i + 1 < edges.length; ++i) {
     at[section.across] = i;
-    const top = mesh.tops[at.easting + mesh.counts.east * at.northing];
-    const elevation = mesh.nodes.elevation[mesh.counts.layers - top];
+    const elevation = surfaceOf(mesh, at);
     x.push(edges[i], edges[i + 1]);
     y.push(elevation, elevation);
   }
@@ -149,6 +182,17 @@ function toColourAxis(view) {
 }
 
 /**
+ * Where a susceptibility lies between the first colour (0) and the last (1).
+ * @param {ModelView} view
+ * @returns {(value: number) => number}
+ */
+export function placeOnScale(view) {
+  const toColour = toColourAxis(view);
+  const [first, last] = [toColour(view.low), toColour(view.high)];
+  return (value) => Math.min(Math.max((toColour(value) - first) / (last - first), 0), 1);
+}
+
+/**
  * @param {ModelView} view
  * @param {AxisName} axisName
  */
@@ -179,35 +223,38 @@ export function placeCrosshair(view, id) {
     const place = {left: plot.offsetLeft + left, top: plot.offsetTop + top, width, height};
     for (const [side, value] of Object.entries(place)) element.style[side] = `${value}px`;
   };
-  line('.cross-upright', across, box[0] + across * box[2] - 1, box[1], 0, box[3]);
-  line('.cross-level', up, box[0], box[1] + (1 - up) * box[3] - 1, box[2], 0);
+  line('.cross-upright', across, box[0] + across * box[2], box[1], 0, box[3]);
+  line('.cross-level', up, box[0], box[1] + (1 - up) * box[3], box[2], 0);
 }
 
 /**
+ * Cells in the colours of the view.
  * @param {ModelView} view
- * @param {SectionId} id
+ * @param {{x: number[], y: number[], yaxis?: string}} edges  of the cells
+ * @param {(of: (value: number) => number) => (number | null)[][]} rows  from the lowest up
+ * @param {boolean} showscale
  */
-function sectionTraces(view, id) {
-  const section = SECTIONS[id];
+export function cellTraces(view, edges, rows, showscale) {
   const toColour = toColourAxis(view);
   const [zmin, zmax] = [toColour(view.low), toColour(view.high)];
   const fading = view.threshold > 0;
   const fade = fading ? (toColour(view.threshold) - zmin) / (zmax - zmin) : 0;
-  const edges = {x: view.mesh.nodes[section.across], y: view.mesh.nodes[section.up]};
-  /** @type {object[]} */
+  /** @type {any[]} */
   const traces = [{
     type: 'heatmap',
     ...edges,
-    z: cut(view, section, toColour),
+    z: rows(toColour),
     zmin,
     zmax,
     zsmooth: false,
     colorscale: colourScale(PALETTES[view.palette], fade, view.opacity),
     hoverinfo: 'none',
-    showscale: id === 'plan',
+    showscale,
     colorbar: {
       title: {text: 'SI', side: 'top'},
       thickness: 16,
+      x: 1,
+      xpad: 12,
       outlinewidth: 0,
       ticks: 'outside',
       len: 1,
@@ -220,12 +267,23 @@ function sectionTraces(view, id) {
     traces.unshift({
       type: 'heatmap',
       ...edges,
-      z: cut(view, section, () => 0),
+      z: rows(() => 0),
       colorscale: [[0, '#fff'], [1, '#fff']],
       showscale: false,
       hoverinfo: 'skip',
     });
   }
+  return traces;
+}
+
+/**
+ * @param {ModelView} view
+ * @param {SectionId} id
+ */
+function sectionTraces(view, id) {
+  const section = SECTIONS[id];
+  const edges = {x: view.mesh.nodes[section.across], y: view.mesh.nodes[section.up]};
+  const traces = cellTraces(view, edges, (of) => cut(view, section, of), id === 'plan');
   if (id !== 'plan') {
     traces.push(groundLine(view, section));
   } else if (view.stations) {
@@ -238,43 +296,54 @@ function sectionTraces(view, id) {
  * @param {ModelView} view
  * @param {SectionId} id
  */
-function sectionLayout(view, id) {
+function drawSection(view, id) {
   const section = SECTIONS[id];
+  const plan = id === 'plan';
   const limits = view.extents[view.extent];
-  const range = (name) => ({
-    range: limits[name],
-    constrain: 'domain',
-    showgrid: false,
-    constraintoward: name === section.across ? 'left' : 'top',
-  });
+  const length = (name) => limits[name][1] - limits[name][0];
+  const scaleratio = plan ? 1 : view.exaggeration;
+  const margins = plan ? WITH_COLOUR_BAR : WITHOUT_COLOUR_BAR;
+  const highest =
+      isPrinting() ? 250 : Math.max(400, Math.min(300 * scaleratio, 0.8 * window.innerHeight));
+  const [across, up] = fitHeight(
+      id, margins.margin, [length(section.across), length(section.up) * scaleratio],
+      plan ? PLAN_HEIGHTS : [110, highest]);
+  const range = (name, toward) =>
+      ({range: limits[name], constrain: 'domain', showgrid: false, constraintoward: toward});
   const title = {easting: 'Easting (m)', northing: 'Northing (m)', elevation: 'Elevation (m)'};
-  const scaleratio = id === 'plan' ? 1 : view.exaggeration;
-  return layout(
-      metreAxis(title[section.across], {...range(section.across), nticks: 6}),
-      metreAxis(title[section.up], {...range(section.up), scaleanchor: 'x', scaleratio}), {
-        ...(id === 'plan' ? WITH_COLOUR_BAR : {}),
+  const x = {...range(section.across, 'left'), ...acrossTicks(across, limits[section.across])};
+  const y = {...range(section.up, 'top'), ...upTicks(up), scaleanchor: 'x', scaleratio};
+  return Plotly.react(
+      id, sectionTraces(view, id),
+      layout(id, metreAxis(title[section.across], x), metreAxis(title[section.up], y), {
+        ...margins,
         plot_bgcolor: AIR,
         uirevision: `${view.extent} ${view.exaggeration}`,
-      });
+      }),
+      CONFIG);
+}
+
+// The map gets the columns that its shape needs, the upright sections the rest; below each other
+// where there is little room, or the survey is wide.
+function divideWidth(view) {
+  const area = /** @type {HTMLElement} */ (byId('plan').closest('.sections'));
+  const {easting, northing} = view.extents[view.extent];
+  const ratio = (northing[1] - northing[0]) / (easting[1] - easting[0]);
+  const {l, r} = WITH_COLOUR_BAR.margin;
+  const width = Math.min(PLAN_HEIGHTS[1] / ratio + l + r, 0.46 * area.clientWidth);
+  const below = area.clientWidth < 900 || ratio < 0.4;
+  area.style.gridTemplateColumns =
+      below ? 'minmax(0, 1fr)' : `${Math.max(Math.round(width), 320)}px minmax(0, 1fr)`;
 }
 
 /**
- * @param {ModelView} view
- * @param {SectionId} id
- */
-function drawSection(view, id) {
-  const extent = view.extents[view.extent];
-  const length = (name) => extent[name][1] - extent[name][0];
-  if (id === 'plan') fitHeight(id, length('northing') / length('easting'), 400, 700);
-  return Plotly.react(id, sectionTraces(view, id), sectionLayout(view, id), CONFIG);
-}
-
-/**
- * Draws all sections.
+ * Draws all sections, and tells those who show the same cells.
  * @param {ModelView} view
  */
-export function drawSections(view) {
-  return Promise.all(SECTION_IDS.map((id) => drawSection(view, id)));
+export async function drawSections(view) {
+  divideWidth(view);
+  await Promise.all(SECTION_IDS.map((id) => drawSection(view, id)));
+  byId('model').dispatchEvent(new Event('redrawn'));
 }
 
 /**
@@ -286,4 +355,31 @@ export function redrawCells(view, id) {
   const traces = sectionTraces(view, id);
   const all = (name) => traces.map((trace) => trace[name]);
   return Plotly.restyle(id, {x: all('x'), y: all('y'), z: all('z')});
+}
+
+/**
+ * What there is to say of a cell.
+ * @param {ModelView} view
+ * @param {Cell} at
+ * @param {Element} place  of the text
+ */
+export function describeCell(view, at, place) {
+  const {mesh} = view;
+  if (at.elevation < 0) {
+    place.textContent = 'below the mesh';
+    return;
+  }
+  const value = view.values[cellOf(mesh, at)];
+  const edges = (name) => [mesh.nodes[name][at[name]], mesh.nodes[name][at[name] + 1]];
+  const range = (name) => span(edges(name)[0], edges(name)[1]);
+  const [bottom, top] = edges('elevation').map((elevation) => surfaceOf(mesh, at) - elevation);
+  const strong = document.createElement('strong');
+  strong.textContent = Number.isNaN(value) ? 'air' : `${figures(value)} SI`;
+  const position = `column ${at.easting + 1}, row ${at.northing + 1}, ` +
+      `layer ${mesh.counts.layers - at.elevation} (cell ${cellOf(mesh, at) + 1})`;
+  const depth = top < 0 ? '' : ` \u00b7 ${metres(top)} to ${metres(bottom)} m below the ground`;
+  place.replaceChildren(
+      strong,
+      ` \u00b7 easting ${range('easting')} \u00b7 northing ${range('northing')}` +
+          ` \u00b7 elevation ${range('elevation')}${depth} \u00b7 ${position}`);
 }

@@ -48,6 +48,28 @@ TEST(Observations, ADirectionForEachDatum) {
   EXPECT_EQ(o.std, (Values{4, 2}));
 }
 
+// Where and why, for those who may say more than the run.
+TEST(Observations, RefusalsKnowTheirLine) {
+  const ScratchFolder folder;
+  const std::string head = "! survey\n60 0 50000\n60 0 1\n1\n";
+  for (const auto& [text, detail] :
+       {std::pair{head + "\n1 2 3 4 0\n", std::string("Line 6 of ")},
+        {head + "1 2 3 4 x\n", " should begin with 5 numbers, not 4."},
+        {head + "1 2 3 4 999999999999*nan\n", " should begin with 5 numbers, not 4."},
+        {"60,5 0,5 50000\n60,5 6,5 1\n", "Line 2 of "},
+        {"60,5 0,5 50000\n60,5 6,5 1\n", " In '60,5' the comma separates two values"},
+        {"\xFF\xFE" + head, " is UTF-16 text or binary; save it as text in UTF-8."},
+        {head, "The file has 4 lines."}}) {
+    try {
+      read_data_file(folder.write("obs", text), DataColumns::values);
+      ADD_FAILURE() << text;
+    } catch (const StopRun& stop) {
+      EXPECT_NE(stop.detail().find(detail), std::string::npos) << stop.detail();
+      EXPECT_EQ(stop.console().find(detail), std::string::npos) << stop.console();
+    }
+  }
+}
+
 TEST(Observations, PositionsAreReadWithoutValuesAndAsFoundTheyDecide) {
   const ScratchFolder folder;
   const std::string bare = folder.write("bare", "1 2 3\n4 5 0\n1\n10 20 -5 61 71\n");

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <random>
 
+#include "workbench/appraisal/fit_rules.h"
 #include "workbench/appraisal/statistics.h"
 #include "workbench/appraisal/verdict.h"
 
@@ -117,6 +118,50 @@ RunFacts fine() {
   return f;
 }
 
+// With 450 data three deviations are the floor of 0.2; fewer data leave more room.
+TEST(FitRules, ChiSquaredMayScatterAsManyDataAllow) {
+  struct Case {
+    std::int32_t ndata;
+    double per_datum;
+    ChiSquared judged;
+  };
+  const double nan = std::nan("");
+  for (const auto& [ndata, per_datum, judged] :
+       {Case{2121, 0.692, ChiSquared::low}, Case{2121, 0.799, ChiSquared::low},
+        Case{2121, 0.801, ChiSquared::expected}, Case{450, 0.801, ChiSquared::expected},
+        Case{450, 1.199, ChiSquared::expected}, Case{450, 1.201, ChiSquared::high},
+        Case{200, 0.701, ChiSquared::expected}, Case{200, 0.699, ChiSquared::low},
+        Case{200, 1.299, ChiSquared::expected}, Case{200, 1.301, ChiSquared::high},
+        Case{200, 1.999, ChiSquared::high}, Case{200, 2.0, ChiSquared::far_off},
+        Case{10, 0.0, ChiSquared::expected}, Case{10, 2.3, ChiSquared::expected},
+        Case{10, 2.4, ChiSquared::far_off}, Case{0, 1.0, ChiSquared::expected},
+        Case{200, nan, ChiSquared::far_off}}) {
+    EXPECT_EQ(judge_chi_squared(per_datum, ndata), judged) << ndata << " " << per_datum;
+  }
+}
+
+// A trade-off curve with misfit = 60 beta, so that d norm = -d misfit / beta = -60 d log(misfit).
+TEST(FitRules, BetaForTheTargetIsTheSlopeOfTheTradeOffCurve) {
+  const auto row = [](double beta, double misfit, double norm) {
+    return SummaryRow{.beta = beta, .misfit = misfit, .norm = {.total = norm}};
+  };
+  const auto on_curve = [&](double beta) {
+    return row(beta, 60.0 * beta, 500.0 - 60.0 * std::log(60.0 * beta));
+  };
+  for (const double target : {301.0, 400.0, 599.0}) {
+    EXPECT_NEAR(beta_for_target(on_curve(10.0), on_curve(5.0), target).value(), target / 60.0,
+                1e-9);
+  }
+  // The iteration before lags behind its beta and is still on the curve.
+  SummaryRow lagging = on_curve(10.0);
+  lagging.beta = 6.0;
+  EXPECT_NEAR(beta_for_target(lagging, on_curve(5.0), 480.0).value(), 8.0, 1e-9);
+  EXPECT_FALSE(beta_for_target(on_curve(10.0), on_curve(5.0), 300.0));
+  EXPECT_FALSE(beta_for_target(on_curve(10.0), on_curve(5.0), 600.0));
+  EXPECT_FALSE(beta_for_target(row(10.0, 600.0, 9.0), row(5.0, 300.0, 9.0), 400.0));
+  EXPECT_FALSE(beta_for_target(row(10.0, 600.0, 9.0), row(5.0, 0.0, 10.0), 400.0));
+}
+
 TEST(Verdict, DependsOnTheTargetAndOnFlags) {
   RunFacts f = fine();
   EXPECT_EQ(appraise(f).verdict.mark, "Target reached");
@@ -135,6 +180,36 @@ TEST(Verdict, DependsOnTheTargetAndOnFlags) {
   f.misfit = std::nan("");
   f.target = 400.0;
   EXPECT_EQ(appraise(f).verdict.level, Level::bad);
+}
+
+TEST(Verdict, ARunFarBelowItsTargetSaysSoAndWhatToDo) {
+  RunFacts f = fine();
+  f.misfit = 320.0;
+  f.residuals.per_datum = 0.8;
+  EXPECT_EQ(appraise(f).verdict.mark, "Target reached");
+  f.misfit = 72.0;
+  f.residuals.per_datum = 0.18;
+  f.beta = 3.6;
+  const auto appraised = [&] {
+    const Appraisal appraisal = appraise(f);
+    EXPECT_EQ(appraisal.verdict.level, Level::warning);
+    EXPECT_NE(appraisal.verdict.headline.find("closer than was asked: misfit 72, 0.18 of the"),
+              std::string::npos);
+    EXPECT_EQ(appraisal.flags.size(), 1U);
+    return appraisal.flags.front().text;
+  };
+  const auto expect = [&](const char* text) {
+    EXPECT_NE(appraised().find(text), std::string::npos) << appraised();
+  };
+  expect("was asked for, and fits noise.");
+  expect("Run mode 2 with a beta above 3.6");
+  f.before = SummaryRow{.iteration = 6, .beta = 7.7, .misfit = 480.0, .norm = {.total = 100.0}};
+  expect("(quorivex_006.sus, 1.20 of the target), or run mode 2 with a beta between those");
+  f.norm.total = 200.0;  // 400 log(480 / 72) / 100
+  expect("mode 2 with a beta of about 7.6");
+  f.misfit = 300.0;  // nearer to the target than the iteration before
+  f.before->misfit = 600.0;
+  EXPECT_EQ(appraise(f).flags[0].text.find("Take the iteration before"), std::string::npos);
 }
 
 TEST(Verdict, IsNeverGoodForAnEarlierIterationOrOtherObservations) {
@@ -173,6 +248,23 @@ TEST(RedFlags, EachHasItsCause) {
     const std::vector<RedFlag> flags = appraise(f).flags;
     return flags.size() == 1 ? flags[0].title : fmt::format("{} flags", flags.size());
   };
+  const auto fit = [&](double per_datum, std::optional<double> target) {
+    return title([&](RunFacts& f) {
+      f.residuals.per_datum = per_datum;
+      f.misfit = 400.0 * per_datum;
+      f.target = target;
+    });
+  };
+  EXPECT_EQ(fit(0.7, std::nullopt), "Fits noise");
+  EXPECT_EQ(fit(0.5, 200.0), "Fits noise");                 // chifact 0.5, reached
+  EXPECT_EQ(fit(0.5, 400.0), "Closer than was asked");      // not both
+  EXPECT_EQ(fit(1.5, 800.0), "Closer than was asked");      // chifact 2
+  EXPECT_EQ(fit(2.0, 800.0), "Far from fitting the data");  // chifact 2, reached
+  EXPECT_EQ(fit(68.0, std::nullopt), "Far from fitting the data");
+  EXPECT_EQ(fit(68.0, 400.0), "0 flags");  // the verdict says so
+  EXPECT_EQ(fit(1.9, std::nullopt), "0 flags");
+  EXPECT_EQ(title([](RunFacts& f) { f.warnings = {"2 stations lie below."}; }),
+            "Stations or terrain");
   EXPECT_EQ(title([](RunFacts& f) { f.at_upper = 1; }), "Susceptibility at the upper bound");
   EXPECT_EQ(title([](RunFacts& f) { f.gap = 12.6; }), "Data coarser than the cells");
   EXPECT_EQ(title([](RunFacts& f) {

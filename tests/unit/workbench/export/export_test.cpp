@@ -94,6 +94,9 @@ TEST(DataFit, OfOneDatumInCsv) {
   const std::string text = folder.read("d.csv");
   EXPECT_EQ(text.substr(text.find('\n') + 1),
             "1,499450.25,6799450.125,380.5,-120,4,-118,-2,-0.5\n");
+  write_data_csv(folder.path("d.csv"), o, data_fit(o, {-118.0}), {{R"(5, "B")"}, {"7"}});
+  EXPECT_TRUE(folder.read("d.csv").ends_with(",-0.5,\"5, \"\"B\"\"\",7\n"));
+  EXPECT_NE(folder.read("d.csv").find("normalised_residual,line,fiducial\n"), std::string::npos);
 }
 
 TEST(VtkFiles, NamesCannotBreakACollection) {

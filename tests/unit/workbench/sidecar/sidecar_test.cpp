@@ -129,9 +129,12 @@ TEST(Sidecar, EachChangeOfTheObservationsIsFoundInItsOwnPart) {
   EXPECT_EQ(differing([](auto& d) { d.obs[0] += 100.0; }), Names{});
   Observations heavier = observations();
   heavier.std[0] *= 2.0;
-  EXPECT_EQ(mismatched_survey_parts(folder.matrix(), folder.file(), heavier), Names{});
+  const auto mismatched = [&] {
+    return matrix_origin(folder.matrix(), folder.file(), heavier).mismatched_survey_parts;
+  };
+  EXPECT_EQ(mismatched(), Names{});
   heavier.x[0] += 1.0;
-  EXPECT_EQ(mismatched_survey_parts(folder.matrix(), folder.file(), heavier), Names{"stations"});
+  EXPECT_EQ(mismatched(), Names{"stations"});
 }
 
 TEST(Sidecar, RefusalsNameTheFileAndTheLine) {

@@ -7,6 +7,7 @@
 #include "values.h"
 #include "workbench/geomagnetism/geomagnetic_field.h"
 #include "workbench/geomagnetism/igrf_coefficients.h"
+#include "workbench/survey/inducing_field.h"
 #include "workbench/survey/thinning.h"
 #include "workbench/survey/trend.h"
 
@@ -171,6 +172,24 @@ TEST(GeomagneticField, DatesAndUtmCoordinates) {
   for (const char* bad : {"", "61S", "54", "S", "x"})
     EXPECT_THROW(position_of_utm(bad, 455900.0, 7556700.0), StopRun) << bad;
   EXPECT_THROW(position_of_utm("54S", 4559000.0, 7556700.0), StopRun);
+}
+
+TEST(CompareFields, NamesWhatIsFarFromTheFieldOfThePlace) {
+  const MainField place{-53.4, 179.0, 52000.0};
+  const auto compared = [&](double inclination, double declination, double strength) {
+    const auto found = compare_fields({inclination, declination, strength}, place);
+    return found.empty() ? "" : found.size() == 1 ? found[0] : "several";
+  };
+  EXPECT_EQ(compared(-58.3, -176.1, 54500.0), "");  // 4.9 degrees each, one across south
+  EXPECT_NE(compared(53.4, 179.0, 52000.0).find("has the opposite sign of -53.40"),
+            std::string::npos);
+  EXPECT_NE(compared(-48.3, 179.0, 52000.0).find("inclination given, -48.30, is far from -53.40"),
+            std::string::npos);
+  EXPECT_NE(compared(-53.4, 173.9, 52000.0).find("declination given, 173.90"), std::string::npos);
+  for (const double strength : {54700.0, 49300.0, 5.2e-5, std::nan("")}) {
+    EXPECT_NE(compared(-53.4, 179.0, strength).find("strength given"), std::string::npos);
+  }
+  EXPECT_EQ(compare_fields({5.0, 0.0, 3e4}, {2.0, 0.0, 3e4}).size(), 0U);
 }
 
 }  // namespace

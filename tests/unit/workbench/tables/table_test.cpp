@@ -118,6 +118,37 @@ TEST(SurveyTable, FaultsNameTheirLines) {
   expect_text(refusal_of(std::string(1'000'001, '1'), request(numbers)), "a million characters");
 }
 
+// One message says what the whole file has.
+TEST(SurveyTable, OtherFormatsAreSaidOnceWithWhatToDo) {
+  const Names names{"E", "N", "T"};
+  const Names numbers{"1", "2", "3"};
+  for (const char* text : {"E;N;T\n1,5;2,5;3\n", "E\tN\tT\n1\t2,25\t3\n", "E N T\n1,5 2 3\n"}) {
+    const std::string refused = refusal_of(text, request(names));
+    expect_text(refused, "line 2 has a decimal comma, '");
+    EXPECT_EQ(refused.find("--missing"), std::string::npos);
+  }
+  expect_text(refusal_of("1,5 2,5 3\n", request(numbers)), "line 1 has a decimal comma, '1,5'");
+  EXPECT_EQ(table_of("E;N;T;Z\n1;2;3;4,5\n", request(names)).rows, 1);  // in a column of no use
+  expect_text(refusal_of(std::string("\xFF\xFE") + "E;N;T\n", request(names)), "UTF-16");
+  expect_text(refusal_of("PK\x03\x04", request(names)), "save the sheet as CSV");
+  TableRequest commas = request(names);
+  commas.separator = ',';
+  expect_text(refusal_of("E;N;T\n1;2;3\n", commas), "It has semicolons: --separator semicolon?");
+  commas.columns = request(numbers).columns;
+  expect_text(refusal_of("1 2 3\n", commas), "or more, not 1\n It has blanks: --separator blank?");
+  expect_text(refusal_of("E,N,T\n1,2,3\n", request({"E", "n", "2"})),
+              "northing and field are both taken from column 2 of");
+  expect_text(refusal_of("# E N T\n1 2 3\n", request({"E", "N", "e"})), "from column 1 of");
+}
+
+TEST(SurveyTable, FiducialsAreThoseOfTheRowsThatAreUsed) {
+  TableRequest wanted = request({"E", "N", "T"}, "L", {"*"});
+  wanted.fiducial_column = "fid";
+  const Table table = table_of("fid,L,E,N,T\n7.50,A,1,1,1\n8,A,1,1,*\n,B,2,2,2\n", wanted);
+  EXPECT_EQ(table.fiducial, (Names{"7.50", ""}));
+  EXPECT_EQ(table.line, (Lines{0, 1}));
+}
+
 // A row cut short may still hold all columns of use, and a shifted one holds others in their place.
 TEST(SurveyTable, RowsHaveAsManyColumnsAsTheHeadingOrTheFirstRow) {
   const Names names{"E", "N", "T"};

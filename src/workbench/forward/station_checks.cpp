@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/check/station_checks.h"
+#include "workbench/forward/station_checks.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "base/stop_run.h"
+#include "inversion/mesh_io/station_heights.h"
 #include "workbench/forward/data_rows.h"
 
 namespace quorivex {
@@ -17,27 +17,6 @@ constexpr double kMillimetre = 1e-3;  // the rounding of a station on the ground
 constexpr double kFarthest = 1e9;     // metres
 constexpr std::size_t kListed = 3;    // stations that a sentence names
 
-/// Number from 1 of the cell that holds x, 0 outside the nodes.
-std::int32_t cell_at(const std::vector<double>& nodes, double x) {
-  if (!(x >= nodes.front() && x <= nodes.back())) return 0;
-  const auto above = std::upper_bound(nodes.begin(), nodes.end(), x);
-  return static_cast<std::int32_t>(
-      std::clamp<std::ptrdiff_t>(above - nodes.begin(), 1, length(nodes) - 1));
-}
-
-/// Heights above the top of the highest ground cell; NaN outside the mesh.
-std::vector<double> heights_above_cells(const Observations& o, const Ground& ground) {
-  const Mesh& mesh = ground.mesh;
-  std::vector<double> heights(o.x.size(), std::numeric_limits<double>::quiet_NaN());
-  for (std::size_t i = 0; i < heights.size(); ++i) {
-    const std::int32_t east = cell_at(mesh.easting_nodes, o.x[i]);
-    const std::int32_t north = cell_at(mesh.northing_nodes, o.y[i]);
-    if (east == 0 || north == 0) continue;
-    heights[i] = o.z[i] - ground.surface(north, east);
-  }
-  return heights;
-}
-
 /// One sentence on the stations of these numbers, counted from 0; none for no station.
 void add_sentence(const Observations& o, const std::vector<std::size_t>& stations,
                   const std::string& what, std::vector<std::string>& sentences) {
@@ -45,10 +24,10 @@ void add_sentence(const Observations& o, const std::vector<std::size_t>& station
   std::string text = fmt::format("{} of {} stations lie {}:", stations.size(), o.ndata, what);
   for (std::size_t n = 0; n < std::min(stations.size(), kListed); ++n) {
     const std::size_t i = stations[n];
-    text += fmt::format("\ndatum {} at easting {:.2f}, northing {:.2f}, elevation {:.2f} m", i + 1,
-                        o.x[i], o.y[i], o.z[i]);
+    text += fmt::format("{}\ndatum {} at easting {:.2f}, northing {:.2f}, elevation {:.2f} m",
+                        n == 0 ? "" : ";", i + 1, o.x[i], o.y[i], o.z[i]);
   }
-  if (stations.size() > kListed) text += "\n...";
+  if (stations.size() > kListed) text += ";\n...";
   sentences.push_back(std::move(text));
 }
 
@@ -94,13 +73,6 @@ std::vector<std::string> edge_warnings(const Observations& o, const Ground& grou
                "little",
                sentences);
   return sentences;
-}
-
-void check_stations(const Observations& o, const Ground& ground, Findings& findings) {
-  for (const std::string& warning :
-       station_warnings(o, ground.mesh, heights_above_cells(o, ground))) {
-    findings.warning(warning);
-  }
 }
 
 }  // namespace quorivex

@@ -7,7 +7,6 @@
 
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
-#include "workbench/check/findings.h"
 
 namespace quorivex {
 
@@ -23,9 +22,5 @@ std::vector<std::string> station_warnings(const Observations& observations, cons
 
 /// Sentences about stations on an edge or corner of a cell, where the field is infinite.
 std::vector<std::string> edge_warnings(const Observations& observations, const Ground& ground);
-
-/// Warns of stations outside the mesh or below the ground, which is the top of the highest ground
-/// cell.
-void check_stations(const Observations& observations, const Ground& ground, Findings& findings);
 
 }  // namespace quorivex
