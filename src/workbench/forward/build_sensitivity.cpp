@@ -21,7 +21,6 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "build_sensitivity";
-constexpr std::int32_t kTriedRows = 200;  // data that the test models are tried on, at most
 
 using Counts = std::array<std::int32_t, 3>;
 
@@ -240,7 +239,7 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
   BuildSummary summary;
   for (const TestModel& model : setup.models) summary.prediction_errors.push_back({model.name});
   summary.gdiag = allocate<double>(wtz.size(), kRoutine);
-  summary.tried_rows = std::min(observations.ndata, kTriedRows);
+  summary.tried_rows = std::min(observations.ndata, options.tried_rows);
   summary.row_errors.reserve(as_size(observations.ndata));
   std::vector<RowWork> works;
   for (int t = 0; t < threads_for(observations); ++t) works.emplace_back(setup);

@@ -18,6 +18,7 @@ namespace quorivex {
 struct BuildOptions {
   std::vector<double> low_pass;  ///< of the wavelet transform; empty: full form
   CompressionRule rule;
+  std::int32_t tried_rows = 200;  ///< data that the test models are tried on, at most
 
   bool compressed() const { return !low_pass.empty(); }
 };
