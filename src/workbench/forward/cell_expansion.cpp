@@ -95,9 +95,10 @@ const DerivativeTable& derivative_table() {
 }
 
 /// The mean of exp(u d/dx) over |u| <= w/2 has the terms w^(2 n) / (4^n (2 n + 1)!) (d/dx)^(2 n).
-constexpr std::array<double, kMaxTerms> kMean{1.0, 1.0 / 24.0, 1.0 / 1920.0, 1.0 / 322560.0};
+constexpr std::array<double, kMaxTerms> kMean{1.0, 1.0 / 24.0, 1.0 / 1920.0, 1.0 / 322560.0,
+                                              1.0 / 92897280.0};
 constexpr double kBinomial[kMaxTerms][kMaxTerms] = {
-    {1, 0, 0, 0}, {1, 1, 0, 0}, {1, 2, 1, 0}, {1, 3, 3, 1}};
+    {1, 0, 0, 0, 0}, {1, 1, 0, 0, 0}, {1, 2, 1, 0, 0}, {1, 3, 3, 1, 0}, {1, 4, 6, 4, 1}};
 
 /// c0 + z (c1 + z (c2 + ...)).
 template <int kDegree>
@@ -144,13 +145,15 @@ struct ColumnPlace {
 
 template <int kTerms, bool kUniform>
 [[gnu::always_inline]] inline void cells_of(const double* c, const ColumnPlace& place,
-                                            const StationLayers& layers, double* to) {
+                                            const StationLayers& layers, std::int64_t first,
+                                            std::int64_t end, double* to) {
   const double* const up = layers.up.data();
   const double* const thickness = layers.thickness.data();
   const double* const thickness_squared = layers.thickness_squared.data();
-  const auto count = static_cast<std::int64_t>(layers.up.size());
-#pragma omp simd
-  for (std::int64_t k = 0; k < count; ++k) {
+  // Without the length the compiler fills vectors of the guesses' single precision, two blocks
+  // each.
+#pragma omp simd simdlen(8)
+  for (std::int64_t k = first; k < end; ++k) {
     const double square = place.across + up[k] * up[k];
     // A reciprocal root of single precision, doubled in digits by a step of Newton's method: a
     // fifth of the time of root and quotient in double precision.
@@ -163,17 +166,20 @@ template <int kTerms, bool kUniform>
   }
 }
 
-#define QUORIVEX_CELLS(name, terms, uniform)                                                      \
-  QUORIVEX_MULTIVERSIONED                                                                         \
-  void name(const double* c, const ColumnPlace& place, const StationLayers& layers, double* to) { \
-    cells_of<terms, uniform>(c, place, layers, to);                                               \
+#define QUORIVEX_CELLS(name, terms, uniform)                                        \
+  QUORIVEX_MULTIVERSIONED                                                           \
+  void name(const double* c, const ColumnPlace& place, const StationLayers& layers, \
+            std::int64_t first, std::int64_t end, double* to) {                     \
+    cells_of<terms, uniform>(c, place, layers, first, end, to);                     \
   }
 QUORIVEX_CELLS(cells_2, 2, false)
 QUORIVEX_CELLS(cells_3, 3, false)
 QUORIVEX_CELLS(cells_4, 4, false)
+QUORIVEX_CELLS(cells_5, 5, false)
 QUORIVEX_CELLS(uniform_cells_2, 2, true)
 QUORIVEX_CELLS(uniform_cells_3, 3, true)
 QUORIVEX_CELLS(uniform_cells_4, 4, true)
+QUORIVEX_CELLS(uniform_cells_5, 5, true)
 #undef QUORIVEX_CELLS
 
 using Powers = std::array<double, kMaxDegree + 1>;
@@ -194,22 +200,21 @@ void put_northing_in(const WeightedDerivatives& derivatives, const ColumnRow& ro
   const Powers width = powers_of(row.width * row.width);
   const Powers thickness = powers_of(layers.thickness_squared.front());
   const int degree = degree_of(term);
-  const int before = derivatives_before(term);
-  const double* from = derivatives.coefficients.data() + before;
-  if (layers.uniform) {
-    std::fill_n(to.data() + before, (term + 1) * monomials(degree), 0.0);
+  const int count = monomials(degree);
+  std::array<double, monomials(kMaxDegree)> of_monomial;
+  for (int s = 0; s <= degree; ++s) {
+    for (int q = 0; q <= degree - s; ++q) of_monomial[at(monomial(degree, q, s))] = north[at(q)];
   }
-  double* target = to.data() + before;
+  const double* from = derivatives.coefficients.data() + derivatives_before(term);
+  double* const first = to.data() + derivatives_before(term);
+  double* target = first;
   for (int g = 0; g <= term; ++g) {
-    if (layers.uniform) target = to.data() + before;
-    for (int a = 0; a + g <= term; ++a) {
-      double factor = width[at(term - g - a)];
-      if (layers.uniform) factor *= thickness[at(g)];
-      for (int s = 0; s <= degree; ++s) {
-        for (int q = 0; q <= degree - s; ++q, ++from, ++target) {
-          const double value = *from * factor * north[at(q)];
-          *target = layers.uniform ? *target + value : value;
-        }
+    if (layers.uniform) target = first;
+    for (int a = 0; a + g <= term; ++a, from += count, target += count) {
+      const double factor = width[at(term - g - a)] * (layers.uniform ? thickness[at(g)] : 1.0);
+      const bool add = layers.uniform && g > 0;
+      for (int c = 0; c < count; ++c) {
+        target[c] = (add ? target[c] : 0.0) + from[c] * factor * of_monomial[at(c)];
       }
     }
   }
@@ -282,10 +287,11 @@ double expansion_at(const WeightedDerivatives& derivatives, const CellFromStatio
 }  // namespace
 
 int terms_needed(double squared_distance) {
-  // Largest errors over directions and shapes of cells are 7e-8 at each of these distances.
+  // Largest errors over directions and shapes of cells are at most 7e-8 at each of these distances.
   if (squared_distance >= 40.0 * 40.0) return 2;
   if (squared_distance >= 10.0 * 10.0) return 3;
   if (squared_distance >= 5.5 * 5.5) return 4;
+  if (squared_distance >= 3.8 * 3.8) return 5;
   return 0;
 }
 
@@ -361,12 +367,18 @@ ColumnPolynomials::ColumnPolynomials(std::int64_t columns)
       values_(allocate<double>(as_size(stride_ * coefficients_before(kMaxTerms)), "prism_row")) {}
 
 void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const ColumnRow& row,
-                             int terms, const StationLayers& layers, std::int64_t first,
-                             std::int64_t end) {
+                             const std::vector<ColumnPlan>& plans, const StationLayers& layers) {
+  const auto max_terms = [&](std::int64_t first, std::int64_t end) {
+    int terms = 0;
+    for (std::int64_t i = first; i < end; ++i) terms = std::max(terms, plans[as_size(i)].terms);
+    return terms;
+  };
   RowCoefficients of_row;
-  for (int m = 0; m < terms; ++m) {
-    put_northing_in(derivatives, row, m, layers, of_row);
-    for (std::int64_t i = first / kVector * kVector; i < end; i += kVector) {
+  const int terms_of_row = max_terms(0, length(plans));
+  for (int m = 0; m < terms_of_row; ++m) put_northing_in(derivatives, row, m, layers, of_row);
+  for (std::int64_t i = 0; i < length(plans); i += kVector) {
+    const int terms = max_terms(i, std::min(i + kVector, length(plans)));
+    for (int m = 0; m < terms; ++m) {
       put_easting_in(of_row.data() + derivatives_before(m), row.east + i, row.east_width + i, m,
                      layers.uniform ? 1 : m + 1, stride_,
                      values_.data() + coefficients_before(m) * stride_ + i);
@@ -374,17 +386,26 @@ void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const Colum
   }
 }
 
-void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column, int terms,
-                                 const StationLayers& layers, double* to) const {
+void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column,
+                                 const std::int8_t* block_terms, const StationLayers& layers,
+                                 double* to) const {
+  const std::int64_t blocks = length(layers.up) / kVector;
+  const int terms = *std::max_element(block_terms, block_terms + blocks);
   std::array<double, coefficients_before(kMaxTerms)> c;
   for (int n = 0; n < coefficients_before(terms); ++n) {
     c[at(n)] = values_[as_size(n * stride_ + column)];
   }
   const double east = row.east[column];
   const ColumnPlace place{east * east + row.north * row.north, row.east_width[column] * row.width};
-  constexpr auto kGraded = std::array{cells_2, cells_3, cells_4};
-  constexpr auto kUniform = std::array{uniform_cells_2, uniform_cells_3, uniform_cells_4};
-  (layers.uniform ? kUniform : kGraded)[at(terms - 2)](c.data(), place, layers, to);
+  constexpr std::array kGraded{cells_2, cells_3, cells_4, cells_5};
+  constexpr std::array kUniform{uniform_cells_2, uniform_cells_3, uniform_cells_4, uniform_cells_5};
+  for (std::int64_t b = 0; b < blocks;) {
+    std::int64_t end = b + 1;
+    while (end < blocks && block_terms[end] == block_terms[b]) ++end;
+    const auto cells = (layers.uniform ? kUniform : kGraded)[at(block_terms[b] - 2)];
+    cells(c.data(), place, layers, b * kVector, end * kVector, to);
+    b = end;
+  }
 }
 
 }  // namespace quorivex

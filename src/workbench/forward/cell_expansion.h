@@ -14,7 +14,7 @@ namespace quorivex {
 // (docs/theory.md, equations 7 and 8).
 
 /// Terms of the expansion; term m holds the derivatives of order 2 m + 2 of 1/r.
-inline constexpr int kMaxTerms = 4;
+inline constexpr int kMaxTerms = 5;
 
 /// The fewest terms that are within 1e-7 of the field of a cell, for the squared distance of its
 /// centre in units of its longest edge; 0 where kMaxTerms are too few.
@@ -35,7 +35,7 @@ struct StationLayers {
 /// power g of the squared thickness and a of the squared width along easting (a + g <= m), the
 /// coefficients of a homogeneous polynomial of degree 2 m + 2 in the offsets of the cell.
 struct WeightedDerivatives {
-  static constexpr int kSize = 669;
+  static constexpr int kSize = 1659;
 
   explicit WeightedDerivatives(const TensorWeights& weights);
 
@@ -55,6 +55,14 @@ bool is_thin(const CellFromStation& cell);
 /// The value of such a cell, cut into pieces that are far enough for the expansion.
 double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell);
 
+/// How the cells of a column are computed: those of the layers first..end-1 (from 0) from their
+/// nodes, the others by expansions of up to so many terms.
+struct ColumnPlan {
+  std::int32_t near_first = 0;
+  std::int32_t near_end = 0;
+  int terms = 2;
+};
+
 /// A row of columns at one northing.
 struct ColumnRow {
   double north = 0.0;                  ///< of the centres from the station, metres
@@ -72,14 +80,15 @@ class ColumnPolynomials {
   /// numbers to a multiple of 8.
   explicit ColumnPolynomials(std::int64_t columns);
 
-  /// Makes `terms` terms of the columns from `first` to before `end`, from 0.
-  void make(const WeightedDerivatives& derivatives, const ColumnRow& row, int terms,
-            const StationLayers& layers, std::int64_t first, std::int64_t end);
+  /// Makes the terms that the plans of the columns ask for.
+  void make(const WeightedDerivatives& derivatives, const ColumnRow& row,
+            const std::vector<ColumnPlan>& plans, const StationLayers& layers);
 
-  /// to[k] = the value of the cell in layer k of a column, for all layers of the padded list. No
-  /// number where the station is at the centre of the cell.
-  void evaluate(const ColumnRow& row, std::int64_t column, int terms, const StationLayers& layers,
-                double* to) const;
+  /// to[k] = the value of the cell in layer k of a column, for all layers of the padded list, with
+  /// so many terms per 8 layers, which have been made. No number where the station is at the centre
+  /// of the cell.
+  void evaluate(const ColumnRow& row, std::int64_t column, const std::int8_t* block_terms,
+                const StationLayers& layers, double* to) const;
 
  private:
   std::int64_t stride_;  // columns, padded

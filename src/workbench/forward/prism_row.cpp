@@ -167,34 +167,54 @@ void node_plane(std::size_t j, std::int32_t layers, Column column, const TensorW
   }
 }
 
-/// The smallest squared distance of the cells of a column in units of their longest edges.
+/// to[b] = the smallest squared distance of the cells in block b of a column, in units of their
+/// longest edges.
 QUORIVEX_MULTIVERSIONED
-double nearest(const double* up, const double* inverse_edges, double across, double inverse_width,
-               std::int64_t first, std::int64_t end) {
-  double found = std::numeric_limits<double>::infinity();
+void nearest_of_blocks(const double* up, const double* inverse_edges, double across,
+                       double inverse_width, std::int64_t blocks, double* to) {
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    double found = std::numeric_limits<double>::infinity();
 #pragma omp simd reduction(min : found)
-  for (std::int64_t k = first; k < end; ++k) {
-    found = std::min(found, (across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width));
+    for (std::int64_t k = b * kVector; k < (b + 1) * kVector; ++k) {
+      found = std::min(found, (across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width));
+    }
+    to[b] = found;
   }
-  return found;
 }
 
-ColumnPlan plan_column(const PrismScratch& scratch, double across, double width, std::int32_t first,
-                       std::int32_t end) {
+/// Sets the terms of the blocks of a column, and returns what holds for the whole column; `first`
+/// is its first ground cell, `end` the number of layers.
+ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::int32_t first,
+                       std::int32_t end, std::int8_t* block_terms) {
   const double inverse_width = 1.0 / (width * width);
   const double* const up = scratch.layers.up.data();
   const double* const inverse_edges = scratch.inverse_edges.data();
+  const auto blocks = static_cast<std::int64_t>(scratch.nearest.size());
+  // No cell is nearer than the column itself, nor has a longer edge than the longest.
+  const int at_most = terms_needed(across * std::min(scratch.min_inverse_edge, inverse_width));
+  if (at_most == 2 || (at_most == 3 && scratch.layers.uniform)) {
+    std::fill_n(block_terms, blocks, static_cast<std::int8_t>(at_most));
+    return {.terms = at_most};
+  }
+  nearest_of_blocks(up, inverse_edges, across, inverse_width, blocks, scratch.nearest.data());
   ColumnPlan plan;
-  plan.terms = terms_needed(nearest(up, inverse_edges, across, inverse_width, first, end));
-  if (plan.terms > 0) return plan;
-  plan.terms = kMaxTerms;
+  bool all_far = true;
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    const int terms = terms_needed(scratch.nearest[as_size(b)]);
+    all_far = all_far && terms > 0;
+    block_terms[b] = static_cast<std::int8_t>(terms > 0 ? terms : kMaxTerms);
+    plan.terms = std::max<int>(plan.terms, block_terms[b]);
+  }
+  if (all_far) return plan;
   const auto is_near = [&](std::int32_t k) {
     return terms_needed((across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width)) == 0;
   };
-  plan.near_first = first;
-  while (!is_near(plan.near_first)) ++plan.near_first;
-  plan.near_end = end;
-  while (!is_near(plan.near_end - 1)) --plan.near_end;
+  while (first < end && !is_near(first)) ++first;
+  while (first < end && !is_near(end - 1)) --end;
+  if (first < end) {
+    plan.near_first = first;
+    plan.near_end = end;
+  }
   return plan;
 }
 
@@ -209,7 +229,8 @@ void plan_row(const Ground& ground, std::int32_t j, const ColumnRow& columns,
     plan = {};
     if (top == mesh.nz) continue;
     plan = plan_column(scratch, east * east + columns.north * columns.north,
-                       std::max(columns.width, columns.east_width[i - 1]), top, mesh.nz);
+                       std::max(columns.width, columns.east_width[i - 1]), top, mesh.nz,
+                       scratch.next_block_terms.data() + (i - 1) * length(scratch.nearest));
   }
 }
 
@@ -281,24 +302,21 @@ void thin_cells(const PrismScratch& scratch, std::size_t i, const WeightedDeriva
 void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
                     const ColumnRow& columns, const Inside& inside, PrismScratch& scratch,
                     const ColumnSink& sink) {
-  const std::vector<ColumnPlan>& plans = scratch.plans;
+  const std::int32_t nz = ground.mesh.nz;
   double* const cells = scratch.column.data();
-  for (std::size_t i = 0; i < plans.size();) {
-    const int terms = plans[i].terms;
-    std::size_t end = i + 1;
-    while (end < plans.size() && plans[end].terms == terms) ++end;
-    scratch.polynomials.make(derivatives, columns, terms, scratch.layers,
-                             static_cast<std::int64_t>(i), static_cast<std::int64_t>(end));
-    for (; i < end; ++i) {
-      const GridColumn column =
-          ground.column((j - std::int64_t{1}) * ground.mesh.ne + static_cast<std::int64_t>(i) + 1);
-      scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i), terms, scratch.layers,
-                                   cells);
-      near_cells(scratch, i, ground.mesh.nz, cells);
-      thin_cells(scratch, i, derivatives, columns, cells);
-      add_trace(inside, column, cells + column.top);
-      sink(column, cells + column.top);
-    }
+  scratch.polynomials.make(derivatives, columns, scratch.plans, scratch.layers);
+  GridColumn column{.j = j, .above = (j - std::int64_t{1}) * ground.mesh.ne * nz};
+  for (std::size_t i = 0; i < scratch.plans.size(); ++i, column.above += nz) {
+    column.i = static_cast<std::int32_t>(i) + 1;
+    column.top = ground.tops(j, column.i);
+    column.before = ground.cells_before(j, column.i);
+    scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i),
+                                 scratch.block_terms.data() + i * scratch.nearest.size(),
+                                 scratch.layers, cells);
+    near_cells(scratch, i, nz, cells);
+    thin_cells(scratch, i, derivatives, columns, cells);
+    add_trace(inside, column, cells + column.top);
+    sink(column, cells + column.top);
   }
 }
 
@@ -347,8 +365,12 @@ PrismScratch::PrismScratch(const Mesh& mesh) : layers(mesh), polynomials(mesh.ne
   std::copy(mesh.de.begin(), mesh.de.end(), east_width.begin());
   inverse_edges = layers.thickness_squared;
   for (double& value : inverse_edges) value = 1.0 / value;
+  min_inverse_edge = *std::min_element(inverse_edges.begin(), inverse_edges.end());
   plans = allocate<ColumnPlan>(as_size(mesh.ne), kRoutine);
   next_plans = plans;
+  nearest = doubles(length(layers.up) / kVector);
+  block_terms = allocate<std::int8_t>(plans.size() * nearest.size(), kRoutine);
+  next_block_terms = block_terms;
 }
 
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
@@ -385,6 +407,7 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
     std::swap(scratch.plane_before, scratch.plane);
     std::swap(scratch.plans, scratch.next_plans);
+    std::swap(scratch.block_terms, scratch.next_block_terms);
     if (j < mesh.nn) {
       plan_row(ground, j + 1, row_at(j + 1), scratch);
     } else {

@@ -16,14 +16,6 @@ struct Point {
   double elevation = 0.0;
 };
 
-/// How the cells of a column are computed: those of the layers first..end-1 (from 0) from their
-/// nodes, the others by expansions of so many terms.
-struct ColumnPlan {
-  std::int32_t near_first = 0;
-  std::int32_t near_end = 0;
-  int terms = 2;
-};
-
 /// Work vectors of `prism_row`, one set per thread, made before the threads start.
 struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
@@ -43,8 +35,11 @@ struct PrismScratch {
   std::vector<double> east_centre, east_width;
   StationLayers layers;
   std::vector<double> inverse_edges;  ///< 1 / thickness^2 of the layers
+  double min_inverse_edge = 0.0;
   ColumnPolynomials polynomials;
-  std::vector<ColumnPlan> plans, next_plans;  ///< of a row of columns and the next
+  std::vector<ColumnPlan> plans, next_plans;               ///< of a row of columns and the next
+  std::vector<std::int8_t> block_terms, next_block_terms;  ///< per column and 8 layers
+  std::vector<double> nearest;                             ///< per 8 layers
 };
 
 /// Takes the values of the ground cells of a column, from the top down.
