@@ -60,6 +60,24 @@ void cell_by_cell(const Ground& ground, const Point& at, const TensorWeights& w,
   });
 }
 
+/// Whether two rows agree within 2e-7 of each cell's field, that of a dipole at its centre.
+bool agree(const Ground& ground, const Point& at, const std::vector<double>& row,
+           const std::vector<double>& plain) {
+  const Mesh& m = ground.mesh;
+  bool agreed = true;
+  for_each_ground_cell(ground, [&](const GridCell& c) {
+    const double r =
+        std::hypot(m.easting_nodes[as_size(c.i - 1)] + 0.5 * m.de[as_size(c.i - 1)] - at.easting,
+                   m.northing_nodes[as_size(c.j - 1)] + 0.5 * m.dn[as_size(c.j - 1)] - at.northing,
+                   ground.elevation(c.k) - 0.5 * m.dz[as_size(c.k - 1)] - at.elevation);
+    const double volume = m.de[as_size(c.i - 1)] * m.dn[as_size(c.j - 1)] * m.dz[as_size(c.k - 1)];
+    const double field = std::sqrt(6.0) * volume / (r * r * r);
+    const std::size_t n = as_size(c.below - 1);
+    agreed = agreed && std::abs(row[n] - plain[n]) < 2e-7 * field + 1e-14;
+  });
+  return agreed;
+}
+
 void prisms(benchmark::State& state) {
   const Ground ground = make_grid(64, static_cast<std::int32_t>(state.range(0)));
   const TensorWeights weights{.ee = 0.3, .nn = 0.5, .uu = -0.8, .en = 0.7, .eu = -0.4, .nu = 0.9};
@@ -67,17 +85,18 @@ void prisms(benchmark::State& state) {
   PrismScratch scratch(ground.mesh);
   std::vector<double> row(as_size(ground.cells()));
   std::vector<double> plain(row.size());
-  prism_row(ground, station, weights, scratch, row);
+  const auto fill = [&](const GridColumn& column, const double* cells) {
+    std::copy_n(cells, ground.mesh.nz - column.top, row.data() + column.before);
+  };
+  prism_row(ground, station, weights, scratch, fill);
   cell_by_cell(ground, station, weights, plain);
-  for (std::size_t c = 0; c < row.size(); ++c) {
-    if (!(std::abs(row[c] - plain[c]) < 1e-10)) state.SkipWithError("wrong answer");
-  }
+  if (!agree(ground, station, row, plain)) state.SkipWithError("wrong answer");
   std::vector<double> of_plain;
   std::vector<double> of_row;
   for (auto iteration : state) {
     (void)iteration;
     of_plain.push_back(seconds_of([&] { cell_by_cell(ground, station, weights, plain); }));
-    of_row.push_back(seconds_of([&] { prism_row(ground, station, weights, scratch, row); }));
+    of_row.push_back(seconds_of([&] { prism_row(ground, station, weights, scratch, fill); }));
     state.SetIterationTime(of_row.back());
   }
   const auto cells = static_cast<double>(ground.cells());

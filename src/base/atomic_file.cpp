@@ -70,7 +70,8 @@ std::string numbered_name(std::string_view base, std::int32_t iteration,
   return fmt::format("{}_{}.{}", base, three_digits(iteration), extension);
 }
 
-PartFile::PartFile(std::string name) : name_(std::move(name)), descriptor_(open_locked(name_)) {
+PartFile::PartFile(std::string name)
+    : name_(std::move(name)), descriptor_(open_locked(name_)), unfinished_(name_.c_str()) {
   struct stat status {};
   ::fstat(descriptor_, &status);
   const bool regular = S_ISREG(status.st_mode);

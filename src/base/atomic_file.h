@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/interruption.h"
 #include "base/output_file.h"
 
 namespace quorivex {
@@ -31,11 +32,12 @@ class PartFile {
  private:
   std::string name_;
   int descriptor_;  // holds the lock until the file has its final name
+  UnfinishedFile unfinished_;
   bool renamed_ = false;
 };
 
 /// A file that appears under its name only when it is complete: it grows as NAME.part next to it
-/// and takes its name in `commit`. An exception leaves nothing behind, a signal NAME.part.
+/// and takes its name in `commit`. An exception or a signal to end leaves nothing behind.
 /// A link called NAME is followed, also to a file that does not exist yet; a device, a pipe or a
 /// folder of that name is refused.
 class AtomicFile {

@@ -3,8 +3,9 @@
 
 namespace quorivex {
 
-/// Turns SIGXFSZ and SIGPIPE into ordinary write errors (a file beyond the size limit, a console
-/// that went away) and opens standard streams that are closed, lest a file take their place.
+/// Makes signals to end remove unfinished files, turns SIGXFSZ and SIGPIPE into ordinary write
+/// errors (a file beyond the size limit, a console that went away) and opens standard streams that
+/// are closed, lest a file take their place.
 void prepare_process();
 
 }  // namespace quorivex

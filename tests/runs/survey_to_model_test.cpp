@@ -274,5 +274,26 @@ TEST(SurveyToModel, AFullDiskLeavesNoFile) {
   EXPECT_FALSE(folder.has("s.mtx") || folder.has("s.mtx.part") || folder.has("s.mtx.info.part"));
 }
 
+// A build that a signal ends: a file left behind, or a status that a batch system takes for
+// success.
+TEST(SurveyToModel, ASignalLeavesNoFileAndSaysSo) {
+  const SurveyFolder folder;
+  folder.write("obs.mag", stations(" 5.0 1.0"));
+  folder.write("large.txt", "200 200 30\n-400 -400 50\n200*5\n200*5\n30*5\n");
+  for (const auto& [signal, status] : std::map<std::string, int>{{"INT", 130}, {"TERM", 143}}) {
+    // A shell without job control (set -m) would let its background jobs ignore SIGINT.
+    folder.write("interrupt.sh", fmt::format("set -m\ncd '{}'\n'" QVX_PROGRAM
+                                             "' sensitivity --output s.mtx --data obs.mag --mesh "
+                                             "large.txt > out.txt 2> err.txt &\n"
+                                             "until [ -e s.mtx.part ]; do sleep 0.01; done\n"
+                                             "kill -{} $!\nwait $!\n[ $? = {} ]\n",
+                                             folder.path(""), signal, status));
+    EXPECT_EQ(std::system(("bash '" + folder.path("interrupt.sh") + "'").c_str()), 0);
+    EXPECT_NE(folder.read("err.txt").find("Interrupted"), std::string::npos);
+    for (const char* name : {"s.mtx", "s.mtx.part", "s.mtx.info", "s.mtx.info.part"})
+      EXPECT_FALSE(folder.has(name)) << name << " after " << signal;
+  }
+}
+
 }  // namespace
 }  // namespace quorivex::test

@@ -82,6 +82,7 @@ struct Axis {
   std::int64_t n = 0;      // points of a line
   std::int64_t nprev = 1;  // lines side by side
   std::int64_t lines = 0;
+  std::int64_t used = n;  // points of a line that are read, the others being zero
 
   double* first(double* a, std::int64_t m) const { return a + m / nprev * nprev * n + m % nprev; }
   std::int64_t groups() const { return (lines + kLines - 1) / kLines; }
@@ -92,7 +93,7 @@ template <class Visit>
 void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts, Visit visit) {
   std::int64_t nprev = 1;
   for (const std::int64_t n : counts) {
-    if (n > kShortest) visit(Axis{n, nprev, size / n});
+    if (n > kShortest) visit(Axis{.n = n, .nprev = nprev, .lines = size / n});
     nprev *= n;
   }
 }
@@ -104,9 +105,10 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
   const std::int64_t count = std::min(kLines, axis.lines - g * kLines);
   double* first[kLines];
   for (std::int64_t l = 0; l < count; ++l) first[l] = axis.first(a, g * kLines + l);
-  if (count < kLines) std::fill_n(lines, axis.n * kLines, 0.0);
+  const std::int64_t read = count < kLines ? 0 : axis.used;
+  std::fill_n(lines + read * kLines, (axis.n - read) * kLines, 0.0);
   const bool side_by_side = first[count - 1] - first[0] == count - 1;
-  for (std::int64_t k = 0; k < axis.n; ++k) {
+  for (std::int64_t k = 0; k < axis.used; ++k) {
     double* to = lines + k * kLines;
     if (side_by_side) {
       std::copy_n(first[0] + k * axis.nprev, count, to);
@@ -122,6 +124,13 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
     } else {
       for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = from[l];
     }
+  }
+}
+
+void transform_lines_of(const Filter& filter, const Axis& axis, int isign, double* a,
+                        Scratch& scratch) {
+  for (std::int64_t g = 0; g < axis.groups(); ++g) {
+    transform_group(filter, axis, g, isign, a, scratch);
   }
 }
 
@@ -169,16 +178,41 @@ Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {
   for_each_axis(a.size(), counts, [&](const Axis& axis) {
-    for (std::int64_t g = 0; g < axis.groups(); ++g) {
-      transform_group(filter, axis, g, isign, a.data(), scratch);
-    }
+    transform_lines_of(filter, axis, isign, a.data(), scratch);
   });
+}
+
+void transform_padded(const Filter& filter, View1<double> a,
+                      const std::array<std::int32_t, 3>& counts,
+                      const std::array<std::int32_t, 3>& used, Scratch& scratch) {
+  const std::int64_t line = counts[0];
+  const std::int64_t plane = line * counts[1];
+  double* const grid = a.data();
+  const std::int64_t of_plane = counts[1] > kShortest ? used[1] : counts[1];
+  for (std::int64_t j = 0; j < used[2]; ++j) {
+    double* const begin = grid + j * plane;
+    if (counts[1] <= kShortest) std::fill(begin + used[1] * line, begin + plane, 0.0);
+    if (counts[0] > kShortest) {
+      transform_lines_of(filter, {.n = line, .nprev = 1, .lines = of_plane, .used = used[0]}, 1,
+                         begin, scratch);
+    }
+    if (counts[1] > kShortest) {
+      transform_lines_of(filter, {.n = counts[1], .nprev = line, .lines = line, .used = used[1]}, 1,
+                         begin, scratch);
+    }
+  }
+  if (counts[2] <= kShortest) {
+    std::fill(grid + used[2] * plane, a.end(), 0.0);
+  } else {
+    transform_lines_of(filter, {.n = counts[2], .nprev = plane, .lines = plane, .used = used[2]}, 1,
+                       grid, scratch);
+  }
 }
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign) {
   const std::int64_t shortest = *std::min_element(counts.begin(), counts.end());
-  const std::int64_t max_groups = Axis{shortest, 1, a.size() / shortest}.groups();
+  const std::int64_t max_groups = Axis{.n = shortest, .lines = a.size() / shortest}.groups();
   const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), max_groups));
   std::vector<Scratch> scratches =
       with_alloc_label("WTN", [&] { return std::vector<Scratch>(threads, Scratch(counts)); });

@@ -38,6 +38,7 @@ struct Options {
   double exponent = 3.0;
   std::optional<double> offset;
   CompressionRule rule;
+  bool choose_error = false;  // --error auto
   bool plan = false;
 };
 
@@ -85,14 +86,15 @@ void hint_at_full_form(const MatrixCounts& counts, double bytes) {
              "none\nwrites the full form.\n");
 }
 
+/// Of the sums over a survey, or of a plan over its sample.
 void print_errors(const BuildSummary& summary, const Observations& data) {
   if (summary.row_errors.empty()) return;
   const RowErrors errors = row_errors(summary);
   fmt::print(
       "  error of the rows    mean {:.3f} %, 95 % of them below {:.3f} %, largest {:.3f} %\n",
       100.0 * errors.mean, 100.0 * errors.p95, 100.0 * errors.largest);
-  fmt::print("  error of predicted data; the median standard deviation is {:.3g} nT\n",
-             median(data.std));
+  fmt::print("  error of predicted data, at {} data; the median standard deviation is {:.3g} nT\n",
+             summary.tried_rows, median(data.std));
   for (const PredictionError& error : summary.prediction_errors) {
     fmt::print("    {:<19}rms {:.3g} nT, largest {:.3g} nT\n", error.model, error.rms,
                error.largest);
@@ -110,6 +112,37 @@ void print_gap(const SurveyGround& survey) {
   if (survey.gap) fmt::print("  cells' ground        {}\n", describe_gap(*survey.gap, kNextLine));
 }
 
+constexpr const char* kAccuracy =
+    "errors of predicted data below a tenth of the median standard deviation";
+
+/// The row error that would be enough, and what it costs.
+void print_advice(const Ground& ground, const Observations& data, const ScaleRule& scale,
+                  BuildOptions build) {
+  if (!build.compressed()) return;
+  const std::optional<double> error = advised_row_error(ground, data, scale, build);
+  if (!error) return;
+  build.rule = {CompressionRule::Kind::relative_error, *error};
+  const BuildEstimate estimate = estimate_build(ground, data, scale, build);
+  fmt::print("  advice               --error {} (or auto): {},{}{} for an inversion\n", *error,
+             describe_size(estimate.file_bytes, estimate.counts), kNextLine,
+             format_bytes(inversion_bytes(estimate.counts)));
+  fmt::print(
+      "                       The largest row error with errors of predicted data below a tenth\n"
+      "                       of the median standard deviation.\n");
+}
+
+/// The row error of --error auto.
+double chosen_error(const Ground& ground, const Observations& data, const ScaleRule& scale,
+                    const BuildOptions& build) {
+  const std::optional<double> error = advised_row_error(ground, data, scale, build);
+  if (!error) {
+    stop_run(fmt::format(
+        " ERROR: no row error was found with\n {}.\n Give --error, or --wavelet none.", kAccuracy));
+  }
+  fmt::print("Row error {}: the largest with {}.\n", *error, kAccuracy);
+  return *error;
+}
+
 void plan(const SurveyGround& survey, const Observations& data, const ScaleRule& scale,
           const BuildOptions& build) {
   const Ground& ground = survey.ground;
@@ -124,6 +157,7 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
   fmt::print("  memory               {} to compute it, {} for an inversion\n",
              format_bytes(estimate.build_bytes), format_bytes(inversion_bytes(estimate.counts)));
   fmt::print("  time                 about {:.0f} s\n", std::ceil(estimate.seconds));
+  print_advice(ground, data, scale, build);
   std::fflush(stdout);
   hint_at_full_form(estimate.counts, estimate.file_bytes);
 }
@@ -138,7 +172,8 @@ std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround
     const char* rule = build.rule.kind == Kind::relative_error ? "error"
                        : build.rule.kind == Kind::threshold    ? "threshold"
                                                                : "keep";
-    compression = fmt::format("{}, {} {}", options.wavelet, rule, build.rule.value);
+    compression = fmt::format("{}, {} {}{}", options.wavelet, rule, build.rule.value,
+                              options.choose_error ? " (auto)" : "");
   }
   const GroundSource& ground = options.ground;
   std::vector<InfoLine> lines{
@@ -193,8 +228,11 @@ void run(const Options& options) {
         warnings.push_back(sentence);
       });
   const ScaleRule scale = scale_rule(options, survey);
-  const BuildOptions build = build_options(options);
+  BuildOptions build = build_options(options);
   check_fits_file(survey.ground.mesh, survey.ground.cells(), build.compressed());
+  if (options.choose_error && build.compressed()) {
+    build.rule.value = chosen_error(survey.ground, data, scale, build);
+  }
   if (options.plan) {
     plan(survey, data, scale, build);
     return;
@@ -253,9 +291,23 @@ void add_compression_options(CLI::App& command, Options& o) {
         ->check(number(min, max));
   };
   constexpr double kMinShare = 1e-12;
-  auto* const error = rule("--error", Kind::relative_error, 0.0, 0.9,
-                           "Relative error of each row: the fewest coefficients\n"
-                           "that stay within it are kept [0.01]");
+  const CLI::Validator share = number(0.0, 0.9);
+  auto* const error = command
+                          .add_option_function<std::string>(
+                              "--error",
+                              [&o](const std::string& text) {
+                                o.choose_error = text == "auto";
+                                if (!o.choose_error)
+                                  o.rule = {Kind::relative_error, to_number(text).value_or(0.0)};
+                              },
+                              "Relative error of each row: the fewest coefficients\n"
+                              "that stay within it are kept [0.01]. auto: the largest\n"
+                              "whose error of predicted data stays below a tenth of the\n"
+                              "median standard deviation")
+                          ->type_name("X")
+                          ->check([share](const std::string& text) {
+                            return text == "auto" ? std::string() : share(text);
+                          });
   auto* const threshold = rule("--threshold", Kind::threshold, 0.0, kMaxLength,
                                "Keep coefficients of at least this magnitude instead\n"
                                "(rows are divided by standard deviations and scale)");

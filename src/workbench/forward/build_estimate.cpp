@@ -4,11 +4,14 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 
 #include "base/record_writer.h"
+#include "base/statistics.h"
 #include "inversion/sensitivity/wavelet_filters.h"
+#include "workbench/forward/data_rows.h"
 
 namespace quorivex {
 namespace {
@@ -16,7 +19,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::int32_t kMinSample = 32;
-constexpr std::int32_t kRowsPerThread = 4;
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -30,8 +32,8 @@ double bytes_per_coefficient(const BuildOptions& options) {
   return options.compressed() ? 8.0 : 4.0;
 }
 
-/// Largest resident set of qvx while it builds, measured with /usr/bin/time: the program; test
-/// models, scale and diagonal; and for each thread a row, its grid and its coefficients.
+/// Largest resident set of qvx while it builds: the program; test models, scale and diagonal; and
+/// for each thread its grid, or its row in full form, and the coefficients that it keeps.
 double build_memory(const MatrixCounts& counts) {
   constexpr double kProgramBytes = 15e6;
   const auto cells = static_cast<double>(counts.nsens);
@@ -39,8 +41,7 @@ double build_memory(const MatrixCounts& counts) {
   const double threads = omp_get_max_threads();
   const double per_row =
       static_cast<double>(counts.coefficients) / std::max(static_cast<double>(counts.ndata), 1.0);
-  const double of_thread =
-      counts.compressed ? 8.0 * cells + 8.0 * points + 24.0 * per_row : 12.0 * cells;
+  const double of_thread = counts.compressed ? 8.0 * points + 12.0 * per_row : 12.0 * cells;
   return kProgramBytes + 40.0 * cells + 24.0 * points + threads * of_thread;
 }
 
@@ -85,29 +86,74 @@ MatrixCounts typical_counts(const Ground& ground, std::int64_t ndata, bool compr
                          ndata * std::min<std::int64_t>(std::llround(per_datum), ground.cells()));
 }
 
+std::optional<double> advised_row_error(const Ground& ground, const Observations& observations,
+                                        const ScaleRule& scale, const BuildOptions& options) {
+  constexpr std::array kErrors{0.2,   0.15,   0.1,    0.07,   0.05,   0.03,  0.02,
+                               0.015, 0.01,   0.007,  0.005,  0.003,  0.002, 0.0015,
+                               0.001, 0.0007, 0.0005, 0.0003, 0.0002, 0.0001};
+  const Observations sample =
+      evenly_sampled(observations, std::min(observations.ndata, kMinSample));
+  const std::vector<double> wtz = cell_scale(ground, sample, scale);
+  const double allowed = 0.1 * median(observations.std);
+  const auto is_too_large = [&](double error) {
+    BuildOptions tried = options;
+    tried.rule = {CompressionRule::Kind::relative_error, error};
+    const BuildSummary summary = build_sensitivity(ground, sample, wtz, tried, [](auto) {});
+    return std::any_of(summary.prediction_errors.begin(), summary.prediction_errors.end(),
+                       [&](const PredictionError& of) { return !(of.rms < allowed); });
+  };
+  const auto* const found = std::partition_point(kErrors.begin(), kErrors.end(), is_too_large);
+  if (found == kErrors.end()) return std::nullopt;
+  return *found;
+}
+
+namespace {
+
+/// The time to build all rows, from larger and larger samples until one takes long enough to be
+/// timed.
+double estimated_seconds(const Ground& ground, const Observations& observations,
+                         const ScaleRule& scale, const BuildOptions& options) {
+  constexpr double kEnough = 0.3;  // seconds
+  const double ndata = observations.ndata;
+  const std::vector<double> wtz =
+      cell_scale(ground, evenly_sampled(observations, 1), {.kind = ScaleRule::Kind::none});
+  const auto seconds_of = [&](std::int32_t rows) {
+    BuildOptions timed = options;
+    timed.tried_rows = static_cast<std::int32_t>(options.tried_rows * (rows / ndata));
+    const Observations sample = evenly_sampled(observations, rows);
+    const Clock::time_point start = Clock::now();
+    build_sensitivity(ground, sample, wtz, timed, [](auto) {});
+    return seconds_since(start);
+  };
+  // A build of few rows takes the same fixed time; the difference is that of rows alone.
+  const std::int32_t few = threads_for(observations);
+  const double fixed = seconds_of(few);
+  std::int32_t rows = std::min(observations.ndata, 4 * few);
+  double more = seconds_of(rows) - fixed;
+  while (more < kEnough && rows < observations.ndata) {
+    rows = std::min(observations.ndata, 4 * rows);
+    more = seconds_of(rows) - fixed;
+  }
+  const Observations sample = evenly_sampled(observations, rows);
+  const Clock::time_point start = Clock::now();
+  cell_scale(ground, sample, scale);
+  const double of_scale = seconds_since(start) * ndata / rows;
+  return of_scale + fixed + std::max(more, 0.0) * ndata / std::max(rows - few, 1);
+}
+
+}  // namespace
+
 BuildEstimate estimate_build(const Ground& ground, const Observations& observations,
                              const ScaleRule& scale, const BuildOptions& options) {
-  const std::int32_t wanted = std::max(kMinSample, kRowsPerThread * omp_get_max_threads());
   BuildEstimate estimate;
-  estimate.sampled_rows = std::min(observations.ndata, wanted);
+  estimate.sampled_rows = std::min(observations.ndata, kMinSample);
   const Observations sample = evenly_sampled(observations, estimate.sampled_rows);
   const double share = static_cast<double>(observations.ndata) / estimate.sampled_rows;
-
-  const Clock::time_point start = Clock::now();
   const std::vector<double> wtz = cell_scale(ground, sample, scale);
-  const double scale_seconds = seconds_since(start);
-  // A build of fewer rows takes the same fixed time; the difference is that of rows alone.
-  const Observations few = evenly_sampled(sample, (sample.ndata + 3) / 4);
-  const Clock::time_point before_few = Clock::now();
-  build_sensitivity(ground, few, wtz, options, [](auto) {});
-  const double few_seconds = seconds_since(before_few);
-  const Clock::time_point before_sample = Clock::now();
   std::int64_t written = 0;
   estimate.sample = build_sensitivity(ground, sample, wtz, options,
                                       [&](auto parts) { written += framed_bytes(parts); });
-  const double more_seconds = std::max(seconds_since(before_sample) - few_seconds, 0.0);
-  estimate.seconds = scale_seconds * share + few_seconds +
-                     more_seconds / std::max(sample.ndata - few.ndata, 1) * observations.ndata;
+  estimate.seconds = estimated_seconds(ground, observations, scale, options);
 
   const auto sampled_coefficients = static_cast<double>(estimate.sample.coefficients);
   estimate.counts = counts_of_build(ground, observations.ndata, options,

@@ -36,29 +36,27 @@ struct Setup {
   std::vector<TestModel> models;                 // compressed form only
   std::vector<std::vector<double>> model_grids;  // transforms of the scaled test models
 
+  RowLayout layout;
+
   bool compressed() const { return options.compressed(); }
+  std::int64_t row_size() const { return compressed() ? points : ground.cells(); }
 };
 
-/// One row on its way to the file; made before the threads start.
+/// What a thread keeps from row to row; made before the threads start.
 struct RowWork {
   explicit RowWork(const Setup& setup)
-      : values(setup.compressed() ? setup.points : setup.ground.cells(), kRoutine),
-        scratch(setup.counts) {
-    if (!setup.compressed()) return;
-    positions = UninitializedArray<std::int32_t>(setup.points, kRoutine);
-    grid = allocate<double>(as_size(setup.points), kRoutine);
-    squares.reserve(grid.size());  // room for the worst case, which costs nothing until it is used
-    model_errors.resize(setup.models.size());
-  }
+      : prism(setup.ground.mesh),
+        row(allocate<double>(as_size(setup.row_size()), kRoutine)),
+        kept(setup.row_size()),
+        scratch(setup.counts),
+        classes(setup.row_size()),
+        model_errors(setup.models.size()) {}
 
-  UninitializedArray<float> values;
-  UninitializedArray<std::int32_t> positions;
-  std::int32_t count = 0;  // of values
-  std::vector<double> grid;
-  std::vector<double> squares;
+  PrismScratch prism;
+  std::vector<double> row;  // the wavelet grid, or the ground cells in full form
+  CompressedRow kept;
   WTN_MOD::Scratch scratch;
-  bool finite = true;  // every value fits single precision
-  double relative_error = 0.0;
+  SizeClasses classes;
   std::vector<double> model_errors;  // nT
 };
 
@@ -82,11 +80,13 @@ Setup make_setup(const Ground& ground, const Observations& observations,
               .options = options,
               .filter = WTN_MOD::filter_setup(options.low_pass),
               .models = {},
-              .model_grids = {}};
+              .model_grids = {},
+              .layout = {}};
   setup.counts = {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn};
   if (!setup.compressed()) return setup;
   setup.counts = wavelet_grid(ground.mesh);
   setup.points = std::int64_t{setup.counts[0]} * setup.counts[1] * setup.counts[2];
+  setup.layout = {.depth = setup.counts[0], .east = setup.counts[1]};
   setup.models = test_models(ground);
   for (const TestModel& model : setup.models) {
     std::vector<double>& grid =
@@ -110,78 +110,78 @@ void write_head(const Setup& setup, const RecordSink& sink) {
   sink({i4(nsens), bytes_of(setup.wtz)});
 }
 
-void full_row(const Setup& setup, View1<double> row, double std, RowWork& work) {
-  work.count = static_cast<std::int32_t>(row.size());
-  work.finite = true;
-  for (std::size_t c = 0; c < setup.wtz.size(); ++c) {
-    work.values.data()[c] = static_cast<float>(row.data()[c] / (std * setup.wtz[c]));
-    work.finite = work.finite && std::isfinite(work.values.data()[c]);
+/// The row of datum i divided by its standard deviation and the scale of the cells.
+void fill_row(const Setup& setup, std::int32_t i, double std, RowWork& work) {
+  const std::int32_t nz = setup.ground.mesh.nz;
+  data_row(setup.ground, setup.observations, i, work.prism,
+           [&](const GridColumn& column, const double* cells) {
+             double* const to = work.row.data() + setup.layout.begin(column);
+             const double* const wtz = setup.wtz.data() + column.before;
+             const std::int32_t count = nz - column.top;
+             for (std::int32_t k = 0; k < count; ++k) to[k] = cells[k] / (std * wtz[k]);
+             if (!setup.compressed()) return;
+             std::fill(to - column.top, to, 0.0);
+             std::fill(to + count, to - column.top + setup.counts[0], 0.0);
+           });
+}
+
+void full_row(RowWork& work) {
+  CompressedRow& kept = work.kept;
+  kept.count = static_cast<std::int32_t>(work.row.size());
+  kept.finite = true;
+  for (std::size_t c = 0; c < work.row.size(); ++c) {
+    kept.values.data()[c] = static_cast<float>(work.row[c]);
+    kept.finite = kept.finite && std::isfinite(kept.values.data()[c]);
   }
 }
 
-/// Moves the coefficients above the threshold into the row, and measures the error made by
-/// dropping the others.
-void pick_coefficients(const Setup& setup, CoefficientThreshold threshold, double std,
-                       RowWork& work) {
-  double energy = 0.0;
-  double dropped = 0.0;
-  work.count = 0;
-  work.finite = true;
+/// What dropping coefficients of a datum does to its predicted values.
+void try_models(const Setup& setup, double std, RowWork& work) {
   std::fill(work.model_errors.begin(), work.model_errors.end(), 0.0);
-  for (std::size_t p = 0; p < work.grid.size(); ++p) {
-    const double c = work.grid[p];
-    energy += c * c;
-    const auto stored = threshold.keeps(c) ? static_cast<float>(c) : 0.0F;
-    const double error = c - static_cast<double>(stored);
-    dropped += error * error;
-    for (std::size_t m = 0; m < work.model_errors.size(); ++m) {
+  std::int32_t n = 0;
+  for (std::size_t p = 0; p < work.row.size(); ++p) {
+    double error = work.row[p];
+    if (n < work.kept.count && work.kept.positions.data()[n] == static_cast<std::int32_t>(p) + 1)
+      error -= static_cast<double>(work.kept.values.data()[n++]);
+    for (std::size_t m = 0; m < setup.models.size(); ++m)
       work.model_errors[m] += std * error * setup.model_grids[m][p];
-    }
-    if (stored == 0.0F) continue;
-    work.positions.data()[work.count] = static_cast<std::int32_t>(p) + 1;
-    work.values.data()[work.count] = stored;
-    work.finite = work.finite && std::isfinite(stored);
-    ++work.count;
   }
-  work.relative_error = energy > 0.0 ? std::sqrt(dropped / energy) : 0.0;
 }
 
-void compressed_row(const Setup& setup, View1<double> row, double std, RowWork& work) {
-  fill_grid(setup.ground, setup.counts, work.grid,
-            [&](std::size_t c) { return row.data()[c] / (std * setup.wtz[c]); });
-  WTN_MOD::WTN(setup.filter, work.grid, setup.counts, 1, work.scratch);
-  const CoefficientThreshold threshold =
-      choose_threshold(work.grid, row.size(), setup.options.rule, work.squares);
-  pick_coefficients(setup, threshold, std, work);
+/// Whether the test models are tried on datum i: `of` data, evenly spread.
+bool is_tried(std::int64_t i, std::int64_t ndata, std::int64_t of) {
+  return i * of / ndata > (i - 1) * of / ndata;
 }
 
 void write_row(const Setup& setup, std::int32_t datum, const RowWork& work,
                const RecordSink& sink) {
-  if (!work.finite) {
+  if (!work.kept.finite) {
     stop_run(
         fmt::format(" ERROR: the sensitivities of datum {} exceed single precision when they are "
                     "divided by its\n"
                     " standard deviation, {} nT, and by the scale of the cells. Check both.",
                     datum, setup.observations.std[as_size(datum - 1)]));
   }
+  const CompressedRow& kept = work.kept;
   if (!setup.compressed()) {
-    sink({bytes_of(work.values.data(), work.count)});
+    sink({bytes_of(kept.values.data(), kept.count)});
     return;
   }
-  if (!fits_record(4 + std::int64_t{8} * work.count)) {
+  if (!fits_record(4 + std::int64_t{8} * kept.count)) {
     stop_run(fmt::format(
         " ERROR: the row of datum {} keeps {} coefficients, more than a record of the sensitivity\n"
         " file can frame (268435455). Allow a larger error, or make the mesh coarser.",
-        datum, work.count));
+        datum, kept.count));
   }
-  sink({i4(work.count), bytes_of(work.positions.data(), work.count),
-        bytes_of(work.values.data(), work.count)});
+  sink({i4(kept.count), bytes_of(kept.positions.data(), kept.count),
+        bytes_of(kept.values.data(), kept.count)});
 }
 
-void add_to_summary(const Setup& setup, const RowWork& work, BuildSummary& summary) {
-  summary.coefficients += work.count;
+void add_to_summary(const Setup& setup, const RowWork& work, bool tried, BuildSummary& summary) {
+  summary.coefficients += work.kept.count;
   if (!setup.compressed()) return;
-  summary.row_errors.push_back(work.relative_error);
+  summary.row_errors.push_back(work.kept.relative_error);
+  if (!tried) return;
   for (std::size_t m = 0; m < work.model_errors.size(); ++m) {
     PredictionError& error = summary.prediction_errors[m];
     error.rms += work.model_errors[m] * work.model_errors[m];
@@ -239,26 +239,34 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
   BuildSummary summary;
   for (const TestModel& model : setup.models) summary.prediction_errors.push_back({model.name});
   summary.gdiag = allocate<double>(wtz.size(), kRoutine);
+  summary.tried_rows = std::min(observations.ndata, options.tried_rows);
+  summary.row_errors.reserve(as_size(observations.ndata));
   std::vector<RowWork> works;
-  for_each_row_batch(ground, observations, "sensitivities: datum", [&](const RowBatch& batch) {
-    const auto rows = static_cast<std::int32_t>(batch.rows.size());
-    while (works.size() < batch.rows.size()) works.emplace_back(setup);
-    add_squares(batch, wtz, summary.gdiag);
-#pragma omp parallel for schedule(static, 1) num_threads(rows) default(none) \
-    shared(setup, observations, batch, works, rows)
-    for (std::int32_t t = 0; t < rows; ++t) {
-      const double std = observations.std[as_size(batch.first - 1 + t)];
-      const auto convert = setup.compressed() ? compressed_row : full_row;
-      convert(setup, batch.rows[as_size(t)], std, works[as_size(t)]);
+  for (int t = 0; t < threads_for(observations); ++t) works.emplace_back(setup);
+  const auto file_turn = as_size(ground.mesh.nn);
+  Turns turns(file_turn + 1, 1);
+  for_each_datum(observations, "sensitivities: datum", &turns, [&](std::int32_t i, int thread) {
+    RowWork& work = works[as_size(thread)];
+    const double std = observations.std[as_size(i - 1)];
+    fill_row(setup, i, std, work);
+    add_squares(ground, setup.layout, work.row, std, i, turns, summary.gdiag);
+    const bool tried = setup.compressed() && is_tried(i, observations.ndata, summary.tried_rows);
+    if (setup.compressed()) {
+      WTN_MOD::transform_padded(setup.filter, work.row, setup.counts,
+                                {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn}, work.scratch);
+      compress_row(work.row, ground.cells(), options.rule, work.classes, work.kept);
+      if (tried) try_models(setup, std, work);
+    } else {
+      full_row(work);
     }
-    for (std::int32_t t = 0; t < rows; ++t) {
-      write_row(setup, batch.first + t, works[as_size(t)], sink);
-      add_to_summary(setup, works[as_size(t)], summary);
-    }
+    if (!turns.await(file_turn, i)) return;
+    write_row(setup, i, work, sink);
+    add_to_summary(setup, work, tried, summary);
+    turns.pass(file_turn, i);
   });
   sink({bytes_of(summary.gdiag)});
   for (PredictionError& error : summary.prediction_errors) {
-    error.rms = std::sqrt(error.rms / observations.ndata);
+    error.rms = std::sqrt(error.rms / summary.tried_rows);
   }
   return summary;
 }

@@ -18,6 +18,7 @@ namespace quorivex {
 struct BuildOptions {
   std::vector<double> low_pass;  ///< of the wavelet transform; empty: full form
   CompressionRule rule;
+  std::int32_t tried_rows = 200;  ///< data that the test models are tried on, at most
 
   bool compressed() const { return !low_pass.empty(); }
 };
@@ -35,8 +36,9 @@ struct PredictionError {
 struct BuildSummary {
   std::int64_t coefficients = 0;   ///< stored
   std::vector<double> row_errors;  ///< of each datum: |dropped| / |row|; compressed form only
-  std::vector<PredictionError> prediction_errors;  ///< compressed form only
-  std::vector<double> gdiag;                       ///< diagonal of G^T G, one entry per ground cell
+  std::vector<PredictionError> prediction_errors;  ///< of `tried_rows` data; compressed form only
+  std::int32_t tried_rows = 0;
+  std::vector<double> gdiag;  ///< diagonal of G^T G, one entry per ground cell
 };
 
 /// Statistics of the relative errors of the rows.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "base/multiversion.h"
 #include "base/progress.h"
@@ -42,26 +43,62 @@ Box box_of(const Ground& ground, std::int32_t k, std::int32_t i, std::int32_t j)
           half};
 }
 
-/// The sum over the stations of the squared inverse power of the distance to the cell's centre.
-QUORIVEX_MULTIVERSIONED
-double sum_at_centre(const Stations& stations, const Point& centre, double offset,
-                     double exponent) {
+/// Over the stations: the sum of squared inverse powers of the distance to a cell's centre, and the
+/// smallest squared distance.
+struct AtCentre {
   double sum = 0.0;
-#pragma omp simd reduction(+ : sum)
+  double nearest = std::numeric_limits<double>::infinity();
+};
+
+QUORIVEX_MULTIVERSIONED
+AtCentre sum_at_centre(const Stations& stations, const Point& centre, double offset,
+                       double exponent) {
+  double sum = 0.0;
+  double nearest = std::numeric_limits<double>::infinity();
+#pragma omp simd reduction(+ : sum) reduction(min : nearest)
   for (std::int64_t s = 0; s < stations.count; ++s) {
     const double x = stations.east[s] - centre.easting;
     const double y = stations.north[s] - centre.northing;
     const double z = stations.up[s] - centre.elevation;
-    sum += exp(-2.0 * exponent * log(std::sqrt(x * x + y * y + z * z) + offset));
+    const double square = x * x + y * y + z * z;
+    nearest = std::min(nearest, square);
+    sum += exp(-2.0 * exponent * log(std::sqrt(square) + offset));
   }
-  return sum;
+  return {sum, nearest};
+}
+
+/// The same for the exponent 3, without power functions. Root and quotient begin in single
+/// precision, and a step of Newton's method doubles their digits.
+QUORIVEX_MULTIVERSIONED
+AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double offset) {
+  constexpr double kTiny = 1e-30;  // so that the reciprocal of a distance of 0 is finite
+  double sum = 0.0;
+  double nearest = std::numeric_limits<double>::infinity();
+#pragma omp simd reduction(+ : sum) reduction(min : nearest)
+  for (std::int64_t s = 0; s < stations.count; ++s) {
+    const double x = stations.east[s] - centre.easting;
+    const double y = stations.north[s] - centre.northing;
+    const double z = stations.up[s] - centre.elevation;
+    const double square = std::max(x * x + y * y + z * z, kTiny);
+    nearest = std::min(nearest, square);
+    const double root_guess = 1.0F / std::sqrt(static_cast<float>(square));
+    const double distance =
+        square * (root_guess * (1.5 - 0.5 * square * root_guess * root_guess)) + offset;
+    const double guess = 1.0F / static_cast<float>(distance);
+    const double inverse = guess * (2.0 - distance * guess);
+    const double inverse_2 = inverse * inverse;
+    sum += inverse_2 * inverse_2 * inverse_2;
+  }
+  return {sum, nearest};
 }
 
 /// What stations near the cell add when the mean over the cell, at the 8 points of the Gauss rule,
 /// takes the place of the value at the centre.
-double near_correction(const Stations& stations, const Box& box, const ScaleRule& rule) {
+double near_correction(const Stations& stations, const Box& box, double nearest,
+                       const ScaleRule& rule) {
   const Point& c = box.centre;
   const double reach = 3.0 * std::hypot(box.half.easting, box.half.northing, box.half.elevation);
+  if (nearest > reach * reach) return 0.0;
   const double g = 1.0 / std::sqrt(3.0);
   double sum = 0.0;
   for (std::int64_t s = 0; s < stations.count; ++s) {
@@ -98,8 +135,10 @@ void by_distance(const Ground& ground, const Observations& observations, const S
       std::int64_t cell = ground.cells_before(j, i);
       for (std::int32_t k = ground.tops(j, i) + 1; k <= ground.mesh.nz; ++k) {
         const Box box = box_of(ground, k, i, j);
-        const double sum = sum_at_centre(stations, box.centre, rule.offset, rule.exponent) +
-                           near_correction(stations, box, rule);
+        const AtCentre found =
+            rule.exponent == 3.0 ? cubes_at_centre(stations, box.centre, rule.offset)
+                                 : sum_at_centre(stations, box.centre, rule.offset, rule.exponent);
+        const double sum = found.sum + near_correction(stations, box, found.nearest, rule);
         wtz(++cell) = std::sqrt(std::sqrt(sum));
       }
     }
@@ -115,14 +154,28 @@ void by_depth(const Ground& ground, const ScaleRule& rule, View1<double> wtz) {
   });
 }
 
-void by_sensitivity(const Ground& ground, const Observations& observations, View1<double> wtz) {
-  for_each_row_batch(ground, observations, "sensitivities for the scale: datum",
-                     [&](const RowBatch& batch) { add_squares(batch, {}, wtz); });
+void by_sensitivity(const Ground& ground, const Observations& observations,
+                    std::vector<double>& wtz) {
+  const std::size_t threads = as_size(threads_for(observations));
+  std::vector<PrismScratch> scratch(threads, PrismScratch(ground.mesh));
+  std::vector<std::vector<double>> rows;
+  for (std::size_t t = 0; t < threads; ++t)
+    rows.push_back(allocate<double>(as_size(ground.cells()), kRoutine));
+  Turns turns(as_size(ground.mesh.nn), 1);
+  for_each_datum(
+      observations, "sensitivities for the scale: datum", &turns, [&](std::int32_t i, int thread) {
+        std::vector<double>& row = rows[as_size(thread)];
+        data_row(ground, observations, i, scratch[as_size(thread)],
+                 [&](const GridColumn& column, const double* cells) {
+                   std::copy_n(cells, ground.mesh.nz - column.top, row.data() + column.before);
+                 });
+        add_squares(ground, {}, row, 1.0, i, turns, wtz);
+      });
   for_each_ground_cell(ground, [&](const GridCell& at) {
     const Mesh& m = ground.mesh;
     const double volume =
         m.de[as_size(at.i - 1)] * m.dn[as_size(at.j - 1)] * m.dz[as_size(at.k - 1)];
-    double& value = wtz(at.below);
+    double& value = wtz[as_size(at.below - 1)];
     value = std::sqrt(std::sqrt(value) / volume);
   });
 }

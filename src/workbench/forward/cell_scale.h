@@ -9,7 +9,7 @@
 namespace quorivex {
 
 /// How the scale `wtz` of the cells makes up for the decay of the sensitivities (docs/theory.md,
-/// equations 7 to 9).
+/// equations 9 to 11).
 struct ScaleRule {
   enum class Kind { distance, depth, sensitivity, none };
   Kind kind = Kind::distance;

@@ -4,50 +4,69 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <atomic>
+#include <exception>
 
 #include "base/progress.h"
-#include "base/stop_run.h"
 
 namespace quorivex {
+
+int threads_for(const Observations& observations) {
+  return std::max(std::min(omp_get_max_threads(), observations.ndata), 1);
+}
+
+void for_each_datum(const Observations& observations, const std::string& what, Turns* turns,
+                    const std::function<void(std::int32_t, int)>& work) {
+  Progress progress(what, observations.ndata);
+  const std::int32_t ndata = observations.ndata;
+  std::atomic<std::int32_t> done = 0;
+  std::atomic<bool> failed = false;
+  std::exception_ptr failure;
+#pragma omp parallel for schedule(monotonic              \
+                                  : dynamic, 1)          \
+    num_threads(threads_for(observations)) default(none) \
+        shared(ndata, turns, work, progress, done, failed, failure)
+  for (std::int32_t i = 1; i <= ndata; ++i) {
+    if (failed) continue;
+    try {
+      work(i, omp_get_thread_num());
+    } catch (...) {
+#pragma omp critical(quorivex_first_failure)
+      if (!failure) failure = std::current_exception();
+      failed = true;
+      if (turns != nullptr) turns->stop();
+    }
+    const std::int32_t count = ++done;
+    if (omp_get_thread_num() == 0) progress.done(count);
+  }
+  if (failure) std::rethrow_exception(failure);
+}
 
 Point station_of(const Observations& observations, std::int32_t i) {
   const std::size_t at = as_size(i - 1);
   return {observations.x[at], observations.y[at], observations.z[at]};
 }
 
-void for_each_row_batch(const Ground& ground, const Observations& observations,
-                        const std::string& what,
-                        const std::function<void(const RowBatch&)>& visit) {
-  const auto rows =
-      static_cast<std::int32_t>(std::min<std::int64_t>(omp_get_max_threads(), observations.ndata));
-  std::vector<PrismScratch> scratch(as_size(rows), PrismScratch(ground.mesh));
-  std::vector<double> storage =
-      allocate<double>(as_size(rows * ground.cells()), "for_each_row_batch");
-  RowBatch batch;
-  Progress progress(what, observations.ndata);
-  for (batch.first = 1; batch.first <= observations.ndata; batch.first += rows) {
-    const std::int32_t count = std::min(rows, observations.ndata - batch.first + 1);
-    batch.rows.clear();
-    for (std::int32_t t = 0; t < count; ++t) {
-      batch.rows.emplace_back(storage.data() + t * ground.cells(), ground.cells());
-    }
-#pragma omp parallel for schedule(static, 1) num_threads(count) default(none) \
-    shared(ground, observations, scratch, batch, count)
-    for (std::int32_t t = 0; t < count; ++t) {
-      const std::int32_t i = batch.first + t;
-      prism_row(ground, station_of(observations, i), tensor_weights(observations, i),
-                scratch[as_size(t)], batch.rows[as_size(t)]);
-    }
-    visit(batch);
-    progress.done(batch.first + count - 1);
-  }
+void data_row(const Ground& ground, const Observations& observations, std::int32_t i,
+              PrismScratch& scratch, const ColumnSink& sink) {
+  prism_row(ground, station_of(observations, i), tensor_weights(observations, i), scratch, sink);
 }
 
-void add_squares(const RowBatch& batch, View1<const double> scale, View1<double> sums) {
-#pragma omp parallel for schedule(static) default(none) shared(batch, scale, sums)
-  for (std::int64_t c = 1; c <= sums.size(); ++c) {
-    const double factor = scale.size() > 0 ? 1.0 / (scale(c) * scale(c)) : 1.0;
-    for (const View1<double>& row : batch.rows) sums(c) += factor * row(c) * row(c);
+void add_squares(const Ground& ground, const RowLayout& layout, const std::vector<double>& row,
+                 double factor, std::int32_t i, Turns& turns, std::vector<double>& sums) {
+  const double square = factor * factor;
+  std::int64_t number = 0;
+  for (std::size_t j = 0; j < as_size(ground.mesh.nn); ++j) {
+    if (!turns.await(j, i)) return;
+    for (std::int32_t n = 0; n < ground.mesh.ne; ++n) {
+      const GridColumn column = ground.column(++number);
+      const double* const from = row.data() + layout.begin(column);
+      double* const to = sums.data() + column.before;
+      for (std::int32_t k = 0; k < ground.mesh.nz - column.top; ++k) {
+        to[k] += square * (from[k] * from[k]);
+      }
+    }
+    turns.pass(j, i);
   }
 }
 

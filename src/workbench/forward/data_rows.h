@@ -6,30 +6,43 @@
 #include <string>
 #include <vector>
 
-#include "base/view1.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/forward/prism_row.h"
+#include "workbench/forward/turns.h"
 
 namespace quorivex {
 
-/// Rows of consecutive data in nT per SI, one entry per ground cell: rows[t] is that of datum
-/// first + t, data counting from 1.
-struct RowBatch {
-  std::int32_t first = 1;
-  std::vector<View1<double>> rows;
-};
+/// The threads that for_each_datum employs.
+int threads_for(const Observations& observations);
+
+/// Calls work(i, thread) for the data i, from 1, on all threads, each of which takes the next datum
+/// when it has done one. What a call throws is thrown again here, after `turns`, if any, have been
+/// stopped and all threads have come to their end. `what` names the work in the progress.
+void for_each_datum(const Observations& observations, const std::string& what, Turns* turns,
+                    const std::function<void(std::int32_t i, int thread)>& work);
 
 Point station_of(const Observations& observations, std::int32_t i);
 
-/// Computes the rows of all data in their order, one per thread at a time, and hands them out batch
-/// by batch, on the calling thread. Memory: a row per thread. `what` names the work in the
-/// progress.
-void for_each_row_batch(const Ground& ground, const Observations& observations,
-                        const std::string& what, const std::function<void(const RowBatch&)>& visit);
+/// The row of datum i, column by column; see prism_row.
+void data_row(const Ground& ground, const Observations& observations, std::int32_t i,
+              PrismScratch& scratch, const ColumnSink& sink);
 
-/// Adds the squares of the rows' entries, each divided by scale(c), to sums(c) in data order, so
-/// that the sums do not depend on the number of threads. Without a scale nothing is divided.
-void add_squares(const RowBatch& batch, View1<const double> scale, View1<double> sums);
+/// How a thread keeps the ground cells of a row: one after another, or at their places in a wavelet
+/// grid with so many points along depth and easting.
+struct RowLayout {
+  std::int64_t depth = 0;  ///< 0: one after another
+  std::int64_t east = 0;
+
+  /// Where the ground cells of a column begin.
+  std::int64_t begin(const GridColumn& column) const {
+    return depth == 0 ? column.before : column.top + depth * (column.i - 1 + east * (column.j - 1));
+  }
+};
+
+/// sums(c) += (factor row(c))^2 over the ground cells in the turn of datum i, which has a turn for
+/// each row of columns; the sums do not depend on the number of threads.
+void add_squares(const Ground& ground, const RowLayout& layout, const std::vector<double>& row,
+                 double factor, std::int32_t i, Turns& turns, std::vector<double>& sums);
 
 }  // namespace quorivex

@@ -33,14 +33,15 @@ std::vector<double> read_ground_model(const std::string& name, const Ground& gro
 std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
                                    View1<const double> model) {
   std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
-  for_each_row_batch(ground, observations, "predicted data: datum", [&](const RowBatch& batch) {
-    const auto rows = static_cast<std::int32_t>(batch.rows.size());
-#pragma omp parallel for schedule(static, 1) default(none) shared(batch, rows, model, data)
-    for (std::int32_t t = 0; t < rows; ++t) {
-      const View1<double>& row = batch.rows[as_size(t)];
-      data[as_size(batch.first - 1 + t)] =
-          std::inner_product(row.begin(), row.end(), model.begin(), 0.0);
-    }
+  std::vector<PrismScratch> scratch(as_size(threads_for(observations)), PrismScratch(ground.mesh));
+  for_each_datum(observations, "predicted data: datum", nullptr, [&](std::int32_t i, int thread) {
+    double sum = 0.0;
+    data_row(ground, observations, i, scratch[as_size(thread)],
+             [&](const GridColumn& column, const double* cells) {
+               const double* const values = model.data() + column.before;
+               sum = std::inner_product(cells, cells + (ground.mesh.nz - column.top), values, sum);
+             });
+    data[as_size(i - 1)] = sum;
   });
   return data;
 }

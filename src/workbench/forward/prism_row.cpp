@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "base/multiversion.h"
@@ -13,6 +14,7 @@
 namespace quorivex {
 namespace {
 
+constexpr std::int64_t kVector = 8;  // doubles of the widest registers
 constexpr double kAligned = 1e-100;  // offsets below count as 0, so that no quotient overflows
 
 double sign(double x) { return static_cast<double>(x > 0.0) - static_cast<double>(x < 0.0); }
@@ -30,6 +32,19 @@ struct Column {
   double log_aligned = 0.0;  // stands for the logarithm of a distance of 0
 };
 
+/// Layers from `first` to before `end`, none where these are equal.
+struct LayerRange {
+  std::int32_t first = 0;
+  std::int32_t end = 0;
+};
+
+/// The smallest range that holds both.
+LayerRange hull(const LayerRange& a, const LayerRange& b) {
+  if (a.first == a.end) return b;
+  if (b.first == b.end) return a;
+  return {std::min(a.first, b.first), std::max(a.end, b.end)};
+}
+
 /// to[k] = ln of the distance from the line through node k and the point `across` away from it.
 QUORIVEX_MULTIVERSIONED
 void log_distances(const double* up, double across, std::int64_t nodes, double log_aligned,
@@ -42,9 +57,11 @@ void log_distances(const double* up, double across, std::int64_t nodes, double l
   }
 }
 
-/// to[k] = the node function at node k of the column (theory, equation 5).
+/// to[k] = the node function at node k of the column (theory, equation 5), for the nodes of a range
+/// and those that fill its vectors.
 QUORIVEX_MULTIVERSIONED
-void node_function(const Column& column, const TensorWeights& w, double* to) {
+void node_function(const Column& column, const LayerRange& range, const TensorWeights& w,
+                   double* to) {
   const double x = column.east;
   const double y = column.north;
   const double across = x * x + y * y;
@@ -63,8 +80,10 @@ void node_function(const Column& column, const TensorWeights& w, double* to) {
   const double* const abs_up = column.abs_up;
   const double* const log_north_of = column.log_north_of;
   const double* const log_east_of = column.log_east_of;
+  const std::int64_t first = range.first / kVector * kVector;
+  const std::int64_t end = (range.end + kVector - 1) / kVector * kVector;
 #pragma omp simd
-  for (std::int64_t k = 0; k < column.nodes; ++k) {
+  for (std::int64_t k = first; k < end; ++k) {
     const double r = std::max(std::sqrt(across + up[k] * up[k]), kAligned);
     const double slope = up[k] / r;
     to[k] = x_weight * atan(y_over_x * slope) + y_weight * atan(x_over_y * slope) +
@@ -105,23 +124,113 @@ void place_station(const Mesh& mesh, const Point& station, double scale, PrismSc
     scratch.up_sign[k] = sign(scratch.up[k]);
     scratch.abs_up[k] = std::abs(scratch.up[k]);
   }
+  for (std::size_t i = 0; i < mesh.de.size(); ++i) {
+    scratch.east_centre[i] = mesh.easting_nodes[i] - station.easting + 0.5 * mesh.de[i];
+  }
+  scratch.layers.place(mesh, station.elevation);
 }
 
-/// The differences down the columns of plane j of the nodes, j from 0.
+/// The near layers of the four columns around node column i of the plane between two rows.
+LayerRange near_node(const PrismScratch& scratch, std::size_t i) {
+  LayerRange range;
+  for (const auto* plans : {&scratch.plans, &scratch.next_plans}) {
+    for (std::size_t column = i == 0 ? 0 : i - 1; column <= i && column < plans->size(); ++column) {
+      const ColumnPlan& plan = (*plans)[column];
+      range = hull(range, {plan.near_first, plan.near_end});
+    }
+  }
+  return range;
+}
+
+/// The differences down the columns of plane j of the nodes, j from 0, where cells next to them are
+/// near.
 void node_plane(std::size_t j, std::int32_t layers, Column column, const TensorWeights& weights,
                 PrismScratch& scratch) {
   column.north = scratch.north[j];
-  log_distances(column.up, column.north, column.nodes, column.log_aligned,
-                scratch.log_east_of.data());
-  double* to = scratch.plane.data();
-  for (std::size_t i = 0; i < scratch.east.size(); ++i, to += layers) {
+  bool begun = false;
+  for (std::size_t i = 0; i < scratch.east.size(); ++i) {
+    const LayerRange near = near_node(scratch, i);
+    if (near.first == near.end) continue;
+    if (!begun) {
+      log_distances(column.up, column.north, column.nodes, column.log_aligned,
+                    scratch.log_east_of.data());
+      begun = true;
+    }
     column.east = scratch.east[i];
     column.log_north_of =
         scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i);
-    node_function(column, weights, scratch.column.data());
-    for (std::int32_t k = 0; k < layers; ++k) {
+    node_function(column, {near.first, near.end + 1}, weights, scratch.column.data());
+    double* to = scratch.plane.data() + i * as_size(layers);
+    for (std::int32_t k = near.first; k < near.end; ++k) {
       to[k] = scratch.column[as_size(k)] - scratch.column[as_size(k + 1)];
     }
+  }
+}
+
+/// to[b] = the smallest squared distance of the cells in block b of a column, in units of their
+/// longest edges.
+QUORIVEX_MULTIVERSIONED
+void nearest_of_blocks(const double* up, const double* inverse_edges, double across,
+                       double inverse_width, std::int64_t blocks, double* to) {
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    double found = std::numeric_limits<double>::infinity();
+#pragma omp simd reduction(min : found)
+    for (std::int64_t k = b * kVector; k < (b + 1) * kVector; ++k) {
+      found = std::min(found, (across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width));
+    }
+    to[b] = found;
+  }
+}
+
+/// Sets the terms of the blocks of a column, and returns what holds for the whole column; `first`
+/// is its first ground cell, `end` the number of layers.
+ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::int32_t first,
+                       std::int32_t end, std::int8_t* block_terms) {
+  const double inverse_width = 1.0 / (width * width);
+  const double* const up = scratch.layers.up.data();
+  const double* const inverse_edges = scratch.inverse_edges.data();
+  const auto blocks = static_cast<std::int64_t>(scratch.nearest.size());
+  // No cell is nearer than the column itself, nor has a longer edge than the longest.
+  const int at_most = terms_needed(across * std::min(scratch.min_inverse_edge, inverse_width));
+  if (at_most == 2 || (at_most == 3 && scratch.layers.uniform)) {
+    std::fill_n(block_terms, blocks, static_cast<std::int8_t>(at_most));
+    return {.terms = at_most};
+  }
+  nearest_of_blocks(up, inverse_edges, across, inverse_width, blocks, scratch.nearest.data());
+  ColumnPlan plan;
+  bool all_far = true;
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    const int terms = terms_needed(scratch.nearest[as_size(b)]);
+    all_far = all_far && terms > 0;
+    block_terms[b] = static_cast<std::int8_t>(terms > 0 ? terms : kMaxTerms);
+    plan.terms = std::max<int>(plan.terms, block_terms[b]);
+  }
+  if (all_far) return plan;
+  const auto is_near = [&](std::int32_t k) {
+    return terms_needed((across + up[k] * up[k]) * std::min(inverse_edges[k], inverse_width)) == 0;
+  };
+  while (first < end && !is_near(first)) ++first;
+  while (first < end && !is_near(end - 1)) --end;
+  if (first < end) {
+    plan.near_first = first;
+    plan.near_end = end;
+  }
+  return plan;
+}
+
+/// Plans the columns of row j, the next one.
+void plan_row(const Ground& ground, std::int32_t j, const ColumnRow& columns,
+              PrismScratch& scratch) {
+  const Mesh& mesh = ground.mesh;
+  for (std::int32_t i = 1; i <= mesh.ne; ++i) {
+    const double east = columns.east[i - 1];
+    const std::int32_t top = ground.tops(j, i);
+    ColumnPlan& plan = scratch.next_plans[as_size(i - 1)];
+    plan = {};
+    if (top == mesh.nz) continue;
+    plan = plan_column(scratch, east * east + columns.north * columns.north,
+                       std::max(columns.width, columns.east_width[i - 1]), top, mesh.nz,
+                       scratch.next_block_terms.data() + (i - 1) * length(scratch.nearest));
   }
 }
 
@@ -144,38 +253,70 @@ std::array<Straddling, 2> straddling(const std::vector<double>& offsets, std::in
   return found;
 }
 
-/// Inside a cell the trace of its tensor is -4 pi, which the node function leaves out.
-void add_trace_inside(const Ground& ground, double uu, const PrismScratch& scratch,
-                      View1<double> row) {
-  constexpr double kBelow = -1.0;
-  const auto layers = straddling(scratch.up, ground.mesh.nz, kBelow);
-  if (layers[0].cell == 0) return;
-  for (const Straddling& j : straddling(scratch.north, ground.mesh.nn, 0.0)) {
-    for (const Straddling& i : straddling(scratch.east, ground.mesh.ne, 0.0)) {
-      if (i.cell == 0 || j.cell == 0) continue;
-      const std::int32_t top = ground.tops(j.cell, i.cell);
-      for (const Straddling& k : layers) {
-        if (k.cell <= top) continue;
-        row(ground.cells_before(j.cell, i.cell) + k.cell - top) -=
-            uu * std::numbers::pi / 2.0 * i.sides * j.sides * k.sides;
+/// The cells that hold the station, by axis; inside a cell the trace of its tensor is -4 pi, which
+/// the node function leaves out.
+struct Inside {
+  std::array<Straddling, 2> east, north, up;
+  double uu = 0.0;  ///< weight
+};
+
+void add_trace(const Inside& inside, const GridColumn& column, double* cells) {
+  if (inside.up[0].cell == 0) return;
+  for (const Straddling& j : inside.north) {
+    if (j.cell != column.j) continue;
+    for (const Straddling& i : inside.east) {
+      if (i.cell != column.i) continue;
+      for (const Straddling& k : inside.up) {
+        if (k.cell <= column.top) continue;
+        cells[k.cell - 1 - column.top] -=
+            inside.uu * std::numbers::pi / 2.0 * i.sides * j.sides * k.sides;
       }
     }
   }
 }
 
-/// The cells of row j of columns from the planes of nodes before and behind it.
-void row_of_columns(const Ground& ground, std::int32_t j, const PrismScratch& scratch,
-                    View1<double> row) {
+/// The near cells of a column, from the planes of nodes before and after it; `cells` begins with
+/// the first layer.
+void near_cells(const PrismScratch& scratch, std::size_t i, std::int32_t layers, double* cells) {
+  const ColumnPlan& plan = scratch.plans[i];
+  const double* const west = scratch.plane.data() + i * as_size(layers);
+  const double* const west_before = scratch.plane_before.data() + i * as_size(layers);
+  for (std::int32_t k = plan.near_first; k < plan.near_end; ++k) {
+    cells[k] = (west[k + layers] - west[k]) - (west_before[k + layers] - west_before[k]);
+  }
+}
+
+/// The near cells for which the expansion of their pieces is better.
+void thin_cells(const PrismScratch& scratch, std::size_t i, const WeightedDerivatives& derivatives,
+                const ColumnRow& columns, double* cells) {
+  for (std::int32_t k = scratch.plans[i].near_first; k < scratch.plans[i].near_end; ++k) {
+    const std::size_t layer = as_size(k);
+    const CellFromStation cell{
+        {columns.east[i], columns.north, scratch.layers.up[layer]},
+        {columns.east_width[i], columns.width, scratch.layers.thickness[layer]}};
+    if (is_thin(cell)) cells[k] = value_of_thin_cell(derivatives, cell);
+  }
+}
+
+/// The columns of a row, whose planes of nodes have been made.
+void row_of_columns(const Ground& ground, std::int32_t j, const WeightedDerivatives& derivatives,
+                    const ColumnRow& columns, const Inside& inside, PrismScratch& scratch,
+                    const ColumnSink& sink) {
   const std::int32_t nz = ground.mesh.nz;
-  for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
-    const std::int32_t top = ground.tops(j, i);
-    const std::size_t west = as_size((i - std::int64_t{1}) * nz + top);
-    const std::size_t east = west + as_size(nz);
-    double* to = row.data() + ground.cells_before(j, i);
-    for (std::size_t k = 0; k < as_size(nz - top); ++k) {
-      to[k] = (scratch.plane[east + k] - scratch.plane[west + k]) -
-              (scratch.plane_before[east + k] - scratch.plane_before[west + k]);
-    }
+  double* const cells = scratch.column.data();
+  scratch.polynomials.make(derivatives, columns, scratch.plans, scratch.layers);
+  GridColumn column{.j = j, .above = (j - std::int64_t{1}) * ground.mesh.ne * nz};
+  for (std::size_t i = 0; i < scratch.plans.size(); ++i, column.above += nz) {
+    column.i = static_cast<std::int32_t>(i) + 1;
+    column.top = ground.tops(j, column.i);
+    column.before = ground.cells_before(j, column.i);
+    scratch.polynomials.evaluate(columns, static_cast<std::int64_t>(i),
+                                 scratch.block_terms.data() + i * scratch.nearest.size(),
+                                 scratch.layers, cells);
+    near_cells(scratch, i, nz, cells);
+    thin_cells(scratch, i, derivatives, columns, cells);
+    add_trace(inside, column, cells + column.top);
+    sink(column, cells + column.top);
   }
 }
 
@@ -202,9 +343,8 @@ Touched touched(const std::vector<double>& offsets, std::int32_t cells) {
 
 }  // namespace
 
-PrismScratch::PrismScratch(const Mesh& mesh) {
+PrismScratch::PrismScratch(const Mesh& mesh) : layers(mesh), polynomials(mesh.ne) {
   constexpr const char* kRoutine = "prism_row";
-  constexpr std::int64_t kVector = 8;  // doubles of the widest registers
   stride = (mesh.nz + kVector) / kVector * kVector;
   const auto doubles = [](std::int64_t count) {
     return allocate<double>(as_size(count), kRoutine);
@@ -219,10 +359,22 @@ PrismScratch::PrismScratch(const Mesh& mesh) {
   column = doubles(stride);
   plane = doubles(mesh.nz * (std::int64_t{mesh.ne} + 1));
   plane_before = plane;
+  const std::size_t columns = as_size((mesh.ne + kVector - 1) / kVector * kVector);
+  east_centre = allocate<double>(columns, kRoutine);
+  east_width = allocate<double>(columns, kRoutine, mesh.de.back());
+  std::copy(mesh.de.begin(), mesh.de.end(), east_width.begin());
+  inverse_edges = layers.thickness_squared;
+  for (double& value : inverse_edges) value = 1.0 / value;
+  min_inverse_edge = *std::min_element(inverse_edges.begin(), inverse_edges.end());
+  plans = allocate<ColumnPlan>(as_size(mesh.ne), kRoutine);
+  next_plans = plans;
+  nearest = doubles(length(layers.up) / kVector);
+  block_terms = allocate<std::int8_t>(plans.size() * nearest.size(), kRoutine);
+  next_block_terms = block_terms;
 }
 
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,
-               PrismScratch& scratch, View1<double> row) {
+               PrismScratch& scratch, const ColumnSink& sink) {
   const Mesh& mesh = ground.mesh;
   const double scale = station_scale(mesh, station);
   place_station(mesh, station, scale, scratch);
@@ -236,13 +388,34 @@ void prism_row(const Ground& ground, const Point& station, const TensorWeights& 
     log_distances(column.up, scratch.east[i], column.nodes, column.log_aligned,
                   scratch.log_north_of.data() + scratch.stride * static_cast<std::int64_t>(i));
   }
+  constexpr double kBelow = -1.0;  // the side of a horizontal face with the station on it
+  const Inside inside{.east = straddling(scratch.east, mesh.ne, 0.0),
+                      .north = straddling(scratch.north, mesh.nn, 0.0),
+                      .up = straddling(scratch.up, mesh.nz, kBelow),
+                      .uu = weights.uu};
+  const WeightedDerivatives derivatives(weights);
+  const auto row_at = [&](std::int32_t j) {
+    const std::size_t at = as_size(j - 1);
+    return ColumnRow{.north = mesh.northing_nodes[at] - station.northing + 0.5 * mesh.dn[at],
+                     .width = mesh.dn[at],
+                     .east = scratch.east_centre.data(),
+                     .east_width = scratch.east_width.data()};
+  };
+  std::fill(scratch.plans.begin(), scratch.plans.end(), ColumnPlan{});
+  plan_row(ground, 1, row_at(1), scratch);
   node_plane(0, mesh.nz, column, weights, scratch);
   for (std::int32_t j = 1; j <= mesh.nn; ++j) {
     std::swap(scratch.plane_before, scratch.plane);
+    std::swap(scratch.plans, scratch.next_plans);
+    std::swap(scratch.block_terms, scratch.next_block_terms);
+    if (j < mesh.nn) {
+      plan_row(ground, j + 1, row_at(j + 1), scratch);
+    } else {
+      std::fill(scratch.next_plans.begin(), scratch.next_plans.end(), ColumnPlan{});
+    }
     node_plane(as_size(j), mesh.nz, column, weights, scratch);
-    row_of_columns(ground, j, scratch, row);
+    row_of_columns(ground, j, derivatives, row_at(j), inside, scratch, sink);
   }
-  add_trace_inside(ground, weights.uu, scratch, row);
 }
 
 bool on_cell_edge(const Ground& ground, const Point& station, PrismScratch& scratch) {

@@ -2,80 +2,206 @@
 #include "workbench/forward/row_compression.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <numeric>
 
+#include "base/stop_run.h"
+
 namespace quorivex {
 namespace {
 
-constexpr double kNothing = std::numeric_limits<double>::infinity();
+// A class is known by exponent and first four bits of the square. Squares below 2^-160 and above
+// 2^160 share the first and the last class; the limit within a class is found by sorting it.
+constexpr int kShift = 48;
+constexpr std::int64_t kOctaves = 160;
+constexpr std::int64_t kFirst = (1023 - kOctaves) << 4;
+constexpr std::int64_t kClasses = 2 * kOctaves << 4;
 
-/// The threshold that keeps the squares from `first` on; none of the others is larger.
-CoefficientThreshold threshold_below(std::vector<double>::iterator first,
-                                     std::vector<double>::iterator last) {
-  if (first == last) return {kNothing, 0};
-  const double square = *std::min_element(first, last);
-  return {square, std::count(first, last, square)};
+std::int64_t class_of(double square) {
+  const auto top = static_cast<std::int64_t>(std::bit_cast<std::uint64_t>(square) >> kShift);
+  return std::clamp<std::int64_t>(top - kFirst, 0, kClasses - 1);
 }
 
-CoefficientThreshold within_energy(View1<const double> coefficients, double error,
-                                   std::vector<double>& squares) {
-  double energy = 0.0;
-  for (const double c : coefficients) energy += c * c;
-  const double budget = error * error * energy;
-  // All coefficients this small fit into the budget together.
-  const double surely_dropped = budget / static_cast<double>(coefficients.size());
-  double dropped = 0.0;
-  for (const double c : coefficients) {
-    if (c * c <= surely_dropped) {
-      dropped += c * c;
-    } else {
-      squares.push_back(c * c);
-    }
+/// Squares of a class lie from here to before the beginning of the next one.
+double begin_of_class(std::int64_t number) {
+  if (number <= 0) return 0.0;
+  if (number >= kClasses) return std::numeric_limits<double>::infinity();
+  return std::bit_cast<double>(static_cast<std::uint64_t>(number + kFirst) << kShift);
+}
+
+void sort_into_classes(View1<const double> grid, SizeClasses& classes) {
+  std::fill(classes.energy.begin(), classes.energy.end(), 0.0);
+  std::fill(classes.count.begin(), classes.count.end(), 0);
+  double* const energy = classes.energy.data();
+  std::int64_t* const count = classes.count.data();
+  for (const double c : grid) {
+    const double square = c * c;
+    const std::int64_t at = class_of(square);
+    energy[at] += square;
+    ++count[at];
   }
-  // Bisection by size: what lies before `first` is dropped, what lies from `last` on is kept.
-  auto first = squares.begin();
-  auto last = squares.end();
+}
+
+/// What is dropped: every square of the classes below `undecided`, none of those above, and of that
+/// class the squares below `square`, or the smallest ones while they fit into `energy` and `count`.
+struct Limit {
+  std::int64_t undecided = 0;
+  double square = 0.0;
+  double energy = 0.0;
+  std::int64_t count = 0;
+};
+
+constexpr std::int64_t kAnyCount = std::numeric_limits<std::int64_t>::max();
+
+Limit within_energy(const SizeClasses& classes, double error) {
+  const double all = std::accumulate(classes.energy.begin(), classes.energy.end(), 0.0);
+  Limit limit{.energy = error * error * all, .count = kAnyCount};
+  for (; limit.undecided < kClasses - 1; ++limit.undecided) {
+    const double energy = classes.energy[as_size(limit.undecided)];
+    if (!(energy <= limit.energy)) break;
+    limit.energy -= energy;
+  }
+  return limit;
+}
+
+Limit all_but(const SizeClasses& classes, std::int64_t points, std::int64_t kept) {
+  Limit limit{.energy = std::numeric_limits<double>::infinity(),
+              .count = std::max<std::int64_t>(points - kept, 0)};
+  for (; limit.undecided < kClasses - 1; ++limit.undecided) {
+    const std::int64_t count = classes.count[as_size(limit.undecided)];
+    if (count > limit.count) break;
+    limit.count -= count;
+  }
+  return limit;
+}
+
+Limit limit_of(const SizeClasses& classes, std::int64_t points, std::int64_t ground_cells,
+               const CompressionRule& rule) {
+  switch (rule.kind) {
+    case CompressionRule::Kind::relative_error:
+      return within_energy(classes, rule.value);
+    case CompressionRule::Kind::fraction:
+      return all_but(classes, points, std::llround(rule.value * static_cast<double>(ground_cells)));
+    case CompressionRule::Kind::threshold:
+      break;
+  }
+  const double square = rule.value * rule.value;
+  return {.undecided = class_of(square), .square = square};
+}
+
+/// Moves what is kept to the row, the undecided class included; returns the energy of the rounding
+/// to single precision and the number of undecided ones.
+struct Picked {
+  double rounding = 0.0;
+  std::int64_t undecided = 0;
+};
+
+Picked pick(View1<const double> grid, std::int64_t undecided_class, SizeClasses& classes,
+            CompressedRow& row) {
+  const double low = begin_of_class(undecided_class);
+  const double high = begin_of_class(undecided_class + 1);
+  Picked picked;
+  row.count = 0;
+  row.finite = true;
+  const double* const c = grid.data();
+  for (std::int64_t p = 0; p < grid.size(); ++p) {
+    const double square = c[p] * c[p];
+    if (square < low) continue;
+    const auto stored = static_cast<float>(c[p]);
+    const double error = c[p] - static_cast<double>(stored);
+    picked.rounding += error * error;
+    if (stored == 0.0F) continue;
+    if (square < high) classes.undecided.data()[picked.undecided++] = row.count;
+    row.positions.data()[row.count] = static_cast<std::int32_t>(p) + 1;
+    row.values.data()[row.count] = stored;
+    row.finite = row.finite && std::isfinite(stored);
+    ++row.count;
+  }
+  return picked;
+}
+
+/// Puts those of the undecided ones that are dropped first, and returns their end. `smaller` orders
+/// them, the later of equal ones first.
+template <class Square, class Smaller>
+std::int32_t* end_of_dropped(std::int32_t* first, std::int32_t* last, const Limit& limit,
+                             Square square, Smaller smaller) {
+  if (limit.square > 0.0) {
+    return std::partition(first, last, [&](std::int32_t n) { return square(n) < limit.square; });
+  }
+  if (limit.count != kAnyCount) {
+    std::int32_t* const end = first + std::min<std::int64_t>(limit.count, last - first);
+    std::nth_element(first, end, last, smaller);
+    return end;
+  }
+  // Bisection: what lies before `first` is dropped, what lies from `last` on is kept.
+  double left = limit.energy;
   while (first != last) {
-    const auto middle = first + (last - first) / 2;
-    std::nth_element(first, middle, last);
-    const double lower_half = std::accumulate(first, middle + 1, 0.0);
-    if (dropped + lower_half <= budget) {
-      dropped += lower_half;
+    std::int32_t* const middle = first + (last - first) / 2;
+    std::nth_element(first, middle, last, smaller);
+    double lower_half = 0.0;
+    for (const std::int32_t* n = first; n <= middle; ++n) lower_half += square(*n);
+    if (lower_half <= left) {
+      left -= lower_half;
       first = middle + 1;
     } else {
       last = middle;
     }
   }
-  return threshold_below(first, squares.end());
+  return first;
 }
 
-CoefficientThreshold largest(View1<const double> coefficients, std::int64_t count,
-                             std::vector<double>& squares) {
-  for (const double c : coefficients) {
-    if (c != 0.0) squares.push_back(c * c);
+/// Takes the dropped ones out of the row; returns their energy.
+double drop_undecided(View1<const double> grid, const Limit& limit, std::int64_t undecided,
+                      SizeClasses& classes, CompressedRow& row) {
+  std::int32_t* const positions = row.positions.data();
+  const auto square = [&](std::int32_t n) {
+    const double c = grid(positions[n]);
+    return c * c;
+  };
+  const auto smaller = [&](std::int32_t a, std::int32_t b) {
+    const double of_a = square(a);
+    const double of_b = square(b);
+    return of_a < of_b || (of_a == of_b && a > b);
+  };
+  std::int32_t* const first = classes.undecided.data();
+  std::int32_t* const end = end_of_dropped(first, first + undecided, limit, square, smaller);
+  double energy = 0.0;
+  for (std::int32_t* n = first; n != end; ++n) energy += square(*n);
+  for (std::int32_t* n = first; n != end; ++n) positions[*n] = 0;
+  if (first == end) return energy;
+  std::int32_t to = *std::min_element(first, end);
+  for (std::int32_t n = to; n < row.count; ++n) {
+    if (positions[n] == 0) continue;
+    positions[to] = positions[n];
+    row.values.data()[to] = row.values.data()[n];
+    ++to;
   }
-  const auto first = squares.end() - std::min(count, length(squares));
-  std::nth_element(squares.begin(), first, squares.end());
-  return threshold_below(first, squares.end());
+  row.count = to;
+  return energy;
 }
 
 }  // namespace
 
-CoefficientThreshold choose_threshold(View1<const double> coefficients, std::int64_t ground_cells,
-                                      const CompressionRule& rule, std::vector<double>& work) {
-  work.clear();
-  switch (rule.kind) {
-    case CompressionRule::Kind::relative_error:
-      return within_energy(coefficients, rule.value, work);
-    case CompressionRule::Kind::fraction:
-      return largest(coefficients, std::llround(rule.value * static_cast<double>(ground_cells)),
-                     work);
-    case CompressionRule::Kind::threshold:
-      break;
-  }
-  return {rule.value * rule.value, coefficients.size()};
+CompressedRow::CompressedRow(std::int64_t points)
+    : positions(points, "compress_row"), values(points, "compress_row") {}
+
+SizeClasses::SizeClasses(std::int64_t points)
+    : energy(allocate<double>(as_size(kClasses), "compress_row")),
+      count(allocate<std::int64_t>(as_size(kClasses), "compress_row")),
+      undecided(points, "compress_row") {}
+
+void compress_row(View1<const double> grid, std::int64_t ground_cells, const CompressionRule& rule,
+                  SizeClasses& classes, CompressedRow& row) {
+  sort_into_classes(grid, classes);
+  const Limit limit = limit_of(classes, grid.size(), ground_cells, rule);
+  const Picked picked = pick(grid, limit.undecided, classes, row);
+  const auto undecided = classes.energy.begin() + limit.undecided;
+  const double dropped = std::accumulate(classes.energy.begin(), undecided, picked.rounding) +
+                         drop_undecided(grid, limit, picked.undecided, classes, row);
+  const double all = std::accumulate(classes.energy.begin(), classes.energy.end(), 0.0);
+  row.relative_error = all > 0.0 ? std::sqrt(dropped / all) : 0.0;
 }
 
 }  // namespace quorivex

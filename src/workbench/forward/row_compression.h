@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/uninitialized_array.h"
 #include "base/view1.h"
 
 namespace quorivex {
@@ -19,21 +20,31 @@ struct CompressionRule {
   double value = 0.01;
 };
 
-/// Keeps the coefficients whose square exceeds `square`, and the first `ties` of those equal to it.
-struct CoefficientThreshold {
-  double square = 0.0;
-  std::int64_t ties = 0;
+/// The coefficients that are kept of a row, in the order of the grid, with room for all of it.
+struct CompressedRow {
+  explicit CompressedRow(std::int64_t points);
 
-  /// Call it for every coefficient of the row once, in order: it counts the ties.
-  bool keeps(double coefficient) {
-    const double own = coefficient * coefficient;
-    return own > square || (own == square && ties-- > 0);
-  }
+  UninitializedArray<std::int32_t> positions;  ///< from 1, in the wavelet grid
+  UninitializedArray<float> values;
+  std::int32_t count = 0;
+  double relative_error = 0.0;  ///< |row - kept| / |row|
+  bool finite = true;           ///< every value fits single precision
 };
 
-/// The threshold of a row with these coefficients in a survey over `ground_cells` cells. `work` has
-/// the capacity of the row, so that nothing is allocated.
-CoefficientThreshold choose_threshold(View1<const double> coefficients, std::int64_t ground_cells,
-                                      const CompressionRule& rule, std::vector<double>& work);
+/// Coefficients of a row by size: their number and energy in classes of a sixteenth of an octave of
+/// their squares. Room that a thread keeps from row to row.
+struct SizeClasses {
+  explicit SizeClasses(std::int64_t points);
+
+  std::vector<double> energy;
+  std::vector<std::int64_t> count;
+  UninitializedArray<std::int32_t>
+      undecided;  ///< of the kept ones, from 0: those of the last class
+};
+
+/// Keeps what the rule asks for in a survey over `ground_cells` cells. Of equal coefficients at the
+/// limit the first ones are kept. Reads the grid twice. Nothing is allocated.
+void compress_row(View1<const double> grid, std::int64_t ground_cells, const CompressionRule& rule,
+                  SizeClasses& classes, CompressedRow& row);
 
 }  // namespace quorivex

@@ -88,6 +88,32 @@ TEST(Wavelet, BundlesOfLinesGiveTheBitsOfSingleLinesForEveryNumberOfThreads) {
   }
 }
 
+// What stands beyond the part in use taken for values, on axes that are transformed and on others.
+TEST(Wavelet, APaddedGridIsTransformedAsOneOfZerosBeyondItsPart) {
+  const auto filter = WTN_MOD::filter_setup(orthonormal_filter(6));
+  struct Case {
+    std::array<std::int32_t, 3> counts, used;
+  };
+  for (const auto& [counts, used] : {Case{{8, 16, 32}, {5, 11, 20}}, Case{{32, 4, 8}, {17, 3, 5}},
+                                     Case{{8, 32, 2}, {8, 17, 1}}}) {
+    std::vector<double> padded =
+        values_of_seed(as_size(std::int64_t{counts[0]} * counts[1] * counts[2]), 5);
+    std::vector<double> zeros = padded;
+    std::size_t n = 0;
+    for (std::int32_t j = 0; j < counts[2]; ++j) {
+      for (std::int32_t i = 0; i < counts[1]; ++i) {
+        for (std::int32_t k = 0; k < counts[0]; ++k, ++n) {
+          if (k >= used[0] || i >= used[1] || j >= used[2]) zeros[n] = 0.0;
+        }
+      }
+    }
+    WTN_MOD::Scratch scratch(counts);
+    WTN_MOD::transform_padded(filter, padded, counts, used, scratch);
+    WTN_MOD::WTN(filter, zeros, counts, 1);
+    EXPECT_EQ(padded, zeros) << counts[1];
+  }
+}
+
 // An axis of exactly 4 points transformed; a constant that leaves details.
 TEST(Wavelet, OnlyAxesOfMoreThanFourPointsAreTransformed) {
   const double h = std::sqrt(0.5);

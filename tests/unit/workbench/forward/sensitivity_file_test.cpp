@@ -108,26 +108,87 @@ TEST(SensitivityFile, HasTheSameBytesForEveryNumberOfThreads) {
   EXPECT_TRUE(files[0] == files[1] && files[0] == files[2]);
 }
 
+/// The coefficients of a row that a rule keeps.
+std::vector<double> kept(const std::vector<double>& row, const CompressionRule& rule,
+                         double* error = nullptr) {
+  SizeClasses classes(length(row));
+  CompressedRow to(length(row));
+  compress_row(row, 5, rule, classes, to);
+  if (error != nullptr) *error = to.relative_error;
+  EXPECT_TRUE(to.finite);
+  std::vector<double> values;
+  for (std::int32_t n = 0; n < to.count; ++n) {
+    values.push_back(to.values.data()[n]);
+    EXPECT_EQ(values.back(), static_cast<float>(row[as_size(to.positions.data()[n] - 1)]));
+  }
+  return values;
+}
+
+/// The largest coefficients whose rest has at most error^2 of the energy, by sorting them all; of
+/// equal ones the first, in the order of the row.
+std::vector<double> by_sorting(const std::vector<double>& row, double error) {
+  std::vector<std::size_t> order(row.size());
+  std::iota(order.begin(), order.end(), 0U);
+  std::stable_sort(order.begin(), order.end(),
+                   [&](auto a, auto b) { return std::abs(row[a]) > std::abs(row[b]); });
+  double left = error * error * dot(row, row);
+  while (!order.empty() && row[order.back()] * row[order.back()] <= left) {
+    left -= row[order.back()] * row[order.back()];
+    order.pop_back();
+  }
+  std::sort(order.begin(), order.end());
+  std::vector<double> values;
+  for (const std::size_t n : order) values.push_back(static_cast<float>(row[n]));
+  return values;
+}
+
 // One coefficient too many or too few; ties that break the count.
 TEST(RowCompression, KeepsTheFewestCoefficientsThatAreAllowed) {
   const std::vector<double> row{3, -1, 0, 2, 2, -2, 0.5, 0, 1, -4};
-  const auto kept = [&](const CompressionRule& rule) {
-    std::vector<double> work;
-    CoefficientThreshold cut = choose_threshold(row, 5, rule, work);
-    std::vector<double> values;
-    std::copy_if(row.begin(), row.end(), std::back_inserter(values),
-                 [&](double c) { return cut.keeps(c); });
-    return values;
-  };
   using Kind = CompressionRule::Kind;
   const double energy = dot(row, row);
   const auto error = [&](double dropped) { return std::sqrt(dropped / energy) * (1 + 1e-12); };
-  EXPECT_EQ(kept({Kind::relative_error, error(6.25)}), (std::vector<double>{3, 2, 2, -4}));
-  EXPECT_EQ(kept({Kind::relative_error, error(2.24)}), (std::vector<double>{3, -1, 2, 2, -2, -4}));
-  EXPECT_EQ(kept({Kind::relative_error, 1.0 + 1e-9}).size(), 0U);
-  EXPECT_EQ(kept({Kind::relative_error, 0.0}).size(), 8U);
-  EXPECT_EQ(kept({Kind::threshold, 2.0}).size(), 5U);
-  EXPECT_EQ(kept({Kind::fraction, 0.6}), (std::vector<double>{3, 2, -4}));
+  EXPECT_EQ(kept(row, {Kind::relative_error, error(6.25)}), (std::vector<double>{3, 2, 2, -4}));
+  double made = 0.0;
+  EXPECT_EQ(kept(row, {Kind::relative_error, error(2.24)}, &made),
+            (std::vector<double>{3, -1, 2, 2, -2, -4}));
+  EXPECT_NEAR(made, std::sqrt(1.25 / energy), 1e-15);
+  EXPECT_EQ(kept(row, {Kind::relative_error, 1.0 + 1e-9}).size(), 0U);
+  EXPECT_EQ(kept(row, {Kind::relative_error, 0.0}).size(), 8U);
+  EXPECT_EQ(kept(row, {Kind::threshold, 2.0}).size(), 5U);
+  EXPECT_EQ(kept(row, {Kind::threshold, 0.0}).size(), 8U);
+  EXPECT_EQ(kept(row, {Kind::fraction, 0.6}), (std::vector<double>{3, 2, -4}));
+  EXPECT_EQ(kept(row, {Kind::fraction, 100.0}).size(), 8U);
+}
+
+// A class that is cut in the wrong place, or taken for another.
+TEST(RowCompression, AwkwardRowsAreCutAsSortingThemWouldDo) {
+  std::vector<std::vector<double>> rows{
+      std::vector<double>(999, -0.3), std::vector<double>(64, 0.0), {0, 0, 5, 0}};
+  for (const double scale : {1.0, 1e-25, 1e30}) {
+    std::vector<double> row = values_of_seed(4096, 7);
+    for (std::size_t n = 0; n < row.size(); ++n)
+      row[n] *= scale * std::exp2(-static_cast<double>(n % 97) / 4.0);
+    for (std::size_t n = 0; n < row.size(); n += 3) row[n] = 0.01 * scale;  // ties
+    rows.push_back(row);
+  }
+  for (const std::vector<double>& row : rows) {
+    for (const double error : {1e-4, 0.01, 0.3, 0.9}) {
+      double made = 0.0;
+      const auto of_row = kept(row, {CompressionRule::Kind::relative_error, error}, &made);
+      EXPECT_EQ(of_row, by_sorting(row, error)) << row[1] << " " << error;
+      EXPECT_LE(made, error * (1 + 1e-9) + 1e-7);
+    }
+  }
+}
+
+TEST(RowCompression, ARowWithoutANumberIsNotFinite) {
+  std::vector<double> row(100, 1.0);
+  row[50] = std::numeric_limits<double>::quiet_NaN();
+  SizeClasses classes(100);
+  CompressedRow to(100);
+  compress_row(row, 100, {}, classes, to);
+  EXPECT_FALSE(to.finite);
 }
 
 // A coefficient mistyped: sums of neighbours, and the moments that each family makes vanish.

@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "workbench/forward/cell_expansion.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/multiversion.h"
+#include "base/stop_run.h"
+
+namespace quorivex {
+namespace {
+
+constexpr std::int64_t kVector = 8;  // doubles of the widest registers
+constexpr int kMaxDegree = 2 * kMaxTerms;
+
+constexpr int degree_of(int term) { return 2 * term + 2; }
+
+/// The monomials x^p y^q z^s of a degree are ordered by s, and those of an s by q.
+constexpr int monomials(int degree) { return (degree + 1) * (degree + 2) / 2; }
+constexpr int monomial(int degree, int q, int s) { return s * (degree + 1) - s * (s - 1) / 2 + q; }
+
+/// Polynomials of a term in WeightedDerivatives: by g, and those of a g by a.
+constexpr int polynomials(int term) { return (term + 1) * (term + 2) / 2; }
+
+/// Coefficients of the terms before one: in WeightedDerivatives, and of a column.
+constexpr int derivatives_before(int term) {
+  int count = 0;
+  for (int m = 0; m < term; ++m) count += polynomials(m) * monomials(degree_of(m));
+  return count;
+}
+constexpr int coefficients_before(int term) {
+  int count = 0;
+  for (int m = 0; m < term; ++m) count += (m + 1) * (degree_of(m) + 1);
+  return count;
+}
+static_assert(derivatives_before(kMaxTerms) == WeightedDerivatives::kSize);
+
+constexpr std::size_t at(int index) { return static_cast<std::size_t>(index); }
+
+/// H of a derivative H / r^(2 n + 1) of 1/r, where n is the degree of H.
+struct Harmonic {
+  int degree = 0;
+  std::array<double, monomials(kMaxDegree)> c{1.0};
+};
+
+/// d/dx of H / r^(2 n + 1) is (r^2 dH/dx - (2 n + 1) x H) / r^(2 n + 3); y is axis 1, z axis 2.
+Harmonic derivative(const Harmonic& h, int axis) {
+  Harmonic d{.degree = h.degree + 1, .c = {}};
+  const auto add = [&](const std::array<int, 3>& powers, double c) {
+    d.c[at(monomial(d.degree, powers[1], powers[2]))] += c;
+  };
+  for (int s = 0; s <= h.degree; ++s) {
+    for (int q = 0; q <= h.degree - s; ++q) {
+      const double c = h.c[at(monomial(h.degree, q, s))];
+      std::array<int, 3> powers{h.degree - s - q, q, s};
+      const int power = powers[at(axis)]++;
+      add(powers, -(2.0 * h.degree + 1.0) * c);
+      if (power == 0) continue;
+      powers[at(axis)] = power - 1;
+      for (int& one : powers) {
+        one += 2;
+        add(powers, power * c);
+        one -= 2;
+      }
+    }
+  }
+  return d;
+}
+
+using Components = std::array<Harmonic, 6>;  // ee, nn, uu, en, eu, nu
+
+/// The second derivatives of (d/dx)^(2 a) (d/dy)^(2 b) of 1/r.
+Components second_derivatives(int a, int b) {
+  Harmonic h;
+  for (int i = 0; i < 2 * a; ++i) h = derivative(h, 0);
+  for (int i = 0; i < 2 * b; ++i) h = derivative(h, 1);
+  const Harmonic east = derivative(h, 0);
+  const Harmonic north = derivative(h, 1);
+  return {derivative(east, 0), derivative(north, 1), derivative(derivative(h, 2), 2),
+          derivative(east, 1), derivative(east, 2),  derivative(north, 2)};
+}
+
+/// Of the terms m, the derivatives for a = 0 to m and b = m - a.
+using DerivativeTable = std::array<std::array<Components, kMaxTerms>, kMaxTerms>;
+
+const DerivativeTable& derivative_table() {
+  static const DerivativeTable table = [] {
+    DerivativeTable made;
+    for (int m = 0; m < kMaxTerms; ++m) {
+      for (int a = 0; a <= m; ++a) made[at(m)][at(a)] = second_derivatives(a, m - a);
+    }
+    return made;
+  }();
+  return table;
+}
+
+/// The mean of exp(u d/dx) over |u| <= w/2 has the terms w^(2 n) / (4^n (2 n + 1)!) (d/dx)^(2 n).
+constexpr std::array<double, kMaxTerms> kMean{1.0, 1.0 / 24.0, 1.0 / 1920.0, 1.0 / 322560.0,
+                                              1.0 / 92897280.0};
+constexpr double kBinomial[kMaxTerms][kMaxTerms] = {
+    {1, 0, 0, 0, 0}, {1, 1, 0, 0, 0}, {1, 2, 1, 0, 0}, {1, 3, 3, 1, 0}, {1, 4, 6, 4, 1}};
+
+/// c0 + z (c1 + z (c2 + ...)).
+template <int kDegree>
+[[gnu::always_inline]] inline double polynomial(const double* c, double z) {
+  if constexpr (kDegree == 0) {
+    return c[0];
+  } else {
+    return c[0] + z * polynomial<kDegree - 1>(c + 1, z);
+  }
+}
+
+/// The polynomials of a term for the powers of the squared thickness from kPower on.
+template <int kTerm, int kPower = 0>
+[[gnu::always_inline]] inline double term_at(const double* c, double z, double thickness_squared) {
+  constexpr int kDegree = degree_of(kTerm);
+  const double value = polynomial<kDegree>(c + kPower * (kDegree + 1), z);
+  if constexpr (kPower == kTerm) {
+    return value;
+  } else {
+    return value + thickness_squared * term_at<kTerm, kPower + 1>(c, z, thickness_squared);
+  }
+}
+
+/// Of the terms from kTerm on; kUniform where the powers of the thickness are in the coefficients.
+template <int kTerm, int kTerms, bool kUniform>
+[[gnu::always_inline]] inline double series(const double* c, double z, double thickness_squared,
+                                            double inverse_4) {
+  double value = 0.0;
+  if constexpr (kUniform) {
+    value = polynomial<degree_of(kTerm)>(c + coefficients_before(kTerm), z);
+  } else {
+    value = term_at<kTerm>(c + coefficients_before(kTerm), z, thickness_squared);
+  }
+  if constexpr (kTerm + 1 < kTerms) {
+    value += inverse_4 * series<kTerm + 1, kTerms, kUniform>(c, z, thickness_squared, inverse_4);
+  }
+  return value;
+}
+
+struct ColumnPlace {
+  double across;  // squared horizontal distance from the station
+  double area;
+};
+
+template <int kTerms, bool kUniform>
+[[gnu::always_inline]] inline void cells_of(const double* c, const ColumnPlace& place,
+                                            const StationLayers& layers, std::int64_t first,
+                                            std::int64_t end, double* to) {
+  const double* const up = layers.up.data();
+  const double* const thickness = layers.thickness.data();
+  const double* const thickness_squared = layers.thickness_squared.data();
+  // Without the length the compiler fills vectors of the guesses' single precision, two blocks
+  // each.
+#pragma omp simd simdlen(8)
+  for (std::int64_t k = first; k < end; ++k) {
+    const double square = place.across + up[k] * up[k];
+    // A reciprocal root of single precision, doubled in digits by a step of Newton's method: a
+    // fifth of the time of root and quotient in double precision.
+    const double guess = 1.0F / std::sqrt(static_cast<float>(square));
+    const double inverse = guess * (1.5 - 0.5 * square * guess * guess);
+    const double inverse_2 = inverse * inverse;
+    const double inverse_4 = inverse_2 * inverse_2;
+    to[k] = place.area * thickness[k] * inverse * inverse_4 *
+            series<0, kTerms, kUniform>(c, up[k], thickness_squared[k], inverse_4);
+  }
+}
+
+#define QUORIVEX_CELLS(name, terms, uniform)                                        \
+  QUORIVEX_MULTIVERSIONED                                                           \
+  void name(const double* c, const ColumnPlace& place, const StationLayers& layers, \
+            std::int64_t first, std::int64_t end, double* to) {                     \
+    cells_of<terms, uniform>(c, place, layers, first, end, to);                     \
+  }
+QUORIVEX_CELLS(cells_2, 2, false)
+QUORIVEX_CELLS(cells_3, 3, false)
+QUORIVEX_CELLS(cells_4, 4, false)
+QUORIVEX_CELLS(cells_5, 5, false)
+QUORIVEX_CELLS(uniform_cells_2, 2, true)
+QUORIVEX_CELLS(uniform_cells_3, 3, true)
+QUORIVEX_CELLS(uniform_cells_4, 4, true)
+QUORIVEX_CELLS(uniform_cells_5, 5, true)
+#undef QUORIVEX_CELLS
+
+using Powers = std::array<double, kMaxDegree + 1>;
+
+Powers powers_of(double x) {
+  Powers powers{1.0};
+  for (std::size_t n = 1; n < powers.size(); ++n) powers[n] = powers[n - 1] * x;
+  return powers;
+}
+
+using RowCoefficients = std::array<double, WeightedDerivatives::kSize>;
+
+/// The derivatives of a term with the northing of the row put in. Where layers are uniform, the
+/// powers of the thickness are put in too, and only the polynomials of g = 0 are left.
+void put_northing_in(const WeightedDerivatives& derivatives, const ColumnRow& row, int term,
+                     const StationLayers& layers, RowCoefficients& to) {
+  const Powers north = powers_of(row.north);
+  const Powers width = powers_of(row.width * row.width);
+  const Powers thickness = powers_of(layers.thickness_squared.front());
+  const int degree = degree_of(term);
+  const int count = monomials(degree);
+  std::array<double, monomials(kMaxDegree)> of_monomial;
+  for (int s = 0; s <= degree; ++s) {
+    for (int q = 0; q <= degree - s; ++q) of_monomial[at(monomial(degree, q, s))] = north[at(q)];
+  }
+  const double* from = derivatives.coefficients.data() + derivatives_before(term);
+  double* const first = to.data() + derivatives_before(term);
+  double* target = first;
+  for (int g = 0; g <= term; ++g) {
+    if (layers.uniform) target = first;
+    for (int a = 0; a + g <= term; ++a, from += count, target += count) {
+      const double factor = width[at(term - g - a)] * (layers.uniform ? thickness[at(g)] : 1.0);
+      const bool add = layers.uniform && g > 0;
+      for (int c = 0; c < count; ++c) {
+        target[c] = (add ? target[c] : 0.0) + from[c] * factor * of_monomial[at(c)];
+      }
+    }
+  }
+}
+
+/// Puts the easting of 8 columns in: to[c stride] for the coefficients c of a term.
+QUORIVEX_MULTIVERSIONED
+void put_easting_in(const double* of_row, const double* east, const double* east_width, int term,
+                    int powers, std::int64_t stride, double* to) {
+  using Eight = double __attribute__((vector_size(64), aligned(8)));
+  const Eight x = *reinterpret_cast<const Eight*>(east);
+  const Eight width = *reinterpret_cast<const Eight*>(east_width);
+  const Eight squared = width * width;
+  const int degree = degree_of(term);
+  for (int g = 0; g < powers; ++g) {
+    const int widths = term - g + 1;
+    for (int s = 0; s <= degree; ++s, to += stride) {
+      Eight sum{};
+      for (int a = widths - 1; a >= 0; --a) {
+        const double* c = of_row + a * monomials(degree) + monomial(degree, 0, s);
+        Eight value{};
+        for (int q = 0; q <= degree - s; ++q) value = value * x + c[q];
+        sum = sum * squared + value;
+      }
+      *reinterpret_cast<Eight*>(to) = sum;
+    }
+    of_row += widths * monomials(degree);
+  }
+}
+
+double longest(const std::array<double, 3>& edges) {
+  return *std::max_element(edges.begin(), edges.end());
+}
+
+double square_of(const std::array<double, 3>& v) { return v[0] * v[0] + v[1] * v[1] + v[2] * v[2]; }
+
+double volume_of(const CellFromStation& cell) {
+  return cell.edges[0] * cell.edges[1] * cell.edges[2];
+}
+
+/// The whole expansion of one cell.
+double expansion_at(const WeightedDerivatives& derivatives, const CellFromStation& cell) {
+  std::array<Powers, 3> centre;
+  std::array<Powers, 3> edge;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    centre[axis] = powers_of(cell.centre[axis]);
+    edge[axis] = powers_of(cell.edges[axis] * cell.edges[axis]);
+  }
+  const double square = square_of(cell.centre);
+  double power = 1.0 / (square * square * std::sqrt(square));
+  double sum = 0.0;
+  const double* c = derivatives.coefficients.data();
+  for (int m = 0; m < kMaxTerms; ++m, power /= square * square) {
+    const int degree = degree_of(m);
+    for (int g = 0; g <= m; ++g) {
+      for (int a = 0; a + g <= m; ++a) {
+        double polynomial = 0.0;
+        for (int s = 0; s <= degree; ++s) {
+          for (int q = 0; q <= degree - s; ++q, ++c) {
+            polynomial += *c * centre[0][at(degree - s - q)] * centre[1][at(q)] * centre[2][at(s)];
+          }
+        }
+        sum += power * edge[0][at(a)] * edge[1][at(m - g - a)] * edge[2][at(g)] * polynomial;
+      }
+    }
+  }
+  return volume_of(cell) * sum;
+}
+
+}  // namespace
+
+int terms_needed(double squared_distance) {
+  // Largest errors over directions and shapes of cells are at most 7e-8 at each of these distances.
+  if (squared_distance >= 40.0 * 40.0) return 2;
+  if (squared_distance >= 10.0 * 10.0) return 3;
+  if (squared_distance >= 5.5 * 5.5) return 4;
+  if (squared_distance >= 3.8 * 3.8) return 5;
+  return 0;
+}
+
+StationLayers::StationLayers(const Mesh& mesh) {
+  const auto count = as_size((mesh.nz + kVector - 1) / kVector * kVector);
+  up = allocate<double>(count, "prism_row");
+  thickness = allocate<double>(count, "prism_row", mesh.dz.back());
+  std::copy(mesh.dz.begin(), mesh.dz.end(), thickness.begin());
+  thickness_squared = thickness;
+  for (double& value : thickness_squared) value *= value;
+  for (const double value : thickness) {
+    uniform = uniform && std::abs(value - thickness.front()) <= 1e-9 * thickness.front();
+  }
+}
+
+void StationLayers::place(const Mesh& mesh, double elevation) {
+  for (std::size_t k = 0; k < up.size(); ++k) {
+    const std::size_t layer = std::min(k, mesh.dz.size() - 1);
+    up[k] = mesh.z0 - elevation - mesh.depth_nodes[layer] - 0.5 * mesh.dz[layer];
+  }
+}
+
+WeightedDerivatives::WeightedDerivatives(const TensorWeights& w) {
+  const std::array<double, 6> weights{w.ee, w.nn, w.uu, w.en, w.eu, w.nu};
+  double* to = coefficients.data();
+  for (int m = 0; m < kMaxTerms; ++m) {
+    const int count = monomials(degree_of(m));
+    for (int g = 0; g <= m; ++g) {
+      for (int a = 0; a + g <= m; ++a, to += count) {
+        const double mean = kMean[at(g)] * kMean[at(a)] * kMean[at(m - g - a)];
+        // (d/dz)^2 = -(d/dx)^2 - (d/dy)^2, since 1/r is harmonic.
+        for (int l = 0; l <= g; ++l) {
+          const double factor = (g % 2 == 0 ? mean : -mean) * kBinomial[g][l];
+          const Components& components = derivative_table()[at(m)][at(a + l)];
+          for (std::size_t n = 0; n < weights.size(); ++n) {
+            for (int c = 0; c < count; ++c) to[c] += factor * weights[n] * components[n].c[at(c)];
+          }
+        }
+      }
+    }
+  }
+}
+
+bool is_thin(const CellFromStation& cell) {
+  const double square = square_of(cell.centre);
+  if (square * std::sqrt(square) < 1e7 * volume_of(cell)) return false;
+  std::array<double, 3> outside{};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    outside[axis] = std::max(std::abs(cell.centre[axis]) - 0.5 * cell.edges[axis], 0.0);
+  }
+  return std::sqrt(square_of(outside)) > 0.2 * longest(cell.edges);
+}
+
+double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell) {
+  const double edge = longest(cell.edges);
+  if (terms_needed(square_of(cell.centre) / (edge * edge)) > 0) {
+    return expansion_at(derivatives, cell);
+  }
+  const auto axis = static_cast<std::size_t>(
+      std::max_element(cell.edges.begin(), cell.edges.end()) - cell.edges.begin());
+  double sum = 0.0;
+  for (const double side : {-0.25, 0.25}) {
+    CellFromStation half = cell;
+    half.edges[axis] = 0.5 * edge;
+    half.centre[axis] += side * edge;
+    sum += value_of_thin_cell(derivatives, half);
+  }
+  return sum;
+}
+
+ColumnPolynomials::ColumnPolynomials(std::int64_t columns)
+    : stride_((columns + kVector - 1) / kVector * kVector),
+      values_(allocate<double>(as_size(stride_ * coefficients_before(kMaxTerms)), "prism_row")) {}
+
+void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const ColumnRow& row,
+                             const std::vector<ColumnPlan>& plans, const StationLayers& layers) {
+  const auto max_terms = [&](std::int64_t first, std::int64_t end) {
+    int terms = 0;
+    for (std::int64_t i = first; i < end; ++i) terms = std::max(terms, plans[as_size(i)].terms);
+    return terms;
+  };
+  RowCoefficients of_row;
+  const int terms_of_row = max_terms(0, length(plans));
+  for (int m = 0; m < terms_of_row; ++m) put_northing_in(derivatives, row, m, layers, of_row);
+  for (std::int64_t i = 0; i < length(plans); i += kVector) {
+    const int terms = max_terms(i, std::min(i + kVector, length(plans)));
+    for (int m = 0; m < terms; ++m) {
+      put_easting_in(of_row.data() + derivatives_before(m), row.east + i, row.east_width + i, m,
+                     layers.uniform ? 1 : m + 1, stride_,
+                     values_.data() + coefficients_before(m) * stride_ + i);
+    }
+  }
+}
+
+void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column,
+                                 const std::int8_t* block_terms, const StationLayers& layers,
+                                 double* to) const {
+  const std::int64_t blocks = length(layers.up) / kVector;
+  const int terms = *std::max_element(block_terms, block_terms + blocks);
+  std::array<double, coefficients_before(kMaxTerms)> c;
+  for (int n = 0; n < coefficients_before(terms); ++n) {
+    c[at(n)] = values_[as_size(n * stride_ + column)];
+  }
+  const double east = row.east[column];
+  const ColumnPlace place{east * east + row.north * row.north, row.east_width[column] * row.width};
+  constexpr std::array kGraded{cells_2, cells_3, cells_4, cells_5};
+  constexpr std::array kUniform{uniform_cells_2, uniform_cells_3, uniform_cells_4, uniform_cells_5};
+  for (std::int64_t b = 0; b < blocks;) {
+    std::int64_t end = b + 1;
+    while (end < blocks && block_terms[end] == block_terms[b]) ++end;
+    const auto cells = (layers.uniform ? kUniform : kGraded)[at(block_terms[b] - 2)];
+    cells(c.data(), place, layers, b * kVector, end * kVector, to);
+    b = end;
+  }
+}
+
+}  // namespace quorivex

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "inversion/mesh_io/mesh.h"
+#include "workbench/forward/field_directions.h"
+
+namespace quorivex {
+
+// Cells far from the station: the volume integral of 1/r, expanded about the centre of the cell
+// (docs/theory.md, equations 7 and 8).
+
+/// Terms of the expansion; term m holds the derivatives of order 2 m + 2 of 1/r.
+inline constexpr int kMaxTerms = 5;
+
+/// The fewest terms that are within 1e-7 of the field of a cell, for the squared distance of its
+/// centre in units of its longest edge; 0 where kMaxTerms are too few.
+int terms_needed(double squared_distance);
+
+/// The layers of a mesh as a station sees them, padded with the last one to a multiple of 8.
+struct StationLayers {
+  explicit StationLayers(const Mesh& mesh);
+  void place(const Mesh& mesh, double elevation);
+
+  std::vector<double> up;                 ///< of the centres above the station, metres
+  std::vector<double> thickness;          ///< metres
+  std::vector<double> thickness_squared;  ///< square metres
+  bool uniform = true;                    ///< all of one thickness
+};
+
+/// The derivatives of 1/r that a datum needs, contracted with its weights: of each term m, for each
+/// power g of the squared thickness and a of the squared width along easting (a + g <= m), the
+/// coefficients of a homogeneous polynomial of degree 2 m + 2 in the offsets of the cell.
+struct WeightedDerivatives {
+  static constexpr int kSize = 1659;
+
+  explicit WeightedDerivatives(const TensorWeights& weights);
+
+  std::array<double, kSize> coefficients{};
+};
+
+/// A cell as a station sees it: centre from the station, and edges, along easting, northing and up.
+struct CellFromStation {
+  std::array<double, 3> centre;
+  std::array<double, 3> edges;
+};
+
+/// Whether the closed form loses more digits in the cell than the expansion: long thin cells whose
+/// field is below 1e-7 of that inside, at a distance of a fifth of their length or more.
+bool is_thin(const CellFromStation& cell);
+
+/// The value of such a cell, cut into pieces that are far enough for the expansion.
+double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell);
+
+/// How the cells of a column are computed: those of the layers first..end-1 (from 0) from their
+/// nodes, the others by expansions of up to so many terms.
+struct ColumnPlan {
+  std::int32_t near_first = 0;
+  std::int32_t near_end = 0;
+  int terms = 2;
+};
+
+/// A row of columns at one northing.
+struct ColumnRow {
+  double north = 0.0;                  ///< of the centres from the station, metres
+  double width = 0.0;                  ///< along northing, metres
+  const double* east = nullptr;        ///< of the centres from the station, one per column
+  const double* east_width = nullptr;  ///< one per column
+};
+
+/// Polynomials of the columns of a row: the value of a cell is its volume / r^5 times the sum over
+/// m of P_m / r^(4 m), with P_m of degree 2 m + 2 in the height of its centre above the station and
+/// of degree m in the square of its thickness.
+class ColumnPolynomials {
+ public:
+  /// Room for so many columns; `east` and `east_width` of a row have as many, padded with finite
+  /// numbers to a multiple of 8.
+  explicit ColumnPolynomials(std::int64_t columns);
+
+  /// Makes the terms that the plans of the columns ask for.
+  void make(const WeightedDerivatives& derivatives, const ColumnRow& row,
+            const std::vector<ColumnPlan>& plans, const StationLayers& layers);
+
+  /// to[k] = the value of the cell in layer k of a column, for all layers of the padded list, with
+  /// so many terms per 8 layers, which have been made. No number where the station is at the centre
+  /// of the cell.
+  void evaluate(const ColumnRow& row, std::int64_t column, const std::int8_t* block_terms,
+                const StationLayers& layers, double* to) const;
+
+ private:
+  std::int64_t stride_;  // columns, padded
+  std::vector<double> values_;
+};
+
+}  // namespace quorivex
