@@ -34,7 +34,8 @@ std::optional<double> beta_for_target(const SummaryRow& before, const SummaryRow
   const double growth = last.norm.total - before.norm.total;
   const bool brackets = before.misfit > target && target > last.misfit && last.misfit > 0.0;
   if (!brackets || !(growth > 0.0)) return std::nullopt;
-  return target * std::log(before.misfit / last.misfit) / growth;
+  const double slope = target * std::log(before.misfit / last.misfit) / growth;
+  return std::clamp(slope, std::min(before.beta, last.beta), std::max(before.beta, last.beta));
 }
 
 }  // namespace quorivex

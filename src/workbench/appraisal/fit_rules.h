@@ -35,8 +35,8 @@ ChiSquared judge_chi_squared(double per_datum, std::int32_t ndata);
 
 /// The beta whose model would have the target misfit: the slope, d misfit / d model norm, of the
 /// trade-off curve there. Between two iterations log(misfit) is taken as linear in the model norm,
-/// so that it is target log(misfit before / misfit) / (norm - norm before). The betas of the two do
-/// not count: iterations that lag behind their beta are still close to the curve. Nothing where
+/// so that it is target log(misfit before / misfit) / (norm - norm before). It is held
+/// between the betas of the two: far from their minimum, iterations leave the curve. Nothing where
 /// their misfits do not lie on both sides of the target, or the norm does not grow.
 std::optional<double> beta_for_target(const SummaryRow& before, const SummaryRow& last,
                                       double target);

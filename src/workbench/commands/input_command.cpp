@@ -144,7 +144,9 @@ void add_line_options(CLI::App& app, Options& o) {
   add("--mode", o.mode, "N", "1: to a target misfit; 2: beta is kept [1; with --beta 2]")
       ->check(whole_number(1, 2));
   add("--chifact", o.chifact, "C", "Target misfit per datum [1]")->check(number(1e-3, 1e3));
-  add("--beta", o.beta, "B", "Trade-off parameter, kept; 0: chosen by the program")
+  add("--beta", o.beta, "B",
+      "Trade-off parameter, kept; 0: that at which mode 1\n"
+      "starts, usually far too large")
       ->check(number(0.0, 1e30))
       ->excludes("--chifact");
   add("--initial", p.initialModel, "MODEL", "Initial model, within the bounds")

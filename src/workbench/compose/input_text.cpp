@@ -76,7 +76,7 @@ std::string input_text(const InversionParameters& p) {
               "mode: 1 lowers beta until the target misfit is reached, 2 keeps beta") +
          line(fmt::format("{}  {}", p.par, p.tolc),
               p.mode == 1 ? "chifact: target = number of data x chifact; tolc: read, not used"
-                          : "beta, 0: chosen by the program; tolc: read, not used") +
+                          : "beta, 0: where mode 1 starts; tolc: read, not used") +
          line(p.obsFile, "observations") +
          line(p.mtxFile, "sensitivity file, made for these observations") +
          line(p.initialModel, "initial model: VALUE and SI, the same everywhere; or a model file") +

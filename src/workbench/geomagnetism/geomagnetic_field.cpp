@@ -51,12 +51,11 @@ Harmonics harmonics(const IgrfEpoch& epoch, double years) {
 
 const IgrfEpoch& epoch_of(const SurveyDate& date) {
   const std::vector<IgrfEpoch>& epochs = igrf_epochs();
-  const double end = epochs.back().year + kIgrfInterval;
-  if (!(date.year >= epochs.front().year && date.year <= end)) {
+  if (!has_igrf_field(date)) {
     stop_run(fmt::format(
         " ERROR: {} holds the field of the years {} to {}, not of {}. Give --inclination,\n"
         " --declination and --strength instead.",
-        igrf_name(), epochs.front().year, end, date.text));
+        igrf_name(), epochs.front().year, epochs.back().year + kIgrfInterval, date.text));
   }
   std::size_t e = epochs.size() - 1;
   while (epochs[e].year > date.year) --e;
@@ -64,6 +63,11 @@ const IgrfEpoch& epoch_of(const SurveyDate& date) {
 }
 
 }  // namespace
+
+bool has_igrf_field(const SurveyDate& date) {
+  const std::vector<IgrfEpoch>& epochs = igrf_epochs();
+  return date.year >= epochs.front().year && date.year <= epochs.back().year + kIgrfInterval;
+}
 
 MainField igrf_field(const GeoPosition& position, const SurveyDate& date) {
   if (!(std::abs(position.latitude) <= 90.0 && std::abs(position.longitude) <= 360.0)) {

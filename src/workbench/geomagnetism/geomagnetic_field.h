@@ -34,6 +34,9 @@ struct MainField {
 /// @throws StopRun for a date outside the years of the model, and for an invalid position
 MainField igrf_field(const GeoPosition& position, const SurveyDate& date);
 
+/// Whether the model holds the field of that date.
+bool has_igrf_field(const SurveyDate& date);
+
 /// The date of "1990.5", or of "1990-07-01": the start of that day, 1990 + 181/365.
 /// @throws StopRun for any other text
 SurveyDate parse_date(const std::string& text);

@@ -89,19 +89,23 @@ MainField find_inducing_field(const FieldChoice& choice, const Stations& station
   std::string source = "as given";
   if (dated) {
     const GeoPosition& at = utm.position;
-    field = igrf_field(at, parse_date(choice.date));
+    const SurveyDate date = parse_date(choice.date);
     const std::string place =
         fmt::format("{} at longitude {:.5f}, latitude {:.5f}, height {:.0f} m, {}", igrf_name(),
                     at.longitude, at.latitude, at.height, choice.date);
-    if (given) {
-      compare_with_place(given_field(choice), field, place, notes);
+    if (given && has_igrf_field(date)) {
+      compare_with_place(given_field(choice), igrf_field(at, date), place, notes);
+    } else if (given) {
+      notes.remarks.push_back(fmt::format("not compared with {}, which does not hold the year {}",
+                                          igrf_name(), choice.date));
     } else {
+      field = igrf_field(at, date);
       source = place;
-    }
-    if (!given && !choice.convergence && choice.utm_zone.empty()) {
-      notes.warnings.emplace_back(
-          "the declination is that from true north: without --convergence or --utm the grid is "
-          "taken\nto have its north there.");
+      if (!choice.convergence && choice.utm_zone.empty()) {
+        notes.warnings.emplace_back(
+            "the declination is that from true north: without --convergence or --utm the grid is "
+            "taken\nto have its north there.");
+      }
     }
   }
   if (given) field = given_field(choice);

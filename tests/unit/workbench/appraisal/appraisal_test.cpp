@@ -152,9 +152,11 @@ TEST(FitRules, BetaForTheTargetIsTheSlopeOfTheTradeOffCurve) {
     EXPECT_NEAR(beta_for_target(on_curve(10.0), on_curve(5.0), target).value(), target / 60.0,
                 1e-9);
   }
-  // The iteration before lags behind its beta and is still on the curve.
+  // The iteration before lags behind its beta: the value stays between the two.
   SummaryRow lagging = on_curve(10.0);
   lagging.beta = 6.0;
+  EXPECT_EQ(beta_for_target(lagging, on_curve(5.0), 480.0), 6.0);
+  lagging.beta = 9.0;
   EXPECT_NEAR(beta_for_target(lagging, on_curve(5.0), 480.0).value(), 8.0, 1e-9);
   EXPECT_FALSE(beta_for_target(on_curve(10.0), on_curve(5.0), 300.0));
   EXPECT_FALSE(beta_for_target(on_curve(10.0), on_curve(5.0), 600.0));
