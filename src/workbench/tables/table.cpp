@@ -140,6 +140,26 @@ void append(Table& table, const Row& row, std::int64_t number, std::int32_t flig
   append_checked(table.line, flight_line);
 }
 
+/// What the whole file says of the table.
+void finish(const std::string& name, const std::optional<TableLayout>& layout,
+            std::vector<std::string> line_names, Table& table) {
+  if (table.rows == 0) stop_run(fmt::format(" ERROR: {} holds no row of data.", name));
+  table.line_names = std::move(line_names);
+  table.heading = layout->heading_line;
+  table.names = column_names(*layout);
+}
+
+/// The flight line of a row: in its column, or begun by a row of its own.
+std::string flight_line_of(const std::vector<std::string>& fields, const TableLayout& layout,
+                           const TableRequest& request, const std::optional<std::string>& begun) {
+  if (request.line_column.empty()) return begun.value_or("");
+  return fields[layout.columns[request.columns.size()]];
+}
+
+bool is_comment(std::string_view text) {
+  return std::string_view("#/!%").find(text.front()) != std::string_view::npos;
+}
+
 Table read_rows(TextFile& file, const std::string& name, const TableRequest& request) {
   const MissingMarks marks(request.missing);
   const bool by_name = needs_heading(request);
@@ -156,7 +176,7 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
     refuse_other_formats(name, line, false);
     const std::string_view text = trim(line.text);
     if (text.empty()) continue;
-    if (std::string_view("#/!%").find(text.front()) != std::string_view::npos) {
+    if (is_comment(text)) {
       if (by_name && !layout) layout = layout_from_comment(name, {text, line.number}, request);
       continue;
     }
@@ -174,25 +194,22 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
     parse_row(fields, *layout, request, marks, row);
     if (!row.fault.empty()) {
       refuse_other_formats(name, line, true);
-      if (fields.size() == 1) row.fault += separator_hint(line.text, layout->separator);
-      faults.add(line.number, row.fault, line.text);
+      const bool one_field = fields.size() == 1;
+      faults.add(line.number,
+                 row.fault + (one_field ? separator_hint(line.text, layout->separator) : ""),
+                 line.text);
     } else if (row.missing) {
       ++table.missing[*row.missing];
     } else {
-      const std::size_t of_line = request.columns.size();
-      const std::string flight_line =
-          request.line_column.empty() ? begun.value_or("") : fields[layout->columns[of_line]];
-      append(table, row, line.number, flight_lines.number_of(flight_line));
+      append(table, row, line.number,
+             flight_lines.number_of(flight_line_of(fields, *layout, request, begun)));
       if (!request.fiducial_column.empty()) {
         append_checked(table.fiducial, fields[layout->columns.back()]);
       }
     }
   }
   faults.refuse_any();
-  if (table.rows == 0) stop_run(fmt::format(" ERROR: {} holds no row of data.", name));
-  table.line_names = std::move(flight_lines.names);
-  table.heading = layout->heading_line;
-  table.names = column_names(*layout);
+  finish(name, layout, std::move(flight_lines.names), table);
   return table;
 }
 
