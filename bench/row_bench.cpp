@@ -42,10 +42,11 @@ Observations make_stations(const Ground& ground) {
   survey.decl = survey.adecl = 14.0;
   survey.geomag = 50000.0;
   for (std::int32_t i = 0; i < kStations; ++i) {
+    const std::int32_t line = i / 16;
     survey.x.push_back(0.5 * (mesh.easting_nodes[8] + mesh.easting_nodes[56]) +
                        90.7 * (i % 16 - 8));
     survey.y.push_back(0.5 * (mesh.northing_nodes[8] + mesh.northing_nodes[56]) +
-                       90.3 * (i / 16 - 8));
+                       90.3 * (line - 8));
     survey.z.push_back(40.0);
     survey.std.push_back(2.0);
   }

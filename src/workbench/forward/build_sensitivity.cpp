@@ -242,6 +242,7 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
   summary.tried_rows = std::min(observations.ndata, options.tried_rows);
   summary.row_errors.reserve(as_size(observations.ndata));
   std::vector<RowWork> works;
+  works.reserve(as_size(threads_for(observations)));
   for (int t = 0; t < threads_for(observations); ++t) works.emplace_back(setup);
   const auto file_turn = as_size(ground.mesh.nn);
   Turns turns(file_turn + 1, 1);

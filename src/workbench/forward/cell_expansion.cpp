@@ -114,7 +114,8 @@ template <int kDegree>
 template <int kTerm, int kPower = 0>
 [[gnu::always_inline]] inline double term_at(const double* c, double z, double thickness_squared) {
   constexpr int kDegree = degree_of(kTerm);
-  const double value = polynomial<kDegree>(c + kPower * (kDegree + 1), z);
+  constexpr std::ptrdiff_t kBegin = std::ptrdiff_t{kPower} * (kDegree + 1);
+  const double value = polynomial<kDegree>(c + kBegin, z);
   if constexpr (kPower == kTerm) {
     return value;
   } else {
@@ -229,19 +230,20 @@ void put_easting_in(const double* of_row, const double* east, const double* east
   const Eight width = *reinterpret_cast<const Eight*>(east_width);
   const Eight squared = width * width;
   const int degree = degree_of(term);
+  const std::ptrdiff_t count = monomials(degree);
   for (int g = 0; g < powers; ++g) {
     const int widths = term - g + 1;
     for (int s = 0; s <= degree; ++s, to += stride) {
       Eight sum{};
       for (int a = widths - 1; a >= 0; --a) {
-        const double* c = of_row + a * monomials(degree) + monomial(degree, 0, s);
+        const double* c = of_row + a * count + monomial(degree, 0, s);
         Eight value{};
         for (int q = 0; q <= degree - s; ++q) value = value * x + c[q];
         sum = sum * squared + value;
       }
       *reinterpret_cast<Eight*>(to) = sum;
     }
-    of_row += widths * monomials(degree);
+    of_row += widths * count;
   }
 }
 
@@ -387,7 +389,7 @@ void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const Colum
 }
 
 void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column,
-                                 const std::int8_t* block_terms, const StationLayers& layers,
+                                 const std::uint8_t* block_terms, const StationLayers& layers,
                                  double* to) const {
   const std::int64_t blocks = length(layers.up) / kVector;
   const int terms = *std::max_element(block_terms, block_terms + blocks);

@@ -87,7 +87,7 @@ class ColumnPolynomials {
   /// to[k] = the value of the cell in layer k of a column, for all layers of the padded list, with
   /// so many terms per 8 layers, which have been made. No number where the station is at the centre
   /// of the cell.
-  void evaluate(const ColumnRow& row, std::int64_t column, const std::int8_t* block_terms,
+  void evaluate(const ColumnRow& row, std::int64_t column, const std::uint8_t* block_terms,
                 const StationLayers& layers, double* to) const;
 
  private:

@@ -185,7 +185,7 @@ void nearest_of_blocks(const double* up, const double* inverse_edges, double acr
 /// Sets the terms of the blocks of a column, and returns what holds for the whole column; `first`
 /// is its first ground cell, `end` the number of layers.
 ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::int32_t first,
-                       std::int32_t end, std::int8_t* block_terms) {
+                       std::int32_t end, std::uint8_t* block_terms) {
   const double inverse_width = 1.0 / (width * width);
   const double* const up = scratch.layers.up.data();
   const double* const inverse_edges = scratch.inverse_edges.data();
@@ -193,7 +193,7 @@ ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::
   // No cell is nearer than the column itself, nor has a longer edge than the longest.
   const int at_most = terms_needed(across * std::min(scratch.min_inverse_edge, inverse_width));
   if (at_most == 2 || (at_most == 3 && scratch.layers.uniform)) {
-    std::fill_n(block_terms, blocks, static_cast<std::int8_t>(at_most));
+    std::fill_n(block_terms, blocks, static_cast<std::uint8_t>(at_most));
     return {.terms = at_most};
   }
   nearest_of_blocks(up, inverse_edges, across, inverse_width, blocks, scratch.nearest.data());
@@ -202,7 +202,7 @@ ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::
   for (std::int64_t b = 0; b < blocks; ++b) {
     const int terms = terms_needed(scratch.nearest[as_size(b)]);
     all_far = all_far && terms > 0;
-    block_terms[b] = static_cast<std::int8_t>(terms > 0 ? terms : kMaxTerms);
+    block_terms[b] = static_cast<std::uint8_t>(terms > 0 ? terms : kMaxTerms);
     plan.terms = std::max<int>(plan.terms, block_terms[b]);
   }
   if (all_far) return plan;
@@ -369,7 +369,7 @@ PrismScratch::PrismScratch(const Mesh& mesh) : layers(mesh), polynomials(mesh.ne
   plans = allocate<ColumnPlan>(as_size(mesh.ne), kRoutine);
   next_plans = plans;
   nearest = doubles(length(layers.up) / kVector);
-  block_terms = allocate<std::int8_t>(plans.size() * nearest.size(), kRoutine);
+  block_terms = allocate<std::uint8_t>(plans.size() * nearest.size(), kRoutine);
   next_block_terms = block_terms;
 }
 

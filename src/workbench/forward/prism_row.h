@@ -37,9 +37,9 @@ struct PrismScratch {
   std::vector<double> inverse_edges;  ///< 1 / thickness^2 of the layers
   double min_inverse_edge = 0.0;
   ColumnPolynomials polynomials;
-  std::vector<ColumnPlan> plans, next_plans;               ///< of a row of columns and the next
-  std::vector<std::int8_t> block_terms, next_block_terms;  ///< per column and 8 layers
-  std::vector<double> nearest;                             ///< per 8 layers
+  std::vector<ColumnPlan> plans, next_plans;                ///< of a row of columns and the next
+  std::vector<std::uint8_t> block_terms, next_block_terms;  ///< per column and 8 layers
+  std::vector<double> nearest;                              ///< per 8 layers
 };
 
 /// Takes the values of the ground cells of a column, from the top down.
