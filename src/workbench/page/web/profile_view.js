@@ -144,9 +144,9 @@ function arrange(view) {
   const range = [bottom, highest + 0.03 * (highest - bottom)];
   const length = track.at[track.at.length - 1];
   const exact = ((range[1] - range[0]) * width) / (length || 1);
-  const limit = isPrinting() ? 320 : 520;
+  const limit = isPrinting() ? 230 : 520;
   const height = Math.min(Math.max(exact * model.exaggeration, 120), limit);
-  const [dataHeight, residualHeight] = isPrinting() ? [170, 100] : [230, 130];
+  const [dataHeight, residualHeight] = isPrinting() ? [150, 90] : [230, 130];
   const total = dataHeight + residualHeight + height + 2 * GAP;
   plot.style.height = `${total + margin.t + margin.b}px`;
   return {
