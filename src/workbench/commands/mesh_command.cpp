@@ -17,7 +17,7 @@
 #include "workbench/commands/survey_inputs.h"
 #include "workbench/forward/build_estimate.h"
 #include "workbench/forward/station_checks.h"
-#include "workbench/survey/mesh_design.h"
+#include "workbench/survey/ground_design.h"
 
 namespace quorivex {
 namespace {
@@ -57,15 +57,6 @@ struct MeshCommand {
   MeshWishes wishes;
 };
 
-struct Design {
-  MeshPlan plan;
-  Ground ground;
-  std::optional<SurveyTerrain> terrain;
-  std::string description;  // of the terrain
-  std::optional<GroundGap> gap;
-  std::vector<std::string> warnings;
-};
-
 std::string describe_survey(const Observations& data, const SurveyShape& shape) {
   const auto axis = [](const char* name, const Interval& extent) {
     return fmt::format("  {:<10} {:.10g} to {:.10g} m\n", name, extent.min, extent.max);
@@ -84,7 +75,7 @@ std::string describe_survey(const Observations& data, const SurveyShape& shape) 
   return text;
 }
 
-std::string describe_terrain(const Design& design) {
+std::string describe_terrain(const GroundDesign& design) {
   if (!design.terrain) return "";
   const SurveyTerrain& terrain = *design.terrain;
   return fmt::format(
@@ -125,15 +116,9 @@ std::string describe_plan(const MeshPlan& plan, const Mesh& mesh) {
          width_list(mesh.dz, 96, "\n  ");
 }
 
-MeshPlan plan_of(const SurveyShape& shape, const MeshWishes& wishes,
-                 const std::optional<SurveyTerrain>& terrain) {
-  if (!terrain) return plan_mesh(shape, wishes);
-  return plan_under_terrain(plan_mesh(shape, wishes, terrain->clearance), wishes, *terrain);
-}
-
 /// What the mesh costs, and what makes it cheaper.
 std::string describe_size(const MeshCommand& command, const Observations& data,
-                          const SurveyShape& shape, const Design& design) {
+                          const SurveyShape& shape, const GroundDesign& design) {
   MeshWishes wider = command.wishes;
   wider.cell = round_width(1.5 * design.plan.cell);
   const Mesh smaller = design_mesh(shape, plan_of(shape, wider, design.terrain));
@@ -192,49 +177,12 @@ void warn_of_cells(const Mesh& mesh) {
              mesh.cells());
 }
 
-/// The terrain as it is read without a mesh.
-Terrain whole_terrain(const GroundSource& source) {
-  return source.elevation ? level_terrain(*source.elevation) : read_terrain(source.topography);
-}
-
-Design design_on_level_top(const SurveyShape& shape, const MeshWishes& wishes) {
-  Design made;
-  made.plan = plan_mesh(shape, wishes);
-  Mesh mesh = design_mesh(shape, made.plan);
-  ColumnTops tops = column_tops_of_terrain(mesh, level_terrain(mesh.z0)).tops;
-  made.ground = make_ground(std::move(mesh), std::move(tops));
-  return made;
-}
-
-Design design_under_terrain(const MeshCommand& command, const Observations& data,
-                            const SurveyShape& shape) {
-  // The clearance decides how wide the cells are, and they where the mesh lies, for which the
-  // terrain is then read.
-  const double clearance = median(heights_above(whole_terrain(command.source), data));
-  const Mesh place = design_mesh(shape, plan_mesh(shape, command.wishes, clearance));
-  const Terrain terrain = terrain_of(command.source, place, print_warning);
-  const std::vector<double> heights = heights_above(terrain, data);
-  Design made;
-  made.terrain = survey_terrain(terrain, place, data, heights);
-  made.description = terrain.description;
-  made.plan = plan_of(shape, command.wishes, made.terrain);
-  Mesh mesh = design_mesh(shape, made.plan);
-  made.warnings = station_warnings(data, mesh, heights);
-  const Warn warn = [&](const std::string& sentence) { made.warnings.push_back(sentence); };
-  TerrainTops found = column_tops_of_terrain(mesh, terrain);
-  warn_of_misfit(terrain, found, mesh, warn);
-  made.ground = make_ground(std::move(mesh), std::move(found.tops));
-  made.gap = ground_gap(terrain, made.ground, data, heights);
-  if (made.gap) warn_of_gap(*made.gap, warn);
-  return made;
-}
-
 void run(const MeshCommand& command) {
   refuse_overwriting(command.output, {command.data, command.source.topography});
   const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
-  const Design made = command.source.knows_terrain() ? design_under_terrain(command, data, shape)
-                                                     : design_on_level_top(shape, command.wishes);
+  const GroundDesign made =
+      design_ground(command.source, command.wishes, data, shape, print_warning);
   const Mesh& mesh = made.ground.mesh;
   write_mesh_file(command.output, mesh);
   fmt::print("{}{}\n{}{}\n", describe_survey(data, shape), describe_terrain(made),
@@ -242,7 +190,7 @@ void run(const MeshCommand& command) {
   if (made.gap) fmt::print("  the cells' ground lies {}\n", describe_gap(*made.gap, "\n  "));
   fmt::print("\n{}\n{}", describe_size(command, data, shape, made),
              next_step(command, data, made.plan));
-  print_warnings(made.warnings);
+  if (made.terrain) print_warnings(station_warnings(data, mesh, made.heights));
   if (!command.source.knows_terrain()) warn_of_top(data, made.plan);
   warn_of_cells(mesh);
 }
