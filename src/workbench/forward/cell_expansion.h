@@ -6,15 +6,12 @@
 #include <vector>
 
 #include "inversion/mesh_io/mesh.h"
-#include "workbench/forward/field_directions.h"
+#include "workbench/forward/weighted_derivatives.h"
 
 namespace quorivex {
 
 // Cells far from the station: the volume integral of 1/r, expanded about the centre of the cell
 // (docs/theory.md, equations 7 and 8).
-
-/// Terms of the expansion; term m holds the derivatives of order 2 m + 2 of 1/r.
-inline constexpr int kMaxTerms = 5;
 
 /// The fewest terms that are within 1e-7 of the field of a cell, for the squared distance of its
 /// centre in units of its longest edge; 0 where kMaxTerms are too few.
@@ -29,17 +26,6 @@ struct StationLayers {
   std::vector<double> thickness;          ///< metres
   std::vector<double> thickness_squared;  ///< square metres
   bool uniform = true;                    ///< all of one thickness
-};
-
-/// The derivatives of 1/r that a datum needs, contracted with its weights: of each term m, for each
-/// power g of the squared thickness and a of the squared width along easting (a + g <= m), the
-/// coefficients of a homogeneous polynomial of degree 2 m + 2 in the offsets of the cell.
-struct WeightedDerivatives {
-  static constexpr int kSize = 1659;
-
-  explicit WeightedDerivatives(const TensorWeights& weights);
-
-  std::array<double, kSize> coefficients{};
 };
 
 /// A cell as a station sees it: centre from the station, and edges, along easting, northing and up.
