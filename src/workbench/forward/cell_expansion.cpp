@@ -11,22 +11,26 @@ namespace quorivex {
 namespace {
 
 constexpr std::int64_t kVector = 8;  // doubles of the widest registers
-/// Coefficients of a column before those of a term.
-constexpr int coefficients_before(int term) {
+/// Coefficients of a column before those of a term, where the thickness of its layers is put in and
+/// where its powers are kept apart.
+constexpr int uniform_before(int term) { return term * (term + 2); }
+constexpr int graded_before(int term) {
   int count = 0;
   for (int m = 0; m < term; ++m) count += (m + 1) * (degree_of(m) + 1);
   return count;
 }
+constexpr int kUniform = uniform_before(kMaxTerms);
+constexpr int kCoefficients = kUniform + graded_before(kMaxTerms);
 
 constexpr std::size_t at(int index) { return static_cast<std::size_t>(index); }
 
-/// c0 + z (c1 + z (c2 + ...)).
+/// c0 + z (c1 + z (c2 + ...)), with a stride of kVector, as everywhere below.
 template <int kDegree>
 [[gnu::always_inline]] inline double polynomial(const double* c, double z) {
   if constexpr (kDegree == 0) {
     return c[0];
   } else {
-    return c[0] + z * polynomial<kDegree - 1>(c + 1, z);
+    return c[0] + z * polynomial<kDegree - 1>(c + kVector, z);
   }
 }
 
@@ -34,7 +38,7 @@ template <int kDegree>
 template <int kTerm, int kPower = 0>
 [[gnu::always_inline]] inline double term_at(const double* c, double z, double thickness_squared) {
   constexpr int kDegree = degree_of(kTerm);
-  constexpr std::ptrdiff_t kBegin = std::ptrdiff_t{kPower} * (kDegree + 1);
+  constexpr std::ptrdiff_t kBegin = kVector * kPower * (kDegree + 1);
   const double value = polynomial<kDegree>(c + kBegin, z);
   if constexpr (kPower == kTerm) {
     return value;
@@ -43,18 +47,18 @@ template <int kTerm, int kPower = 0>
   }
 }
 
-/// Of the terms from kTerm on; kUniform where the powers of the thickness are in the coefficients.
-template <int kTerm, int kTerms, bool kUniform>
+/// Of the terms from kTerm on; kPutIn where the powers of the thickness are in the coefficients.
+template <int kTerm, int kTerms, bool kPutIn>
 [[gnu::always_inline]] inline double series(const double* c, double z, double thickness_squared,
                                             double inverse_4) {
   double value = 0.0;
-  if constexpr (kUniform) {
-    value = polynomial<degree_of(kTerm)>(c + coefficients_before(kTerm), z);
+  if constexpr (kPutIn) {
+    value = polynomial<degree_of(kTerm)>(c + kVector * uniform_before(kTerm), z);
   } else {
-    value = term_at<kTerm>(c + coefficients_before(kTerm), z, thickness_squared);
+    value = term_at<kTerm>(c + kVector * graded_before(kTerm), z, thickness_squared);
   }
   if constexpr (kTerm + 1 < kTerms) {
-    value += inverse_4 * series<kTerm + 1, kTerms, kUniform>(c, z, thickness_squared, inverse_4);
+    value += inverse_4 * series<kTerm + 1, kTerms, kPutIn>(c, z, thickness_squared, inverse_4);
   }
   return value;
 }
@@ -64,7 +68,7 @@ struct ColumnPlace {
   double area;
 };
 
-template <int kTerms, bool kUniform>
+template <int kTerms, bool kPutIn>
 [[gnu::always_inline]] inline void cells_of(const double* c, const ColumnPlace& place,
                                             const StationLayers& layers, std::int64_t first,
                                             std::int64_t end, double* to) {
@@ -83,15 +87,15 @@ template <int kTerms, bool kUniform>
     const double inverse_2 = inverse * inverse;
     const double inverse_4 = inverse_2 * inverse_2;
     to[k] = place.area * thickness[k] * inverse * inverse_4 *
-            series<0, kTerms, kUniform>(c, up[k], thickness_squared[k], inverse_4);
+            series<0, kTerms, kPutIn>(c, up[k], thickness_squared[k], inverse_4);
   }
 }
 
-#define QUORIVEX_CELLS(name, terms, uniform)                                        \
+#define QUORIVEX_CELLS(name, terms, put_in)                                         \
   QUORIVEX_MULTIVERSIONED                                                           \
   void name(const double* c, const ColumnPlace& place, const StationLayers& layers, \
             std::int64_t first, std::int64_t end, double* to) {                     \
-    cells_of<terms, uniform>(c, place, layers, first, end, to);                     \
+    cells_of<terms, put_in>(c, place, layers, first, end, to);                      \
   }
 QUORIVEX_CELLS(cells_2, 2, false)
 QUORIVEX_CELLS(cells_3, 3, false)
@@ -115,11 +119,12 @@ using RowCoefficients = std::array<double, WeightedDerivatives::kSize>;
 
 /// The derivatives of a term with the northing of the row put in. Where layers are uniform, the
 /// powers of the thickness are put in too, and only the polynomials of g = 0 are left.
+QUORIVEX_MULTIVERSIONED
 void put_northing_in(const WeightedDerivatives& derivatives, const ColumnRow& row, int term,
                      const StationLayers& layers, RowCoefficients& to) {
   const Powers north = powers_of(row.north);
   const Powers width = powers_of(row.width * row.width);
-  const Powers thickness = powers_of(layers.thickness_squared.front());
+  const Powers thickness = powers_of(layers.uniform_squared);
   const int degree = degree_of(term);
   const int count = monomials(degree);
   std::array<double, monomials(kMaxDegree)> of_monomial;
@@ -130,40 +135,75 @@ void put_northing_in(const WeightedDerivatives& derivatives, const ColumnRow& ro
   double* const first = to.data() + derivatives_before(term);
   double* target = first;
   for (int g = 0; g <= term; ++g) {
-    if (layers.uniform) target = first;
+    if (layers.all_uniform) target = first;
     for (int a = 0; a + g <= term; ++a, from += count, target += count) {
-      const double factor = width[at(term - g - a)] * (layers.uniform ? thickness[at(g)] : 1.0);
-      const bool add = layers.uniform && g > 0;
-      for (int c = 0; c < count; ++c) {
-        target[c] = (add ? target[c] : 0.0) + from[c] * factor * of_monomial[at(c)];
-      }
+      const double factor = width[at(term - g - a)] * (layers.all_uniform ? thickness[at(g)] : 1.0);
+      if (!layers.all_uniform || g == 0) std::fill_n(target, count, 0.0);
+      for (int c = 0; c < count; ++c) target[c] += from[c] * factor * of_monomial[at(c)];
     }
   }
 }
 
-/// Puts the easting of 8 columns in: to[c stride] for the coefficients c of a term.
-QUORIVEX_MULTIVERSIONED
-void put_easting_in(const double* of_row, const double* east, const double* east_width, int term,
-                    int powers, std::int64_t stride, double* to) {
-  using Eight = double __attribute__((vector_size(64), aligned(8)));
+using Eight = double __attribute__((vector_size(64), aligned(8)));
+
+/// Puts the easting of 8 columns in, for the coefficients of a term and the first kPowers powers of
+/// the thickness. Unrolled: loops of a few rounds would cost more than their sums.
+template <int kTerm, int kPowers>
+[[gnu::always_inline]] inline void put_easting_in(const double* of_row, const double* east,
+                                                  const double* east_width, double* to) {
   const Eight x = *reinterpret_cast<const Eight*>(east);
   const Eight width = *reinterpret_cast<const Eight*>(east_width);
   const Eight squared = width * width;
-  const int degree = degree_of(term);
-  const std::ptrdiff_t count = monomials(degree);
-  for (int g = 0; g < powers; ++g) {
-    const int widths = term - g + 1;
-    for (int s = 0; s <= degree; ++s, to += stride) {
+  constexpr int kDegree = degree_of(kTerm);
+  constexpr std::ptrdiff_t kCount = monomials(kDegree);
+#pragma GCC unroll 16
+  for (int g = 0; g < kPowers; ++g) {
+#pragma GCC unroll 16
+    for (int s = 0; s <= kDegree; ++s, to += kVector) {
       Eight sum{};
-      for (int a = widths - 1; a >= 0; --a) {
-        const double* c = of_row + a * count + monomial(degree, 0, s);
+#pragma GCC unroll 16
+      for (int a = kTerm - g; a >= 0; --a) {
+        const double* c = of_row + a * kCount + monomial(kDegree, 0, s);
         Eight value{};
-        for (int q = 0; q <= degree - s; ++q) value = value * x + c[q];
+#pragma GCC unroll 16
+        for (int q = 0; q <= kDegree - s; ++q) value = value * x + c[q];
         sum = sum * squared + value;
       }
       *reinterpret_cast<Eight*>(to) = sum;
     }
-    of_row += widths * count;
+    of_row += (kTerm - g + 1) * kCount;
+  }
+}
+
+using PutEastingIn = void(const double* of_row, const double* east, const double* east_width,
+                          double* to);
+#define QUORIVEX_PUT_EASTING_IN(name, term, powers)                                           \
+  QUORIVEX_MULTIVERSIONED                                                                     \
+  void name(const double* of_row, const double* east, const double* east_width, double* to) { \
+    put_easting_in<term, powers>(of_row, east, east_width, to);                               \
+  }
+QUORIVEX_PUT_EASTING_IN(uniform_0, 0, 1)
+QUORIVEX_PUT_EASTING_IN(uniform_1, 1, 1)
+QUORIVEX_PUT_EASTING_IN(uniform_2, 2, 1)
+QUORIVEX_PUT_EASTING_IN(uniform_3, 3, 1)
+QUORIVEX_PUT_EASTING_IN(uniform_4, 4, 1)
+QUORIVEX_PUT_EASTING_IN(graded_1, 1, 2)
+QUORIVEX_PUT_EASTING_IN(graded_2, 2, 3)
+QUORIVEX_PUT_EASTING_IN(graded_3, 3, 4)
+QUORIVEX_PUT_EASTING_IN(graded_4, 4, 5)
+#undef QUORIVEX_PUT_EASTING_IN
+constexpr std::array<PutEastingIn*, kMaxTerms> kPutUniform{uniform_0, uniform_1, uniform_2,
+                                                           uniform_3, uniform_4};
+constexpr std::array<PutEastingIn*, kMaxTerms> kPutGraded{uniform_0, graded_1, graded_2, graded_3,
+                                                          graded_4};
+
+/// Puts the squared thickness of uniform layers into the graded coefficients of a term.
+QUORIVEX_MULTIVERSIONED
+void put_thickness_in(const double* graded, double thickness_squared, int term, double* to) {
+  const int count = (degree_of(term) + 1) * static_cast<int>(kVector);
+  std::copy_n(graded + term * count, count, to);
+  for (int g = term - 1; g >= 0; --g) {
+    for (int n = 0; n < count; ++n) to[n] = to[n] * thickness_squared + graded[g * count + n];
   }
 }
 
@@ -224,9 +264,24 @@ StationLayers::StationLayers(const Mesh& mesh) {
   std::copy(mesh.dz.begin(), mesh.dz.end(), thickness.begin());
   thickness_squared = thickness;
   for (double& value : thickness_squared) value *= value;
-  for (const double value : thickness) {
-    uniform = uniform && std::abs(value - thickness.front()) <= 1e-9 * thickness.front();
+  is_uniform = allocate<std::uint8_t>(count / kVector, "prism_row");
+  const auto of_thickness = [&](std::size_t block, double wanted) {
+    const auto first = thickness.begin() + static_cast<std::ptrdiff_t>(block * kVector);
+    return std::all_of(first, first + kVector,
+                       [=](double value) { return std::abs(value - wanted) <= 1e-9 * wanted; });
+  };
+  std::int64_t most = 0;
+  for (std::size_t b = 0; b < is_uniform.size() && 2 * most < length(is_uniform); ++b) {
+    std::vector<std::uint8_t> like(is_uniform.size());
+    for (std::size_t n = 0; n < like.size(); ++n) like[n] = of_thickness(n, thickness[b * kVector]);
+    const auto found = std::count(like.begin(), like.end(), 1);
+    if (found <= most) continue;
+    most = found;
+    is_uniform = like;
+    uniform_squared = thickness_squared[b * kVector];
   }
+  any_uniform = most > 0;
+  all_uniform = most == length(is_uniform);
 }
 
 void StationLayers::place(const Mesh& mesh, double elevation) {
@@ -264,8 +319,8 @@ double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFrom
 }
 
 ColumnPolynomials::ColumnPolynomials(std::int64_t columns)
-    : stride_((columns + kVector - 1) / kVector * kVector),
-      values_(allocate<double>(as_size(stride_ * coefficients_before(kMaxTerms)), "prism_row")) {}
+    : values_(allocate<double>(as_size((columns + kVector - 1) / kVector * kVector * kCoefficients),
+                               "prism_row")) {}
 
 void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const ColumnRow& row,
                              const std::vector<ColumnPlan>& plans, const StationLayers& layers) {
@@ -277,12 +332,19 @@ void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const Colum
   RowCoefficients of_row;
   const int terms_of_row = max_terms(0, length(plans));
   for (int m = 0; m < terms_of_row; ++m) put_northing_in(derivatives, row, m, layers, of_row);
+  const auto& put_easting_in = layers.all_uniform ? kPutUniform : kPutGraded;
   for (std::int64_t i = 0; i < length(plans); i += kVector) {
     const int terms = max_terms(i, std::min(i + kVector, length(plans)));
+    double* const uniform = values_.data() + i * kCoefficients;
+    double* const graded = uniform + kVector * kUniform;
     for (int m = 0; m < terms; ++m) {
-      put_easting_in(of_row.data() + derivatives_before(m), row.east + i, row.east_width + i, m,
-                     layers.uniform ? 1 : m + 1, stride_,
-                     values_.data() + coefficients_before(m) * stride_ + i);
+      double* const put_in = uniform + kVector * uniform_before(m);
+      double* const apart = graded + kVector * graded_before(m);
+      put_easting_in[at(m)](of_row.data() + derivatives_before(m), row.east + i, row.east_width + i,
+                            layers.all_uniform ? put_in : apart);
+      if (layers.any_uniform && !layers.all_uniform) {
+        put_thickness_in(apart, layers.uniform_squared, m, put_in);
+      }
     }
   }
 }
@@ -291,20 +353,21 @@ void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column,
                                  const std::uint8_t* block_terms, const StationLayers& layers,
                                  double* to) const {
   const std::int64_t blocks = length(layers.up) / kVector;
-  const int terms = *std::max_element(block_terms, block_terms + blocks);
-  std::array<double, coefficients_before(kMaxTerms)> c;
-  for (int n = 0; n < coefficients_before(terms); ++n) {
-    c[at(n)] = values_[as_size(n * stride_ + column)];
-  }
+  const double* const uniform =
+      values_.data() + column / kVector * kVector * kCoefficients + column % kVector;
+  const double* const graded = uniform + kVector * kUniform;
   const double east = row.east[column];
   const ColumnPlace place{east * east + row.north * row.north, row.east_width[column] * row.width};
-  constexpr std::array kGraded{cells_2, cells_3, cells_4, cells_5};
-  constexpr std::array kUniform{uniform_cells_2, uniform_cells_3, uniform_cells_4, uniform_cells_5};
+  constexpr std::array kGradedCells{cells_2, cells_3, cells_4, cells_5};
+  constexpr std::array kUniformCells{uniform_cells_2, uniform_cells_3, uniform_cells_4,
+                                     uniform_cells_5};
+  const std::uint8_t* const is_uniform = layers.is_uniform.data();
   for (std::int64_t b = 0; b < blocks;) {
     std::int64_t end = b + 1;
-    while (end < blocks && block_terms[end] == block_terms[b]) ++end;
-    const auto cells = (layers.uniform ? kUniform : kGraded)[at(block_terms[b] - 2)];
-    cells(c.data(), place, layers, b * kVector, end * kVector, to);
+    while (end < blocks && block_terms[end] == block_terms[b] && is_uniform[end] == is_uniform[b])
+      ++end;
+    const auto cells = (is_uniform[b] != 0 ? kUniformCells : kGradedCells)[at(block_terms[b] - 2)];
+    cells(is_uniform[b] != 0 ? uniform : graded, place, layers, b * kVector, end * kVector, to);
     b = end;
   }
 }

@@ -25,7 +25,10 @@ struct StationLayers {
   std::vector<double> up;                 ///< of the centres above the station, metres
   std::vector<double> thickness;          ///< metres
   std::vector<double> thickness_squared;  ///< square metres
-  bool uniform = true;                    ///< all of one thickness
+  std::vector<std::uint8_t> is_uniform;   ///< per 8 layers: all of the commonest thickness
+  double uniform_squared = 0.0;           ///< that thickness squared, where there is one
+  bool any_uniform = false;
+  bool all_uniform = false;
 };
 
 /// A cell as a station sees it: centre from the station, and edges, along easting, northing and up.
@@ -77,8 +80,7 @@ class ColumnPolynomials {
                 const StationLayers& layers, double* to) const;
 
  private:
-  std::int64_t stride_;  // columns, padded
-  std::vector<double> values_;
+  std::vector<double> values_;  // of 8 columns together: uniform, then graded coefficients
 };
 
 }  // namespace quorivex

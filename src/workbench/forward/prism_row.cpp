@@ -192,7 +192,7 @@ ColumnPlan plan_column(PrismScratch& scratch, double across, double width, std::
   const auto blocks = static_cast<std::int64_t>(scratch.nearest.size());
   // No cell is nearer than the column itself, nor has a longer edge than the longest.
   const int at_most = terms_needed(across * std::min(scratch.min_inverse_edge, inverse_width));
-  if (at_most == 2 || (at_most == 3 && scratch.layers.uniform)) {
+  if (at_most == 2 || (at_most == 3 && scratch.layers.all_uniform)) {
     std::fill_n(block_terms, blocks, static_cast<std::uint8_t>(at_most));
     return {.terms = at_most};
   }
