@@ -10,7 +10,6 @@
 namespace quorivex {
 namespace {
 
-constexpr std::int64_t kVector = 8;  // doubles of the widest registers
 /// Coefficients of a column before those of a term, where the thickness of its layers is put in and
 /// where its powers are kept apart.
 constexpr int uniform_before(int term) { return term * (term + 2); }
@@ -63,13 +62,13 @@ template <int kTerm, int kTerms, bool kPutIn>
   return value;
 }
 
-struct ColumnPlace {
+struct ColumnBox {
   double across;  // squared horizontal distance from the station
   double area;
 };
 
 template <int kTerms, bool kPutIn>
-[[gnu::always_inline]] inline void cells_of(const double* c, const ColumnPlace& place,
+[[gnu::always_inline]] inline void cells_of(const double* c, const ColumnBox& place,
                                             const StationLayers& layers, std::int64_t first,
                                             std::int64_t end, double* to) {
   const double* const up = layers.up.data();
@@ -91,11 +90,11 @@ template <int kTerms, bool kPutIn>
   }
 }
 
-#define QUORIVEX_CELLS(name, terms, put_in)                                         \
-  QUORIVEX_MULTIVERSIONED                                                           \
-  void name(const double* c, const ColumnPlace& place, const StationLayers& layers, \
-            std::int64_t first, std::int64_t end, double* to) {                     \
-    cells_of<terms, put_in>(c, place, layers, first, end, to);                      \
+#define QUORIVEX_CELLS(name, terms, put_in)                                       \
+  QUORIVEX_MULTIVERSIONED                                                         \
+  void name(const double* c, const ColumnBox& place, const StationLayers& layers, \
+            std::int64_t first, std::int64_t end, double* to) {                   \
+    cells_of<terms, put_in>(c, place, layers, first, end, to);                    \
   }
 QUORIVEX_CELLS(cells_2, 2, false)
 QUORIVEX_CELLS(cells_3, 3, false)
@@ -248,49 +247,6 @@ double expansion_at(const WeightedDerivatives& derivatives, const CellFromStatio
 
 }  // namespace
 
-int terms_needed(double squared_distance) {
-  // Largest errors over directions and shapes of cells are at most 7e-8 at each of these distances.
-  if (squared_distance >= 40.0 * 40.0) return 2;
-  if (squared_distance >= 10.0 * 10.0) return 3;
-  if (squared_distance >= 5.5 * 5.5) return 4;
-  if (squared_distance >= 3.8 * 3.8) return 5;
-  return 0;
-}
-
-StationLayers::StationLayers(const Mesh& mesh) {
-  const auto count = as_size((mesh.nz + kVector - 1) / kVector * kVector);
-  up = allocate<double>(count, "prism_row");
-  thickness = allocate<double>(count, "prism_row", mesh.dz.back());
-  std::copy(mesh.dz.begin(), mesh.dz.end(), thickness.begin());
-  thickness_squared = thickness;
-  for (double& value : thickness_squared) value *= value;
-  is_uniform = allocate<std::uint8_t>(count / kVector, "prism_row");
-  const auto of_thickness = [&](std::size_t block, double wanted) {
-    const auto first = thickness.begin() + static_cast<std::ptrdiff_t>(block * kVector);
-    return std::all_of(first, first + kVector,
-                       [=](double value) { return std::abs(value - wanted) <= 1e-9 * wanted; });
-  };
-  std::int64_t most = 0;
-  for (std::size_t b = 0; b < is_uniform.size() && 2 * most < length(is_uniform); ++b) {
-    std::vector<std::uint8_t> like(is_uniform.size());
-    for (std::size_t n = 0; n < like.size(); ++n) like[n] = of_thickness(n, thickness[b * kVector]);
-    const auto found = std::count(like.begin(), like.end(), 1);
-    if (found <= most) continue;
-    most = found;
-    is_uniform = like;
-    uniform_squared = thickness_squared[b * kVector];
-  }
-  any_uniform = most > 0;
-  all_uniform = most == length(is_uniform);
-}
-
-void StationLayers::place(const Mesh& mesh, double elevation) {
-  for (std::size_t k = 0; k < up.size(); ++k) {
-    const std::size_t layer = std::min(k, mesh.dz.size() - 1);
-    up[k] = mesh.z0 - elevation - mesh.depth_nodes[layer] - 0.5 * mesh.dz[layer];
-  }
-}
-
 bool is_thin(const CellFromStation& cell) {
   const double square = square_of(cell.centre);
   if (square * std::sqrt(square) < 1e7 * volume_of(cell)) return false;
@@ -357,7 +313,7 @@ void ColumnPolynomials::evaluate(const ColumnRow& row, std::int64_t column,
       values_.data() + column / kVector * kVector * kCoefficients + column % kVector;
   const double* const graded = uniform + kVector * kUniform;
   const double east = row.east[column];
-  const ColumnPlace place{east * east + row.north * row.north, row.east_width[column] * row.width};
+  const ColumnBox place{east * east + row.north * row.north, row.east_width[column] * row.width};
   constexpr std::array kGradedCells{cells_2, cells_3, cells_4, cells_5};
   constexpr std::array kUniformCells{uniform_cells_2, uniform_cells_3, uniform_cells_4,
                                      uniform_cells_5};

@@ -5,31 +5,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "inversion/mesh_io/mesh.h"
+#include "workbench/forward/column_plan.h"
 #include "workbench/forward/weighted_derivatives.h"
 
 namespace quorivex {
 
 // Cells far from the station: the volume integral of 1/r, expanded about the centre of the cell
 // (docs/theory.md, equations 7 and 8).
-
-/// The fewest terms that are within 1e-7 of the field of a cell, for the squared distance of its
-/// centre in units of its longest edge; 0 where kMaxTerms are too few.
-int terms_needed(double squared_distance);
-
-/// The layers of a mesh as a station sees them, padded with the last one to a multiple of 8.
-struct StationLayers {
-  explicit StationLayers(const Mesh& mesh);
-  void place(const Mesh& mesh, double elevation);
-
-  std::vector<double> up;                 ///< of the centres above the station, metres
-  std::vector<double> thickness;          ///< metres
-  std::vector<double> thickness_squared;  ///< square metres
-  std::vector<std::uint8_t> is_uniform;   ///< per 8 layers: all of the commonest thickness
-  double uniform_squared = 0.0;           ///< that thickness squared, where there is one
-  bool any_uniform = false;
-  bool all_uniform = false;
-};
 
 /// A cell as a station sees it: centre from the station, and edges, along easting, northing and up.
 struct CellFromStation {
@@ -43,14 +25,6 @@ bool is_thin(const CellFromStation& cell);
 
 /// The value of such a cell, cut into pieces that are far enough for the expansion.
 double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFromStation& cell);
-
-/// How the cells of a column are computed: those of the layers first..end-1 (from 0) from their
-/// nodes, the others by expansions of up to so many terms.
-struct ColumnPlan {
-  std::int32_t near_first = 0;
-  std::int32_t near_end = 0;
-  int terms = 2;
-};
 
 /// A row of columns at one northing.
 struct ColumnRow {

@@ -7,39 +7,28 @@
 #include "inversion/mesh_io/ground.h"
 #include "workbench/forward/cell_expansion.h"
 #include "workbench/forward/field_directions.h"
+#include "workbench/forward/node_planes.h"
 
 namespace quorivex {
 
-struct Point {
-  double easting = 0.0;
-  double northing = 0.0;
-  double elevation = 0.0;
+/// The plans of a row of columns.
+struct RowPlan {
+  std::vector<ColumnPlan> columns;
+  std::vector<std::uint8_t> block_terms;  ///< per column and block of layers
+  bool any_near = false;
 };
 
 /// Work vectors of `prism_row`, one set per thread, made before the threads start.
 struct PrismScratch {
   explicit PrismScratch(const Mesh& mesh);
 
-  // What the nodes of an axis are to the station: offset, its sign and magnitude, in units of the
-  // scale of the station.
-  std::vector<double> east, north, up;
-  std::vector<double> up_sign, abs_up;
-  std::int64_t stride = 0;           ///< nz+1, rounded up so that no vector is left half full
-  std::vector<double> log_north_of;  ///< stride x (ne+1): distances from the lines going north
-  std::vector<double> log_east_of;   ///< stride: distances from the lines of a plane going east
-  std::vector<double> column;        ///< stride
-  std::vector<double> plane_before;  ///< nz x (ne+1): differences down the columns of nodes
-  std::vector<double> plane;
-
-  // Of the centres of the cells, in metres.
-  std::vector<double> east_centre, east_width;
+  NodePlanes nodes;
   StationLayers layers;
-  std::vector<double> inverse_edges;  ///< 1 / thickness^2 of the layers
-  double min_inverse_edge = 0.0;
+  std::vector<double> east_centre, east_width;  ///< of the columns, from the station, metres
   ColumnPolynomials polynomials;
-  std::vector<ColumnPlan> plans, next_plans;                ///< of a row of columns and the next
-  std::vector<std::uint8_t> block_terms, next_block_terms;  ///< per column and 8 layers
-  std::vector<double> nearest;                              ///< per 8 layers
+  RowPlan row, next_row;
+  std::vector<LayerRange> near;  ///< per column of nodes of a plane
+  std::vector<double> column;    ///< the values of its cells
 };
 
 /// Takes the values of the ground cells of a column, from the top down.
