@@ -53,13 +53,18 @@ struct AtCentre {
 QUORIVEX_MULTIVERSIONED
 AtCentre sum_at_centre(const Stations& stations, const Point& centre, double offset,
                        double exponent) {
+  const double* const east = stations.east;
+  const double* const north = stations.north;
+  const double* const up = stations.up;
+  const std::int64_t count = stations.count;
+  const Point at = centre;
   double sum = 0.0;
   double nearest = std::numeric_limits<double>::infinity();
 #pragma omp simd reduction(+ : sum) reduction(min : nearest)
-  for (std::int64_t s = 0; s < stations.count; ++s) {
-    const double x = stations.east[s] - centre.easting;
-    const double y = stations.north[s] - centre.northing;
-    const double z = stations.up[s] - centre.elevation;
+  for (std::int64_t s = 0; s < count; ++s) {
+    const double x = east[s] - at.easting;
+    const double y = north[s] - at.northing;
+    const double z = up[s] - at.elevation;
     const double square = x * x + y * y + z * z;
     nearest = std::min(nearest, square);
     sum += exp(-2.0 * exponent * log(std::sqrt(square) + offset));
@@ -72,13 +77,18 @@ AtCentre sum_at_centre(const Stations& stations, const Point& centre, double off
 QUORIVEX_MULTIVERSIONED
 AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double offset) {
   constexpr double kTiny = 1e-30;  // so that the reciprocal of a distance of 0 is finite
+  const double* const east = stations.east;
+  const double* const north = stations.north;
+  const double* const up = stations.up;
+  const std::int64_t count = stations.count;
+  const Point at = centre;
   double sum = 0.0;
   double nearest = std::numeric_limits<double>::infinity();
-#pragma omp simd reduction(+ : sum) reduction(min : nearest)
-  for (std::int64_t s = 0; s < stations.count; ++s) {
-    const double x = stations.east[s] - centre.easting;
-    const double y = stations.north[s] - centre.northing;
-    const double z = stations.up[s] - centre.elevation;
+#pragma omp simd reduction(+ : sum) reduction(min : nearest) simdlen(8)
+  for (std::int64_t s = 0; s < count; ++s) {
+    const double x = east[s] - at.easting;
+    const double y = north[s] - at.northing;
+    const double z = up[s] - at.elevation;
     const double square = std::max(x * x + y * y + z * z, kTiny);
     nearest = std::min(nearest, square);
     const double root_guess = 1.0F / std::sqrt(static_cast<float>(square));
