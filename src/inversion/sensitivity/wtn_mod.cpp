@@ -18,28 +18,74 @@ constexpr std::int64_t kShortest = 4;  // an axis of so many points, or fewer, s
 // every multiply-add runs on neighbouring lines.
 constexpr std::int64_t kLines = 16;
 
-/// One level, forward: to = smooth half, then detail half of the first n points of the lines.
-QUORIVEX_MULTIVERSIONED
-void forward_level(const double* low, const double* high, std::int64_t ncof, const double* from,
-                   std::int64_t n, double* to) {
-  const std::int64_t mask = n - 1;
-  const std::int64_t nh = n / 2;
-  for (std::int64_t ii = 0; ii < nh; ++ii) {
+using Eight = double __attribute__((vector_size(64), aligned(8)));
+
+Eight& eight(double* at) { return *reinterpret_cast<Eight*>(at); }
+const Eight& eight(const double* at) { return *reinterpret_cast<const Eight*>(at); }
+
+/// Where the points of lines lie: those of point k from begin + k stride on.
+struct Points {
+  double* begin = nullptr;
+  std::int64_t stride = kLines;
+
+  double* at(std::int64_t k) const { return begin + k * stride; }
+};
+
+/// One level of n points, forward, by filters of so many taps, or of `ncof` for kTaps = 0.
+template <int kTaps>
+[[gnu::always_inline]] inline void forward_level_of(const Filter& filter, const double* from,
+                                                    std::int64_t n, double* smooth,
+                                                    const Points& detail) {
+  static_assert(kLines == 16);
+  const std::int64_t ncof = kTaps == 0 ? filter.ncof() : kTaps;
+  const double* const low = filter.low.data();
+  const double* const high = filter.high.data();
+  for (std::int64_t ii = 0; ii < n / 2; ++ii) {
     // ncof n keeps the sum positive, so that the mask wraps it round the line.
-    const std::int64_t ni = 2 * ii + 1 + ncof * n - ncof / 2;
-    double smooth[kLines] = {};
-    double detail[kLines] = {};
+    const std::int64_t first = 2 * ii + 2 + ncof * n - ncof / 2;
+    Eight s0{}, s1{}, d0{}, d1{};
+#pragma GCC unroll 8
     for (std::int64_t k = 0; k < ncof; ++k) {
-      const double* point = from + ((ni + k + 1) & mask) * kLines;
-#pragma omp simd
-      for (std::int64_t l = 0; l < kLines; ++l) {
-        smooth[l] += low[k] * point[l];
-        detail[l] += high[k] * point[l];
-      }
+      const double* const point = from + ((first + k) & (n - 1)) * kLines;
+      s0 += low[k] * eight(point);
+      s1 += low[k] * eight(point + 8);
+      d0 += high[k] * eight(point);
+      d1 += high[k] * eight(point + 8);
     }
-    std::copy_n(smooth, kLines, to + ii * kLines);
-    std::copy_n(detail, kLines, to + (ii + nh) * kLines);
+    eight(smooth + ii * kLines) = s0;
+    eight(smooth + ii * kLines + 8) = s1;
+    eight(detail.at(ii)) = d0;
+    eight(detail.at(ii) + 8) = d1;
   }
+}
+
+/// The smooth half goes to `smooth`, the details go to `detail`.
+QUORIVEX_MULTIVERSIONED
+void forward_level(const Filter& filter, const double* from, std::int64_t n, double* smooth,
+                   const Points& detail) {
+  switch (filter.ncof()) {
+    case 2:
+      return forward_level_of<2>(filter, from, n, smooth, detail);
+    case 4:
+      return forward_level_of<4>(filter, from, n, smooth, detail);
+    case 6:
+      return forward_level_of<6>(filter, from, n, smooth, detail);
+    case 8:
+      return forward_level_of<8>(filter, from, n, smooth, detail);
+    default:
+      return forward_level_of<0>(filter, from, n, smooth, detail);
+  }
+}
+
+/// All levels of lines of n points, forward; their smooth halves alternate between `lines` and
+/// `work`.
+void forward_lines(const Filter& filter, double* lines, std::int64_t n, double* work,
+                   const Points& to) {
+  for (; n >= kShortest; n /= 2) {
+    forward_level(filter, lines, n, work, {to.at(n / 2), to.stride});
+    std::swap(lines, work);
+  }
+  for (std::int64_t k = 0; k < n; ++k) std::copy_n(lines + k * kLines, kLines, to.at(k));
 }
 
 /// One level, inverse: `to` gets n points of the lines from their smooth and detail halves.
@@ -62,18 +108,10 @@ void inverse_level(const double* low, const double* high, std::int64_t ncof, con
   }
 }
 
-void level(const Filter& filter, double* a, std::int64_t n, int isign, double* work) {
-  const auto one_level = isign >= 0 ? forward_level : inverse_level;
-  one_level(filter.low.data(), filter.high.data(), filter.ncof(), a, n, work);
-  std::copy_n(work, n * kLines, a);
-}
-
-/// All levels of lines of n points.
-void transform_lines(const Filter& filter, double* lines, std::int64_t n, int isign, double* work) {
-  if (isign >= 0) {
-    for (std::int64_t nt = n; nt >= kShortest; nt /= 2) level(filter, lines, nt, isign, work);
-  } else {
-    for (std::int64_t nt = kShortest; nt <= n; nt *= 2) level(filter, lines, nt, isign, work);
+void inverse_lines(const Filter& filter, double* lines, std::int64_t n, double* work) {
+  for (std::int64_t nt = kShortest; nt <= n; nt *= 2) {
+    inverse_level(filter.low.data(), filter.high.data(), filter.ncof(), lines, nt, work);
+    std::copy_n(work, nt * kLines, lines);
   }
 }
 
@@ -98,6 +136,17 @@ void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts,
   }
 }
 
+/// Copies the points of up to kLines lines; whole groups without a call per point.
+void copy_points(const Points& from, std::int64_t points, std::int64_t lines, const Points& to) {
+  for (std::int64_t k = 0; k < points; ++k) {
+    if (lines == kLines) {
+      std::copy_n(from.at(k), kLines, to.at(k));
+    } else {
+      std::copy_n(from.at(k), lines, to.at(k));
+    }
+  }
+}
+
 /// Transforms group g of the axis' lines; those that a last group lacks are zero.
 void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int isign, double* a,
                      Scratch& scratch) {
@@ -108,21 +157,27 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
   const std::int64_t read = count < kLines ? 0 : axis.used;
   std::fill_n(lines + read * kLines, (axis.n - read) * kLines, 0.0);
   const bool side_by_side = first[count - 1] - first[0] == count - 1;
-  for (std::int64_t k = 0; k < axis.used; ++k) {
-    double* to = lines + k * kLines;
-    if (side_by_side) {
-      std::copy_n(first[0] + k * axis.nprev, count, to);
-    } else {
-      for (std::int64_t l = 0; l < count; ++l) to[l] = first[l][k * axis.nprev];
+  const Points in_grid{first[0], axis.nprev};
+  if (side_by_side) {
+    copy_points(in_grid, axis.used, count, {lines});
+  } else {
+    for (std::int64_t k = 0; k < axis.used; ++k) {
+      for (std::int64_t l = 0; l < count; ++l) lines[k * kLines + l] = first[l][k * axis.nprev];
     }
   }
-  transform_lines(filter, lines, axis.n, isign, scratch.work.data());
-  for (std::int64_t k = 0; k < axis.n; ++k) {
-    const double* from = lines + k * kLines;
-    if (side_by_side) {
-      std::copy_n(from, count, first[0] + k * axis.nprev);
-    } else {
-      for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = from[l];
+  const bool straight = side_by_side && count == kLines && isign >= 0;
+  const Points done = straight ? in_grid : Points{isign >= 0 ? scratch.done.data() : lines};
+  if (isign >= 0) {
+    forward_lines(filter, lines, axis.n, scratch.work.data(), done);
+  } else {
+    inverse_lines(filter, lines, axis.n, scratch.work.data());
+  }
+  if (straight) return;
+  if (side_by_side) {
+    copy_points(done, axis.n, count, in_grid);
+  } else {
+    for (std::int64_t k = 0; k < axis.n; ++k) {
+      for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = done.at(k)[l];
     }
   }
 }
@@ -167,13 +222,17 @@ void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign) {
   std::vector<double> lines = allocate<double>(as_size(n * kLines), "PWT");
   std::vector<double> work = allocate<double>(as_size(n * kLines), "PWT");
   for (std::int64_t k = 0; k < n; ++k) lines[as_size(k * kLines)] = a(k + 1);
-  level(filter, lines.data(), n, isign, work.data());
-  for (std::int64_t k = 0; k < n; ++k) a(k + 1) = lines[as_size(k * kLines)];
+  if (isign >= 0) {
+    forward_level(filter, lines.data(), n, work.data(), {work.data() + n / 2 * kLines});
+  } else {
+    inverse_level(filter.low.data(), filter.high.data(), filter.ncof(), lines.data(), n,
+                  work.data());
+  }
+  for (std::int64_t k = 0; k < n; ++k) a(k + 1) = work[as_size(k * kLines)];
 }
 
 Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
-    : lines(allocate<double>(as_size(scratch_size(counts)), "WTN")),
-      work(allocate<double>(as_size(scratch_size(counts)), "WTN")) {}
+    : lines(allocate<double>(as_size(scratch_size(counts)), "WTN")), work(lines), done(lines) {}
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {
