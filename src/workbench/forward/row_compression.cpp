@@ -2,11 +2,14 @@
 #include "workbench/forward/row_compression.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 
+#include "base/multiversion.h"
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -15,13 +18,13 @@ namespace {
 // A class is known by exponent and first four bits of the square. Squares below 2^-160 and above
 // 2^160 share the first and the last class; the limit within a class is found by sorting it.
 constexpr int kShift = 48;
-constexpr std::int64_t kOctaves = 160;
-constexpr std::int64_t kFirst = (1023 - kOctaves) << 4;
-constexpr std::int64_t kClasses = 2 * kOctaves << 4;
+constexpr std::int32_t kOctaves = 160;
+constexpr std::int32_t kFirst = (1023 - kOctaves) << 4;
+constexpr std::int32_t kClasses = 2 * kOctaves << 4;
 
-std::int64_t class_of(double square) {
-  const auto top = static_cast<std::int64_t>(std::bit_cast<std::uint64_t>(square) >> kShift);
-  return std::clamp<std::int64_t>(top - kFirst, 0, kClasses - 1);
+std::int32_t class_of(double square) {
+  const auto top = static_cast<std::int32_t>(std::bit_cast<std::uint64_t>(square) >> kShift);
+  return std::clamp(top - kFirst, 0, kClasses - 1);
 }
 
 /// Squares of a class lie from here to before the beginning of the next one.
@@ -31,17 +34,51 @@ double begin_of_class(std::int64_t number) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(number + kFirst) << kShift);
 }
 
-void sort_into_classes(View1<const double> grid, SizeClasses& classes) {
-  std::fill(classes.energy.begin(), classes.energy.end(), 0.0);
-  std::fill(classes.count.begin(), classes.count.end(), 0);
-  double* const energy = classes.energy.data();
-  std::int64_t* const count = classes.count.data();
-  for (const double c : grid) {
-    const double square = c * c;
-    const std::int64_t at = class_of(square);
-    energy[at] += square;
-    ++count[at];
+// A row is looked at in pieces of so many points, whose squares stay in the cache.
+constexpr std::int64_t kPiece = 1024;
+
+struct Piece {
+  std::array<double, kPiece> square;
+  std::array<std::int32_t, kPiece> number;  // of the class
+};
+
+QUORIVEX_MULTIVERSIONED
+void classify(const double* c, std::int64_t count, Piece& piece) {
+  double* const to = piece.square.data();
+  std::int32_t* const number = piece.number.data();
+#pragma omp simd
+  for (std::int64_t p = 0; p < count; ++p) {
+    to[p] = c[p] * c[p];
+    number[p] = class_of(to[p]);
   }
+}
+
+/// Calls visit(piece, its length) for the pieces of a row.
+template <class Visit>
+void for_each_piece(View1<const double> grid, Visit visit) {
+  Piece piece;
+  for (std::int64_t begin = 0; begin < grid.size(); begin += kPiece) {
+    const std::int64_t count = std::min(kPiece, grid.size() - begin);
+    classify(grid.data() + begin, count, piece);
+    visit(piece, count);
+  }
+}
+
+void sort_into_classes(View1<const double> grid, SizeClasses& classes) {
+  // Neighbours are often of one class; with two sums their additions do not wait for each other.
+  std::fill(classes.energy.begin(), classes.energy.end(), 0.0);
+  std::fill(classes.energy_of_odd.begin(), classes.energy_of_odd.end(), 0.0);
+  double* const even = classes.energy.data();
+  double* const odd = classes.energy_of_odd.data();
+  for_each_piece(grid, [=](const Piece& piece, std::int64_t count) {
+    for (std::int64_t p = 0; p + 1 < count; p += 2) {
+      const std::size_t at = as_size(p);
+      even[piece.number[at]] += piece.square[at];
+      odd[piece.number[at + 1]] += piece.square[at + 1];
+    }
+    if (count % 2 != 0) even[piece.number[as_size(count - 1)]] += piece.square[as_size(count - 1)];
+  });
+  for (std::size_t n = 0; n < classes.energy.size(); ++n) even[n] += odd[n];
 }
 
 /// What is dropped: every square of the classes below `undecided`, none of those above, and of that
@@ -66,9 +103,13 @@ Limit within_energy(const SizeClasses& classes, double error) {
   return limit;
 }
 
-Limit all_but(const SizeClasses& classes, std::int64_t points, std::int64_t kept) {
+Limit all_but(View1<const double> grid, std::int64_t kept, SizeClasses& classes) {
+  std::fill(classes.count.begin(), classes.count.end(), 0);
+  for_each_piece(grid, [&](const Piece& piece, std::int64_t count) {
+    for (std::int64_t p = 0; p < count; ++p) ++classes.count[as_size(piece.number[as_size(p)])];
+  });
   Limit limit{.energy = std::numeric_limits<double>::infinity(),
-              .count = std::max<std::int64_t>(points - kept, 0)};
+              .count = std::max<std::int64_t>(grid.size() - kept, 0)};
   for (; limit.undecided < kClasses - 1; ++limit.undecided) {
     const std::int64_t count = classes.count[as_size(limit.undecided)];
     if (count > limit.count) break;
@@ -77,18 +118,42 @@ Limit all_but(const SizeClasses& classes, std::int64_t points, std::int64_t kept
   return limit;
 }
 
-Limit limit_of(const SizeClasses& classes, std::int64_t points, std::int64_t ground_cells,
-               const CompressionRule& rule) {
+Limit limit_of(View1<const double> grid, std::int64_t ground_cells, const CompressionRule& rule,
+               SizeClasses& classes) {
   switch (rule.kind) {
     case CompressionRule::Kind::relative_error:
       return within_energy(classes, rule.value);
     case CompressionRule::Kind::fraction:
-      return all_but(classes, points, std::llround(rule.value * static_cast<double>(ground_cells)));
+      return all_but(grid, std::llround(rule.value * static_cast<double>(ground_cells)), classes);
     case CompressionRule::Kind::threshold:
       break;
   }
   const double square = rule.value * rule.value;
   return {.undecided = class_of(square), .square = square};
+}
+
+/// to[p] = whether the square is not below `low`, 0 or 1, for so many points and the rest of the
+/// last word of 8.
+QUORIVEX_MULTIVERSIONED
+void mark_large(const double* c, std::int64_t count, double low, std::uint8_t* to) {
+#pragma omp simd
+  for (std::int64_t p = 0; p < count; ++p) to[p] = c[p] * c[p] < low ? 0 : 1;
+  for (std::int64_t p = count; p % 8 != 0; ++p) to[p] = 0;
+}
+
+/// Calls visit(p) for the points from 0 whose square is not below `low`, in order.
+template <class Visit>
+void for_each_large(View1<const double> grid, double low, Visit visit) {
+  std::array<std::uint8_t, kPiece> large;
+  for (std::int64_t begin = 0; begin < grid.size(); begin += kPiece) {
+    const std::int64_t count = std::min(kPiece, grid.size() - begin);
+    mark_large(grid.data() + begin, count, low, large.data());
+    for (std::int64_t word = 0; word < count; word += 8) {
+      std::uint64_t marks = 0;
+      std::memcpy(&marks, large.data() + word, sizeof marks);
+      for (; marks != 0; marks &= marks - 1) visit(begin + word + std::countr_zero(marks) / 8);
+    }
+  }
 }
 
 /// Moves what is kept to the row, the undecided class included; returns the energy of the rounding
@@ -100,25 +165,24 @@ struct Picked {
 
 Picked pick(View1<const double> grid, std::int64_t undecided_class, SizeClasses& classes,
             CompressedRow& row) {
-  const double low = begin_of_class(undecided_class);
   const double high = begin_of_class(undecided_class + 1);
   Picked picked;
-  row.count = 0;
-  row.finite = true;
+  std::int32_t count = 0;
+  bool finite = true;
   const double* const c = grid.data();
-  for (std::int64_t p = 0; p < grid.size(); ++p) {
-    const double square = c[p] * c[p];
-    if (square < low) continue;
+  for_each_large(grid, begin_of_class(undecided_class), [&](std::int64_t p) {
     const auto stored = static_cast<float>(c[p]);
     const double error = c[p] - static_cast<double>(stored);
     picked.rounding += error * error;
-    if (stored == 0.0F) continue;
-    if (square < high) classes.undecided.data()[picked.undecided++] = row.count;
-    row.positions.data()[row.count] = static_cast<std::int32_t>(p) + 1;
-    row.values.data()[row.count] = stored;
-    row.finite = row.finite && std::isfinite(stored);
-    ++row.count;
-  }
+    if (stored == 0.0F) return;
+    if (c[p] * c[p] < high) classes.undecided.data()[picked.undecided++] = count;
+    row.positions.data()[count] = static_cast<std::int32_t>(p) + 1;
+    row.values.data()[count] = stored;
+    finite = finite && std::isfinite(stored);
+    ++count;
+  });
+  row.count = count;
+  row.finite = finite;
   return picked;
 }
 
@@ -189,13 +253,14 @@ CompressedRow::CompressedRow(std::int64_t points)
 
 SizeClasses::SizeClasses(std::int64_t points)
     : energy(allocate<double>(as_size(kClasses), "compress_row")),
+      energy_of_odd(energy),
       count(allocate<std::int64_t>(as_size(kClasses), "compress_row")),
       undecided(points, "compress_row") {}
 
 void compress_row(View1<const double> grid, std::int64_t ground_cells, const CompressionRule& rule,
                   SizeClasses& classes, CompressedRow& row) {
   sort_into_classes(grid, classes);
-  const Limit limit = limit_of(classes, grid.size(), ground_cells, rule);
+  const Limit limit = limit_of(grid, ground_cells, rule, classes);
   const Picked picked = pick(grid, limit.undecided, classes, row);
   const auto undecided = classes.energy.begin() + limit.undecided;
   const double dropped = std::accumulate(classes.energy.begin(), undecided, picked.rounding) +

@@ -37,7 +37,8 @@ struct SizeClasses {
   explicit SizeClasses(std::int64_t points);
 
   std::vector<double> energy;
-  std::vector<std::int64_t> count;
+  std::vector<double> energy_of_odd;  ///< while it is summed: of every other point
+  std::vector<std::int64_t> count;    ///< for a fraction only
   UninitializedArray<std::int32_t>
       undecided;  ///< of the kept ones, from 0: those of the last class
 };
