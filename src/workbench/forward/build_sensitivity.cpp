@@ -29,6 +29,7 @@ struct Setup {
   const Ground& ground;
   const Observations& observations;
   const std::vector<double>& wtz;
+  std::vector<double> inverse_wtz;
   const BuildOptions& options;
   WTN_MOD::Filter filter;
   Counts counts{};
@@ -77,11 +78,13 @@ Setup make_setup(const Ground& ground, const Observations& observations,
   Setup setup{.ground = ground,
               .observations = observations,
               .wtz = wtz,
+              .inverse_wtz = allocate<double>(wtz.size(), kRoutine),
               .options = options,
               .filter = WTN_MOD::filter_setup(options.low_pass),
               .models = {},
               .model_grids = {},
               .layout = {}};
+  for (std::size_t c = 0; c < wtz.size(); ++c) setup.inverse_wtz[c] = 1.0 / wtz[c];
   setup.counts = {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn};
   if (!setup.compressed()) return setup;
   setup.counts = wavelet_grid(ground.mesh);
@@ -113,12 +116,14 @@ void write_head(const Setup& setup, const RecordSink& sink) {
 /// The row of datum i divided by its standard deviation and the scale of the cells.
 void fill_row(const Setup& setup, std::int32_t i, double std, RowWork& work) {
   const std::int32_t nz = setup.ground.mesh.nz;
+  const double inverse_std = 1.0 / std;
   data_row(setup.ground, setup.observations, i, work.prism,
            [&](const GridColumn& column, const double* cells) {
              double* const to = work.row.data() + setup.layout.begin(column);
-             const double* const wtz = setup.wtz.data() + column.before;
+             const double* const inverse_wtz = setup.inverse_wtz.data() + column.before;
              const std::int32_t count = nz - column.top;
-             for (std::int32_t k = 0; k < count; ++k) to[k] = cells[k] / (std * wtz[k]);
+             for (std::int32_t k = 0; k < count; ++k)
+               to[k] = cells[k] * inverse_std * inverse_wtz[k];
              if (!setup.compressed()) return;
              std::fill(to - column.top, to, 0.0);
              std::fill(to + count, to - column.top + setup.counts[0], 0.0);
