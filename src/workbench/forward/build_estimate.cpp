@@ -32,8 +32,9 @@ double bytes_per_coefficient(const BuildOptions& options) {
   return options.compressed() ? 8.0 : 4.0;
 }
 
-/// Largest resident set of qvx while it builds: the program; test models, scale and diagonal; and
-/// for each thread its grid, or its row in full form, and the coefficients that it keeps.
+/// Largest resident set of qvx while it builds: the program; test models, scale with reciprocal,
+/// and diagonal; and for each thread its grid, or its row in full form, and the coefficients that
+/// it keeps.
 double build_memory(const MatrixCounts& counts) {
   constexpr double kProgramBytes = 15e6;
   const auto cells = static_cast<double>(counts.nsens);
@@ -42,7 +43,7 @@ double build_memory(const MatrixCounts& counts) {
   const double per_row =
       static_cast<double>(counts.coefficients) / std::max(static_cast<double>(counts.ndata), 1.0);
   const double of_thread = counts.compressed ? 8.0 * points + 12.0 * per_row : 12.0 * cells;
-  return kProgramBytes + 40.0 * cells + 24.0 * points + threads * of_thread;
+  return kProgramBytes + 36.0 * cells + threads * of_thread;
 }
 
 }  // namespace

@@ -33,10 +33,8 @@ struct Setup {
   const BuildOptions& options;
   WTN_MOD::Filter filter;
   Counts counts{};
-  std::int64_t points = 0;                       // of the wavelet grid
-  std::vector<TestModel> models;                 // compressed form only
-  std::vector<std::vector<double>> model_grids;  // transforms of the scaled test models
-
+  std::int64_t points = 0;        // of the wavelet grid
+  std::vector<TestModel> models;  // compressed form only
   RowLayout layout;
 
   bool compressed() const { return options.compressed(); }
@@ -63,16 +61,6 @@ struct RowWork {
 
 std::string_view i4(const std::int32_t& number) { return bytes_of(&number, 1); }
 
-/// grid = the values of the ground cells, value(c, cell number from 0), in their places.
-template <class Value>
-void fill_grid(const Ground& ground, const Counts& counts, std::vector<double>& grid, Value value) {
-  std::fill(grid.begin(), grid.end(), 0.0);
-  for_each_ground_cell(ground, [&](const GridCell& at) {
-    const std::int64_t line = at.i - 1 + std::int64_t{at.j - 1} * counts[1];
-    grid[as_size(at.k - 1 + line * counts[0])] = value(as_size(at.below - 1));
-  });
-}
-
 Setup make_setup(const Ground& ground, const Observations& observations,
                  const std::vector<double>& wtz, const BuildOptions& options) {
   Setup setup{.ground = ground,
@@ -82,7 +70,6 @@ Setup make_setup(const Ground& ground, const Observations& observations,
               .options = options,
               .filter = WTN_MOD::filter_setup(options.low_pass),
               .models = {},
-              .model_grids = {},
               .layout = {}};
   for (std::size_t c = 0; c < wtz.size(); ++c) setup.inverse_wtz[c] = 1.0 / wtz[c];
   setup.counts = {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn};
@@ -91,12 +78,6 @@ Setup make_setup(const Ground& ground, const Observations& observations,
   setup.points = std::int64_t{setup.counts[0]} * setup.counts[1] * setup.counts[2];
   setup.layout = {.depth = setup.counts[0], .east = setup.counts[1]};
   setup.models = test_models(ground);
-  for (const TestModel& model : setup.models) {
-    std::vector<double>& grid =
-        setup.model_grids.emplace_back(allocate<double>(as_size(setup.points), kRoutine));
-    fill_grid(ground, setup.counts, grid, [&](std::size_t c) { return wtz[c] * model.cells[c]; });
-    WTN_MOD::WTN(setup.filter, grid, setup.counts, 1);
-  }
   return setup;
 }
 
@@ -140,17 +121,25 @@ void full_row(RowWork& work) {
   }
 }
 
-/// What dropping coefficients of a datum does to its predicted values.
+/// What dropping coefficients of a datum does to its predicted values. What was dropped, back in
+/// the cells, takes the place of the row.
 void try_models(const Setup& setup, double std, RowWork& work) {
-  std::fill(work.model_errors.begin(), work.model_errors.end(), 0.0);
-  std::int32_t n = 0;
-  for (std::size_t p = 0; p < work.row.size(); ++p) {
-    double error = work.row[p];
-    if (n < work.kept.count && work.kept.positions.data()[n] == static_cast<std::int32_t>(p) + 1)
-      error -= static_cast<double>(work.kept.values.data()[n++]);
-    for (std::size_t m = 0; m < setup.models.size(); ++m)
-      work.model_errors[m] += std * error * setup.model_grids[m][p];
+  const CompressedRow& kept = work.kept;
+  for (std::int32_t n = 0; n < kept.count; ++n) {
+    work.row[as_size(kept.positions.data()[n] - 1)] -= static_cast<double>(kept.values.data()[n]);
   }
+  WTN_MOD::WTN(setup.filter, work.row, setup.counts, -1, work.scratch);
+  std::fill(work.model_errors.begin(), work.model_errors.end(), 0.0);
+  for_each_column(setup.ground, [&](const GridColumn& column) {
+    const double* const dropped = work.row.data() + setup.layout.begin(column);
+    for (std::int32_t k = 0; k < setup.ground.mesh.nz - column.top; ++k) {
+      const std::size_t cell = as_size(column.before + k);
+      const double error = std * setup.wtz[cell] * dropped[k];
+      for (std::size_t m = 0; m < setup.models.size(); ++m) {
+        work.model_errors[m] += error * static_cast<double>(setup.models[m].cells[cell]);
+      }
+    }
+  });
 }
 
 /// Whether the test models are tried on datum i: `of` data, evenly spread.

@@ -9,7 +9,7 @@
 namespace quorivex {
 
 std::vector<TestModel> test_models(const Ground& ground) {
-  const auto cells = [&] { return allocate<double>(as_size(ground.cells()), "test_models"); };
+  const auto cells = [&] { return allocate<float>(as_size(ground.cells()), "test_models"); };
   std::vector<TestModel> models{{"block", cells()}, {"random cells", cells()}, {"layer", cells()}};
   const Mesh& m = ground.mesh;
   const auto third = [](std::int32_t number, std::int32_t count) {
@@ -21,9 +21,9 @@ std::vector<TestModel> test_models(const Ground& ground) {
     // Layers count from the surface, so that the models lie alike below hills.
     const std::int32_t top = ground.tops(at.j, at.i);
     const bool layer = third(at.k - top, m.nz - top) == 1;
-    if (layer && third(at.i, m.ne) == 1 && third(at.j, m.nn) == 1) models[0].cells[cell] = 0.05;
-    if (random() % 100 == 0) models[1].cells[cell] = 0.05;
-    if (layer) models[2].cells[cell] = 0.01;
+    if (layer && third(at.i, m.ne) == 1 && third(at.j, m.nn) == 1) models[0].cells[cell] = 0.05F;
+    if (random() % 100 == 0) models[1].cells[cell] = 0.05F;
+    if (layer) models[2].cells[cell] = 0.01F;
   });
   return models;
 }

@@ -11,7 +11,7 @@ namespace quorivex {
 /// A model to try a compressed matrix on: susceptibilities (SI) of the ground cells.
 struct TestModel {
   std::string name;
-  std::vector<double> cells;
+  std::vector<float> cells;
 };
 
 /// A block of 0.05 SI in the middle of the mesh below a third of its layers, one random cell in a
