@@ -88,30 +88,95 @@ void forward_lines(const Filter& filter, double* lines, std::int64_t n, double* 
   for (std::int64_t k = 0; k < n; ++k) std::copy_n(lines + k * kLines, kLines, to.at(k));
 }
 
-/// One level, inverse: `to` gets n points of the lines from their smooth and detail halves.
-QUORIVEX_MULTIVERSIONED
-void inverse_level(const double* low, const double* high, std::int64_t ncof, const double* from,
-                   std::int64_t n, double* to) {
-  const std::int64_t mask = n - 1;
+/// One level of n points, inverse, of the smooth and detail halves, by filters of kTaps taps, which
+/// are not more than n. A pair of points gathers its kTaps / 2 terms in their order on the line.
+template <int kTaps>
+[[gnu::always_inline]] inline void inverse_level_of(const Filter& filter, const double* smooth,
+                                                    const double* detail, std::int64_t n,
+                                                    const Points& to) {
+  constexpr std::int64_t kTerms = kTaps / 2;
+  constexpr std::int64_t kOdd = kTerms % 2;  // a pair begins with an even point, or an odd one
+  const double* const low = filter.low.data();
+  const double* const high = filter.high.data();
   const std::int64_t nh = n / 2;
-  std::fill_n(to, n * kLines, 0.0);
-  for (std::int64_t ii = 0; ii < nh; ++ii) {
-    const std::int64_t ni = 2 * ii + 1 + ncof * n - ncof / 2;
-    const double* smooth = from + ii * kLines;
-    const double* detail = from + (ii + nh) * kLines;
-    for (std::int64_t k = 0; k < ncof; ++k) {
-      double* point = to + ((ni + k + 1) & mask) * kLines;
-#pragma omp simd
-      for (std::int64_t l = 0; l < kLines; ++l)
-        point[l] += low[k] * smooth[l] + high[k] * detail[l];
+  const auto gather = [&](std::int64_t jj, std::int64_t begin, std::int64_t start) {
+    Eight sums[4] = {};
+#pragma GCC unroll 4
+    for (std::int64_t u = 0; u < kTerms; ++u) {
+      const std::int64_t term = (start + u) % kTerms;
+      const std::int64_t ii = ((begin + term + nh) & (nh - 1)) * kLines;
+      const std::int64_t k = 2 * (kTerms - 1 - term);
+#pragma GCC unroll 4
+      for (std::int64_t part = 0; part < 4; ++part) {
+        const std::int64_t tap = k + part / 2;
+        const std::int64_t at = ii + part % 2 * 8;
+        sums[part] += low[tap] * eight(smooth + at) + high[tap] * eight(detail + at);
+      }
+    }
+    double* const first = to.at(2 * jj + kOdd);
+    double* const second = to.at((2 * jj + kOdd + 1) & (n - 1));
+    eight(first) = sums[0];
+    eight(first + 8) = sums[1];
+    eight(second) = sums[2];
+    eight(second + 8) = sums[3];
+  };
+  for (std::int64_t jj = 0; jj < nh; ++jj) {
+    const std::int64_t end = jj + (kTerms + 1) / 2;
+    const std::int64_t begin = end - kTerms;
+    if (begin >= 0 && end <= nh) {
+      gather(jj, begin, 0);
+    } else {
+      gather(jj, begin, begin < 0 ? -begin : nh - begin);
     }
   }
 }
 
-void inverse_lines(const Filter& filter, double* lines, std::int64_t n, double* work) {
+/// The same for any filter, and for lines shorter than it.
+void inverse_level_of_any(const Filter& filter, const double* smooth, const double* detail,
+                          std::int64_t n, const Points& to) {
+  const std::int64_t ncof = filter.ncof();
+  for (std::int64_t k = 0; k < n; ++k) std::fill_n(to.at(k), kLines, 0.0);
+  for (std::int64_t ii = 0; ii < n / 2; ++ii) {
+    const std::int64_t first = 2 * ii + 2 + ncof * n - ncof / 2;
+    for (std::int64_t k = 0; k < ncof; ++k) {
+      double* const point = to.at((first + k) & (n - 1));
+      for (std::int64_t l = 0; l < kLines; ++l) {
+        point[l] += filter.low[as_size(k)] * smooth[ii * kLines + l] +
+                    filter.high[as_size(k)] * detail[ii * kLines + l];
+      }
+    }
+  }
+}
+
+QUORIVEX_MULTIVERSIONED
+void inverse_level(const Filter& filter, const double* smooth, const double* detail, std::int64_t n,
+                   const Points& to) {
+  const std::int64_t ncof = filter.ncof();
+  if (n < ncof) return inverse_level_of_any(filter, smooth, detail, n, to);
+  switch (ncof) {
+    case 2:
+      return inverse_level_of<2>(filter, smooth, detail, n, to);
+    case 4:
+      return inverse_level_of<4>(filter, smooth, detail, n, to);
+    case 6:
+      return inverse_level_of<6>(filter, smooth, detail, n, to);
+    case 8:
+      return inverse_level_of<8>(filter, smooth, detail, n, to);
+    default:
+      return inverse_level_of_any(filter, smooth, detail, n, to);
+  }
+}
+
+/// All levels of lines of n points, inverse; the points that are done alternate between `work` and
+/// `more`, the last ones go to `to`.
+void inverse_lines(const Filter& filter, const double* lines, std::int64_t n, double* work,
+                   double* more, const Points& to) {
+  const double* smooth = lines;
   for (std::int64_t nt = kShortest; nt <= n; nt *= 2) {
-    inverse_level(filter.low.data(), filter.high.data(), filter.ncof(), lines, nt, work);
-    std::copy_n(work, nt * kLines, lines);
+    const Points level_to = nt == n ? to : Points{work};
+    inverse_level(filter, smooth, lines + nt / 2 * kLines, nt, level_to);
+    smooth = work;
+    std::swap(work, more);
   }
 }
 
@@ -165,12 +230,12 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
       for (std::int64_t l = 0; l < count; ++l) lines[k * kLines + l] = first[l][k * axis.nprev];
     }
   }
-  const bool straight = side_by_side && count == kLines && isign >= 0;
-  const Points done = straight ? in_grid : Points{isign >= 0 ? scratch.done.data() : lines};
+  const bool straight = side_by_side && count == kLines;
+  const Points done = straight ? in_grid : Points{scratch.done.data()};
   if (isign >= 0) {
     forward_lines(filter, lines, axis.n, scratch.work.data(), done);
   } else {
-    inverse_lines(filter, lines, axis.n, scratch.work.data());
+    inverse_lines(filter, lines, axis.n, scratch.work.data(), scratch.more.data(), done);
   }
   if (straight) return;
   if (side_by_side) {
@@ -225,14 +290,16 @@ void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign) {
   if (isign >= 0) {
     forward_level(filter, lines.data(), n, work.data(), {work.data() + n / 2 * kLines});
   } else {
-    inverse_level(filter.low.data(), filter.high.data(), filter.ncof(), lines.data(), n,
-                  work.data());
+    inverse_level(filter, lines.data(), lines.data() + n / 2 * kLines, n, {work.data()});
   }
   for (std::int64_t k = 0; k < n; ++k) a(k + 1) = work[as_size(k * kLines)];
 }
 
 Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
-    : lines(allocate<double>(as_size(scratch_size(counts)), "WTN")), work(lines), done(lines) {}
+    : lines(allocate<double>(as_size(scratch_size(counts)), "WTN")),
+      work(lines),
+      more(lines),
+      done(lines) {}
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {

@@ -25,12 +25,13 @@ Filter filter_setup(std::vector<double> low_pass);
 /// n is a power of two and at least 4.
 void PWT(const Filter& filter, View1<double> a, std::int64_t n, int isign);
 
-/// Work vectors of a thread: 16 lines of the longest axis, side by side, three times.
+/// Work vectors of a thread: 16 lines of the longest axis, side by side, four times.
 struct Scratch {
   explicit Scratch(const std::array<std::int32_t, 3>& counts);
 
   std::vector<double> lines;
   std::vector<double> work;
+  std::vector<double> more;
   std::vector<double> done;
 };
 
