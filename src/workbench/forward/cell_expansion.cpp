@@ -6,6 +6,7 @@
 
 #include "base/multiversion.h"
 #include "base/stop_run.h"
+#include "workbench/forward/eight.h"
 
 namespace quorivex {
 namespace {
@@ -25,20 +26,19 @@ constexpr std::size_t at(int index) { return static_cast<std::size_t>(index); }
 
 /// c0 + z (c1 + z (c2 + ...)), with a stride of kVector, as everywhere below.
 template <int kDegree>
-[[gnu::always_inline]] inline double polynomial(const double* c, double z) {
-  if constexpr (kDegree == 0) {
-    return c[0];
-  } else {
-    return c[0] + z * polynomial<kDegree - 1>(c + kVector, z);
-  }
+[[gnu::always_inline]] inline Eight polynomial(const double* c, Eight z) {
+  Eight value = Eight{} + c[kVector * kDegree];
+#pragma GCC unroll 16
+  for (int n = kDegree - 1; n >= 0; --n) value = value * z + c[kVector * n];
+  return value;
 }
 
 /// The polynomials of a term for the powers of the squared thickness from kPower on.
 template <int kTerm, int kPower = 0>
-[[gnu::always_inline]] inline double term_at(const double* c, double z, double thickness_squared) {
+[[gnu::always_inline]] inline Eight term_at(const double* c, Eight z, Eight thickness_squared) {
   constexpr int kDegree = degree_of(kTerm);
   constexpr std::ptrdiff_t kBegin = kVector * kPower * (kDegree + 1);
-  const double value = polynomial<kDegree>(c + kBegin, z);
+  const Eight value = polynomial<kDegree>(c + kBegin, z);
   if constexpr (kPower == kTerm) {
     return value;
   } else {
@@ -48,9 +48,9 @@ template <int kTerm, int kPower = 0>
 
 /// Of the terms from kTerm on; kPutIn where the powers of the thickness are in the coefficients.
 template <int kTerm, int kTerms, bool kPutIn>
-[[gnu::always_inline]] inline double series(const double* c, double z, double thickness_squared,
-                                            double inverse_4) {
-  double value = 0.0;
+[[gnu::always_inline]] inline Eight series(const double* c, Eight z, Eight thickness_squared,
+                                           Eight inverse_4) {
+  Eight value;
   if constexpr (kPutIn) {
     value = polynomial<degree_of(kTerm)>(c + kVector * uniform_before(kTerm), z);
   } else {
@@ -74,19 +74,13 @@ template <int kTerms, bool kPutIn>
   const double* const up = layers.up.data();
   const double* const thickness = layers.thickness.data();
   const double* const thickness_squared = layers.thickness_squared.data();
-  // Without the length the compiler fills vectors of the guesses' single precision, two blocks
-  // each.
-#pragma omp simd simdlen(8)
-  for (std::int64_t k = first; k < end; ++k) {
-    const double square = place.across + up[k] * up[k];
-    // A reciprocal root of single precision, doubled in digits by a step of Newton's method: a
-    // fifth of the time of root and quotient in double precision.
-    const double guess = 1.0F / std::sqrt(static_cast<float>(square));
-    const double inverse = guess * (1.5 - 0.5 * square * guess * guess);
-    const double inverse_2 = inverse * inverse;
-    const double inverse_4 = inverse_2 * inverse_2;
-    to[k] = place.area * thickness[k] * inverse * inverse_4 *
-            series<0, kTerms, kPutIn>(c, up[k], thickness_squared[k], inverse_4);
+  for (std::int64_t k = first; k < end; k += kVector) {
+    const Eight z = eight(up + k);
+    const Eight inverse = inverse_root(place.across + z * z);
+    const Eight inverse_2 = inverse * inverse;
+    const Eight inverse_4 = inverse_2 * inverse_2;
+    eight(to + k) = place.area * eight(thickness + k) * inverse * inverse_4 *
+                    series<0, kTerms, kPutIn>(c, z, eight(thickness_squared + k), inverse_4);
   }
 }
 
@@ -143,15 +137,13 @@ void put_northing_in(const WeightedDerivatives& derivatives, const ColumnRow& ro
   }
 }
 
-using Eight = double __attribute__((vector_size(64), aligned(8)));
-
 /// Puts the easting of 8 columns in, for the coefficients of a term and the first kPowers powers of
 /// the thickness. Unrolled: loops of a few rounds would cost more than their sums.
 template <int kTerm, int kPowers>
 [[gnu::always_inline]] inline void put_easting_in(const double* of_row, const double* east,
                                                   const double* east_width, double* to) {
-  const Eight x = *reinterpret_cast<const Eight*>(east);
-  const Eight width = *reinterpret_cast<const Eight*>(east_width);
+  const Eight x = eight(east);
+  const Eight width = eight(east_width);
   const Eight squared = width * width;
   constexpr int kDegree = degree_of(kTerm);
   constexpr std::ptrdiff_t kCount = monomials(kDegree);
@@ -168,7 +160,7 @@ template <int kTerm, int kPowers>
         for (int q = 0; q <= kDegree - s; ++q) value = value * x + c[q];
         sum = sum * squared + value;
       }
-      *reinterpret_cast<Eight*>(to) = sum;
+      eight(to) = sum;
     }
     of_row += (kTerm - g + 1) * kCount;
   }

@@ -9,6 +9,7 @@
 #include "base/progress.h"
 #include "base/stop_run.h"
 #include "workbench/forward/data_rows.h"
+#include "workbench/forward/eight.h"
 #include "workbench/forward/vector_maths.h"
 
 namespace quorivex {
@@ -17,13 +18,21 @@ namespace {
 constexpr const char* kRoutine = "cell_scale";
 constexpr double kFloor = 1e-3;  // of the largest value, for cells that no datum sees
 
-/// The stations as the kernel reads them.
+/// The stations as the kernels read them: the last one is repeated until vectors are full.
 struct Stations {
   std::int64_t count = 0;
-  const double* east = nullptr;
-  const double* north = nullptr;
-  const double* up = nullptr;
+  std::vector<double> east, north, up;
 };
+
+Stations padded(const Observations& observations) {
+  const auto fill = [&](const std::vector<double>& values) {
+    const std::int64_t size = (observations.ndata + kVector - 1) / kVector * kVector;
+    std::vector<double> full = allocate<double>(as_size(size), kRoutine, values.back());
+    std::copy(values.begin(), values.end(), full.begin());
+    return full;
+  };
+  return {observations.ndata, fill(observations.x), fill(observations.y), fill(observations.z)};
+}
 
 double inverse_power(const Point& a, double east, double north, double up, const ScaleRule& rule) {
   const double r = std::hypot(a.easting - east, a.northing - north, a.elevation - up);
@@ -53,9 +62,9 @@ struct AtCentre {
 QUORIVEX_MULTIVERSIONED
 AtCentre sum_at_centre(const Stations& stations, const Point& centre, double offset,
                        double exponent) {
-  const double* const east = stations.east;
-  const double* const north = stations.north;
-  const double* const up = stations.up;
+  const double* const east = stations.east.data();
+  const double* const north = stations.north.data();
+  const double* const up = stations.up.data();
   const std::int64_t count = stations.count;
   const Point at = centre;
   double sum = 0.0;
@@ -72,34 +81,36 @@ AtCentre sum_at_centre(const Stations& stations, const Point& centre, double off
   return {sum, nearest};
 }
 
-/// The same for the exponent 3, without power functions. Root and quotient begin in single
-/// precision, and a step of Newton's method doubles their digits.
+/// The same for the exponent 3, without power functions.
 QUORIVEX_MULTIVERSIONED
 AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double offset) {
   constexpr double kTiny = 1e-30;  // so that the reciprocal of a distance of 0 is finite
-  const double* const east = stations.east;
-  const double* const north = stations.north;
-  const double* const up = stations.up;
-  const std::int64_t count = stations.count;
-  const Point at = centre;
-  double sum = 0.0;
-  double nearest = std::numeric_limits<double>::infinity();
-#pragma omp simd reduction(+ : sum) reduction(min : nearest) simdlen(8)
-  for (std::int64_t s = 0; s < count; ++s) {
-    const double x = east[s] - at.easting;
-    const double y = north[s] - at.northing;
-    const double z = up[s] - at.elevation;
-    const double square = std::max(x * x + y * y + z * z, kTiny);
-    nearest = std::min(nearest, square);
-    const double root_guess = 1.0F / std::sqrt(static_cast<float>(square));
-    const double distance =
-        square * (root_guess * (1.5 - 0.5 * square * root_guess * root_guess)) + offset;
-    const double guess = 1.0F / static_cast<float>(distance);
-    const double inverse = guess * (2.0 - distance * guess);
-    const double inverse_2 = inverse * inverse;
-    sum += inverse_2 * inverse_2 * inverse_2;
+  const double* const east = stations.east.data();
+  const double* const north = stations.north.data();
+  const double* const up = stations.up.data();
+  Eight sum{};
+  Eight nearest = Eight{} + std::numeric_limits<double>::infinity();
+  Eight last{};
+  for (std::int64_t s = 0; s < stations.count; s += kVector) {
+    const Eight x = eight(east + s) - centre.easting;
+    const Eight y = eight(north + s) - centre.northing;
+    const Eight z = eight(up + s) - centre.elevation;
+    const Eight any = x * x + y * y + z * z;
+    const Eight square = any > kTiny ? any : Eight{} + kTiny;
+    nearest = square < nearest ? square : nearest;
+    const Eight one = inverse(square * inverse_root(square) + offset);
+    const Eight two = one * one;
+    last = two * two * two;
+    sum += last;
   }
-  return {sum, nearest};
+  AtCentre found;
+  for (std::int64_t lane = 0; lane < kVector; ++lane) {
+    found.nearest = std::min(found.nearest, nearest[lane]);
+    found.sum += sum[lane];
+    const bool repeated = lane > (stations.count - 1) % kVector;
+    if (repeated) found.sum -= last[lane];
+  }
+  return found;
 }
 
 /// What stations near the cell add when the mean over the cell, at the 8 points of the Gauss rule,
@@ -112,11 +123,12 @@ double near_correction(const Stations& stations, const Box& box, double nearest,
   const double g = 1.0 / std::sqrt(3.0);
   double sum = 0.0;
   for (std::int64_t s = 0; s < stations.count; ++s) {
-    const double x = stations.east[s] - c.easting;
-    const double y = stations.north[s] - c.northing;
-    const double z = stations.up[s] - c.elevation;
+    const Point station{stations.east[as_size(s)], stations.north[as_size(s)],
+                        stations.up[as_size(s)]};
+    const double x = station.easting - c.easting;
+    const double y = station.northing - c.northing;
+    const double z = station.elevation - c.elevation;
     if (x * x + y * y + z * z > reach * reach) continue;
-    const Point station{stations.east[s], stations.north[s], stations.up[s]};
     double mean = 0.0;
     for (const double e : {-g, g}) {
       for (const double n : {-g, g}) {
@@ -136,8 +148,7 @@ double near_correction(const Stations& stations, const Box& box, double nearest,
 
 void by_distance(const Ground& ground, const Observations& observations, const ScaleRule& rule,
                  View1<double> wtz) {
-  const Stations stations{observations.ndata, observations.x.data(), observations.y.data(),
-                          observations.z.data()};
+  const Stations stations = padded(observations);
   Progress progress("distances to the cells: row", ground.mesh.nn);
   for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
 #pragma omp parallel for schedule(dynamic, 1) default(none) shared(ground, stations, rule, wtz, j)

@@ -7,10 +7,9 @@
 
 #include "base/view1.h"
 #include "inversion/mesh_io/mesh.h"
+#include "workbench/forward/eight.h"
 
 namespace quorivex {
-
-inline constexpr std::int64_t kVector = 8;  ///< doubles of the widest registers
 
 /// From this distance of its centre on, in units of its longest edge, so many terms of the
 /// expansion of a cell are within 1e-7 of its field.
