@@ -201,14 +201,68 @@ void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts,
   }
 }
 
-/// Copies the points of up to kLines lines; whole groups without a call per point.
+/// Copies the points of up to kLines lines.
 void copy_points(const Points& from, std::int64_t points, std::int64_t lines, const Points& to) {
   for (std::int64_t k = 0; k < points; ++k) {
     if (lines == kLines) {
-      std::copy_n(from.at(k), kLines, to.at(k));
+      eight(to.at(k)) = eight(from.at(k));
+      eight(to.at(k) + 8) = eight(from.at(k) + 8);
     } else {
       std::copy_n(from.at(k), lines, to.at(k));
     }
+  }
+}
+
+/// to[c to_stride + r] = from[r from_stride + c] for 8 rows r and 8 columns c.
+[[gnu::always_inline]] inline void transpose_8(const double* from, std::int64_t from_stride,
+                                               double* to, std::int64_t to_stride) {
+  Eight rows[8];
+  for (std::int64_t r = 0; r < 8; ++r) rows[r] = eight(from + r * from_stride);
+  Eight pairs[8];
+  for (int r = 0; r < 8; r += 2) {
+    pairs[r] = __builtin_shufflevector(rows[r], rows[r + 1], 0, 8, 2, 10, 4, 12, 6, 14);
+    pairs[r + 1] = __builtin_shufflevector(rows[r], rows[r + 1], 1, 9, 3, 11, 5, 13, 7, 15);
+  }
+  Eight fours[8];
+  for (int r = 0; r < 8; r += 4) {
+    for (int c = 0; c < 2; ++c) {
+      const Eight& first = pairs[r + c];
+      const Eight& second = pairs[r + c + 2];
+      fours[r + c] = __builtin_shufflevector(first, second, 0, 1, 8, 9, 4, 5, 12, 13);
+      fours[r + c + 2] = __builtin_shufflevector(first, second, 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+  }
+  for (int c = 0; c < 4; ++c) {
+    const Eight& first = fours[c];
+    const Eight& second = fours[c + 4];
+    eight(to + c * to_stride) = __builtin_shufflevector(first, second, 0, 1, 2, 3, 8, 9, 10, 11);
+    eight(to + (c + 4) * to_stride) =
+        __builtin_shufflevector(first, second, 4, 5, 6, 7, 12, 13, 14, 15);
+  }
+}
+
+/// Lines one behind the other to lines side by side, and back; `points` of each of kLines lines.
+QUORIVEX_MULTIVERSIONED
+void interleave(const double* from, std::int64_t stride, std::int64_t points, double* to) {
+  std::int64_t k = 0;
+  for (; k + 8 <= points; k += 8) {
+    transpose_8(from + k, stride, to + k * kLines, kLines);
+    transpose_8(from + 8 * stride + k, stride, to + k * kLines + 8, kLines);
+  }
+  for (; k < points; ++k) {
+    for (std::int64_t l = 0; l < kLines; ++l) to[k * kLines + l] = from[l * stride + k];
+  }
+}
+
+QUORIVEX_MULTIVERSIONED
+void separate(const double* from, std::int64_t points, double* to, std::int64_t stride) {
+  std::int64_t k = 0;
+  for (; k + 8 <= points; k += 8) {
+    transpose_8(from + k * kLines, kLines, to + k, stride);
+    transpose_8(from + k * kLines + 8, kLines, to + 8 * stride + k, stride);
+  }
+  for (; k < points; ++k) {
+    for (std::int64_t l = 0; l < kLines; ++l) to[l * stride + k] = from[k * kLines + l];
   }
 }
 
@@ -217,14 +271,17 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
                      Scratch& scratch) {
   double* const lines = scratch.lines.data();
   const std::int64_t count = std::min(kLines, axis.lines - g * kLines);
-  double* first[kLines];
+  double* first[kLines] = {};
   for (std::int64_t l = 0; l < count; ++l) first[l] = axis.first(a, g * kLines + l);
   const std::int64_t read = count < kLines ? 0 : axis.used;
   std::fill_n(lines + read * kLines, (axis.n - read) * kLines, 0.0);
   const bool side_by_side = first[count - 1] - first[0] == count - 1;
   const Points in_grid{first[0], axis.nprev};
+  const bool one_behind_the_other = axis.nprev == 1 && count == kLines;
   if (side_by_side) {
     copy_points(in_grid, axis.used, count, {lines});
+  } else if (one_behind_the_other) {
+    interleave(first[0], axis.n, axis.used, lines);
   } else {
     for (std::int64_t k = 0; k < axis.used; ++k) {
       for (std::int64_t l = 0; l < count; ++l) lines[k * kLines + l] = first[l][k * axis.nprev];
@@ -240,6 +297,8 @@ void transform_group(const Filter& filter, const Axis& axis, std::int64_t g, int
   if (straight) return;
   if (side_by_side) {
     copy_points(done, axis.n, count, in_grid);
+  } else if (one_behind_the_other) {
+    separate(done.begin, axis.n, first[0], axis.n);
   } else {
     for (std::int64_t k = 0; k < axis.n; ++k) {
       for (std::int64_t l = 0; l < count; ++l) first[l][k * axis.nprev] = done.at(k)[l];

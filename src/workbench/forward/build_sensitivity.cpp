@@ -9,6 +9,7 @@
 #include <limits>
 #include <numeric>
 
+#include "base/multiversion.h"
 #include "base/record_writer.h"
 #include "base/stop_run.h"
 #include "base/uninitialized_array.h"
@@ -94,6 +95,13 @@ void write_head(const Setup& setup, const RecordSink& sink) {
   sink({i4(nsens), bytes_of(setup.wtz)});
 }
 
+/// to(k) = cells(k) a b(k)
+QUORIVEX_MULTIVERSIONED
+void scale_cells(const double* cells, std::int64_t count, double a, const double* b, double* to) {
+#pragma omp simd
+  for (std::int64_t k = 0; k < count; ++k) to[k] = cells[k] * a * b[k];
+}
+
 /// The row of datum i divided by its standard deviation and the scale of the cells.
 void fill_row(const Setup& setup, std::int32_t i, double std, RowWork& work) {
   const std::int32_t nz = setup.ground.mesh.nz;
@@ -101,10 +109,8 @@ void fill_row(const Setup& setup, std::int32_t i, double std, RowWork& work) {
   data_row(setup.ground, setup.observations, i, work.prism,
            [&](const GridColumn& column, const double* cells) {
              double* const to = work.row.data() + setup.layout.begin(column);
-             const double* const inverse_wtz = setup.inverse_wtz.data() + column.before;
              const std::int32_t count = nz - column.top;
-             for (std::int32_t k = 0; k < count; ++k)
-               to[k] = cells[k] * inverse_std * inverse_wtz[k];
+             scale_cells(cells, count, inverse_std, setup.inverse_wtz.data() + column.before, to);
              if (!setup.compressed()) return;
              std::fill(to - column.top, to, 0.0);
              std::fill(to + count, to - column.top + setup.counts[0], 0.0);

@@ -12,14 +12,16 @@ namespace {
 
 constexpr const char* kRoutine = "prism_row";
 
-/// The terms that suffice for all cells of a block, 0 where none do.
-int terms_of_block(const StationLayers& layers, std::size_t block, const ColumnPlace& column) {
-  const double wide =
-      (column.across + layers.min_up_squared[block]) / (column.width * column.width);
+using Limits = std::array<double, kFarRanges.size()>;
+
+/// The terms that suffice for all cells of a block, 0 where none do; `wide` are the squared
+/// distances from which they do for cells that are wider than thick.
+int terms_of_block(const StationLayers& layers, std::size_t block, double across,
+                   const Limits& wide) {
   for (std::size_t n = 0; n < kFarRanges.size(); ++n) {
-    const FarRange& range = kFarRanges[n];
-    if (column.across >= layers.thick_across[block][n] && wide >= range.distance * range.distance) {
-      return range.terms;
+    if (across >= layers.thick_across[block][n] &&
+        across + layers.min_up_squared[block] >= wide[n]) {
+      return kFarRanges[n].terms;
     }
   }
   return 0;
@@ -53,7 +55,7 @@ StationLayers::StationLayers(const Mesh& mesh) {
   any_uniform = most > 0;
   all_uniform = most == length(is_uniform);
   min_up_squared = allocate<double>(is_uniform.size(), kRoutine);
-  thick_across = allocate<std::array<double, kFarRanges.size()>>(is_uniform.size(), kRoutine);
+  thick_across = allocate<Limits>(is_uniform.size(), kRoutine);
 }
 
 void StationLayers::place(const Mesh& mesh, double elevation) {
@@ -76,10 +78,15 @@ void StationLayers::place(const Mesh& mesh, double elevation) {
 
 ColumnPlan plan_column(const StationLayers& layers, const ColumnPlace& column,
                        std::uint8_t* block_terms) {
+  Limits wide;
+  for (std::size_t n = 0; n < wide.size(); ++n) {
+    const double distance = kFarRanges[n].distance * column.width;
+    wide[n] = distance * distance;
+  }
   ColumnPlan plan;
   bool all_far = true;
   for (std::size_t b = 0; b < layers.is_uniform.size(); ++b) {
-    const int terms = terms_of_block(layers, b, column);
+    const int terms = terms_of_block(layers, b, column.across, wide);
     all_far = all_far && terms > 0;
     block_terms[b] = static_cast<std::uint8_t>(terms > 0 ? terms : kFarRanges.back().terms);
     plan.terms = std::max<int>(plan.terms, block_terms[b]);

@@ -7,9 +7,19 @@
 #include <atomic>
 #include <exception>
 
+#include "base/multiversion.h"
 #include "base/progress.h"
 
 namespace quorivex {
+namespace {
+
+QUORIVEX_MULTIVERSIONED
+void add_squares_of(const double* from, std::int64_t count, double factor, double* to) {
+#pragma omp simd
+  for (std::int64_t k = 0; k < count; ++k) to[k] += factor * (from[k] * from[k]);
+}
+
+}  // namespace
 
 int threads_for(const Observations& observations) {
   return std::max(std::min(omp_get_max_threads(), observations.ndata), 1);
@@ -60,11 +70,8 @@ void add_squares(const Ground& ground, const RowLayout& layout, const std::vecto
     if (!turns.await(j, i)) return;
     for (std::int32_t n = 0; n < ground.mesh.ne; ++n) {
       const GridColumn column = ground.column(++number);
-      const double* const from = row.data() + layout.begin(column);
-      double* const to = sums.data() + column.before;
-      for (std::int32_t k = 0; k < ground.mesh.nz - column.top; ++k) {
-        to[k] += square * (from[k] * from[k]);
-      }
+      add_squares_of(row.data() + layout.begin(column), ground.mesh.nz - column.top, square,
+                     sums.data() + column.before);
     }
     turns.pass(j, i);
   }
