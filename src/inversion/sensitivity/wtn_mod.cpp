@@ -201,14 +201,21 @@ void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts,
   }
 }
 
-/// Copies the points of up to kLines lines.
+/// Copies the points of up to kLines lines. A column of a large grid has a point per page: they are
+/// asked for ahead.
+QUORIVEX_MULTIVERSIONED
 void copy_points(const Points& from, std::int64_t points, std::int64_t lines, const Points& to) {
+  constexpr std::int64_t kAhead = 16;
   for (std::int64_t k = 0; k < points; ++k) {
+    const double* const source = from.at(k);
+    double* const target = to.at(k);
     if (lines == kLines) {
-      eight(to.at(k)) = eight(from.at(k));
-      eight(to.at(k) + 8) = eight(from.at(k) + 8);
+      __builtin_prefetch(source + kAhead * from.stride);
+      __builtin_prefetch(source + kAhead * from.stride + 8);
+      eight(target) = eight(source);
+      eight(target + 8) = eight(source + 8);
     } else {
-      std::copy_n(from.at(k), lines, to.at(k));
+      for (std::int64_t l = 0; l < lines; ++l) target[l] = source[l];
     }
   }
 }

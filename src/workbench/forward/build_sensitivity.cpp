@@ -46,14 +46,14 @@ struct Setup {
 struct RowWork {
   explicit RowWork(const Setup& setup)
       : prism(setup.ground.mesh),
-        row(allocate<double>(as_size(setup.row_size()), kRoutine)),
+        row(setup.row_size(), kRoutine),
         kept(setup.row_size()),
         scratch(setup.counts),
         classes(setup.row_size()),
         model_errors(setup.models.size()) {}
 
   PrismScratch prism;
-  std::vector<double> row;  // the wavelet grid, or the ground cells in full form
+  UninitializedArray<double> row;  // the wavelet grid, or the ground cells in full form
   CompressedRow kept;
   WTN_MOD::Scratch scratch;
   SizeClasses classes;
@@ -121,8 +121,8 @@ void full_row(RowWork& work) {
   CompressedRow& kept = work.kept;
   kept.count = static_cast<std::int32_t>(work.row.size());
   kept.finite = true;
-  for (std::size_t c = 0; c < work.row.size(); ++c) {
-    kept.values.data()[c] = static_cast<float>(work.row[c]);
+  for (std::int64_t c = 0; c < work.row.size(); ++c) {
+    kept.values.data()[c] = static_cast<float>(work.row.data()[c]);
     kept.finite = kept.finite && std::isfinite(kept.values.data()[c]);
   }
 }
@@ -132,9 +132,9 @@ void full_row(RowWork& work) {
 void try_models(const Setup& setup, double std, RowWork& work) {
   const CompressedRow& kept = work.kept;
   for (std::int32_t n = 0; n < kept.count; ++n) {
-    work.row[as_size(kept.positions.data()[n] - 1)] -= static_cast<double>(kept.values.data()[n]);
+    work.row.data()[kept.positions.data()[n] - 1] -= static_cast<double>(kept.values.data()[n]);
   }
-  WTN_MOD::WTN(setup.filter, work.row, setup.counts, -1, work.scratch);
+  WTN_MOD::WTN(setup.filter, work.row.view(), setup.counts, -1, work.scratch);
   std::fill(work.model_errors.begin(), work.model_errors.end(), 0.0);
   for_each_column(setup.ground, [&](const GridColumn& column) {
     const double* const dropped = work.row.data() + setup.layout.begin(column);
@@ -250,12 +250,12 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
     RowWork& work = works[as_size(thread)];
     const double std = observations.std[as_size(i - 1)];
     fill_row(setup, i, std, work);
-    add_squares(ground, setup.layout, work.row, std, i, turns, summary.gdiag);
+    add_squares(ground, setup.layout, work.row.view(), std, i, turns, summary.gdiag);
     const bool tried = setup.compressed() && is_tried(i, observations.ndata, summary.tried_rows);
     if (setup.compressed()) {
-      WTN_MOD::transform_padded(setup.filter, work.row, setup.counts,
+      WTN_MOD::transform_padded(setup.filter, work.row.view(), setup.counts,
                                 {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn}, work.scratch);
-      compress_row(work.row, ground.cells(), options.rule, work.classes, work.kept);
+      compress_row(work.row.view(), ground.cells(), options.rule, work.classes, work.kept);
       if (tried) try_models(setup, std, work);
     } else {
       full_row(work);

@@ -62,7 +62,7 @@ void data_row(const Ground& ground, const Observations& observations, std::int32
   prism_row(ground, station_of(observations, i), tensor_weights(observations, i), scratch, sink);
 }
 
-void add_squares(const Ground& ground, const RowLayout& layout, const std::vector<double>& row,
+void add_squares(const Ground& ground, const RowLayout& layout, View1<const double> row,
                  double factor, std::int32_t i, Turns& turns, std::vector<double>& sums) {
   const double square = factor * factor;
   std::int64_t number = 0;

@@ -42,7 +42,7 @@ struct RowLayout {
 
 /// sums(c) += (factor row(c))^2 over the ground cells in the turn of datum i, which has a turn for
 /// each row of columns; the sums do not depend on the number of threads.
-void add_squares(const Ground& ground, const RowLayout& layout, const std::vector<double>& row,
+void add_squares(const Ground& ground, const RowLayout& layout, View1<const double> row,
                  double factor, std::int32_t i, Turns& turns, std::vector<double>& sums);
 
 }  // namespace quorivex
