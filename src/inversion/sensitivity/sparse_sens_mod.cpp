@@ -188,16 +188,14 @@ void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double>
                     });
     }
   }
-  for (auto piece = pieces.begin(); piece != pieces.end();) {
-    const auto next = std::find_if(piece, pieces.end(), [&](const SparsePiece& other) {
-      return other.column != piece->column;
-    });
+  // In one parallel region: there may be many such blocks, and little to add in each.
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(pieces, points, size_of, sums, w)
+  for (auto piece = pieces.begin(); piece < pieces.end(); ++piece) {
+    const auto same = [&](const SparsePiece& other) { return other.column == piece->column; };
+    if (piece->share < 0 || (piece != pieces.begin() && same(piece[-1]))) continue;
     const std::int64_t b = piece->first_block;
-    if (piece->share >= 0) {
-      sum_in_pairs(sums.data() + piece->share * points, next - piece, points,
-                   {w.data() + b * points, size_of(b)});
-    }
-    piece = next;
+    sum_in_pairs(sums.data() + piece->share * points, std::count_if(piece, pieces.end(), same),
+                 points, {w.data() + b * points, size_of(b)});
   }
 }
 
