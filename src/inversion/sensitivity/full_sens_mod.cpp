@@ -151,7 +151,7 @@ struct Pieces {
     constexpr std::int64_t kPieces = 64;
     const std::int64_t rows =
         nsens * ndata / (kPieces * std::clamp<std::int64_t>(nsens, 1, kSliceCells));
-    group_rows = std::clamp(rows / kRows * kRows, 4 * kRows, ndata + kRows);
+    group_rows = std::max(rows >= ndata ? ndata : rows / kRows * kRows, 4 * kRows);
     groups = (ndata + group_rows - 1) / group_rows;
   }
 
