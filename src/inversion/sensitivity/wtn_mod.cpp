@@ -384,7 +384,10 @@ void transform_padded(const Filter& filter, View1<double> a,
   for (std::int64_t j = 0; j < used[2]; ++j) {
     double* const begin = grid + j * plane;
     if (counts[1] <= kShortest) std::fill(begin + used[1] * line, begin + plane, 0.0);
-    if (counts[0] > kShortest) {
+    if (counts[0] <= kShortest) {
+      for (std::int64_t i = 0; i < used[1]; ++i)
+        std::fill(begin + i * line + used[0], begin + (i + 1) * line, 0.0);
+    } else {
       transform_lines_of(filter, {.n = line, .nprev = 1, .lines = of_plane, .used = used[0]}, 1,
                          begin, scratch);
     }

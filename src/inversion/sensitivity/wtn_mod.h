@@ -45,8 +45,8 @@ void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch);
 
-/// The forward transform of a grid whose points beyond `used` along an axis are zero, whatever
-/// stands there; along the first axis they should be zero where it has 4 points or fewer.
+/// The forward transform of a grid whose points beyond `used` along an axis count as zero, whatever
+/// stands there.
 void transform_padded(const Filter& filter, View1<double> a,
                       const std::array<std::int32_t, 3>& counts,
                       const std::array<std::int32_t, 3>& used, Scratch& scratch);

@@ -111,9 +111,7 @@ void fill_row(const Setup& setup, std::int32_t i, double std, RowWork& work) {
              double* const to = work.row.data() + setup.layout.begin(column);
              const std::int32_t count = nz - column.top;
              scale_cells(cells, count, inverse_std, setup.inverse_wtz.data() + column.before, to);
-             if (!setup.compressed()) return;
-             std::fill(to - column.top, to, 0.0);
-             std::fill(to + count, to - column.top + setup.counts[0], 0.0);
+             if (setup.compressed()) std::fill(to - column.top, to, 0.0);
            });
 }
 

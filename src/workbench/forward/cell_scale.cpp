@@ -52,21 +52,27 @@ Box box_of(const Ground& ground, std::int32_t k, std::int32_t i, std::int32_t j)
           half};
 }
 
-/// Over the stations: the sum of squared inverse powers of the distance to a cell's centre, and the
-/// smallest squared distance.
+/// The stations up to this distance from its centre are near a cell.
+double reach_of(const Box& box) {
+  return 3.0 * std::hypot(box.half.easting, box.half.northing, box.half.elevation);
+}
+
+/// Over the stations: the sum of squared inverse powers of the distance to a cell's centre, or of
+/// `reach` where the station is nearer than that, and the smallest squared distance.
 struct AtCentre {
   double sum = 0.0;
   double nearest = std::numeric_limits<double>::infinity();
 };
 
 QUORIVEX_MULTIVERSIONED
-AtCentre sum_at_centre(const Stations& stations, const Point& centre, double offset,
+AtCentre sum_at_centre(const Stations& stations, const Point& centre, double reach, double offset,
                        double exponent) {
   const double* const east = stations.east.data();
   const double* const north = stations.north.data();
   const double* const up = stations.up.data();
   const std::int64_t count = stations.count;
   const Point at = centre;
+  const double reach_squared = reach * reach;
   double sum = 0.0;
   double nearest = std::numeric_limits<double>::infinity();
 #pragma omp simd reduction(+ : sum) reduction(min : nearest)
@@ -76,18 +82,19 @@ AtCentre sum_at_centre(const Stations& stations, const Point& centre, double off
     const double z = up[s] - at.elevation;
     const double square = x * x + y * y + z * z;
     nearest = std::min(nearest, square);
-    sum += exp(-2.0 * exponent * log(std::sqrt(square) + offset));
+    sum += exp(-2.0 * exponent * log(std::sqrt(std::max(square, reach_squared)) + offset));
   }
   return {sum, nearest};
 }
 
 /// The same for the exponent 3, without power functions.
 QUORIVEX_MULTIVERSIONED
-AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double offset) {
-  constexpr double kTiny = 1e-30;  // so that the reciprocal of a distance of 0 is finite
+AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double reach,
+                         double offset) {
   const double* const east = stations.east.data();
   const double* const north = stations.north.data();
   const double* const up = stations.up.data();
+  const Eight least = Eight{} + reach * reach;
   Eight sum{};
   Eight nearest = Eight{} + std::numeric_limits<double>::infinity();
   Eight last{};
@@ -96,8 +103,8 @@ AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double o
     const Eight y = eight(north + s) - centre.northing;
     const Eight z = eight(up + s) - centre.elevation;
     const Eight any = x * x + y * y + z * z;
-    const Eight square = any > kTiny ? any : Eight{} + kTiny;
-    nearest = square < nearest ? square : nearest;
+    nearest = any < nearest ? any : nearest;
+    const Eight square = any > least ? any : least;
     const Eight one = inverse(square * inverse_root(square) + offset);
     const Eight two = one * one;
     last = two * two * two;
@@ -114,12 +121,13 @@ AtCentre cubes_at_centre(const Stations& stations, const Point& centre, double o
 }
 
 /// What stations near the cell add when the mean over the cell, at the 8 points of the Gauss rule,
-/// takes the place of the value at the centre.
-double near_correction(const Stations& stations, const Box& box, double nearest,
+/// takes the place of the value at the reach. That one is no larger, so that hardly a digit is
+/// lost.
+double near_correction(const Stations& stations, const Box& box, double reach, double nearest,
                        const ScaleRule& rule) {
-  const Point& c = box.centre;
-  const double reach = 3.0 * std::hypot(box.half.easting, box.half.northing, box.half.elevation);
   if (nearest > reach * reach) return 0.0;
+  const Point& c = box.centre;
+  const double at_reach = std::pow(reach + rule.offset, -rule.exponent);
   const double g = 1.0 / std::sqrt(3.0);
   double sum = 0.0;
   for (std::int64_t s = 0; s < stations.count; ++s) {
@@ -140,8 +148,7 @@ double near_correction(const Stations& stations, const Box& box, double nearest,
         }
       }
     }
-    const double at_centre = inverse_power(station, c.easting, c.northing, c.elevation, rule);
-    sum += mean * mean - at_centre * at_centre;
+    sum += mean * mean - at_reach * at_reach;
   }
   return sum;
 }
@@ -156,10 +163,12 @@ void by_distance(const Ground& ground, const Observations& observations, const S
       std::int64_t cell = ground.cells_before(j, i);
       for (std::int32_t k = ground.tops(j, i) + 1; k <= ground.mesh.nz; ++k) {
         const Box box = box_of(ground, k, i, j);
+        const double reach = reach_of(box);
         const AtCentre found =
-            rule.exponent == 3.0 ? cubes_at_centre(stations, box.centre, rule.offset)
-                                 : sum_at_centre(stations, box.centre, rule.offset, rule.exponent);
-        const double sum = found.sum + near_correction(stations, box, found.nearest, rule);
+            rule.exponent == 3.0
+                ? cubes_at_centre(stations, box.centre, reach, rule.offset)
+                : sum_at_centre(stations, box.centre, reach, rule.offset, rule.exponent);
+        const double sum = found.sum + near_correction(stations, box, reach, found.nearest, rule);
         wtz(++cell) = std::sqrt(std::sqrt(sum));
       }
     }

@@ -81,20 +81,21 @@ void sort_into_classes(View1<const double> grid, SizeClasses& classes) {
   for (std::size_t n = 0; n < classes.energy.size(); ++n) even[n] += odd[n];
 }
 
+constexpr std::int64_t kAnyCount = std::numeric_limits<std::int64_t>::max();
+
 /// What is dropped: every square of the classes below `undecided`, none of those above, and of that
-/// class the squares below `square`, or the smallest ones while they fit into `energy` and `count`.
+/// class the squares below `square`, all but the `count` largest, or the smallest ones while they
+/// fit into `energy`.
 struct Limit {
   std::int64_t undecided = 0;
   double square = 0.0;
   double energy = 0.0;
-  std::int64_t count = 0;
+  std::int64_t count = kAnyCount;
 };
-
-constexpr std::int64_t kAnyCount = std::numeric_limits<std::int64_t>::max();
 
 Limit within_energy(const SizeClasses& classes, double error) {
   const double all = std::accumulate(classes.energy.begin(), classes.energy.end(), 0.0);
-  Limit limit{.energy = error * error * all, .count = kAnyCount};
+  Limit limit{.energy = error * error * all};
   for (; limit.undecided < kClasses - 1; ++limit.undecided) {
     const double energy = classes.energy[as_size(limit.undecided)];
     if (!(energy <= limit.energy)) break;
@@ -103,16 +104,15 @@ Limit within_energy(const SizeClasses& classes, double error) {
   return limit;
 }
 
-Limit all_but(View1<const double> grid, std::int64_t kept, SizeClasses& classes) {
+Limit largest(View1<const double> grid, std::int64_t kept, SizeClasses& classes) {
   std::fill(classes.count.begin(), classes.count.end(), 0);
   for_each_piece(grid, [&](const Piece& piece, std::int64_t count) {
     for (std::int64_t p = 0; p < count; ++p) ++classes.count[as_size(piece.number[as_size(p)])];
   });
-  Limit limit{.energy = std::numeric_limits<double>::infinity(),
-              .count = std::max<std::int64_t>(grid.size() - kept, 0)};
-  for (; limit.undecided < kClasses - 1; ++limit.undecided) {
+  Limit limit{.undecided = kClasses - 1, .count = kept};
+  for (; limit.undecided > 0; --limit.undecided) {
     const std::int64_t count = classes.count[as_size(limit.undecided)];
-    if (count > limit.count) break;
+    if (count >= limit.count) break;
     limit.count -= count;
   }
   return limit;
@@ -124,7 +124,7 @@ Limit limit_of(View1<const double> grid, std::int64_t ground_cells, const Compre
     case CompressionRule::Kind::relative_error:
       return within_energy(classes, rule.value);
     case CompressionRule::Kind::fraction:
-      return all_but(grid, std::llround(rule.value * static_cast<double>(ground_cells)), classes);
+      return largest(grid, std::llround(rule.value * static_cast<double>(ground_cells)), classes);
     case CompressionRule::Kind::threshold:
       break;
   }
@@ -156,13 +156,12 @@ void for_each_large(View1<const double> grid, double low, Visit visit) {
   }
 }
 
-/// Moves what is kept to the row, the undecided class included; returns the energy of the rounding
-/// to single precision and the number of undecided ones.
 struct Picked {
-  double rounding = 0.0;
-  std::int64_t undecided = 0;
+  double rounding = 0.0;       ///< energy of the rounding to single precision
+  std::int64_t undecided = 0;  ///< coefficients of that class
 };
 
+/// Moves what is kept to the row, the undecided class included.
 Picked pick(View1<const double> grid, std::int64_t undecided_class, SizeClasses& classes,
             CompressedRow& row) {
   const double high = begin_of_class(undecided_class + 1);
@@ -195,7 +194,7 @@ std::int32_t* end_of_dropped(std::int32_t* first, std::int32_t* last, const Limi
     return std::partition(first, last, [&](std::int32_t n) { return square(n) < limit.square; });
   }
   if (limit.count != kAnyCount) {
-    std::int32_t* const end = first + std::min<std::int64_t>(limit.count, last - first);
+    std::int32_t* const end = last - std::min<std::int64_t>(limit.count, last - first);
     std::nth_element(first, end, last, smaller);
     return end;
   }

@@ -99,7 +99,7 @@ TEST(Wavelet, APaddedGridIsTransformedAsOneOfZerosBeyondItsPart) {
     std::array<std::int32_t, 3> counts, used;
   };
   for (const auto& [counts, used] : {Case{{8, 16, 32}, {5, 11, 20}}, Case{{32, 4, 8}, {17, 3, 5}},
-                                     Case{{8, 32, 2}, {8, 17, 1}}}) {
+                                     Case{{8, 32, 2}, {8, 17, 1}}, Case{{4, 16, 8}, {3, 9, 5}}}) {
     std::vector<double> padded =
         values_of_seed(as_size(std::int64_t{counts[0]} * counts[1] * counts[2]), 5);
     std::vector<double> zeros = padded;

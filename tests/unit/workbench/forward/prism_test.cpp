@@ -159,6 +159,35 @@ TEST(Prism, EveryEntryIsWithinTwoTenMillionthsOfItsCellsField) {
       EXPECT_LT(largest_error(even, station, some), 2e-7) << distance << " " << angle;
     }
   }
+  const Ground tall = ground_of({0, 12}, {0, 12}, {10, -10});
+  for (const double lengths : {2.0, 3.79, 4.2, 5.49, 7.5, 9.99, 30.0, 39.9}) {
+    const double distance = 20.0 * lengths;
+    const Point station{6 + 0.08 * distance, 6 + 0.06 * distance, 0.995 * distance};
+    EXPECT_LT(largest_error(tall, station, some), 2e-7) << lengths;
+  }
+}
+
+// Blocks of 8 layers of one thickness, of another and of several: what one of them has in common
+// taken from the others.
+TEST(Prism, ACellDoesNotDependOnTheLayersAroundIt) {
+  std::vector<double> up = graded(0.0, 2.0, 1.0, 17, -1);
+  for (int n = 0; n < 8; ++n) up.push_back(up.back() - 2.0 * std::pow(1.5, n));
+  for (int n = 0; n < 11; ++n) up.push_back(up.back() - 3.0);
+  const std::vector<double> east{0, 10, 14, 38};
+  const std::vector<double> north{0, 12, 36};
+  const Ground all = ground_of(east, north, up);
+  const Observations survey = field(62, 14, 50000, 20, -60);
+  for (const Point& station : {Point{20, 6, 3}, {-70, 31, -40}, {20, 6, 5}, {300, 280, 20}}) {
+    const std::vector<double> row = row_at(all, station, survey);
+    for (std::size_t k = 0; k + 1 < up.size(); ++k) {
+      const std::vector<double> one =
+          row_at(ground_of(east, north, {up[k], up[k + 1]}), station, survey);
+      const double largest = std::abs(*std::max_element(
+          one.begin(), one.end(), [](double a, double b) { return std::abs(a) < std::abs(b); }));
+      for (std::size_t c = 0; c < one.size(); ++c)
+        EXPECT_NEAR(row[c * (up.size() - 1) + k], one[c], 2e-7 * largest) << k << " " << c;
+    }
+  }
 }
 
 // Cancellation far away: the moment of the prism, seen as a dipole (Blakely 1995, "Potential Theory
