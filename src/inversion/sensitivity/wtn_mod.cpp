@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/eight.h"
 #include "base/multiversion.h"
 #include "base/stop_run.h"
 
@@ -17,11 +18,6 @@ constexpr std::int64_t kShortest = 4;  // an axis of so many points, or fewer, s
 // Lines are transformed so many at a time, interleaved: point k of line l lies at k kLines + l, and
 // every multiply-add runs on neighbouring lines.
 constexpr std::int64_t kLines = 16;
-
-using Eight = double __attribute__((vector_size(64), aligned(8)));
-
-Eight& eight(double* at) { return *reinterpret_cast<Eight*>(at); }
-const Eight& eight(const double* at) { return *reinterpret_cast<const Eight*>(at); }
 
 /// Where the points of lines lie: those of point k from begin + k stride on.
 struct Points {

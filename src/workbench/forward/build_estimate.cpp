@@ -32,17 +32,19 @@ double bytes_per_coefficient(const BuildOptions& options) {
   return options.compressed() ? 8.0 : 4.0;
 }
 
-/// Largest resident set of qvx while it builds: the program; test models, scale with reciprocal,
-/// and diagonal; and for each thread its grid, or its row in full form, and the coefficients that
-/// it keeps.
+/// Largest resident set of qvx while it builds: the program; test models, scale with its
+/// reciprocals, and diagonal; and for each thread its grid, or its row in full form, and the
+/// coefficients that it keeps, in arrays that end within a large page.
 double build_memory(const MatrixCounts& counts) {
-  constexpr double kProgramBytes = 15e6;
+  constexpr double kProgramBytes = 16e6;
   const auto cells = static_cast<double>(counts.nsens);
   const auto points = static_cast<double>(counts.grid_points);
   const double threads = omp_get_max_threads();
   const double per_row =
       static_cast<double>(counts.coefficients) / std::max(static_cast<double>(counts.ndata), 1.0);
-  const double of_thread = counts.compressed ? 8.0 * points + 12.0 * per_row : 12.0 * cells;
+  const double of_thread = counts.compressed
+                               ? 8.0 * points + 12.0 * per_row + std::min(2.0 * points, 5e6)
+                               : 12.0 * cells;
   return kProgramBytes + 36.0 * cells + threads * of_thread;
 }
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/eight.h"
 #include "base/multiversion.h"
 #include "base/stop_run.h"
-#include "workbench/forward/eight.h"
 
 namespace quorivex {
 namespace {

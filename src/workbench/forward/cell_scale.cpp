@@ -5,11 +5,11 @@
 #include <cmath>
 #include <limits>
 
+#include "base/eight.h"
 #include "base/multiversion.h"
 #include "base/progress.h"
 #include "base/stop_run.h"
 #include "workbench/forward/data_rows.h"
-#include "workbench/forward/eight.h"
 #include "workbench/forward/vector_maths.h"
 
 namespace quorivex {

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/eight.h"
 #include "base/view1.h"
 #include "inversion/mesh_io/mesh.h"
-#include "workbench/forward/eight.h"
 
 namespace quorivex {
 
