@@ -14,7 +14,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{256} * 1024;
+constexpr std::size_t kWriteBufferBytes = std::size_t{256} * 1024;
 
 int open_for_writing(const std::string& name) {
   // Without O_NONBLOCK a pipe of that name would wait for a reader forever.
@@ -38,7 +38,7 @@ OutputFile::OutputFile(const std::string& name) : OutputFile(name, -1) {
 OutputFile::OutputFile(std::string name, int descriptor)
     : name_(std::move(name)),
       descriptor_(descriptor),
-      buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)) {}
+      buffer_(std::make_unique_for_overwrite<char[]>(kWriteBufferBytes)) {}
 
 OutputFile::~OutputFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -46,8 +46,8 @@ OutputFile::~OutputFile() {
 
 void OutputFile::append(std::string_view text) {
   if (text.empty()) return;  // it may have no address
-  if (text.size() > kBufferBytes - filled_) flush();
-  if (text.size() > kBufferBytes) {
+  if (text.size() > kWriteBufferBytes - filled_) flush();
+  if (text.size() > kWriteBufferBytes) {
     write(text);
     return;
   }

@@ -20,7 +20,7 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "records are read as they lie");
 
-constexpr std::int64_t kBufferBytes = std::int64_t{32} * 1024;
+constexpr std::int64_t kRecordBufferBytes = std::int64_t{32} * 1024;
 constexpr std::int64_t kCountBytes = sizeof(std::int32_t);
 
 }  // namespace
@@ -35,7 +35,7 @@ std::optional<RecordFile> RecordFile::open(const std::string& name) {
 
 RecordFile::RecordFile(int descriptor, std::int64_t bytes)
     : descriptor_(descriptor),
-      buffer_(std::make_unique_for_overwrite<std::byte[]>(as_size(kBufferBytes))),
+      buffer_(std::make_unique_for_overwrite<std::byte[]>(as_size(kRecordBufferBytes))),
       left_in_file_(bytes) {}
 
 RecordFile::RecordFile(RecordFile&& other) noexcept
@@ -85,7 +85,7 @@ bool RecordFile::fetch(void* to, std::int64_t bytes) {
     }
     // One call brings what is wanted straight to its place and what follows into the buffer.
     const std::array<iovec, 2> pieces{iovec{target, as_size(bytes)},
-                                      iovec{buffer_.get(), as_size(kBufferBytes)}};
+                                      iovec{buffer_.get(), as_size(kRecordBufferBytes)}};
     const ssize_t count = ::readv(descriptor_, pieces.data(), 2);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return false;

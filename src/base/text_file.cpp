@@ -15,7 +15,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
+constexpr std::size_t kReadBufferBytes = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -40,7 +40,7 @@ std::optional<TextFile> TextFile::open(const std::string& name) {
 TextFile::TextFile(int descriptor, std::string name)
     : name_(std::move(name)),
       descriptor_(descriptor),
-      buffer_(std::make_unique_for_overwrite<char[]>(kBufferBytes)) {}
+      buffer_(std::make_unique_for_overwrite<char[]>(kReadBufferBytes)) {}
 
 TextFile::TextFile(TextFile&& other) noexcept
     : name_(std::move(other.name_)),
@@ -57,7 +57,7 @@ TextFile::~TextFile() {
 bool TextFile::refill() {
   ssize_t count = 0;
   do {
-    count = ::read(descriptor_, buffer_.get(), kBufferBytes);
+    count = ::read(descriptor_, buffer_.get(), kReadBufferBytes);
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
     throw StopRun(fmt::format("\n ERROR reading file {}: {}\n", name_, std::strerror(errno)));

@@ -97,12 +97,19 @@ TEST(Inversion, ABuriedBlockComesBackWhereItIsAndEveryIterationFitsItsFiles) {
   }
 }
 
-/// The same files at 1, 2, 3 and 4 threads. Returns the summary.
+#ifdef QUORIVEX_SANITIZED  // slow, and what sanitizers look for needs no comparison of all numbers
+constexpr std::array kThreads{"2", "4"};
+#else
+constexpr std::array kThreads{"1", "2", "3", "4"};
+#endif
+
+/// The same files at any of the numbers of threads. Returns the summary.
 Rows invert_at_any_number_of_threads(const Survey& survey, const InputLines& changed,
                                      const std::string& matrix) {
   const ScratchFolder first;
-  Rows rows = invert(first, survey, changed, kPlateau, "1", matrix);
-  for (const std::string threads : {"2", "3", "4"}) {
+  Rows rows = invert(first, survey, changed, kPlateau, kThreads.front(), matrix);
+  for (std::size_t at = 1; at < kThreads.size(); ++at) {
+    const std::string threads = kThreads[at];
     const ScratchFolder folder;
     EXPECT_EQ(invert(folder, survey, changed, kPlateau, threads, matrix).size(), rows.size());
     for (const std::string& name : result_files(first))

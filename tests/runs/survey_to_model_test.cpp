@@ -11,7 +11,7 @@
 namespace quorivex::test {
 namespace {
 
-constexpr const char* kMesh =
+constexpr const char* kSlopeMesh =
     "14 14 8\n-100 -100 50\n100 12*25 100\n100 12*25 100\n2*10 4*20 2*50\n";
 constexpr const char* kField = "60 15 50000\n60 15 1\n";
 
@@ -29,7 +29,7 @@ std::string stations(const std::string& tail) {
 class SurveyFolder : public ScratchFolder {
  public:
   SurveyFolder() {
-    write("mesh.txt", kMesh);
+    write("mesh.txt", kSlopeMesh);
     write("terrain.txt", "! slope\n4\n-500 -500 -5\n-500 800 -5\n800 -500 60\n800 800 60\n");
     write("stations.txt", stations(""));
     std::string model;

@@ -97,7 +97,7 @@ TEST(QvxMesh, RefusalsSayWhatToDoAndWriteNothing) {
   EXPECT_EQ(run_qvx(folder, "mesh --output m.txt --data one.loc --cell 5").status, 0);
 }
 
-const Survey& survey() {
+const Survey& small_survey() {
   static const Survey made = make_survey({.ne = 5, .nn = 4, .nz = 3});
   return made;
 }
@@ -110,14 +110,14 @@ void expect_texts(const QvxRun& run, const std::vector<std::string>& texts) {
 
 TEST(QvxInfo, BothFormsInWords) {
   const ScratchFolder folder;
-  folder.write("full.mtx", framed(sensitivity_records(survey())));
+  folder.write("full.mtx", framed(sensitivity_records(small_survey())));
   const QvxRun full = run_qvx(folder, "info full.mtx");
   expect_texts(full, {"20 data to 35 cells", "5 x 4 x 3 cells", "60 in all",
                       "1000 to 1125 m, cells of 25 m", "300 to 225 m", "35 cells are ground, 25",
                       "full form\n  size of the file", "(wtz): 0.714286 to 0.833333"});
   EXPECT_EQ(full.err, "");
 
-  const std::vector<std::string> records = compressed_records(survey(), 4);
+  const std::vector<std::string> records = compressed_records(small_survey(), 4);
   std::size_t bytes = 0;
   for (std::size_t row = 6; row + 1 < records.size(); ++row) bytes += records[row].size() - 4;
   folder.write("compressed.mtx", framed(records));
@@ -134,7 +134,7 @@ TEST(QvxInfo, BothFormsInWords) {
 
 TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
   const ScratchFolder folder;
-  std::vector<std::string> records = compressed_records(survey(), 4);
+  std::vector<std::string> records = compressed_records(small_survey(), 4);
   const auto expect_warning = [&](std::size_t number, const std::string& changed,
                                   const std::string& text) {
     std::vector<std::string> wrong = records;
@@ -150,12 +150,12 @@ TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
   const double root = std::sqrt(0.5);
   expect_warning(4, record(4, std::vector{0.5, 0.5, 0.5, 0.5}), "the wavelet filter is not");
   expect_warning(4, record(3, std::vector{root, root, 0.0}), "the wavelet filter is not");
-  std::vector<double> values = survey().wtz;
+  std::vector<double> values = small_survey().wtz;
   values[7] = 0.0;
   expect_warning(6, record(7, values),
                  "wtz should be positive: 1 of 35 values, the first is "
                  "number 8, 0.");
-  values = survey().gdiag;
+  values = small_survey().gdiag;
   values[3] = std::numeric_limits<double>::quiet_NaN();
   expect_warning(records.size(), record(values), "gdiag should not be negative: 1 of 35");
   expect_warning(3, record(std::vector<std::int32_t>(20, 1)), "the matrix has 35 columns, but 40");
@@ -164,7 +164,7 @@ TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
 
 TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
   const ScratchFolder folder;
-  const std::string whole = framed(sensitivity_records(survey()));
+  const std::string whole = framed(sensitivity_records(small_survey()));
   folder.write("cut.mtx", whole.substr(0, whole.size() - 5));
   expect_refused(folder, "info cut.mtx", "ERROR reading sensitivity file cut.mtx");
   expect_refused(folder, "info none.mtx", "sensitivity file not found: none.mtx");

@@ -14,12 +14,12 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "get_active_cells";
+constexpr const char* kActiveCellsRoutine = "get_active_cells";
 
 std::vector<std::int32_t> read_codes(const std::string& name, std::int64_t cells) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) file_not_found("active cells", name);
-  std::vector<std::int32_t> codes = allocate<std::int32_t>(as_size(cells), kRoutine);
+  std::vector<std::int32_t> codes = allocate<std::int32_t>(as_size(cells), kActiveCellsRoutine);
   FreeFormat values(*file);
   read_list(values, codes, "active cell file", name);
   expect_no_more(values, "active cell file", name);
@@ -50,7 +50,7 @@ void number_cells(ActiveCells& active) {
 ActiveCells read_active_cells(const std::string& source, SharedGround ground) {
   const std::int64_t cells = ground->mesh.cells();
   ActiveCells active{.ground = std::move(ground), .map = {}};
-  active.map = is_null(source) ? allocate<std::int32_t>(as_size(cells), kRoutine, 1)
+  active.map = is_null(source) ? allocate<std::int32_t>(as_size(cells), kActiveCellsRoutine, 1)
                                : read_codes(source, cells);
   number_cells(active);
   return active;

@@ -15,21 +15,21 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "mesh";
+constexpr const char* kMeshRoutine = "mesh";
 constexpr std::size_t kColumns = 100;  // of a text mesh file
 
 std::vector<double> node_vector(std::int32_t cells) {
-  return allocate<double>(as_size(std::int64_t{cells} + 1), kRoutine);
+  return allocate<double>(as_size(std::int64_t{cells} + 1), kMeshRoutine);
 }
 
 std::vector<double> differences(const std::vector<double>& nodes) {
-  std::vector<double> widths = allocate<double>(nodes.size() - 1, kRoutine);
+  std::vector<double> widths = allocate<double>(nodes.size() - 1, kMeshRoutine);
   for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = nodes[i + 1] - nodes[i];
   return widths;
 }
 
 std::vector<double> running_sums(double first, const std::vector<double>& widths) {
-  std::vector<double> nodes = allocate<double>(widths.size() + 1, kRoutine);
+  std::vector<double> nodes = allocate<double>(widths.size() + 1, kMeshRoutine);
   nodes[0] = first;
   for (std::size_t i = 0; i < widths.size(); ++i) nodes[i + 1] = nodes[i] + widths[i];
   return nodes;
@@ -37,7 +37,7 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
 
 /// A short file may hold two thousand million widths: "2147483647*1".
 void require_memory_for(std::int64_t cells_of_axes) {
-  with_alloc_label(kRoutine, [&] {
+  with_alloc_label(kMeshRoutine, [&] {
     require_available_memory(2 * sizeof(double) * as_size(cells_of_axes));  // widths and nodes
   });
 }
@@ -61,7 +61,7 @@ class MeshLists {
       if (!values_.read(width)) {
         refuse(fmt::format("Width {} of {} along {} could not be read.", i, count, axis));
       }
-      with_alloc_label(kRoutine, [&] { append_checked(widths, width); });
+      with_alloc_label(kMeshRoutine, [&] { append_checked(widths, width); });
     }
     values_.next_line();
     return widths;

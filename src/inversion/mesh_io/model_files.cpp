@@ -15,7 +15,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::int64_t kLineBytes = 16;  // more than a line needs
+constexpr std::int64_t kModelLineBytes = 16;  // more than a line needs
 
 /// The number of "VALUE c"; nothing when the source is a file name.
 std::optional<double> read_constant(const std::string& source, std::string_view label) {
@@ -94,7 +94,7 @@ void output_model(const std::string& name, View1<const double> model, View1<cons
   active_to_full(active, fixed, model, full);
   with_alloc_label("output_model", [&] {
     AtomicFile file(name);
-    append_in_parallel(file, ground.columns(), ground.mesh.nz * kLineBytes,
+    append_in_parallel(file, ground.columns(), ground.mesh.nz * kModelLineBytes,
                        [&](std::int64_t number, std::string& text) {
                          const auto line = [&](const GridCell& at) {
                            append_sci(text, at.air() ? kAirValue : full(at.cell) / wtz(at.below),

@@ -19,7 +19,7 @@ namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxLine = 1000;
-constexpr std::int64_t kLineBytes = 128;  // more than a line without its label needs
+constexpr std::int64_t kDatumLineBytes = 128;  // more than a line without its label needs
 
 /// The lines of a data file without comments and blank lines.
 class DataLines {
@@ -214,7 +214,7 @@ void write_data_file(const std::string& name, const Observations& observations,
   file.append(whole(o.ndata, 7) + right("", 23) + "  !! # of data\n");
   std::size_t label_bytes = 0;
   for (const std::string& label : labels) label_bytes = std::max(label_bytes, label.size());
-  const std::int64_t bytes = kLineBytes + static_cast<std::int64_t>(label_bytes);
+  const std::int64_t bytes = kDatumLineBytes + static_cast<std::int64_t>(label_bytes);
   append_in_parallel(file, values.size(), bytes, [&](std::int64_t i, std::string& text) {
     const std::size_t at = as_size(i - 1);
     for (const double coordinate : {o.x[at], o.y[at], o.z[at]}) append_sci(text, coordinate, 17, 9);

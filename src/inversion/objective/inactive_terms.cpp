@@ -6,12 +6,12 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "calc_inactive_cell_components";
+constexpr const char* kInactiveTermsRoutine = "calc_inactive_cell_components";
 
 /// Wki m_inactive; adds Wk^T of it to the gradient.
 std::vector<double> fixed_rows(const DifferenceOperator& op, View1<const double> influence,
                                View1<double> gradient) {
-  std::vector<double> rows = allocate<double>(op.influence.size(), kRoutine);
+  std::vector<double> rows = allocate<double>(op.influence.size(), kInactiveTermsRoutine);
   for (std::size_t r = 0; r < rows.size(); ++r) {
     const InfluenceRow& row = op.influence[r];
     if (row.first < 0) rows[r] -= row.v * influence(-row.first);
@@ -28,7 +28,7 @@ InactiveTerms calc_inactive_cell_components(const WeightingOperators& operators,
                                             View1<const double> influence) {
   InactiveTerms terms;
   if (influence.size() == 0) return terms;
-  terms.gradient = allocate<double>(operators.Ws.size(), kRoutine);
+  terms.gradient = allocate<double>(operators.Ws.size(), kInactiveTermsRoutine);
   terms.x = fixed_rows(operators.Wx, influence, terms.gradient);
   terms.y = fixed_rows(operators.Wy, influence, terms.gradient);
   terms.z = fixed_rows(operators.Wz, influence, terms.gradient);

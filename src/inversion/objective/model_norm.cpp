@@ -7,13 +7,13 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "calc_model_norm";
+constexpr const char* kNormRoutine = "calc_model_norm";
 
 /// The rows of two active cells, then those of the inactive cells with influence.
 double difference_term(const DifferenceOperator& op, const std::vector<double>& fixed,
                        View1<const double> u) {
   const auto of_active =
-      ordered_sum<double>(u.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+      ordered_sum<double>(u.size(), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (std::int64_t c = first; c < last; ++c) {
           const double difference = u(op.next_of(c) + 1) - u(c + 1);
@@ -22,7 +22,7 @@ double difference_term(const DifferenceOperator& op, const std::vector<double>& 
         return sum;
       });
   const auto of_influence =
-      ordered_sum<double>(length(fixed), kRoutine, [&](std::int64_t first, std::int64_t last) {
+      ordered_sum<double>(length(fixed), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (auto r = as_size(first); r < as_size(last); ++r) {
           const InfluenceRow& row = op.influence[r];
@@ -49,10 +49,10 @@ ModelNorm calc_model_norm(const WeightingOperators& operators, const InactiveTer
   std::vector<double> difference;
   View1<const double> u = model;
   if (mref_in_derivatives) {
-    difference = allocate<double>(operators.Ws.size(), kRoutine);
+    difference = allocate<double>(operators.Ws.size(), kNormRoutine);
     u = difference;
   }
-  norm.s = ordered_sum<double>(Ws.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+  norm.s = ordered_sum<double>(Ws.size(), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
     double sum = 0.0;
     for (std::int64_t i = first + 1; i <= last; ++i) {
       const double from_mref = model(i) - mref(i);

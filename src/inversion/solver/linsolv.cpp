@@ -12,11 +12,11 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "linsolv";
+constexpr const char* kLinsolvRoutine = "linsolv";
 constexpr int kMaxHalvings = 16;  // the step stays at least 1e-5 (2^-16 = 1.5e-5)
 
 std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& state) {
-  std::vector<std::int32_t> mask = allocate<std::int32_t>(as_size(ncell), kRoutine, 1);
+  std::vector<std::int32_t> mask = allocate<std::int32_t>(as_size(ncell), kLinsolvRoutine, 1);
   for (std::int32_t k = 0; k < state.ntrunc; ++k) {
     mask[as_size(state.truncated[as_size(k)] - 1)] = 0;
   }
@@ -25,7 +25,7 @@ std::vector<std::int32_t> free_mask(std::int64_t ncell, const LinsolvState& stat
 
 UninitializedArray<double> preconditioner(const Diagonals& diagonals, double beta,
                                           View1<const std::int32_t> mask) {
-  UninitializedArray<double> inverse(mask.size(), kRoutine);
+  UninitializedArray<double> inverse(mask.size(), kLinsolvRoutine);
   const View1<double> P = inverse.view();
   const View1<const double> gdiag(diagonals.gdiag);
   const View1<const double> wdiag(diagonals.wdiag);
@@ -41,7 +41,7 @@ CgResult solve_free_cells(const Problem& problem, double beta, const CgControl& 
                           View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
   if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
   const UninitializedArray<double> P = preconditioner(problem.diagonals, beta, mask);
-  UninitializedArray<double> residual(g.size(), kRoutine);
+  UninitializedArray<double> residual(g.size(), kLinsolvRoutine);
   const View1<double> r = residual.view();
 #pragma omp parallel for schedule(static) default(none) shared(mask, g, r)
   for (std::int64_t i = 1; i <= g.size(); ++i) r(i) = mask(i) * g(i);
@@ -72,7 +72,7 @@ void line_search(const Problem& problem, double beta, View1<const double> dm, Cu
                  LinsolvState& state) {
   const double phi = current.value.total(beta);
   const View1<const double> m(current.model);
-  std::vector<double> trial = allocate<double>(as_size(m.size()), kRoutine);
+  std::vector<double> trial = allocate<double>(as_size(m.size()), kLinsolvRoutine);
   const View1<double> mt(trial);
   double t = 1.0;
   for (int halvings = 0; halvings <= kMaxHalvings; ++halvings, t *= 0.5) {
@@ -114,11 +114,11 @@ void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& 
 CgResult linsolv(const Problem& problem, double beta, const CgControl& control,
                  CurrentModel& current, LinsolvState& state) {
   const std::size_t ncell = current.model.size();
-  if (state.truncated.empty()) state.truncated = allocate<std::int32_t>(ncell, kRoutine);
-  std::vector<double> dm = allocate<double>(ncell, kRoutine);
+  if (state.truncated.empty()) state.truncated = allocate<std::int32_t>(ncell, kLinsolvRoutine);
+  std::vector<double> dm = allocate<double>(ncell, kLinsolvRoutine);
   CgResult result;
   {
-    std::vector<double> g = allocate<double>(ncell, kRoutine);
+    std::vector<double> g = allocate<double>(ncell, kLinsolvRoutine);
     formrhs(problem, current.model, current.value.predicted, beta, g);
     const std::vector<std::int32_t> mask = free_mask(length(dm), state);
     result = solve_free_cells(problem, beta, control, mask, g, dm);

@@ -7,7 +7,7 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "linsolv";
+constexpr const char* kPcgRoutine = "linsolv";
 
 }  // namespace
 
@@ -15,7 +15,7 @@ ResidualSums update_solution_and_residual(double a, View1<const double> P, View1
                                           View1<const double> q, View1<double> dm,
                                           View1<double> r) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<ResidualSums>(r.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+  return ordered_sum<ResidualSums>(r.size(), kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
     double square = 0.0;
     double rho = 0.0;
 #pragma omp simd reduction(+ : square, rho)
@@ -40,7 +40,7 @@ void update_direction(double ratio, View1<const double> P, View1<const double> r
 
 double dot_product(View1<const double> a, View1<const double> b) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<double>(a.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+  return ordered_sum<double>(a.size(), kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
     double sum = 0.0;
 #pragma omp simd reduction(+ : sum)
     for (std::int64_t i = first; i < last; ++i) sum += a.data()[i] * b.data()[i];

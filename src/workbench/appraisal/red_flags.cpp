@@ -8,7 +8,6 @@
 
 #include "base/atomic_file.h"
 #include "inversion/input/program_name.h"
-#include "inversion/solver/next_beta.h"
 #include "workbench/appraisal/fit_rules.h"
 
 namespace quorivex {
@@ -25,8 +24,6 @@ constexpr double kCertain = 4.0;        // standard errors
 constexpr const char* kFieldOrRemanence =
     "the direction of the field is wrong (sign of the inclination), or the rock carries remanent "
     "magnetisation";
-
-bool reached(const RunFacts& f) { return f.target && target_reached(f.misfit, *f.target); }
 
 /// What to do about a run whose data are fitted poorly although no target was missed.
 std::string advice_to_fit(const RunFacts& f) {
@@ -103,7 +100,7 @@ void flag_fit(const RunFacts& f, std::vector<RedFlag>& flags) {
                                  expected,
                                  f.target ? "Raise chifact to 1, or correct them."
                                           : "Raise beta, or correct them.")});
-  } else if (fit == ChiSquared::far_off && (f.target ? reached(f) : !running)) {
+  } else if (fit == ChiSquared::far_off && (f.target ? reached_target(f) : !running)) {
     flags.push_back({"Far from fitting the data",
                      fmt::format("Chi-squared is {}. {}", expected, advice_to_fit(f))});
   }

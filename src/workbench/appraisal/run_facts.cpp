@@ -12,6 +12,7 @@
 #include "inversion/mesh_io/cell_vectors.h"
 #include "inversion/mesh_io/model_files.h"
 #include "inversion/mesh_io/station_heights.h"
+#include "inversion/solver/next_beta.h"
 #include "workbench/forward/station_checks.h"
 
 namespace quorivex {
@@ -106,6 +107,10 @@ RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& mo
   facts.model = model_statistics(mesh, model);
   count_cells_at_bounds(run, model, facts);
   return facts;
+}
+
+bool reached_target(const RunFacts& facts) {
+  return facts.target && target_reached(facts.misfit, *facts.target);
 }
 
 }  // namespace quorivex

@@ -54,4 +54,7 @@ struct RunFacts {
 RunFacts collect_run_facts(const FinishedRun& run, const std::vector<double>& model,
                            const DataFit& fit);
 
+/// True for a run that aimed at a misfit and reached it.
+bool reached_target(const RunFacts& facts);
+
 }  // namespace quorivex

@@ -8,7 +8,6 @@
 #include <cmath>
 #include <utility>
 
-#include "inversion/solver/next_beta.h"
 #include "workbench/appraisal/fit_rules.h"
 
 namespace quorivex {
@@ -59,8 +58,6 @@ std::string describe_outliers(const RunFacts& f) {
       f.residuals.beyond_four, f.ndata);
 }
 
-bool reached(const RunFacts& f) { return f.target && target_reached(f.misfit, *f.target); }
-
 /// Mark, headline and level by the target alone.
 Verdict judge_misfit(const RunFacts& f, bool doubts) {
   Verdict v;
@@ -78,7 +75,7 @@ Verdict judge_misfit(const RunFacts& f, bool doubts) {
         "The model fits the data closer than was asked: misfit {:.4g}, {:.2g} of the target of "
         "{:.4g}, {}.",
         f.misfit, f.misfit / *f.target, *f.target, iterations);
-  } else if (reached(f)) {
+  } else if (reached_target(f)) {
     v.mark = doubts ? "Target reached, with doubts" : "Target reached";
     v.headline = fmt::format(
         "The model fits the data as closely as was asked: misfit {:.4g}, target {:.4g}, {}.",
@@ -100,7 +97,7 @@ Verdict judge_misfit(const RunFacts& f, bool doubts) {
 std::string describe_ending(const RunFacts& f) {
   if (!f.ended && f.ending.empty()) return "The run was interrupted or is still running.";
   if (!f.ended) return fmt::format("The run stopped early: {}", f.ending);
-  if (f.ending.empty() || reached(f)) return "";
+  if (f.ending.empty() || reached_target(f)) return "";
   return fmt::format("The run ended with: {}", f.ending);
 }
 

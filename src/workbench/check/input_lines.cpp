@@ -17,7 +17,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kMaxLine = 10000;
+constexpr std::size_t kMaxInputLine = 10000;
 constexpr std::size_t kMostNumbers = 10;  // of a line that are worth showing
 constexpr std::size_t kAlphas = 4;
 constexpr int kLines = 12;
@@ -62,7 +62,7 @@ std::vector<std::string> input_line_doubts(const std::string& input_file) {
   std::optional<TextFile> file = TextFile::open(input_file);
   if (!file) return doubts;
   int line = 0;
-  for (std::string text; line < kLines && file->read_line(text, kMaxLine);) {
+  for (std::string text; line < kLines && file->read_line(text, kMaxInputLine);) {
     if (line < 2 && trim(text).empty()) continue;  // as the reader of the numbers does
     ++line;
     if (const auto doubt = doubt_of(line, strip_comment(text))) doubts.push_back(*doubt);

@@ -13,7 +13,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kMaxLine = 1000;  // characters, as in the reader
+constexpr std::size_t kMaxDatumLine = 1000;  // characters, as in the reader
 constexpr int kLinesAboveData = 3;      // field, direction, number of data
 
 /// The rows of the file: how many follow the last datum, and the first decimal comma.
@@ -22,7 +22,7 @@ void look_at_rows(const std::string& name, std::int64_t ndata, ObservationNotes&
   if (!file) return;
   std::int64_t number = 0;  // of the line
   std::int64_t rows = 0;
-  for (std::string text; file->read_line(text, kMaxLine);) {
+  for (std::string text; file->read_line(text, kMaxDatumLine);) {
     ++number;
     if (trim(text).empty() || text.front() == '!') continue;
     if (++rows > kLinesAboveData + ndata || !found.warnings.empty()) continue;

@@ -9,12 +9,12 @@
 namespace quorivex {
 namespace {
 
-struct Options {
+struct CheckOptions {
   std::string input;
   std::string mesh;
 };
 
-void run(const Options& options) {
+void run(const CheckOptions& options) {
   const int status = check_run(options.input, options.mesh);
   if (status != 0) throw CLI::RuntimeError(status);
 }
@@ -23,7 +23,7 @@ void run(const Options& options) {
 
 void add_check_command(CLI::App& qvx) {
   auto* app = qvx.add_subcommand("check", "Check the inputs of an inversion before running it");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<CheckOptions>();
   app->add_option("RUN.inp", o->input, "Input file of quorivex")->required()->type_name("");
   app->add_option("--mesh", o->mesh, "Text mesh that the sensitivity file should have")
       ->type_name("FILE");

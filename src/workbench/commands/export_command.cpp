@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct ExportOptions {
   std::string run;
   std::string iteration = "last";
   std::string vtr;
@@ -42,7 +42,8 @@ using Collections = std::map<std::string, std::vector<CollectionEntry>>;
 
 /// FILE, or FILE_NNN with the iteration's number before the extension when all iterations are
 /// wanted.
-std::string name_for(const Options& options, const std::string& file, std::int32_t iteration) {
+std::string name_for(const ExportOptions& options, const std::string& file,
+                     std::int32_t iteration) {
   if (!options.all()) return file;
   const fs::path path(file);
   const std::string name = fmt::format("{}_{}{}", path.stem().string(), three_digits(iteration),
@@ -50,7 +51,8 @@ std::string name_for(const Options& options, const std::string& file, std::int32
   return (path.parent_path() / name).string();
 }
 
-std::vector<FinishedIteration> wanted_iterations(const Options& options, const FinishedRun& run) {
+std::vector<FinishedIteration> wanted_iterations(const ExportOptions& options,
+                                                 const FinishedRun& run) {
   if (options.all()) return run.iterations;
   if (options.iteration == "last") return {run.iterations.back()};
   std::int32_t number = 0;
@@ -68,7 +70,7 @@ std::string collection_name(const std::string& file) {
 }
 
 /// Every file that will be written.
-std::vector<std::string> names_to_write(const Options& options,
+std::vector<std::string> names_to_write(const ExportOptions& options,
                                         const std::vector<FinishedIteration>& iterations) {
   std::vector<std::string> names;
   for (const FinishedIteration& iteration : iterations) {
@@ -87,7 +89,7 @@ std::vector<std::string> names_to_write(const Options& options,
 }
 
 /// Refuses outputs that would replace a file of the run or each other.
-void check_outputs(const Options& options, const FinishedRun& run,
+void check_outputs(const ExportOptions& options, const FinishedRun& run,
                    const std::vector<FinishedIteration>& iterations) {
   if (!options.model() && !options.data()) {
     stop_run(
@@ -135,7 +137,7 @@ void collect(const std::string& file, const std::string& written, std::int32_t i
                      .file = fs::path(written).filename().string()});
 }
 
-void export_model(const Options& options, const FinishedRun& run,
+void export_model(const ExportOptions& options, const FinishedRun& run,
                   const FinishedIteration& iteration, Collections& collections) {
   const std::int32_t number = iteration.row.iteration;
   const ModelGrid grid =
@@ -164,8 +166,8 @@ void export_model(const Options& options, const FinishedRun& run,
   }
 }
 
-void export_data(const Options& options, const FinishedRun& run, const FinishedIteration& iteration,
-                 Collections& collections) {
+void export_data(const ExportOptions& options, const FinishedRun& run,
+                 const FinishedIteration& iteration, Collections& collections) {
   const std::int32_t number = iteration.row.iteration;
   const DataFit fit = data_fit(run.observations, read_predicted(run, iteration));
   const auto written = [&](const std::string& name) {
@@ -187,7 +189,7 @@ void export_data(const Options& options, const FinishedRun& run, const FinishedI
   }
 }
 
-void run_export(const Options& options) {
+void run_export(const ExportOptions& options) {
   const FinishedRun run = read_finished_run(options.run);
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
   check_outputs(options, run, iterations);
@@ -209,7 +211,7 @@ void run_export(const Options& options) {
 void add_export_command(CLI::App& qvx) {
   CLI::App* command =
       qvx.add_subcommand("export", "Write models and data of a run for other programs");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ExportOptions>();
   const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
     return command->add_option(name, value, help)->type_name(type);
   };

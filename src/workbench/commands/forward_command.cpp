@@ -16,7 +16,7 @@ namespace {
 
 constexpr double kMaxNoise = 1e6;  // nT, or percent
 
-struct Options {
+struct ForwardOptions {
   GroundSource ground;
   std::string matrix;
   std::string data;
@@ -30,7 +30,7 @@ struct Options {
 };
 
 /// Reads what the options name; fills `data` with the observations.
-std::vector<double> predict(const Options& options, Observations& data) {
+std::vector<double> predict(const ForwardOptions& options, Observations& data) {
   if (options.matrix.empty()) {
     data = read_observations(options.data);
     hint_at_units(data);
@@ -43,7 +43,7 @@ std::vector<double> predict(const Options& options, Observations& data) {
   return predicted_data(file, data, read_ground_model(options.model, *file.ground));
 }
 
-void run(const Options& options) {
+void run(const ForwardOptions& options) {
   if (options.matrix.empty() == options.ground.mesh.empty()) {
     stop_run(" ERROR: give either --mesh (with --topography or --elevation) or --matrix.");
   }
@@ -63,7 +63,7 @@ void run(const Options& options) {
 void add_forward_command(CLI::App& qvx) {
   CLI::App* command =
       qvx.add_subcommand("forward", "Compute the data of a model, with or without noise");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ForwardOptions>();
   const auto add = [command](const char* name, auto& value, const char* type, const char* help) {
     return command->add_option(name, value, help)->type_name(type);
   };

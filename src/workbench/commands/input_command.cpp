@@ -38,7 +38,7 @@ Examples:
             --lengths 150,150,75 --reference known.sus --output beta20.inp
 )";
 
-struct Options {
+struct InputOptions {
   InversionParameters input{.mode = 1,
                             .par = 1.0,
                             .tolc = kTolc,
@@ -74,7 +74,7 @@ void need_file(const std::string& name) {
   }
 }
 
-void choose_mode(const Options& options, InversionParameters& input) {
+void choose_mode(const InputOptions& options, InversionParameters& input) {
   input.mode = options.mode.value_or(options.beta ? 2 : 1);
   if (input.mode == 1 && options.beta) stop_run(" ERROR: --beta belongs to --mode 2.");
   if (input.mode == 2 && options.chifact) stop_run(" ERROR: --chifact belongs to --mode 1.");
@@ -87,7 +87,7 @@ void choose_mode(const Options& options, InversionParameters& input) {
 }
 
 /// The entries of the file, without a look into data and matrix.
-InversionParameters entries_of(const Options& options) {
+InversionParameters entries_of(const InputOptions& options) {
   InversionParameters input = options.input;
   choose_mode(options, input);
   for (std::string* model :
@@ -119,7 +119,7 @@ SensitivityFile check_pair(const InversionParameters& input) {
   return heading;
 }
 
-void run(const Options& options) {
+void run(const InputOptions& options) {
   InversionParameters input = entries_of(options);
   std::error_code none;
   if (std::filesystem::exists(std::filesystem::symlink_status(options.output, none))) {
@@ -136,7 +136,7 @@ void run(const Options& options) {
   fmt::print("Written to {}\nNext:\n  qvx check {}\n  quorivex {}\n", options.output, name, name);
 }
 
-void add_line_options(CLI::App& app, Options& o) {
+void add_line_options(CLI::App& app, InputOptions& o) {
   InversionParameters& p = o.input;
   const auto add = [&app](const char* name, auto& value, const char* type, const char* help) {
     return app.add_option(name, value, help)->type_name(type);
@@ -175,7 +175,7 @@ void add_line_options(CLI::App& app, Options& o) {
 
 void add_input_command(CLI::App& qvx) {
   auto* app = qvx.add_subcommand("input", "Write the input file of an inversion");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<InputOptions>();
   app->add_option("--data", o->input.obsFile, "Observations file with standard deviations")
       ->type_name("FILE")
       ->required();

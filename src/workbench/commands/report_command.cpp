@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kMaxIterations = 12;
 
-struct Options {
+struct ReportOptions {
   std::string input;
   std::string output;
   std::size_t iterations = kMaxIterations;
@@ -37,7 +37,7 @@ std::string describe_held(const FinishedRun& run, const ReportWritten& report) {
   return text;
 }
 
-void run(const Options& options) {
+void run(const ReportOptions& options) {
   const FinishedRun run = read_finished_run(options.input);
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
   const std::string output = options.output.empty() ? default_output(run) : options.output;
@@ -56,7 +56,7 @@ void run(const Options& options) {
 void add_report_command(CLI::App& qvx) {
   auto* const command =
       qvx.add_subcommand("report", "Write a page that shows the result of an inversion");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<ReportOptions>();
   command->add_option("RUN.inp", o->input, "Input file of the run")->required()->type_name("");
   command
       ->add_option("--output", o->output,

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kNextLine = "\n                       ";  // of a value in the reports
 
-struct Options {
+struct SensitivityOptions {
   GroundSource ground;
   std::string data;
   std::string output;
@@ -51,7 +51,7 @@ const std::map<std::string, ScaleRule::Kind>& scale_kinds() {
   return kKinds;
 }
 
-ScaleRule scale_rule(const Options& options, const SurveyGround& survey) {
+ScaleRule scale_rule(const SensitivityOptions& options, const SurveyGround& survey) {
   ScaleRule rule{.kind = scale_kinds().at(options.scale), .exponent = options.exponent};
   rule.offset = default_offset(survey.ground);
   // For depth the offset should bring it close to the distance to the stations.
@@ -62,7 +62,7 @@ ScaleRule scale_rule(const Options& options, const SurveyGround& survey) {
   return rule;
 }
 
-BuildOptions build_options(const Options& options) {
+BuildOptions build_options(const SensitivityOptions& options) {
   BuildOptions build{.low_pass = {}, .rule = options.rule};
   if (options.wavelet != "none") build.low_pass = low_pass_filter(options.wavelet);
   return build;
@@ -163,7 +163,7 @@ void plan(const SurveyGround& survey, const Observations& data, const ScaleRule&
 }
 
 /// The options, the files that were read and what was warned of, for the sidecar.
-std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround& survey,
+std::vector<InfoLine> describe_origin(const SensitivityOptions& options, const SurveyGround& survey,
                                       const ScaleRule& scale, const BuildOptions& build,
                                       const std::vector<std::string>& warnings) {
   std::string compression = "none";
@@ -191,8 +191,8 @@ std::vector<InfoLine> describe_origin(const Options& options, const SurveyGround
   return lines;
 }
 
-void build_file(const Options& options, const SurveyGround& survey, const Observations& data,
-                const ScaleRule& scale, const BuildOptions& build,
+void build_file(const SensitivityOptions& options, const SurveyGround& survey,
+                const Observations& data, const ScaleRule& scale, const BuildOptions& build,
                 const std::vector<std::string>& warnings) {
   const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
@@ -213,7 +213,7 @@ void build_file(const Options& options, const SurveyGround& survey, const Observ
   hint_at_full_form(counts, bytes);
 }
 
-void run(const Options& options) {
+void run(const SensitivityOptions& options) {
   if (options.output.empty() && !options.plan) {
     stop_run(
         " ERROR: --output is missing: the name of the sensitivity file (or --plan, to see its "
@@ -244,7 +244,7 @@ void run(const Options& options) {
   build_file(options, survey, data, scale, build, warnings);
 }
 
-void add_scale_options(CLI::App& command, Options& o) {
+void add_scale_options(CLI::App& command, SensitivityOptions& o) {
   std::vector<std::string> names;
   for (const auto& [name, kind] : scale_kinds()) names.push_back(name);
   command
@@ -268,7 +268,7 @@ void add_scale_options(CLI::App& command, Options& o) {
       ->check(number(kMinLength, kMaxLength));
 }
 
-void add_compression_options(CLI::App& command, Options& o) {
+void add_compression_options(CLI::App& command, SensitivityOptions& o) {
   std::vector<std::string> names = wavelet_names();
   names.insert(names.begin(), "none");
   command
@@ -323,7 +323,7 @@ void add_compression_options(CLI::App& command, Options& o) {
 void add_sensitivity_command(CLI::App& qvx) {
   CLI::App* command =
       qvx.add_subcommand("sensitivity", "Compute the sensitivity file that quorivex needs");
-  const auto o = std::make_shared<Options>();
+  const auto o = std::make_shared<SensitivityOptions>();
   command->add_option("--mesh", o->ground.mesh, "Text mesh file")->type_name("FILE")->required();
   command->add_option("--data", o->data, "Observations file with standard deviations (nT)")
       ->type_name("FILE")

@@ -60,7 +60,7 @@ Examples:
 )";
 
 /// The choices, and what the command line gives in another form than they hold it.
-struct Options {
+struct SurveyOptions {
   SurveyChoices choices;
   std::string separator;
   std::string output;
@@ -78,7 +78,7 @@ char separator_of(const std::string& text) {
       " ERROR: --separator should be comma, semicolon, tab, blank or one character, not {}", text));
 }
 
-void check_trend(const TrendChoice& trend, const Options& options) {
+void check_trend(const TrendChoice& trend, const SurveyOptions& options) {
   if (!trend.kind && (!options.given.empty() || !options.centre.empty() || trend.beyond >= 0.0 ||
                       trend.fit != TrendFit::squares)) {
     stop_run(" ERROR: --given, --centre, --fit and --fit-beyond need --remove constant or plane.");
@@ -116,7 +116,7 @@ void check_range(const char* option, const std::vector<double>& values) {
   }
 }
 
-SurveyChoices choices_of(const Options& options) {
+SurveyChoices choices_of(const SurveyOptions& options) {
   SurveyChoices choices = options.choices;
   choices.table.separator = separator_of(options.separator);
   check_trend(choices.trend, options);
@@ -148,7 +148,7 @@ void print_range(const char* name, const std::string& range) {
   fmt::print("  {:<10} {}\n", name, range);
 }
 
-void run(const Options& options) {
+void run(const SurveyOptions& options) {
   const SurveyChoices choices = choices_of(options);
   refuse_overwriting(options.output, {choices.table.name, choices.terrain});
   const PreparedSurvey survey = prepare_survey(choices);
@@ -188,7 +188,7 @@ CLI::Validator word_for(const std::map<std::string, Value>& words) {
           ""};
 }
 
-void add_table_options(CLI::App& app, Options& o) {
+void add_table_options(CLI::App& app, SurveyOptions& o) {
   SurveyTable& t = o.choices.table;
   const auto add = [&app](const char* name, std::string& value, const char* type,
                           const char* help) {
@@ -255,7 +255,7 @@ void add_thinning_options(CLI::App& app, SurveyChoices& choices) {
       ->needs("--grid");
 }
 
-void add_trend_options(CLI::App& app, Options& o) {
+void add_trend_options(CLI::App& app, SurveyOptions& o) {
   TrendChoice& trend = o.choices.trend;
   in_data_group(
       app.add_option("--remove", trend.kind, "Regional field to remove: constant or plane"), "WORD")
@@ -312,7 +312,7 @@ CLI::Validator in_nanotesla() {
           ""};
 }
 
-void add_field_options(CLI::App& app, Options& o) {
+void add_field_options(CLI::App& app, SurveyOptions& o) {
   FieldChoice& f = o.choices.field;
   const auto group = [](CLI::Option* option, const char* type) {
     return option->type_name(type)->group("Inducing field");
@@ -358,7 +358,7 @@ void add_field_options(CLI::App& app, Options& o) {
 
 void add_survey_command(CLI::App& qvx) {
   auto* app = qvx.add_subcommand("survey", "Make an observations file from a table of stations");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<SurveyOptions>();
   add_table_options(*app, *options);
   add_thinning_options(*app, options->choices);
   add_trend_options(*app, *options);

@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view kLine = "labels of the data: line";
 constexpr std::string_view kFiducial = "labels of the data: fiducial";
 constexpr std::string_view kBoth = "labels of the data: line, fiducial";
-constexpr std::size_t kMaxLine = 1000;  // characters, as in the reader of the values
+constexpr std::size_t kMaxDatumLine = 1000;  // characters, as in the reader of the values
 constexpr int kLinesAboveData = 3;      // field, direction, number of data
 
 /// A label as the file holds it: on one line, and a fiducial without the comma that ends a line's
@@ -66,7 +66,7 @@ StationLabels read_station_labels(const std::string& observations_file, std::int
   bool fiducials = false;
   std::int64_t above = 0;  // of the lines that are neither comments nor blank
   std::int64_t read = 0;
-  for (std::string text; read < ndata && file->read_line(text, kMaxLine);) {
+  for (std::string text; read < ndata && file->read_line(text, kMaxDatumLine);) {
     if (trim(text).empty()) continue;
     if (text.front() == '!') {
       const std::string_view comment = trim(std::string_view(text).substr(1));

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kEchoLength = 200;  // of the log's copy of the input file
 constexpr std::size_t kEntries = 12;
-constexpr std::size_t kMaxLine = 1000;
+constexpr std::size_t kMaxLogLine = 1000;
 constexpr std::size_t kMaxEnding = 2000;
 
 /// Adds a line of an input file unless it is empty or a comment.
@@ -40,14 +40,14 @@ std::optional<std::string> after(std::string_view label, std::string_view line) 
 /// Reads from the heading of the input file to the end of its copy.
 void read_input_copy(TextFile& file, RunLog& log) {
   std::string line;
-  while (log.input_name.empty() && file.read_line(line, kMaxLine)) {
+  while (log.input_name.empty() && file.read_line(line, kMaxLogLine)) {
     log.input_name = after("Reading input file: ", line).value_or("");
     if (const auto version = after("QUORIVEX ", line)) {
       log.version = version->substr(0, version->find(':'));
     }
   }
   bool copy = false;
-  while (file.read_line(line, kMaxLine)) {
+  while (file.read_line(line, kMaxLogLine)) {
     if (is_dashes(line)) {
       if (copy) return;
       copy = true;
@@ -89,7 +89,7 @@ RunLog read_run_log(const std::string& name) {
   }
   std::string line;
   bool new_paragraph = true;  // the reason stands alone between empty lines
-  while (file->read_line(line, kMaxLine)) {
+  while (file->read_line(line, kMaxLogLine)) {
     const std::string_view text = trim_right(line);
     if (is_of_iteration(text)) {
       log.ending.clear();

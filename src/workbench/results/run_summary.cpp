@@ -15,7 +15,7 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kMaxLine = 1000;
+constexpr std::size_t kMaxSummaryLine = 1000;
 
 /// The lines of the heading: "! VALUE   !! LABEL".
 class HeadingLine {
@@ -61,7 +61,7 @@ RunSummary read_run_summary(const std::string& name) {
   RunSummary summary;
   std::string line;
   bool empty = true;
-  for (std::int64_t number = 1; file->read_line(line, kMaxLine); ++number) {
+  for (std::int64_t number = 1; file->read_line(line, kMaxSummaryLine); ++number) {
     const std::string_view text = trim_right(line);
     if (text.empty()) continue;
     empty = false;

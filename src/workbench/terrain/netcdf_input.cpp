@@ -19,7 +19,7 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "read_netcdf_grid";
+constexpr const char* kGridRoutine = "read_netcdf_grid";
 constexpr double kMaxPacked = 1100.0;   // deflated values per byte; 1032 is what zlib reaches
 constexpr std::size_t kMaxText = 1000;  // of an attribute
 
@@ -28,7 +28,7 @@ std::vector<char> bytes_of(const std::string& name) {
   const std::uintmax_t size = std::filesystem::file_size(name, failed);
   std::ifstream file(name, std::ios::binary);
   if (failed || !file) bad_netcdf(name, "it cannot be opened");
-  std::vector<char> bytes = allocate<char>(size, kRoutine);
+  std::vector<char> bytes = allocate<char>(size, kGridRoutine);
   file.read(bytes.data(), length(bytes));
   if (file.gcount() != length(bytes)) bad_netcdf(name, "it cannot be read");
   return bytes;
@@ -103,7 +103,7 @@ std::vector<double> NetcdfInput::values(const NetcdfVariable& variable) const {
     bad_netcdf(name_, fmt::format("{} should have {:g} values, which {} bytes cannot hold",
                                   variable.name, count, bytes_.size()));
   }
-  auto values = allocate<double>(static_cast<std::size_t>(count), kRoutine);
+  auto values = allocate<double>(static_cast<std::size_t>(count), kGridRoutine);
   need(nc_get_var_double(id_, variable.id, values.data()));
   return values;
 }

@@ -13,7 +13,7 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "read_topography";
+constexpr const char* kTopsRoutine = "read_topography";
 constexpr double kAboveAll = 1e20;  // metres, higher than any terrain
 
 /// Elevations of the terrain, with what was met so far.
@@ -57,7 +57,7 @@ class Sampler {
 
 /// Node 1, centre of cell 1, node 2, ..., the last node.
 std::vector<double> nodes_and_centres(const std::vector<double>& nodes) {
-  std::vector<double> refined = allocate<double>(2 * nodes.size() - 1, kRoutine);
+  std::vector<double> refined = allocate<double>(2 * nodes.size() - 1, kTopsRoutine);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (i > 0) refined[2 * i - 1] = (nodes[i - 1] + nodes[i]) * 0.5;
     refined[2 * i] = nodes[i];
@@ -78,7 +78,7 @@ Extent extent_of(const Extent& a, const Extent& b, const Extent& c) {
 /// Along one line of the refined grid, for each cell the extent of the terrain at its three places.
 std::vector<Extent> extents_on_line(const std::vector<double>& eastings, double northing,
                                     Sampler& terrain) {
-  std::vector<Extent> extents = allocate<Extent>(eastings.size() / 2, kRoutine);
+  std::vector<Extent> extents = allocate<Extent>(eastings.size() / 2, kTopsRoutine);
   double west = terrain.elevation(eastings[0], northing);
   for (std::size_t i = 0; i < extents.size(); ++i) {
     const double centre = terrain.elevation(eastings[2 * i + 1], northing);
@@ -95,7 +95,7 @@ std::vector<Extent> extents_on_line(const std::vector<double>& eastings, double 
 class Layers {
  public:
   explicit Layers(const Mesh& mesh)
-      : faces_(allocate<double>(mesh.depth_nodes.size(), kRoutine)), rounding_(rounding_of(mesh)) {
+      : faces_(allocate<double>(mesh.depth_nodes.size(), kTopsRoutine)), rounding_(rounding_of(mesh)) {
     std::transform(mesh.depth_nodes.begin(), mesh.depth_nodes.end(), faces_.begin(),
                    [&](double depth) { return mesh.z0 - depth; });
   }
@@ -142,7 +142,7 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
   const std::size_t nn = northings.size() / 2;
   const std::size_t ne = eastings.size() / 2;
   TerrainTops found;
-  found.tops = {.nn = mesh.nn, .ne = mesh.ne, .tops = allocate<std::int32_t>(nn * ne, kRoutine)};
+  found.tops = {.nn = mesh.nn, .ne = mesh.ne, .tops = allocate<std::int32_t>(nn * ne, kTopsRoutine)};
   Sampler sampler(terrain);
   std::vector<Extent> south = extents_on_line(eastings, northings[0], sampler);
   for (std::size_t j = 0; j < nn; ++j) {

@@ -16,7 +16,7 @@
 namespace quorivex::test {
 namespace {
 
-constexpr double kPoison = std::numeric_limits<double>::quiet_NaN();
+constexpr double kUnwritten = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kLengths[] = {2, 4, 6, 8, 10, 16};
 
 // A shifted offset, also for odd lengths, a sign of the high-pass, a wrong wrap, smooth and detail
@@ -188,8 +188,8 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
       EXPECT_EQ(sens.Gs.row_statistics()[i].entries, length(rows[i]));
     for (const int threads : {1, 2, 3, 4, 64}) {
       omp_set_num_threads(threads);
-      std::vector<double> got_d(d.size(), kPoison);
-      std::vector<double> got_back(back.size(), kPoison);
+      std::vector<double> got_d(d.size(), kUnwritten);
+      std::vector<double> got_back(back.size(), kUnwritten);
       SPARSE_SENS_MOD::CALC_GV(sens, w, got_d);
       SPARSE_SENS_MOD::CALC_GTV(sens, t, got_back);
       EXPECT_EQ(got_d, d) << points << " points, " << threads << " threads";

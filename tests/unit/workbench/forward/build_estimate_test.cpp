@@ -15,7 +15,7 @@
 namespace quorivex::test {
 namespace {
 
-const Ground& ground() {
+const Ground& low_ground() {
   static const Ground made = [] {
     Ground flat = ground_of({0, 20, 40, 60, 80, 100}, {0, 20, 40, 60, 80, 100, 120},
                             {0, -10, -20, -40, -80}, 1);
@@ -48,7 +48,7 @@ constexpr ScaleRule kScale{.offset = 5.0};
 
 SensitivityFileWritten write(const ScratchFolder& folder, const Observations& survey,
                              const BuildOptions& build) {
-  return write_sensitivity_file(folder.path("s.mtx"), ground(), survey, kScale, build,
+  return write_sensitivity_file(folder.path("s.mtx"), low_ground(), survey, kScale, build,
                                 {{"mesh_file", "m.txt"}});
 }
 
@@ -59,7 +59,7 @@ TEST(BuildEstimate, OfASampleScalesToTheWholeFile) {
     for (const std::int32_t ndata : {20, 90}) {  // the sample holds all rows, and 32 of them
       const ScratchFolder folder;
       const BuildOptions build = options(wavelet);
-      const BuildEstimate estimate = estimate_build(ground(), stations(ndata), kScale, build);
+      const BuildEstimate estimate = estimate_build(low_ground(), stations(ndata), kScale, build);
       const SensitivityFileWritten written = write(folder, stations(ndata), build);
       const auto bytes = static_cast<double>(std::filesystem::file_size(folder.path("s.mtx")));
       EXPECT_EQ(static_cast<double>(written.bytes), bytes);
@@ -67,7 +67,7 @@ TEST(BuildEstimate, OfASampleScalesToTheWholeFile) {
       const bool exact = ndata == 20 || wavelet == "none";
       EXPECT_NEAR(estimate.file_bytes, bytes, exact ? 1e-6 : 0.02 * bytes) << wavelet << ndata;
       const MatrixCounts counts =
-          counts_of_build(ground(), ndata, build, written.summary.coefficients);
+          counts_of_build(low_ground(), ndata, build, written.summary.coefficients);
       EXPECT_NEAR(inversion_bytes(estimate.counts), inversion_bytes(counts),
                   exact ? 0.0 : 0.02 * matrix_bytes(counts));
     }
