@@ -268,7 +268,7 @@ double value_of_thin_cell(const WeightedDerivatives& derivatives, const CellFrom
 
 ColumnPolynomials::ColumnPolynomials(std::int64_t columns)
     : values_(allocate<double>(as_size((columns + kVector - 1) / kVector * kVector * kCoefficients),
-                               "prism_row")) {}
+                               kPrismRow)) {}
 
 void ColumnPolynomials::make(const WeightedDerivatives& derivatives, const ColumnRow& row,
                              const std::vector<ColumnPlan>& plans, const StationLayers& layers) {

@@ -10,8 +10,6 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "prism_row";
-
 using Limits = std::array<double, kFarRanges.size()>;
 
 /// The terms that suffice for all cells of a block, 0 where none do; `wide` are the squared
@@ -31,12 +29,12 @@ int terms_of_block(const StationLayers& layers, std::size_t block, double across
 
 StationLayers::StationLayers(const Mesh& mesh) {
   const auto count = as_size((mesh.nz + kVector - 1) / kVector * kVector);
-  up = allocate<double>(count, kRoutine);
-  thickness = allocate<double>(count, kRoutine, mesh.dz.back());
+  up = allocate<double>(count, kPrismRow);
+  thickness = allocate<double>(count, kPrismRow, mesh.dz.back());
   std::copy(mesh.dz.begin(), mesh.dz.end(), thickness.begin());
   thickness_squared = thickness;
   for (double& value : thickness_squared) value *= value;
-  is_uniform = allocate<std::uint8_t>(count / kVector, kRoutine);
+  is_uniform = allocate<std::uint8_t>(count / kVector, kPrismRow);
   const auto of_thickness = [&](std::size_t block, double wanted) {
     const auto first = thickness.begin() + static_cast<std::ptrdiff_t>(block * kVector);
     return std::all_of(first, first + kVector,
@@ -54,8 +52,8 @@ StationLayers::StationLayers(const Mesh& mesh) {
   }
   any_uniform = most > 0;
   all_uniform = most == length(is_uniform);
-  min_up_squared = allocate<double>(is_uniform.size(), kRoutine);
-  thick_across = allocate<Limits>(is_uniform.size(), kRoutine);
+  min_up_squared = allocate<double>(is_uniform.size(), kPrismRow);
+  thick_across = allocate<Limits>(is_uniform.size(), kPrismRow);
 }
 
 void StationLayers::place(const Mesh& mesh, double elevation) {

@@ -11,6 +11,8 @@
 
 namespace quorivex {
 
+inline constexpr const char* kPrismRow = "prism_row";  ///< names allocations that fail
+
 /// From this distance of its centre on, in units of its longest edge, so many terms of the
 /// expansion of a cell are within 1e-7 of its field.
 struct FarRange {

@@ -12,7 +12,6 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "prism_row";
 constexpr double kAligned = 1e-100;  // offsets below count as 0, so that no quotient overflows
 
 /// What the nodes of one column have in common. Offsets are in units of the scale of the station.
@@ -103,7 +102,7 @@ LayerRange hull(const LayerRange& a, const LayerRange& b) {
 NodePlanes::NodePlanes(const Mesh& mesh)
     : layers(as_size(mesh.nz)), stride((mesh.nz + kVector) / kVector * kVector) {
   const auto doubles = [](std::int64_t count) {
-    return allocate<double>(as_size(count), kRoutine);
+    return allocate<double>(as_size(count), kPrismRow);
   };
   east = doubles(std::int64_t{mesh.ne} + 1);
   north = doubles(std::int64_t{mesh.nn} + 1);

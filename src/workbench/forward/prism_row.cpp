@@ -11,8 +11,6 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "prism_row";
-
 /// Plans the columns of row j.
 void plan_row(const Ground& ground, std::int32_t j, const ColumnRow& columns,
               const StationLayers& layers, RowPlan& row) {
@@ -145,14 +143,14 @@ Touched touched(const std::vector<double>& offsets, std::int32_t cells) {
 
 PrismScratch::PrismScratch(const Mesh& mesh) : nodes(mesh), layers(mesh), polynomials(mesh.ne) {
   const std::size_t columns = as_size((mesh.ne + kVector - 1) / kVector * kVector);
-  east_centre = allocate<double>(columns, kRoutine);
-  east_width = allocate<double>(columns, kRoutine, mesh.de.back());
+  east_centre = allocate<double>(columns, kPrismRow);
+  east_width = allocate<double>(columns, kPrismRow, mesh.de.back());
   std::copy(mesh.de.begin(), mesh.de.end(), east_width.begin());
-  near = allocate<LayerRange>(nodes.east.size(), kRoutine);
-  row.columns = allocate<ColumnPlan>(as_size(mesh.ne), kRoutine);
-  row.block_terms = allocate<std::uint8_t>(as_size(mesh.ne * layers.blocks()), kRoutine);
+  near = allocate<LayerRange>(nodes.east.size(), kPrismRow);
+  row.columns = allocate<ColumnPlan>(as_size(mesh.ne), kPrismRow);
+  row.block_terms = allocate<std::uint8_t>(as_size(mesh.ne * layers.blocks()), kPrismRow);
   next_row = row;
-  column = allocate<double>(layers.up.size(), kRoutine);
+  column = allocate<double>(layers.up.size(), kPrismRow);
 }
 
 void prism_row(const Ground& ground, const Point& station, const TensorWeights& weights,

@@ -77,21 +77,21 @@ TEST(BuildEstimate, OfASampleScalesToTheWholeFile) {
 // A tenth of the deviations forgotten, an error that is safe but not the largest.
 TEST(BuildEstimate, AdvisesTheLargestRowErrorThatTheDeviationsAllow) {
   const Observations survey = stations(20);
-  const std::vector<double> wtz = cell_scale(ground(), survey, kScale);
+  const std::vector<double> wtz = cell_scale(low_ground(), survey, kScale);
   BuildOptions build = options("haar");
   const auto is_small = [&](double error) {
     build.rule.value = error;
-    const BuildSummary made = build_sensitivity(ground(), survey, wtz, build, [](auto) {});
+    const BuildSummary made = build_sensitivity(low_ground(), survey, wtz, build, [](auto) {});
     return std::all_of(made.prediction_errors.begin(), made.prediction_errors.end(),
                        [](const PredictionError& of) { return of.rms < 0.1 * 2.0; });
   };
-  const std::optional<double> error = advised_row_error(ground(), survey, kScale, build);
+  const std::optional<double> error = advised_row_error(low_ground(), survey, kScale, build);
   ASSERT_TRUE(error.has_value());
   EXPECT_TRUE(is_small(*error));
   EXPECT_FALSE(is_small(2.0 * *error));  // beyond the next larger one
   Observations exact = survey;
   exact.std.assign(20, 1e-20);
-  EXPECT_FALSE(advised_row_error(ground(), exact, kScale, build).has_value());
+  EXPECT_FALSE(advised_row_error(low_ground(), exact, kScale, build).has_value());
 }
 
 TEST(BuildEstimate, TheSampleIsSpreadOverAllData) {
