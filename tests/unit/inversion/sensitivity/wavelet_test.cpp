@@ -73,7 +73,7 @@ TEST(Wavelet, TransformKeepsScalarProductsAndItsInverseUndoesIt) {
 // A line shifted within its bundle, a last bundle that is not full, threads that share a buffer; a
 // tap or a term at the wrong place in the loops of one of the filters, or where it wraps round.
 TEST(Wavelet, BundlesOfLinesGiveTheBitsOfSingleLinesForEveryFilterAndNumberOfThreads) {
-  for (const int taps : {2, 4, 6, 8, 10}) {
+  for (const std::size_t taps : {2U, 4U, 6U, 8U, 10U}) {
     const auto filter = WTN_MOD::filter_setup(orthonormal_filter(taps));
     for (const std::array<std::int32_t, 3> counts :
          {std::array{8, 3, 16}, {32, 8, 2}, {1, 64, 8}}) {
