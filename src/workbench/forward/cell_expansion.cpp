@@ -191,10 +191,11 @@ constexpr std::array<PutEastingIn*, kMaxTerms> kPutGraded{uniform_0, graded_1, g
 /// Puts the squared thickness of uniform layers into the graded coefficients of a term.
 QUORIVEX_MULTIVERSIONED
 void put_thickness_in(const double* graded, double thickness_squared, int term, double* to) {
-  const int count = (degree_of(term) + 1) * static_cast<int>(kVector);
+  const std::int64_t count = (degree_of(term) + 1) * kVector;
   std::copy_n(graded + term * count, count, to);
   for (int g = term - 1; g >= 0; --g) {
-    for (int n = 0; n < count; ++n) to[n] = to[n] * thickness_squared + graded[g * count + n];
+    for (std::int64_t n = 0; n < count; ++n)
+      to[n] = to[n] * thickness_squared + graded[g * count + n];
   }
 }
 
