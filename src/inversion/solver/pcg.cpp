@@ -15,19 +15,20 @@ ResidualSums update_solution_and_residual(double a, View1<const double> P, View1
                                           View1<const double> q, View1<double> dm,
                                           View1<double> r) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<ResidualSums>(r.size(), kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
-    double square = 0.0;
-    double rho = 0.0;
+  return ordered_sum<ResidualSums>(r.size(), kPcgRoutine,
+                                   [&](std::int64_t first, std::int64_t last) {
+                                     double square = 0.0;
+                                     double rho = 0.0;
 #pragma omp simd reduction(+ : square, rho)
-    for (std::int64_t i = first; i < last; ++i) {
-      dm.data()[i] += a * p.data()[i];
-      const double left = r.data()[i] - a * q.data()[i];
-      r.data()[i] = left;
-      square += left * left;
-      rho += P.data()[i] * left * left;
-    }
-    return ResidualSums{square, rho};
-  });
+                                     for (std::int64_t i = first; i < last; ++i) {
+                                       dm.data()[i] += a * p.data()[i];
+                                       const double left = r.data()[i] - a * q.data()[i];
+                                       r.data()[i] = left;
+                                       square += left * left;
+                                       rho += P.data()[i] * left * left;
+                                     }
+                                     return ResidualSums{square, rho};
+                                   });
 }
 
 void update_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
