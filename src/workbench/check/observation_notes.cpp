@@ -14,7 +14,7 @@ namespace quorivex {
 namespace {
 
 constexpr std::size_t kMaxDatumLine = 1000;  // characters, as in the reader
-constexpr int kLinesAboveData = 3;      // field, direction, number of data
+constexpr int kLinesAboveData = 3;           // field, direction, number of data
 
 /// The rows of the file: how many follow the last datum, and the first decimal comma.
 void look_at_rows(const std::string& name, std::int64_t ndata, ObservationNotes& found) {

@@ -15,7 +15,7 @@ constexpr std::string_view kLine = "labels of the data: line";
 constexpr std::string_view kFiducial = "labels of the data: fiducial";
 constexpr std::string_view kBoth = "labels of the data: line, fiducial";
 constexpr std::size_t kMaxDatumLine = 1000;  // characters, as in the reader of the values
-constexpr int kLinesAboveData = 3;      // field, direction, number of data
+constexpr int kLinesAboveData = 3;           // field, direction, number of data
 
 /// A label as the file holds it: on one line, and a fiducial without the comma that ends a line's
 /// name.

@@ -95,7 +95,8 @@ std::vector<Extent> extents_on_line(const std::vector<double>& eastings, double 
 class Layers {
  public:
   explicit Layers(const Mesh& mesh)
-      : faces_(allocate<double>(mesh.depth_nodes.size(), kTopsRoutine)), rounding_(rounding_of(mesh)) {
+      : faces_(allocate<double>(mesh.depth_nodes.size(), kTopsRoutine)),
+        rounding_(rounding_of(mesh)) {
     std::transform(mesh.depth_nodes.begin(), mesh.depth_nodes.end(), faces_.begin(),
                    [&](double depth) { return mesh.z0 - depth; });
   }
@@ -142,7 +143,8 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
   const std::size_t nn = northings.size() / 2;
   const std::size_t ne = eastings.size() / 2;
   TerrainTops found;
-  found.tops = {.nn = mesh.nn, .ne = mesh.ne, .tops = allocate<std::int32_t>(nn * ne, kTopsRoutine)};
+  found.tops = {
+      .nn = mesh.nn, .ne = mesh.ne, .tops = allocate<std::int32_t>(nn * ne, kTopsRoutine)};
   Sampler sampler(terrain);
   std::vector<Extent> south = extents_on_line(eastings, northings[0], sampler);
   for (std::size_t j = 0; j < nn; ++j) {

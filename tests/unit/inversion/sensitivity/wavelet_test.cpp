@@ -257,8 +257,8 @@ TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
       EXPECT_LE(entries, sens.Gs.entries() / 64);
     }
     EXPECT_EQ(left, std::vector<std::int64_t>(left.size(), 0));
-    std::vector<double> got_d(200, kPoison);
-    std::vector<double> got_back(5000, kPoison);
+    std::vector<double> got_d(200, kUnwritten);
+    std::vector<double> got_back(5000, kUnwritten);
     SPARSE_SENS_MOD::CALC_GV(sens, values_of_seed(5000, 5), got_d);
     SPARSE_SENS_MOD::CALC_GTV(sens, values_of_seed(200, 6), got_back);
     if (panel == 200) std::tie(d, back) = std::tie(got_d, got_back);
