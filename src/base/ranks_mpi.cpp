@@ -10,6 +10,7 @@
 #include <optional>
 #include <type_traits>
 
+#include "base/interruption.h"
 #include "base/ranks.h"
 
 namespace quorivex::ranks {
@@ -177,6 +178,7 @@ Session::Session() {
   MPI_Comm_rank(MPI_COMM_WORLD, &s.rank);
   MPI_Comm_size(MPI_COMM_WORLD, &s.count);
   if (s.rank == 0) return;
+  end_last_on_signals();
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere < 0) return;
   ::dup2(nowhere, STDOUT_FILENO);
