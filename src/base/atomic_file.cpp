@@ -21,22 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Where the file lies when its name is followed through links.
-std::string target_of_links(const std::string& name) {
-  constexpr int kMaxLinks = 40;  // as many as the system follows
-  std::error_code missing;
-  fs::path place = name;
-  for (int links = 0; fs::is_symlink(fs::symlink_status(place, missing)); ++links) {
-    if (links == kMaxLinks) writing_failed(name, std::strerror(ELOOP));
-    place = place.parent_path() / fs::read_symlink(place, missing);  // an absolute one replaces all
-  }
-  const auto status = fs::status(place, missing);
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
-    writing_failed(name, "it is not a regular file");
-  }
-  return place.string();
-}
-
 /// True while the name leads to the open file: not after another program has renamed it.
 bool is_named(int descriptor, const std::string& name) {
   struct stat opened {};
@@ -68,6 +52,21 @@ int open_locked(const std::string& name) {
 std::string numbered_name(std::string_view base, std::int32_t iteration,
                           std::string_view extension) {
   return fmt::format("{}_{}.{}", base, three_digits(iteration), extension);
+}
+
+std::string target_of_links(const std::string& name) {
+  constexpr int kMaxLinks = 40;  // as many as the system follows
+  std::error_code missing;
+  fs::path place = name;
+  for (int links = 0; fs::is_symlink(fs::symlink_status(place, missing)); ++links) {
+    if (links == kMaxLinks) writing_failed(name, std::strerror(ELOOP));
+    place = place.parent_path() / fs::read_symlink(place, missing);  // an absolute one replaces all
+  }
+  const auto status = fs::status(place, missing);
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    writing_failed(name, "it is not a regular file");
+  }
+  return place.string();
 }
 
 PartFile::PartFile(std::string name)

@@ -14,6 +14,10 @@ namespace quorivex {
 std::string numbered_name(std::string_view base, std::int32_t iteration,
                           std::string_view extension);
 
+/// Where the file lies when its name is followed through links; it need not exist.
+/// @throws StopRun for a device, a pipe or a folder
+std::string target_of_links(const std::string& name);
+
 /// NAME.part while it is being written. It belongs to one program at a time: a lock refuses others.
 class PartFile {
  public:

@@ -6,12 +6,14 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <ctime>
 
 namespace quorivex {
 namespace {
 
 // A signal handler can reach nothing but globals, and may neither lock nor allocate.
 std::array<std::atomic<const char*>, 16> unfinished{};
+std::atomic<bool> last{false};
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
 extern "C" void end_now(int signal) {
@@ -21,6 +23,10 @@ extern "C" void end_now(int signal) {
   }
   constexpr char kText[] = "\nInterrupted; unfinished files were removed.\n";
   [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kText, sizeof(kText) - 1);
+  if (last) {
+    constexpr timespec kPause{0, 500'000'000};
+    ::nanosleep(&kPause, nullptr);
+  }
   ::_exit(128 + signal);
 }
 
@@ -37,6 +43,8 @@ void end_cleanly_on_signals() {
     ::sigaction(signal, &action, nullptr);
   }
 }
+
+void end_last_on_signals() { last = true; }
 
 UnfinishedFile::UnfinishedFile(const char* name) {
   for (int place = 0; place < static_cast<int>(unfinished.size()); ++place) {

@@ -7,6 +7,10 @@ namespace quorivex {
 /// line on standard error and status 128 + signal.
 void end_cleanly_on_signals();
 
+/// From now on a signal ends this process half a second later. Some mpiexec kill every process when
+/// the first has ended: that should not be before the one with unfinished files has removed them.
+void end_last_on_signals();
+
 /// While it exists, a file is unfinished. `name` outlives it.
 class UnfinishedFile {
  public:

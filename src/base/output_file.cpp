@@ -60,6 +60,11 @@ void OutputFile::flush() {
   write({buffer_.get(), std::exchange(filled_, 0)});
 }
 
+void OutputFile::seek(std::int64_t offset) {
+  flush();
+  if (::lseek(descriptor_, offset, SEEK_SET) < 0) writing_failed(name_, std::strerror(errno));
+}
+
 void OutputFile::write(std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(descriptor_, text.data(), text.size());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@ class OutputFile {
 
   void append(std::string_view text);
   void flush();
+  /// What is appended next begins at this place of the file.
+  void seek(std::int64_t offset);
   void close();
 
  private:

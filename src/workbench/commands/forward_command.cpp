@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/ranks.h"
 #include "base/statistics.h"
 #include "base/stop_run.h"
 #include "inversion/sensitivity/getpar.h"
@@ -35,7 +36,7 @@ std::vector<double> predict(const ForwardOptions& options, Observations& data) {
     data = read_observations(options.data);
     hint_at_units(data);
     const Ground ground = read_ground(options.ground, data).ground;
-    return predicted_data(ground, data, read_ground_model(options.model, ground));
+    return predicted_data(ground, data, read_ground_model(options.model, ground), ranks::Team::all);
   }
   const SensitivityFile file = getpar(options.matrix);
   // The rows are divided by the standard deviations, which must be known to undo it.
@@ -49,11 +50,13 @@ void run(const ForwardOptions& options) {
   }
   refuse_overwriting(options.output, {options.data, options.model, options.matrix,
                                       options.ground.mesh, options.ground.topography});
+  // The processes share the prisms; a matrix is read and multiplied by the first.
+  if (!options.matrix.empty() && !ranks::is_first()) return;
   Observations data;
   std::vector<double> values = predict(options, data);
   std::vector<double> deviations;
   if (options.noise()) deviations = add_noise(options.floor, options.percent, options.seed, values);
-  write_data_file(options.output, data, values, deviations);
+  if (ranks::is_first()) write_data_file(options.output, data, values, deviations);
   fmt::print("{}: {} data, {}{}\n", options.output, data.ndata, format_range(values, "nT"),
              options.noise() ? ", noise included, with standard deviations" : "");
 }

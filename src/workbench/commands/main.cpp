@@ -8,11 +8,14 @@
 #include <vector>
 
 #include "base/prepare_process.h"
+#include "base/ranks.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/nearest_word.h"
 
 namespace {
+
+namespace ranks = quorivex::ranks;
 
 /// The exit status of a command that failed; `qvx check` uses 1 for mere warnings.
 int failure(int argc, char** argv) {
@@ -61,35 +64,40 @@ int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int ar
   const std::string unknown = unknown_option(qvx);
   if (error.get_exit_code() != 0 && !unknown.empty()) {
     const std::string nearest = suggestion(unknown, option_names(*qvx.get_subcommands().front()));
-    std::fprintf(stderr, "There is no option %s%s Run qvx %s --help for a list.\n", unknown.c_str(),
-                 nearest.c_str(), argv[1]);
+    std::fprintf(stderr, "There is no option %s%s Run %s %s --help for a list.\n", unknown.c_str(),
+                 nearest.c_str(), qvx.get_name().c_str(), argv[1]);
     return failure(argc, argv);
   }
   return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
 }
 
-int run(int argc, char** argv) {
-  CLI::App qvx(
-      "The workbench around quorivex, the 3-D inversion of magnetic surveys: from\n"
-      "stations, a mesh and a terrain to the sensitivity file that the inversion needs,\n"
-      "and from its results to other programs.\n"
-      "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
-      "qvx");
+/// Whether processes can share the work of a subcommand.
+bool is_shared(const std::string& name) { return name == "sensitivity" || name == "forward"; }
+
+constexpr const char* kWalk =
+    "\nFrom stations to a model:\n"
+    "  qvx survey --table flight.csv --easting X --northing Y --elevation Z ...\n"
+    "  qvx mesh --data survey.mag --output mesh.txt\n"
+    "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
+    "  qvx input --data survey.mag --matrix survey.mtx --output survey.inp\n"
+    "  qvx check survey.inp\n"
+    "  quorivex survey.inp\n"
+    "  qvx report survey.inp\n"
+    "  qvx export survey.inp --vtr model.vtr\n"
+    "\n'qvx SUBCOMMAND --help' describes each.";
+
+constexpr const char* kExample =
+    "\nFour processes with eight threads each:\n"
+    "  mpiexec -n 4 qvx-mpi sensitivity --mesh mesh.txt --data survey.mag \\\n"
+    "                       --output survey.mtx --threads 8\n"
+    "\nThe other subcommands are those of qvx.";
+
+/// All subcommands; those that qvx-mpi does not have as well.
+void add_commands(CLI::App& qvx) {
   constexpr std::size_t kNameColumns = 24;  // help texts of 56 columns then end at 80
   qvx.get_formatter()->column_width(kNameColumns);
-  qvx.set_version_flag("--version", "qvx " QUORIVEX_VERSION, "Print the version");
+  qvx.set_version_flag("--version", qvx.get_name() + " " QUORIVEX_VERSION, "Print the version");
   qvx.require_subcommand(1);
-  qvx.footer(
-      "\nFrom stations to a model:\n"
-      "  qvx survey --table flight.csv --easting X --northing Y --elevation Z ...\n"
-      "  qvx mesh --data survey.mag --output mesh.txt\n"
-      "  qvx sensitivity --mesh mesh.txt --data survey.mag --output survey.mtx\n"
-      "  qvx input --data survey.mag --matrix survey.mtx --output survey.inp\n"
-      "  qvx check survey.inp\n"
-      "  quorivex survey.inp\n"
-      "  qvx report survey.inp\n"
-      "  qvx export survey.inp --vtr model.vtr\n"
-      "\n'qvx SUBCOMMAND --help' describes each.");
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
@@ -99,10 +107,33 @@ int run(int argc, char** argv) {
   quorivex::add_check_command(qvx);
   quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
+  qvx.footer(ranks::with_mpi() ? kExample : kWalk);
+}
+
+/// Calls the command that the arguments name; the exit status.
+int run(int argc, char** argv) {
+  const std::string program = ranks::with_mpi() ? "qvx-mpi" : "qvx";
+  CLI::App qvx(
+      "The workbench around quorivex, the 3-D inversion of magnetic surveys: from\n"
+      "stations, a mesh and a terrain to the sensitivity file that the inversion needs,\n"
+      "and from its results to other programs.\n"
+      "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
+      program);
+  add_commands(qvx);
   if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(HasName{argv[1]}).empty()) {
-    std::fprintf(stderr, "There is no subcommand %s%s Run qvx --help for a list.\n", argv[1],
-                 suggestion(argv[1], subcommand_names(qvx)).c_str());
+    std::fprintf(stderr, "There is no subcommand %s%s Run %s --help for a list.\n", argv[1],
+                 suggestion(argv[1], subcommand_names(qvx)).c_str(), program.c_str());
     return failure(argc, argv);
+  }
+  if (ranks::with_mpi()) {
+    for (const std::string& name : subcommand_names(qvx)) {
+      if (!is_shared(name)) qvx.remove_subcommand(qvx.get_subcommand(name));
+    }
+    if (argc > 1 && argv[1][0] != '-' && !is_shared(argv[1])) {
+      std::fprintf(stderr, "Processes do not share the work of %s: run qvx %s.\n", argv[1],
+                   argv[1]);
+      return failure(argc, argv);
+    }
   }
   try {
     qvx.parse(argc, argv);
@@ -114,14 +145,15 @@ int run(int argc, char** argv) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+/// Runs the command and prints why it failed; the exit status.
+int run_to_the_end(int argc, char** argv) {
   std::string message;
   try {
-    quorivex::prepare_process();
     const int status = run(argc, argv);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+      ranks::finish();
+      return status;
+    }
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
@@ -131,9 +163,20 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     message = error.what();
   }
+  message = ranks::fail(quorivex::StopRun(message)).console();
   // A line of a file that is quoted in it may hold anything.
   std::replace_if(
       message.begin(), message.end(), [](char c) { return c >= 0 && c < ' ' && c != '\n'; }, ' ');
   std::fprintf(stderr, "%s\n", message.c_str());
   return failure(argc, argv);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  quorivex::prepare_process();
+  const ranks::Session session;
+  const int status = run_to_the_end(argc, argv);
+  // Of several processes one tells: mpiexec may end the others of a run that has failed.
+  return ranks::is_first() ? status : 0;
 }

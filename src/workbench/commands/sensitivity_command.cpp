@@ -196,17 +196,16 @@ void build_file(const SensitivityOptions& options, const SurveyGround& survey,
                 const std::vector<std::string>& warnings) {
   const Ground& ground = survey.ground;
   const Clock::time_point start = Clock::now();
-  const SensitivityFileWritten written =
+  const BuildSummary written =
       write_sensitivity_file(options.output, ground, data, scale, build,
                              describe_origin(options, survey, scale, build, warnings));
   const std::chrono::duration<double> seconds = Clock::now() - start;
-  const MatrixCounts counts =
-      counts_of_build(ground, data.ndata, build, written.summary.coefficients);
+  const MatrixCounts counts = counts_of_build(ground, data.ndata, build, written.coefficients);
   const auto bytes = static_cast<double>(written.bytes);
   fmt::print("{}: {} data x {} ground cells\n", options.output, data.ndata, ground.cells());
   print_gap(survey);
   print_size(ground, counts, bytes);
-  print_errors(written.summary, data);
+  print_errors(written, data);
   fmt::print("  memory               {} for an inversion\n", format_bytes(inversion_bytes(counts)));
   fmt::print("  time                 {:.1f} s\n", seconds.count());
   std::fflush(stdout);

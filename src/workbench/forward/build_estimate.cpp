@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "base/record_writer.h"
 #include "base/statistics.h"
 #include "inversion/sensitivity/wavelet_filters.h"
 #include "workbench/forward/data_rows.h"
@@ -33,8 +32,8 @@ double bytes_per_coefficient(const BuildOptions& options) {
 }
 
 /// Largest resident set of qvx while it builds: the program; test models, scale with its
-/// reciprocals, and diagonal; and for each thread its grid, or its row in full form, and the
-/// coefficients that it keeps, in arrays that end within a large page.
+/// reciprocals, and diagonal in two vectors; and for each thread its grid, or its row in full form,
+/// and the coefficients that it keeps, in arrays that end within a large page.
 double build_memory(const MatrixCounts& counts) {
   constexpr double kProgramBytes = 16e6;
   const auto cells = static_cast<double>(counts.nsens);
@@ -45,7 +44,7 @@ double build_memory(const MatrixCounts& counts) {
   const double of_thread = counts.compressed
                                ? 8.0 * points + 12.0 * per_row + std::min(2.0 * points, 5e6)
                                : 12.0 * cells;
-  return kProgramBytes + 36.0 * cells + threads * of_thread;
+  return kProgramBytes + 44.0 * cells + threads * of_thread;
 }
 
 }  // namespace
@@ -153,9 +152,7 @@ BuildEstimate estimate_build(const Ground& ground, const Observations& observati
   const Observations sample = evenly_sampled(observations, estimate.sampled_rows);
   const double share = static_cast<double>(observations.ndata) / estimate.sampled_rows;
   const std::vector<double> wtz = cell_scale(ground, sample, scale);
-  std::int64_t written = 0;
-  estimate.sample = build_sensitivity(ground, sample, wtz, options,
-                                      [&](auto parts) { written += framed_bytes(parts); });
+  estimate.sample = build_sensitivity(ground, sample, wtz, options, [](auto) {});
   estimate.seconds = estimated_seconds(ground, observations, scale, options);
 
   const auto sampled_coefficients = static_cast<double>(estimate.sample.coefficients);
@@ -163,7 +160,8 @@ BuildEstimate estimate_build(const Ground& ground, const Observations& observati
                                     std::llround(sampled_coefficients * share));
   const double sampled_rows_bytes = sampled_coefficients * bytes_per_coefficient(options) +
                                     estimate.sampled_rows * bytes_around_row(options);
-  estimate.file_bytes = static_cast<double>(written) + (share - 1.0) * sampled_rows_bytes;
+  estimate.file_bytes =
+      static_cast<double>(estimate.sample.bytes) + (share - 1.0) * sampled_rows_bytes;
   estimate.build_bytes = build_memory(estimate.counts);
   return estimate;
 }

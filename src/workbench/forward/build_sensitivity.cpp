@@ -8,6 +8,8 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <string>
+#include <utility>
 
 #include "base/multiversion.h"
 #include "base/record_writer.h"
@@ -16,6 +18,7 @@
 #include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/wtn_mod.h"
 #include "workbench/forward/data_rows.h"
+#include "workbench/forward/square_sums.h"
 #include "workbench/forward/test_models.h"
 
 namespace quorivex {
@@ -175,16 +178,117 @@ void write_row(const Setup& setup, std::int32_t datum, const RowWork& work,
         bytes_of(kept.values.data(), kept.count)});
 }
 
-void add_to_summary(const Setup& setup, const RowWork& work, bool tried, BuildSummary& summary) {
-  summary.coefficients += work.kept.count;
+/// The rows of a process on their way, and what is known of all of them so far.
+struct Build {
+  Build(const Setup& of, ranks::Team by);
+
+  const Setup& setup;
+  ranks::Team team;
+  std::vector<RowWork> works;  // of each thread
+  SquareSums squares;
+  DataProgress progress;
+  BuildSummary summary;
+  std::vector<double> model_errors;  // nT, of each tried datum those of all models
+};
+
+Build::Build(const Setup& of, ranks::Team by)
+    : setup(of),
+      team(by),
+      squares(of.ground, of.observations.ndata, by),
+      progress("sensitivities: datum", of.observations.ndata, by) {
+  const std::int32_t ndata = setup.observations.ndata;
+  const int threads = threads_for(setup.observations);
+  works.reserve(as_size(threads));
+  for (int t = 0; t < threads; ++t) works.emplace_back(setup);
+  summary.tried_rows = std::min(ndata, setup.options.tried_rows);
   if (!setup.compressed()) return;
-  summary.row_errors.push_back(work.kept.relative_error);
+  summary.row_errors.resize(as_size(ndata));
+  model_errors.resize(as_size(summary.tried_rows) * setup.models.size());
+}
+
+void add_to_summary(const RowWork& work, std::int32_t i, bool tried, Build& build) {
+  build.summary.coefficients += work.kept.count;
+  if (!build.setup.compressed()) return;
+  build.summary.row_errors[as_size(i - 1)] = work.kept.relative_error;
   if (!tried) return;
-  for (std::size_t m = 0; m < work.model_errors.size(); ++m) {
-    PredictionError& error = summary.prediction_errors[m];
-    error.rms += work.model_errors[m] * work.model_errors[m];
-    error.largest = std::max(error.largest, std::abs(work.model_errors[m]));
+  const std::int32_t ndata = build.setup.observations.ndata;
+  const std::int64_t before = std::int64_t{i - 1} * build.summary.tried_rows / ndata;
+  std::copy(work.model_errors.begin(), work.model_errors.end(),
+            build.model_errors.begin() + before * length(work.model_errors));
+}
+
+/// Computes the rows of the range and hands their records to `sink` in their order.
+void build_rows(const DataRange& range, Build& build, const RecordSink& sink) {
+  const Setup& setup = build.setup;
+  const Observations& observations = setup.observations;
+  const auto file_turn = as_size(setup.ground.mesh.nn);
+  Turns turns(file_turn + 1, range.first);
+  const auto work_on = [&](std::int32_t i, int thread) {
+    RowWork& work = build.works[as_size(thread)];
+    const double std = observations.std[as_size(i - 1)];
+    fill_row(setup, i, std, work);
+    build.squares.add(setup.layout, work.row.view(), std, i, turns);
+    const bool tried =
+        setup.compressed() && is_tried(i, observations.ndata, build.summary.tried_rows);
+    if (setup.compressed()) {
+      const Mesh& mesh = setup.ground.mesh;
+      WTN_MOD::transform_padded(setup.filter, work.row.view(), setup.counts,
+                                {mesh.nz, mesh.ne, mesh.nn}, work.scratch);
+      compress_row(work.row.view(), setup.ground.cells(), setup.options.rule, work.classes,
+                   work.kept);
+      if (tried) try_models(setup, std, work);
+    } else {
+      full_row(work);
+    }
+    if (!turns.await(file_turn, i)) return;
+    write_row(setup, i, work, sink);
+    add_to_summary(work, i, tried, build);
+    turns.pass(file_turn, i);
+  };
+  for_each_datum(range, static_cast<int>(build.works.size()), build.progress, &turns, work_on);
+}
+
+/// What is known of all rows, in the order of the data. Collective where all processes build.
+BuildSummary finish(Build& build) {
+  BuildSummary& summary = build.summary;
+  summary.gdiag = build.squares.take();
+  if (build.team == ranks::Team::all) {
+    summary.coefficients = ranks::sum(summary.coefficients);
+    ranks::merge(summary.row_errors);
+    ranks::merge(build.model_errors);
   }
+  const std::size_t models = build.setup.models.size();
+  for (std::size_t m = 0; m < models; ++m) {
+    PredictionError error{build.setup.models[m].name};
+    for (std::size_t n = m; n < build.model_errors.size(); n += models) {
+      error.rms += build.model_errors[n] * build.model_errors[n];
+      error.largest = std::max(error.largest, std::abs(build.model_errors[n]));
+    }
+    error.rms = std::sqrt(error.rms / summary.tried_rows);
+    summary.prediction_errors.push_back(error);
+  }
+  return std::move(summary);
+}
+
+/// Writes the rows of a round from the place `begin` of the file, each process after those of lower
+/// ranks; returns where they end. The length of compressed rows is known when they are made: those
+/// of a group wait in memory.
+std::int64_t write_round(const DataRange& range, std::int64_t begin, Build& build,
+                         SharedFile& file) {
+  if (!build.setup.compressed()) {
+    const std::int64_t rows = range.last + 1 - range.first;
+    const auto [before, total] =
+        ranks::prefix_sum(rows * (kFrameBytes + 4 * build.setup.ground.cells()));
+    file.seek(begin + before);
+    build_rows(range, build, [&](auto parts) { write_record(file, parts); });
+    return begin + total;
+  }
+  std::string rows;
+  build_rows(range, build, [&](auto parts) { write_record(rows, parts); });
+  const auto [before, total] = ranks::prefix_sum(length(rows));
+  file.seek(begin + before);
+  file.append(rows);
+  return begin + total;
 }
 
 }  // namespace
@@ -233,40 +337,44 @@ BuildSummary build_sensitivity(const Ground& ground, const Observations& observa
                                const RecordSink& sink) {
   check_fits_file(ground.mesh, ground.cells(), options.compressed());
   const Setup setup = make_setup(ground, observations, wtz, options);
-  write_head(setup, sink);
-  BuildSummary summary;
-  for (const TestModel& model : setup.models) summary.prediction_errors.push_back({model.name});
-  summary.gdiag = allocate<double>(wtz.size(), kRoutine);
-  summary.tried_rows = std::min(observations.ndata, options.tried_rows);
-  summary.row_errors.reserve(as_size(observations.ndata));
-  std::vector<RowWork> works;
-  works.reserve(as_size(threads_for(observations)));
-  for (int t = 0; t < threads_for(observations); ++t) works.emplace_back(setup);
-  const auto file_turn = as_size(ground.mesh.nn);
-  Turns turns(file_turn + 1, 1);
-  for_each_datum(observations, "sensitivities: datum", &turns, [&](std::int32_t i, int thread) {
-    RowWork& work = works[as_size(thread)];
-    const double std = observations.std[as_size(i - 1)];
-    fill_row(setup, i, std, work);
-    add_squares(ground, setup.layout, work.row.view(), std, i, turns, summary.gdiag);
-    const bool tried = setup.compressed() && is_tried(i, observations.ndata, summary.tried_rows);
-    if (setup.compressed()) {
-      WTN_MOD::transform_padded(setup.filter, work.row.view(), setup.counts,
-                                {ground.mesh.nz, ground.mesh.ne, ground.mesh.nn}, work.scratch);
-      compress_row(work.row.view(), ground.cells(), options.rule, work.classes, work.kept);
-      if (tried) try_models(setup, std, work);
-    } else {
-      full_row(work);
-    }
-    if (!turns.await(file_turn, i)) return;
-    write_row(setup, i, work, sink);
-    add_to_summary(setup, work, tried, summary);
-    turns.pass(file_turn, i);
-  });
-  sink({bytes_of(summary.gdiag)});
-  for (PredictionError& error : summary.prediction_errors) {
-    error.rms = std::sqrt(error.rms / summary.tried_rows);
+  std::int64_t bytes = 0;
+  const RecordSink counted = [&](auto parts) {
+    sink(parts);
+    bytes += framed_bytes(parts);
+  };
+  write_head(setup, counted);
+  Build build(setup, ranks::Team::alone);
+  build_rows({1, observations.ndata}, build, counted);
+  BuildSummary summary = finish(build);
+  counted({bytes_of(summary.gdiag)});
+  summary.bytes = bytes;
+  return summary;
+}
+
+BuildSummary build_sensitivity_file(const Ground& ground, const Observations& observations,
+                                    const std::vector<double>& wtz, const BuildOptions& options,
+                                    SharedFile& file) {
+  if (ranks::count() == 1) {
+    return build_sensitivity(ground, observations, wtz, options,
+                             [&](auto parts) { write_record(file, parts); });
   }
+  check_fits_file(ground.mesh, ground.cells(), options.compressed());
+  const Setup setup = make_setup(ground, observations, wtz, options);
+  std::int64_t end = 0;
+  const RecordSink write = [&](auto parts) {
+    if (ranks::is_first()) write_record(file, parts);
+    end += framed_bytes(parts);
+  };
+  write_head(setup, write);
+  Build build(setup, ranks::Team::all);
+  for_each_round(observations.ndata, ranks::Team::all, [&](const DataRange& range) {
+    end = write_round(range, end, build, file);
+    build.squares.end_round();
+  });
+  BuildSummary summary = finish(build);
+  file.seek(end);
+  write({bytes_of(summary.gdiag)});
+  summary.bytes = end;
   return summary;
 }
 

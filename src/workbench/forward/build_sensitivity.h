@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/shared_file.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/forward/row_compression.h"
@@ -34,6 +35,7 @@ struct PredictionError {
 };
 
 struct BuildSummary {
+  std::int64_t bytes = 0;          ///< of the file
   std::int64_t coefficients = 0;   ///< stored
   std::vector<double> row_errors;  ///< of each datum: |dropped| / |row|; compressed form only
   std::vector<PredictionError> prediction_errors;  ///< of `tried_rows` data; compressed form only
@@ -68,5 +70,13 @@ void check_fits_file(const Mesh& mesh, std::int64_t cells, bool compressed);
 BuildSummary build_sensitivity(const Ground& ground, const Observations& observations,
                                const std::vector<double>& wtz, const BuildOptions& options,
                                const RecordSink& sink);
+
+/// The same with the rows divided among all processes, which write them into the file themselves;
+/// its bytes do not depend on their number. Collective. Memory of each: as above, the compressed
+/// rows of a group of data, and an exchange of some 30 MB.
+/// @throws StopRun also when the file cannot be written
+BuildSummary build_sensitivity_file(const Ground& ground, const Observations& observations,
+                                    const std::vector<double>& wtz, const BuildOptions& options,
+                                    SharedFile& file);
 
 }  // namespace quorivex

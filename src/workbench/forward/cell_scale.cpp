@@ -10,6 +10,7 @@
 #include "base/progress.h"
 #include "base/stop_run.h"
 #include "workbench/forward/data_rows.h"
+#include "workbench/forward/square_sums.h"
 #include "workbench/forward/vector_maths.h"
 
 namespace quorivex {
@@ -153,26 +154,43 @@ double near_correction(const Stations& stations, const Box& box, double reach, d
   return sum;
 }
 
+/// The scale of a cell, but for the largest.
+double near_or_far(const Stations& stations, const Box& box, const ScaleRule& rule) {
+  const double reach = reach_of(box);
+  const AtCentre found =
+      rule.exponent == 3.0 ? cubes_at_centre(stations, box.centre, reach, rule.offset)
+                           : sum_at_centre(stations, box.centre, reach, rule.offset, rule.exponent);
+  const double sum = found.sum + near_correction(stations, box, reach, found.nearest, rule);
+  return std::sqrt(std::sqrt(sum));
+}
+
+/// Each process of the team computes the cells of its share of the columns.
 void by_distance(const Ground& ground, const Observations& observations, const ScaleRule& rule,
-                 View1<double> wtz) {
+                 ranks::Team team, View1<double> wtz) {
   const Stations stations = padded(observations);
-  Progress progress("distances to the cells: row", ground.mesh.nn);
-  for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(ground, stations, rule, wtz, j)
-    for (std::int32_t i = 1; i <= ground.mesh.ne; ++i) {
-      std::int64_t cell = ground.cells_before(j, i);
-      for (std::int32_t k = ground.tops(j, i) + 1; k <= ground.mesh.nz; ++k) {
-        const Box box = box_of(ground, k, i, j);
-        const double reach = reach_of(box);
-        const AtCentre found =
-            rule.exponent == 3.0
-                ? cubes_at_centre(stations, box.centre, reach, rule.offset)
-                : sum_at_centre(stations, box.centre, reach, rule.offset, rule.exponent);
-        const double sum = found.sum + near_correction(stations, box, reach, found.nearest, rule);
-        wtz(++cell) = std::sqrt(std::sqrt(sum));
+  const ranks::Share share =
+      ranks::share_of(ground.columns(), ranks::rank(team), ranks::count(team));
+  const std::int64_t ne = ground.mesh.ne;
+  const std::int64_t first_row = share.begin / ne;
+  const std::int64_t end_row = (share.end + ne - 1) / ne;
+  Progress progress("distances to the cells: row", end_row - first_row);
+  for (std::int64_t row = first_row; row < end_row; ++row) {
+    const std::int64_t begin = std::max(share.begin, row * ne);
+    const std::int64_t end = std::min(share.end, (row + 1) * ne);
+#pragma omp parallel for schedule(dynamic, 1) default(none) \
+    shared(ground, stations, rule, wtz, begin, end)
+    for (std::int64_t number = begin; number < end; ++number) {
+      const GridColumn column = ground.column(number + 1);
+      std::int64_t cell = column.before;
+      for (std::int32_t k = column.top + 1; k <= ground.mesh.nz; ++k) {
+        wtz(++cell) = near_or_far(stations, box_of(ground, k, column.i, column.j), rule);
       }
     }
-    progress.done(j);
+    progress.done(row + 1 - first_row);
+  }
+  if (team == ranks::Team::all) {
+    ranks::all_gather(wtz,
+                      {ground.before[as_size(share.begin)], ground.before[as_size(share.end)]});
   }
 }
 
@@ -184,23 +202,27 @@ void by_depth(const Ground& ground, const ScaleRule& rule, View1<double> wtz) {
   });
 }
 
-void by_sensitivity(const Ground& ground, const Observations& observations,
-                    std::vector<double>& wtz) {
-  const std::size_t threads = as_size(threads_for(observations));
-  std::vector<PrismScratch> scratch(threads, PrismScratch(ground.mesh));
-  std::vector<std::vector<double>> rows;
-  for (std::size_t t = 0; t < threads; ++t)
-    rows.push_back(allocate<double>(as_size(ground.cells()), kRoutine));
-  Turns turns(as_size(ground.mesh.nn), 1);
-  for_each_datum(
-      observations, "sensitivities for the scale: datum", &turns, [&](std::int32_t i, int thread) {
-        std::vector<double>& row = rows[as_size(thread)];
-        data_row(ground, observations, i, scratch[as_size(thread)],
-                 [&](const GridColumn& column, const double* cells) {
-                   std::copy_n(cells, ground.mesh.nz - column.top, row.data() + column.before);
-                 });
-        add_squares(ground, {}, row, 1.0, i, turns, wtz);
-      });
+std::vector<double> by_sensitivity(const Ground& ground, const Observations& observations,
+                                   ranks::Team team) {
+  const int threads = threads_for(observations);
+  std::vector<PrismScratch> scratch(as_size(threads), PrismScratch(ground.mesh));
+  std::vector<std::vector<double>> rows(as_size(threads));
+  for (auto& row : rows) row = allocate<double>(as_size(ground.cells()), kRoutine);
+  DataProgress progress("sensitivities for the scale: datum", observations.ndata, team);
+  SquareSums sums(ground, observations.ndata, team);
+  for_each_round(observations.ndata, team, [&](const DataRange& range) {
+    Turns turns(as_size(ground.mesh.nn), range.first);
+    for_each_datum(range, threads, progress, &turns, [&](std::int32_t i, int thread) {
+      std::vector<double>& row = rows[as_size(thread)];
+      data_row(ground, observations, i, scratch[as_size(thread)],
+               [&](const GridColumn& column, const double* cells) {
+                 std::copy_n(cells, ground.mesh.nz - column.top, row.data() + column.before);
+               });
+      sums.add({}, row, 1.0, i, turns);
+    });
+    sums.end_round();
+  });
+  std::vector<double> wtz = sums.take();
   for_each_ground_cell(ground, [&](const GridCell& at) {
     const Mesh& m = ground.mesh;
     const double volume =
@@ -208,6 +230,7 @@ void by_sensitivity(const Ground& ground, const Observations& observations,
     double& value = wtz[as_size(at.below - 1)];
     value = std::sqrt(std::sqrt(value) / volume);
   });
+  return wtz;
 }
 
 }  // namespace
@@ -215,17 +238,19 @@ void by_sensitivity(const Ground& ground, const Observations& observations,
 double default_offset(const Ground& ground) { return 0.5 * min_width(ground.mesh); }
 
 std::vector<double> cell_scale(const Ground& ground, const Observations& observations,
-                               const ScaleRule& rule) {
-  std::vector<double> wtz = allocate<double>(as_size(ground.cells()), kRoutine);
+                               const ScaleRule& rule, ranks::Team team) {
+  std::vector<double> wtz;
+  if (rule.kind != ScaleRule::Kind::sensitivity)
+    wtz = allocate<double>(as_size(ground.cells()), kRoutine);
   switch (rule.kind) {
     case ScaleRule::Kind::distance:
-      by_distance(ground, observations, rule, wtz);
+      by_distance(ground, observations, rule, team, wtz);
       break;
     case ScaleRule::Kind::depth:
       by_depth(ground, rule, wtz);
       break;
     case ScaleRule::Kind::sensitivity:
-      by_sensitivity(ground, observations, wtz);
+      wtz = by_sensitivity(ground, observations, team);
       break;
     case ScaleRule::Kind::none:
       std::fill(wtz.begin(), wtz.end(), 1.0);

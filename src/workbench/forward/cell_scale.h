@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "base/ranks.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 
@@ -20,8 +21,8 @@ struct ScaleRule {
 /// Half the smallest width of a cell, the offset where none is given.
 double default_offset(const Ground& ground);
 
-/// wtz of each ground cell, the largest 1.
+/// wtz of each ground cell, the largest 1. Collective where the team is all processes.
 std::vector<double> cell_scale(const Ground& ground, const Observations& observations,
-                               const ScaleRule& rule);
+                               const ScaleRule& rule, ranks::Team team = ranks::Team::alone);
 
 }  // namespace quorivex

@@ -7,36 +7,21 @@
 #include <atomic>
 #include <exception>
 
-#include "base/multiversion.h"
-#include "base/progress.h"
-
 namespace quorivex {
-namespace {
-
-QUORIVEX_MULTIVERSIONED
-void add_squares_of(const double* from, std::int64_t count, double factor, double* to) {
-#pragma omp simd
-  for (std::int64_t k = 0; k < count; ++k) to[k] += factor * (from[k] * from[k]);
-}
-
-}  // namespace
 
 int threads_for(const Observations& observations) {
   return std::max(std::min(omp_get_max_threads(), observations.ndata), 1);
 }
 
-void for_each_datum(const Observations& observations, const std::string& what, Turns* turns,
+void for_each_datum(const DataRange& range, int threads, DataProgress& progress, Turns* turns,
                     const std::function<void(std::int32_t, int)>& work) {
-  Progress progress(what, observations.ndata);
-  const std::int32_t ndata = observations.ndata;
   std::atomic<std::int32_t> done = 0;
   std::atomic<bool> failed = false;
   std::exception_ptr failure;
-#pragma omp parallel for schedule(monotonic              \
-                                  : dynamic, 1)          \
-    num_threads(threads_for(observations)) default(none) \
-        shared(ndata, turns, work, progress, done, failed, failure)
-  for (std::int32_t i = 1; i <= ndata; ++i) {
+#pragma omp parallel for schedule(monotonic                                        \
+                                  : dynamic, 1) num_threads(threads) default(none) \
+    shared(range, turns, work, progress, done, failed, failure)
+  for (std::int32_t i = range.first; i <= range.last; ++i) {
     if (failed) continue;
     try {
       work(i, omp_get_thread_num());
@@ -47,9 +32,20 @@ void for_each_datum(const Observations& observations, const std::string& what, T
       if (turns != nullptr) turns->stop();
     }
     const std::int32_t count = ++done;
-    if (omp_get_thread_num() == 0) progress.done(count);
+    if (omp_get_thread_num() == 0) progress.done(range, count);
   }
   if (failure) std::rethrow_exception(failure);
+}
+
+void for_each_round(std::int32_t ndata, ranks::Team team,
+                    const std::function<void(const DataRange&)>& work) {
+  const std::int64_t processes = ranks::count(team);
+  const std::int64_t size = processes == 1 ? ndata : group_size(ndata);
+  for (std::int64_t round = 0; round < ndata; round += size * processes) {
+    const std::int64_t before = std::min<std::int64_t>(round + size * ranks::rank(team), ndata);
+    const std::int64_t last = std::min<std::int64_t>(before + size, ndata);
+    work({static_cast<std::int32_t>(before + 1), static_cast<std::int32_t>(last)});
+  }
 }
 
 Point station_of(const Observations& observations, std::int32_t i) {
@@ -60,21 +56,6 @@ Point station_of(const Observations& observations, std::int32_t i) {
 void data_row(const Ground& ground, const Observations& observations, std::int32_t i,
               PrismScratch& scratch, const ColumnSink& sink) {
   prism_row(ground, station_of(observations, i), tensor_weights(observations, i), scratch, sink);
-}
-
-void add_squares(const Ground& ground, const RowLayout& layout, View1<const double> row,
-                 double factor, std::int32_t i, Turns& turns, std::vector<double>& sums) {
-  const double square = factor * factor;
-  std::int64_t number = 0;
-  for (std::size_t j = 0; j < as_size(ground.mesh.nn); ++j) {
-    if (!turns.await(j, i)) return;
-    for (std::int32_t n = 0; n < ground.mesh.ne; ++n) {
-      const GridColumn column = ground.column(++number);
-      add_squares_of(row.data() + layout.begin(column), ground.mesh.nz - column.top, square,
-                     sums.data() + column.before);
-    }
-    turns.pass(j, i);
-  }
 }
 
 }  // namespace quorivex

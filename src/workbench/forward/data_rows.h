@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "base/progress.h"
+#include "base/ranks.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
 #include "workbench/forward/prism_row.h"
@@ -13,14 +16,49 @@
 
 namespace quorivex {
 
-/// The threads that for_each_datum employs.
+/// The threads that are worth employing.
 int threads_for(const Observations& observations);
 
-/// Calls work(i, thread) for the data i, from 1, on all threads, each of which takes the next datum
-/// when it has done one. What a call throws is thrown again here, after `turns`, if any, have been
-/// stopped and all threads have come to their end. `what` names the work in the progress.
-void for_each_datum(const Observations& observations, const std::string& what, Turns* turns,
+/// Data from `first` to `last`, numbered from 1.
+struct DataRange {
+  std::int32_t first = 1;
+  std::int32_t last = 0;
+};
+
+/// How many of all data are done, where each process of a team works on a range of its own.
+class DataProgress {
+ public:
+  /// `what` names the work.
+  DataProgress(const std::string& what, std::int32_t ndata, ranks::Team team)
+      : progress_(what, ndata), ndata_(ndata), processes_(ranks::count(team)) {}
+
+  /// By the process with the first range: `count` data of it are done, and as many of the others'.
+  void done(const DataRange& range, std::int64_t count) {
+    progress_.done(std::min(range.first - 1 + count * processes_, ndata_));
+  }
+
+ private:
+  Progress progress_;
+  std::int64_t ndata_;
+  int processes_;
+};
+
+/// Calls work(i, thread) for the data i of the range on so many threads, each of which takes the
+/// next datum when it has done one. What a call throws is thrown again here, after `turns`, if any,
+/// have been stopped and all threads have come to their end.
+void for_each_datum(const DataRange& range, int threads, DataProgress& progress, Turns* turns,
                     const std::function<void(std::int32_t i, int thread)>& work);
+
+/// Data are divided into groups of consecutive ones, which follow from their number alone: what is
+/// summed over the data, first within each group and then over the groups, does not depend on the
+/// number of processes. At least 16, and at most 256 groups.
+inline std::int32_t group_size(std::int32_t ndata) { return std::max(16, (ndata + 255) / 256); }
+
+/// Deals the data out to a team: in each round every process takes the next group, in the order of
+/// ranks, and calls work(range), which is empty beyond the last group. A process that is alone has
+/// all data in one round.
+void for_each_round(std::int32_t ndata, ranks::Team team,
+                    const std::function<void(const DataRange& range)>& work);
 
 Point station_of(const Observations& observations, std::int32_t i);
 
@@ -39,10 +77,5 @@ struct RowLayout {
     return depth == 0 ? column.before : column.top + depth * (column.i - 1 + east * (column.j - 1));
   }
 };
-
-/// sums(c) += (factor row(c))^2 over the ground cells in the turn of datum i, which has a turn for
-/// each row of columns; the sums do not depend on the number of threads.
-void add_squares(const Ground& ground, const RowLayout& layout, View1<const double> row,
-                 double factor, std::int32_t i, Turns& turns, std::vector<double>& sums);
 
 }  // namespace quorivex

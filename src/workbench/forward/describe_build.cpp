@@ -22,8 +22,8 @@ double full_file_bytes(double bytes, const MatrixCounts& counts) {
 
 Sidecar describe_build(const Ground& ground, const Observations& observations,
                        const std::vector<double>& wtz, const BuildOptions& options,
-                       const BuildSummary& summary, std::int64_t bytes) {
-  Sidecar sidecar{.bytes = bytes,
+                       const BuildSummary& summary) {
+  Sidecar sidecar{.bytes = summary.bytes,
                   .parts = matrix_parts(ground, options.low_pass, wtz, summary.gdiag),
                   .info_lines = {}};
   for (Part& part : survey_parts(observations)) sidecar.parts.push_back(std::move(part));

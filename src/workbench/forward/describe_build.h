@@ -9,11 +9,11 @@
 
 namespace quorivex {
 
-/// The sidecar of a sensitivity file of `bytes` that was just built: the fingerprints of all its
+/// The sidecar of a sensitivity file that was just built: the fingerprints of all its
 /// parts, and lines about survey, size and errors.
 Sidecar describe_build(const Ground& ground, const Observations& observations,
                        const std::vector<double>& wtz, const BuildOptions& options,
-                       const BuildSummary& summary, std::int64_t bytes);
+                       const BuildSummary& summary);
 
 /// "81.3 MB, 47.8 % of the 170.2 MB of the full form", of a sensitivity file of `bytes`. The one
 /// text about its size; both are lengths of files.

@@ -45,10 +45,16 @@ std::vector<double> read_ground_model(const std::string& name, const Ground& gro
 }
 
 std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
-                                   View1<const double> model) {
+                                   View1<const double> model, ranks::Team team) {
   std::vector<double> data = allocate<double>(as_size(observations.ndata), kRoutine);
-  std::vector<PrismScratch> scratch(as_size(threads_for(observations)), PrismScratch(ground.mesh));
-  for_each_datum(observations, "predicted data: datum", nullptr, [&](std::int32_t i, int thread) {
+  const int threads = threads_for(observations);
+  std::vector<PrismScratch> scratch(as_size(threads), PrismScratch(ground.mesh));
+  DataProgress progress("predicted data: datum", observations.ndata, team);
+  const ranks::Share share =
+      ranks::share_of(observations.ndata, ranks::rank(team), ranks::count(team));
+  const DataRange range{static_cast<std::int32_t>(share.begin + 1),
+                        static_cast<std::int32_t>(share.end)};
+  for_each_datum(range, threads, progress, nullptr, [&](std::int32_t i, int thread) {
     double sum = 0.0;
     data_row(ground, observations, i, scratch[as_size(thread)],
              [&](const GridColumn& column, const double* cells) {
@@ -56,6 +62,7 @@ std::vector<double> predicted_data(const Ground& ground, const Observations& obs
              });
     data[as_size(i - 1)] = sum;
   });
+  if (team == ranks::Team::all) ranks::all_gather(data, share);
   return data;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "base/ranks.h"
 #include "base/view1.h"
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
@@ -18,9 +19,11 @@ namespace quorivex {
 std::vector<double> read_ground_model(const std::string& name, const Ground& ground);
 
 /// The data in nT of a model (SI, one value per ground cell), straight from the prisms: no matrix
-/// is kept, so that the memory does not grow with data x cells.
+/// is kept, so that the memory does not grow with data x cells. Collective where the team is all
+/// processes.
 std::vector<double> predicted_data(const Ground& ground, const Observations& observations,
-                                   View1<const double> model);
+                                   View1<const double> model,
+                                   ranks::Team team = ranks::Team::alone);
 
 /// The same by the matrix of a sensitivity file, which was made for these observations: its rows
 /// are divided by their standard deviations.

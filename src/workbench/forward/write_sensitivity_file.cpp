@@ -2,9 +2,11 @@
 #include "workbench/forward/write_sensitivity_file.h"
 
 #include <filesystem>
+#include <optional>
 
 #include "base/atomic_file.h"
-#include "base/record_writer.h"
+#include "base/ranks.h"
+#include "base/shared_file.h"
 #include "workbench/forward/describe_build.h"
 
 namespace quorivex {
@@ -23,27 +25,25 @@ void remove_old_sidecars(const std::string& output) {
 
 }  // namespace
 
-SensitivityFileWritten write_sensitivity_file(const std::string& output, const Ground& ground,
-                                              const Observations& observations,
-                                              const ScaleRule& scale, const BuildOptions& options,
-                                              const std::vector<InfoLine>& origin) {
-  SensitivityFileWritten written;
-  AtomicFile file(output);
-  AtomicFile info(sidecar_place(output));  // a place that cannot be written ends the build now
-  const std::vector<double> wtz = cell_scale(ground, observations, scale);
-  written.summary = build_sensitivity(ground, observations, wtz, options, [&](auto parts) {
-    write_record(file, parts);
-    written.bytes += framed_bytes(parts);
-  });
-  Sidecar sidecar =
-      describe_build(ground, observations, wtz, options, written.summary, written.bytes);
+BuildSummary write_sensitivity_file(const std::string& output, const Ground& ground,
+                                    const Observations& observations, const ScaleRule& scale,
+                                    const BuildOptions& options,
+                                    const std::vector<InfoLine>& origin) {
+  SharedFile file(output);
+  std::optional<AtomicFile> info;  // a place that cannot be written ends the build now
+  if (ranks::is_first()) info.emplace(sidecar_place(output));
+  const std::vector<double> wtz = cell_scale(ground, observations, scale, ranks::Team::all);
+  BuildSummary summary = build_sensitivity_file(ground, observations, wtz, options, file);
+  file.complete();
+  if (!info) return summary;
+  Sidecar sidecar = describe_build(ground, observations, wtz, options, summary);
   sidecar.info_lines.insert(sidecar.info_lines.end(), origin.begin(), origin.end());
-  info.append(sidecar_text(sidecar));
+  info->append(sidecar_text(sidecar));
   // An end between these steps leaves a matrix without a sidecar, never one with that of another.
   remove_old_sidecars(output);
   file.commit();
-  info.commit();
-  return written;
+  info->commit();
+  return summary;
 }
 
 }  // namespace quorivex

@@ -11,19 +11,14 @@
 
 namespace quorivex {
 
-struct SensitivityFileWritten {
-  BuildSummary summary;
-  std::int64_t bytes = 0;  ///< of the sensitivity file
-};
-
 /// Computes the sensitivity file `output` and writes its sidecar next to it. `origin` is what only
 /// the caller knows of the matrix (files, options); it ends the sidecar. Neither file appears
 /// before it is complete, and the sidecar of an earlier file is gone before a new one takes its
-/// place.
+/// place. Collective: the processes share the work.
 /// @throws StopRun as build_sensitivity, and for a file that cannot be written
-SensitivityFileWritten write_sensitivity_file(const std::string& output, const Ground& ground,
-                                              const Observations& observations,
-                                              const ScaleRule& scale, const BuildOptions& options,
-                                              const std::vector<InfoLine>& origin);
+BuildSummary write_sensitivity_file(const std::string& output, const Ground& ground,
+                                    const Observations& observations, const ScaleRule& scale,
+                                    const BuildOptions& options,
+                                    const std::vector<InfoLine>& origin);
 
 }  // namespace quorivex

@@ -46,8 +46,8 @@ BuildOptions options(const std::string& wavelet) {
 
 constexpr ScaleRule kScale{.offset = 5.0};
 
-SensitivityFileWritten write(const ScratchFolder& folder, const Observations& survey,
-                             const BuildOptions& build) {
+BuildSummary write(const ScratchFolder& folder, const Observations& survey,
+                   const BuildOptions& build) {
   return write_sensitivity_file(folder.path("s.mtx"), low_ground(), survey, kScale, build,
                                 {{"mesh_file", "m.txt"}});
 }
@@ -60,14 +60,13 @@ TEST(BuildEstimate, OfASampleScalesToTheWholeFile) {
       const ScratchFolder folder;
       const BuildOptions build = options(wavelet);
       const BuildEstimate estimate = estimate_build(low_ground(), stations(ndata), kScale, build);
-      const SensitivityFileWritten written = write(folder, stations(ndata), build);
+      const BuildSummary written = write(folder, stations(ndata), build);
       const auto bytes = static_cast<double>(std::filesystem::file_size(folder.path("s.mtx")));
       EXPECT_EQ(static_cast<double>(written.bytes), bytes);
       EXPECT_EQ(estimate.sampled_rows, std::min(ndata, 32));
       const bool exact = ndata == 20 || wavelet == "none";
       EXPECT_NEAR(estimate.file_bytes, bytes, exact ? 1e-6 : 0.02 * bytes) << wavelet << ndata;
-      const MatrixCounts counts =
-          counts_of_build(low_ground(), ndata, build, written.summary.coefficients);
+      const MatrixCounts counts = counts_of_build(low_ground(), ndata, build, written.coefficients);
       EXPECT_NEAR(inversion_bytes(estimate.counts), inversion_bytes(counts),
                   exact ? 0.0 : 0.02 * matrix_bytes(counts));
     }
@@ -116,7 +115,7 @@ TEST(WriteSensitivityFile, LeavesTheSidecarOfThisFileAlone) {
   folder.write("store/real.mtx.info", "old");
   folder.write("s.mtx.info", "old");
   std::filesystem::create_symlink("store/real.mtx", folder.path("s.mtx"));
-  const SensitivityFileWritten written = write(folder, stations(12), options("haar"));
+  const BuildSummary written = write(folder, stations(12), options("haar"));
   EXPECT_FALSE(folder.has("s.mtx.info"));
   EXPECT_TRUE(std::filesystem::is_symlink(folder.path("s.mtx")));
   const std::optional<Sidecar> sidecar = read_sidecar(folder.path("s.mtx"));
