@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/sensitivity/full_sens_mod.h"
 
-#include <omp.h>
-
 #include <algorithm>
 #include <cstring>
 
+#include "base/fixed_tree.h"
 #include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
@@ -19,7 +18,6 @@ constexpr std::int64_t kSliceCells = 16384;
 // Rows are taken four at a time: one load of the model serves four rows, and four independent
 // sums keep the arithmetic ahead of the memory.
 constexpr std::int64_t kRows = 4;
-constexpr std::int64_t kGroupRows = 64 * kRows;  // share a slice out where cells are few
 constexpr std::int64_t kStep = 16;  // cells, of which a row's coefficients fill a cache line
 
 /// Four rows' pieces of a slice.
@@ -135,48 +133,80 @@ void add_weighted_rows(const float* g, std::int64_t stride, std::int64_t rows, c
   }
 }
 
+/// A slice of cells and a group of rows, from 0.
+struct Piece {
+  std::int64_t slice;
+  std::int64_t group;
+  std::int64_t cell;  ///< the first
+  std::int64_t cells;
+  std::int64_t row;  ///< the first
+  std::int64_t rows;
+};
+
+/// The pieces of a matrix, which depend on its sizes alone. A group has about a 64th of all
+/// coefficients in a slice, and 16 rows at least: adding up the groups of a slice must cost little.
+struct Pieces {
+  explicit Pieces(const SensitivityState& sens)
+      : nsens(sens.nsens), ndata(sens.ndata), slices((nsens + kSliceCells - 1) / kSliceCells) {
+    constexpr std::int64_t kPieces = 64;
+    const std::int64_t rows =
+        nsens * ndata / (kPieces * std::clamp<std::int64_t>(nsens, 1, kSliceCells));
+    group_rows = std::clamp(rows / kRows * kRows, 4 * kRows, ndata + kRows);
+    groups = (ndata + group_rows - 1) / group_rows;
+  }
+
+  Piece operator()(std::int64_t number) const {
+    const std::int64_t slice = number / groups;
+    const std::int64_t group = number % groups;
+    const std::int64_t cell = slice * kSliceCells;
+    const std::int64_t row = group * group_rows;
+    return {slice, group,
+            cell,  std::min<std::int64_t>(kSliceCells, nsens - cell),
+            row,   std::min(group_rows, ndata - row)};
+  }
+  std::int64_t count() const { return slices * groups; }
+
+  std::int64_t nsens;
+  std::int64_t ndata;
+  std::int64_t slices;
+  std::int64_t group_rows = 0;
+  std::int64_t groups = 0;
+};
+
 }  // namespace
 
-// A datum's sum goes over the slices of cells in order, whose ends depend on the matrix alone; a
-// cell's goes over the rows in order.
+// A datum's sum goes over the cells of a slice and then over the slices along a fixed tree; a
+// cell's goes over the rows of a group and then over the groups along such a tree.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
-  const std::int64_t slices = (sens.nsens + kSliceCells - 1) / kSliceCells;
-  const std::int64_t groups = (d.size() + kGroupRows - 1) / kGroupRows;
-  UninitializedArray<double> sums(slices * d.size(), "CALC_FULL_GV");
-#pragma omp parallel for collapse(2) schedule(dynamic, 1) default(none) \
-    shared(sens, x, d, slices, groups, sums)
-  for (std::int64_t slice = 0; slice < slices; ++slice) {
-    for (std::int64_t group = 0; group < groups; ++group) {
-      const std::int64_t cell = slice * kSliceCells;
-      const std::int64_t row = group * kGroupRows;
-      dot_products(sens.Gfull.row(row + 1) + cell, sens.nsens,
-                   std::min(std::int64_t{kGroupRows}, d.size() - row), x.data() + cell,
-                   std::min(std::int64_t{kSliceCells}, sens.nsens - cell),
-                   sums.data() + slice * d.size() + row);
-    }
+  const Pieces pieces(sens);
+  UninitializedArray<double> sums(pieces.slices * d.size(), "CALC_FULL_GV");
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(sens, pieces, x, d, sums)
+  for (std::int64_t number = 0; number < pieces.count(); ++number) {
+    const Piece piece = pieces(number);
+    dot_products(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
+                 x.data() + piece.cell, piece.cells,
+                 sums.data() + piece.slice * d.size() + piece.row);
   }
-#pragma omp parallel for schedule(static) default(none) shared(d, slices, sums)
-  for (std::int64_t i = 0; i < d.size(); ++i) {
-    double sum = 0.0;
-    for (std::int64_t slice = 0; slice < slices; ++slice) sum += sums.data()[slice * d.size() + i];
-    d.data()[i] = sum;
-  }
+  sum_in_pairs(sums.data(), pieces.slices, d.size(), d);
 }
 
 void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<double> x) {
   const PhaseTimer timer(Phase::matrix);
-  // Narrower slices where the cells are few, so that every thread has several.
-  const std::int64_t share = sens.nsens / (4 * omp_get_max_threads()) / kStep * kStep;
-  const std::int64_t slice = std::clamp(share, 8 * kStep, kSliceCells);
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(sens, d, x, slice)
-  for (std::int64_t cell = 0; cell < sens.nsens; cell += slice) {
-    const std::int64_t count = std::min<std::int64_t>(slice, sens.nsens - cell);
-    std::fill_n(x.data() + cell, count, 0.0);
-    add_weighted_rows(sens.Gfull.row(1) + cell, sens.nsens, d.size(), d.data(), count,
-                      x.data() + cell);
+  const Pieces pieces(sens);
+  const bool add_up = pieces.groups > 1;
+  UninitializedArray<double> work(add_up ? pieces.groups * x.size() : 0, "CALC_FULL_GTV");
+  double* const sums = add_up ? work.data() : x.data();
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(sens, pieces, x, d, sums)
+  for (std::int64_t number = 0; number < pieces.count(); ++number) {
+    const Piece piece = pieces(number);
+    double* const to = sums + piece.group * x.size() + piece.cell;
+    std::fill_n(to, piece.cells, 0.0);
+    add_weighted_rows(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
+                      d.data() + piece.row, piece.cells, to);
   }
+  if (add_up) sum_in_pairs(sums, pieces.groups, x.size(), x);
 }
 
 void CALC_FULL_GTGV(const SensitivityState& sens, View1<const double> x, View1<double> y) {

@@ -22,7 +22,7 @@ RowReader::RowReader(SensitivitySource& source, const SensitivityState& sens)
   source.need(left >= 0);
   entries_ = std::min(left / SparseRows::kEntryBytes, std::int64_t{sens.ndata} * sens.nwav);
   batch_entries_ = std::clamp(entries_ / 16, std::min(entries_, kMinBatch), kMaxBatch);
-  batch_rows_ = sens.ndata / 16 + 1;
+  batch_rows_ = std::min<std::int64_t>(sens.ndata / 16 + 1, SparseMatrix::kMaxRows);
 }
 
 SparseRows RowReader::next() {

@@ -14,14 +14,14 @@ namespace quorivex {
 namespace {
 
 constexpr const char* kRoutine = "getpar Gs";
-// A block of 2^13 doubles fills 64 KiB: what a row's piece in it reads and adds to is found in the
-// first- and second-level caches. Small grids have smaller blocks, so that every core has some;
-// larger blocks where rows are so short that their ends would cost more than their coefficients.
-constexpr int kMaxBits = 13;
+// A block of 2^12 doubles fills 32 KiB: what a row's piece in it reads and adds to is found in the
+// first-level cache. Small grids have smaller blocks, so that every core has some; larger blocks
+// where rows are so short that their ends would cost more than longer ways to the grid.
+constexpr int kMaxBits = 12;
 constexpr int kMinBits = 8;
 constexpr int kBlocksWanted = 5;  // as a power of two
 constexpr int kPositionBits = 16;
-constexpr std::int64_t kEntriesWanted = 16;  // of a row and block
+constexpr std::int64_t kMaxCount = 65535;  // of a piece
 
 bool rises(View1<const std::int32_t> positions) {
   return std::is_sorted(positions.begin(), positions.end());
@@ -81,25 +81,53 @@ void for_each_run(View1<const std::int32_t> positions, int bits, Visit visit) {
   }
 }
 
-void count_coefficients(const SparseRows& rows, int bits, SparsePanel& panel) {
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, panel)
-  for (std::int64_t i = 0; i < panel.rows; ++i) {
+/// Where the coefficients of each row begin in each block, block by block, and at the end their
+/// number.
+std::vector<std::int64_t> place_rows(const SparseRows& rows, int bits, std::int64_t blocks) {
+  const std::int64_t count = rows.rows();
+  std::vector<std::int64_t> places = allocate<std::int64_t>(as_size(count * blocks + 1), kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, bits, count, places)
+  for (std::int64_t i = 0; i < count; ++i) {
     for_each_run(rows(i + 1).positions, bits,
                  [&](std::int64_t block, std::int64_t first, std::int64_t last) {
-                   panel.counts[panel.at(i, block)] = static_cast<std::uint32_t>(last - first);
+                   places[as_size(block * count + i)] = last - first;
                  });
+  }
+  std::exclusive_scan(places.begin(), places.end(), places.begin(), std::int64_t{0});
+  return places;
+}
+
+/// Calls visit(piece) for the pieces of a row with so many coefficients in a block.
+template <class Visit>
+void for_each_piece(std::int64_t row, std::int64_t entries, Visit visit) {
+  for (; entries > 0; entries -= std::min(entries, kMaxCount)) {
+    visit(RowPiece{static_cast<std::uint16_t>(row),
+                   static_cast<std::uint16_t>(std::min(entries, kMaxCount))});
   }
 }
 
-/// Sets the starts of the blocks; returns where each row begins in each block, in the order of the
-/// counts.
-std::vector<std::int64_t> place_rows(std::int64_t blocks, SparsePanel& panel) {
-  std::vector<std::int64_t> places = allocate<std::int64_t>(panel.counts.size(), kRoutine);
-  std::exclusive_scan(panel.counts.begin(), panel.counts.end(), places.begin(), std::int64_t{0});
-  panel.starts = allocate<std::int64_t>(as_size(blocks) + 1, kRoutine, panel.values.size());
-  for (std::int64_t b = 0; b < blocks && panel.rows > 0; ++b)
-    panel.starts[as_size(b)] = places[panel.at(0, b)];
-  return places;
+/// Sets starts and pieces of the blocks.
+void place_blocks(const std::vector<std::int64_t>& places, std::int64_t blocks,
+                  SparsePanel& panel) {
+  panel.starts = allocate<std::int64_t>(as_size(blocks) + 1, kRoutine);
+  panel.piece_starts = allocate<std::int64_t>(as_size(blocks) + 1, kRoutine);
+  const auto entries = [&](std::int64_t b, std::int64_t i) {
+    const std::size_t at = as_size(b * panel.rows + i);
+    return places[at + 1] - places[at];
+  };
+  std::int64_t count = 0;
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    for (std::int64_t i = 0; i < panel.rows; ++i)
+      count += (entries(b, i) + kMaxCount - 1) / kMaxCount;
+    panel.starts[as_size(b + 1)] = places[as_size((b + 1) * panel.rows)];
+    panel.piece_starts[as_size(b + 1)] = count;
+  }
+  panel.pieces = {count, kRoutine};
+  RowPiece* to = panel.pieces.data();
+  for (std::int64_t b = 0; b < blocks; ++b) {
+    for (std::int64_t i = 0; i < panel.rows; ++i)
+      for_each_piece(i, entries(b, i), [&](const RowPiece& piece) { *to++ = piece; });
+  }
 }
 
 void copy_coefficients(const SparseRows& rows, int bits, const std::vector<std::int64_t>& places,
@@ -110,7 +138,7 @@ void copy_coefficients(const SparseRows& rows, int bits, const std::vector<std::
     const SparseRow row = rows(i + 1);
     for_each_run(row.positions, bits,
                  [&](std::int64_t block, std::int64_t first, std::int64_t last) {
-                   std::int64_t to = places[panel.at(i, block)];
+                   std::int64_t to = places[as_size(block * panel.rows + i)];
                    for (std::int64_t k = first; k < last; ++k, ++to) {
                      const std::int32_t within = (row.positions.data()[k] - 1) & mask;
                      panel.positions.data()[to] = static_cast<std::uint16_t>(within);
@@ -124,19 +152,36 @@ int choose_block_bits(std::int64_t points, std::int64_t rows, std::int64_t entri
   const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
   int bits = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
   const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
-  while (bits < kPositionBits && points >> bits > 0 && of_row / (points >> bits) < kEntriesWanted) {
+  const auto wanted = [&] { return bits > kMaxBits ? 8 : 16; };  // of a row and block
+  while (bits < kPositionBits && points >> bits > 0 && of_row / (points >> bits) < wanted()) {
     ++bits;
   }
   return bits;
 }
 
+std::int64_t most_pieces(std::int64_t rows, std::int64_t blocks, std::int64_t entries) {
+  return std::min(rows * blocks, entries);
+}
+
 }  // namespace
+
+SparseCell rows_of(SparseCell cell, std::int64_t first, std::int64_t last) {
+  const auto before = [](const RowPiece& piece, std::int64_t row) { return piece.row < row; };
+  const RowPiece* const from = std::lower_bound(cell.first, cell.last, first, before);
+  for (; cell.first != from; ++cell.first) {
+    cell.positions += cell.first->count;
+    cell.values += cell.first->count;
+  }
+  cell.last = std::lower_bound(cell.first, cell.last, last, before);
+  return cell;
+}
 
 SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries)
     : block_bits_(choose_block_bits(points, rows, entries)),
       blocks_((points + block_points() - 1) / block_points()) {
   with_alloc_label(kRoutine, [&] {
-    require_available_memory(sizeof(std::uint32_t) * as_size(rows) * as_size(blocks_));
+    require_available_memory(sizeof(RowPiece) * as_size(most_pieces(rows, blocks_, entries)));
+    pieces_ = cut_into_pieces(*this);
   });
 }
 
@@ -145,18 +190,17 @@ void SparseMatrix::append(SparseRows& rows) {
   SparsePanel panel;
   panel.rows_before = this->rows();
   panel.rows = rows.rows();
-  with_alloc_label(kRoutine, [&] {
-    for (std::int64_t i = 1; i <= rows.rows(); ++i) {
-      append_checked(row_entries_, rows(i).values.size());
-    }
-  });
-  panel.positions = {rows.entries(), kRoutine};
-  panel.values = {rows.entries(), kRoutine};
-  panel.counts = allocate<std::uint32_t>(as_size(rows.rows() * blocks_), kRoutine);
-  count_coefficients(rows, block_bits_, panel);
-  const std::vector<std::int64_t> places = place_rows(blocks_, panel);
+  panel.positions = {rows.entries() + SparseCell::kReadBeyond, kRoutine};
+  panel.values = {rows.entries() + SparseCell::kReadBeyond, kRoutine};
+  std::fill_n(panel.positions.data() + rows.entries(), SparseCell::kReadBeyond, std::uint16_t{0});
+  std::fill_n(panel.values.data() + rows.entries(), SparseCell::kReadBeyond, 0.0F);
+  const std::vector<std::int64_t> places = place_rows(rows, block_bits_, blocks_);
+  place_blocks(places, blocks_, panel);
   copy_coefficients(rows, block_bits_, places, panel);
-  with_alloc_label(kRoutine, [&] { panels_.push_back(std::move(panel)); });
+  with_alloc_label(kRoutine, [&] {
+    panels_.push_back(std::move(panel));
+    pieces_ = cut_into_pieces(*this);
+  });
 }
 
 std::int64_t SparseMatrix::rows() const {
@@ -165,44 +209,37 @@ std::int64_t SparseMatrix::rows() const {
 
 std::int64_t SparseMatrix::entries() const {
   std::int64_t sum = 0;
-  for (const SparsePanel& panel : panels_) sum += panel.values.size();
+  for (const SparsePanel& panel : panels_) sum += panel.entries();
+  return sum;
+}
+
+std::int64_t SparseMatrix::entries(std::int64_t block) const {
+  std::int64_t sum = 0;
+  for (const SparsePanel& panel : panels_) sum += panel.entries(block);
   return sum;
 }
 
 std::int64_t SparseMatrix::bytes_for(std::int64_t points, std::int64_t rows, std::int64_t entries) {
   constexpr std::int64_t kEntryBytes = sizeof(std::uint16_t) + sizeof(float);
-  constexpr std::int64_t kCountBytes = sizeof(std::uint32_t);
+  constexpr std::int64_t kPieceBytes = sizeof(RowPiece);
   const std::int64_t block = std::int64_t{1} << choose_block_bits(points, rows, entries);
-  return entries * kEntryBytes + rows * ((points + block - 1) / block) * kCountBytes;
+  return entries * kEntryBytes +
+         most_pieces(rows, (points + block - 1) / block, entries) * kPieceBytes;
 }
 
 std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_statistics() const {
   std::vector<RowStatistics> statistics(as_size(rows()));
   for (const SparsePanel& panel : panels_) {
-    for (std::int64_t b = 0; b < blocks_; ++b) {
-      panel.for_each_piece(b, 0, panel.rows, [&](std::int64_t i, const RowPiece& piece) {
-        RowStatistics& row = statistics[as_size(panel.rows_before + i)];
-        row.entries += piece.count;
-        row.finite = row.finite && std::all_of(piece.values, piece.values + piece.count,
-                                               [](float v) { return std::isfinite(v); });
-      });
+    const float* value = panel.values.data();
+    for (const RowPiece& piece : panel.pieces.view()) {
+      RowStatistics& row = statistics[as_size(panel.rows_before + piece.row)];
+      row.entries += piece.count;
+      row.finite = row.finite && std::all_of(value, value + piece.count,
+                                             [](float v) { return std::isfinite(v); });
+      value += piece.count;
     }
   }
   return statistics;
-}
-
-std::vector<std::int64_t> SparseMatrix::balanced_row_ranges(int parts) const {
-  const auto share = static_cast<double>(entries()) / parts;
-  std::vector<std::int64_t> firsts{0};
-  double before = 0.0;
-  for (std::int64_t row = 0; row < length(row_entries_); ++row) {
-    before += static_cast<double>(row_entries_[as_size(row)]);
-    while (length(firsts) < parts && before >= share * static_cast<double>(length(firsts))) {
-      firsts.push_back(row + 1);
-    }
-  }
-  firsts.resize(as_size(parts) + 1, rows());
-  return firsts;
 }
 
 }  // namespace quorivex

@@ -1,130 +1,206 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/sensitivity/sparse_sens_mod.h"
 
-#include <omp.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
+#include "base/fixed_tree.h"
+#include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
 
 namespace quorivex::SPARSE_SENS_MOD {
 namespace {
 
-constexpr std::ptrdiff_t kStep = 16;  // coefficients, of which the values fill a cache line
-constexpr std::ptrdiff_t kSums = 4;
+constexpr const char* kRoutine = "CALC_GTGV";
+
+// Rows are short here: what ends a row's piece costs as much as what it holds. So its last vector
+// is a whole one too, in which 0 replaces what lies beyond the piece, and no branch depends on the
+// remainder. Vectors are listed element by element, from which the compiler makes the best code.
+constexpr int kDots = 8;
+using Doubles8 = double __attribute__((vector_size(64)));
+using Bits8 = std::int64_t __attribute__((vector_size(64)));
+constexpr int kAdds = 4;
+using Doubles4 = double __attribute__((vector_size(32)));
+using Bits4 = std::int64_t __attribute__((vector_size(32)));
+
+/// Points of the grid that are needed soon, those of the next block, of which a few are fetched
+/// with every row.
+struct Ahead {
+  const double* next;
+  std::int64_t step;
+
+  void fetch() {
+    __builtin_prefetch(next, 0, 2);
+    next += step;
+  }
+};
+
+/// Puts 0 in place of what follows the first `left` elements of x.
+template <class Bits, class Doubles>
+inline void keep_first(std::int64_t left, Doubles& x) {
+  static constexpr std::int64_t kBits[] = {-1, -1, -1, -1, -1, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
+  Bits bits;
+  std::memcpy(&bits, kBits + 8 - left, sizeof(bits));
+  x = reinterpret_cast<Doubles>(reinterpret_cast<Bits>(x) & bits);
+}
 
 /// Prefetches the coefficients some steps further on, whether of this row or of the next ones. The
 /// processor's own look-ahead ends at every page and reaches less than half the bandwidth.
-void fetch_ahead(const std::uint16_t* positions, const float* values) {
+inline void fetch_ahead(const std::uint16_t* positions, const float* values) {
   constexpr int kAhead = 512;
   __builtin_prefetch(positions + kAhead);
   __builtin_prefetch(values + kAhead);
 }
 
-/// The dot product of a row's piece with its block of the grid. Four sums, so that an addition need
-/// not wait for the one before; they stay in registers, since no index into them depends on the
-/// count. Rows are short here: what ends them costs as much as what they hold, and counting the
-/// coefficients down instead of comparing pointers takes half as long again.
-double dot_product(const RowPiece& piece, const double* w) {
-  const std::uint16_t* positions = piece.positions;
-  const float* values = piece.values;
-  const std::uint16_t* const end = positions + piece.count;
-  double s0 = 0.0;
-  double s1 = 0.0;
-  double s2 = 0.0;
-  double s3 = 0.0;
-  const auto add_four = [&](std::ptrdiff_t k) {
-    s0 += static_cast<double>(values[k]) * w[positions[k]];
-    s1 += static_cast<double>(values[k + 1]) * w[positions[k + 1]];
-    s2 += static_cast<double>(values[k + 2]) * w[positions[k + 2]];
-    s3 += static_cast<double>(values[k + 3]) * w[positions[k + 3]];
-  };
-  for (; end - positions >= kStep; positions += kStep, values += kStep) {
-    fetch_ahead(positions, values);
-    for (std::ptrdiff_t k = 0; k < kStep; k += kSums) add_four(k);
-  }
-  if (positions != end) fetch_ahead(positions, values);
-  for (; end - positions >= kSums; positions += kSums, values += kSums) add_four(0);
-  for (; positions != end; ++positions, ++values) {
-    s0 += static_cast<double>(*values) * w[*positions];
-  }
-  return (s0 + s1) + (s2 + s3);
+/// x = eight coefficients times their points of the grid.
+inline void multiply(const float* v, const std::uint16_t* p, const double* w, Doubles8& x) {
+  x = Doubles8{v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]} *
+      Doubles8{w[p[0]], w[p[1]], w[p[2]], w[p[3]], w[p[4]], w[p[5]], w[p[6]], w[p[7]]};
 }
 
-/// w += t times a row's piece. One addition after the other: a position may come twice.
-void scatter_add(const RowPiece& piece, double t, double* w) {
-  const std::uint16_t* positions = piece.positions;
-  const float* values = piece.values;
-  const std::uint16_t* const end = positions + piece.count;
-  for (; end - positions >= kStep; positions += kStep, values += kStep) {
-    fetch_ahead(positions, values);
-    for (std::ptrdiff_t k = 0; k < kStep; ++k) {
-      w[positions[k]] += static_cast<double>(values[k]) * t;
+/// d, one per row of the panel, += the rows' coefficients times their points of the grid.
+QUORIVEX_MULTIVERSIONED
+void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, double* d) {
+  const std::uint16_t* positions = cell.positions;
+  const float* values = cell.values;
+  for (const RowPiece* piece = cell.first; piece != cell.last; ++piece) {
+    ahead.fetch();
+    std::int64_t left = piece->count;
+    Doubles8 sum{};
+    Doubles8 x;
+    for (; left > kDots; left -= kDots, positions += kDots, values += kDots) {
+      fetch_ahead(positions, values);
+      multiply(values, positions, w, x);
+      sum += x;
     }
-  }
-  if (positions != end) fetch_ahead(positions, values);
-  for (; positions != end; ++positions, ++values) {
-    w[*positions] += static_cast<double>(*values) * t;
+    multiply(values, positions, w, x);
+    keep_first<Bits8>(left, x);
+    const Doubles8 s = sum + x;
+    d[piece->row] += ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+    positions += left;
+    values += left;
   }
 }
 
-/// d(i) += block b of row i times its part of the grid, for rows from `first` to before `last`,
-/// from 0, of the matrix.
-void accumulate_rows(const SparseMatrix& matrix, std::int64_t b, std::int64_t first,
-                     std::int64_t last, const double* w, double* d) {
+/// x = four coefficients times t.
+inline void weight(const float* v, double t, Doubles4& x) {
+  x = Doubles4{v[0], v[1], v[2], v[3]} * t;
+}
+
+/// Adds four products to their points, one after the other: a position may come twice.
+inline void add(const Doubles4& x, const std::uint16_t* positions, double* w) {
+  w[positions[0]] += x[0];
+  w[positions[1]] += x[1];
+  w[positions[2]] += x[2];
+  w[positions[3]] += x[3];
+}
+
+/// The points of the grid += the rows' coefficients times d, one per row of the panel.
+QUORIVEX_MULTIVERSIONED
+void add_weighted_rows(const SparseCell& cell, Ahead ahead, const double* d, double* w) {
+  const std::uint16_t* positions = cell.positions;
+  const float* values = cell.values;
+  for (const RowPiece* piece = cell.first; piece != cell.last; ++piece) {
+    ahead.fetch();
+    std::int64_t left = piece->count;
+    const double t = d[piece->row];
+    Doubles4 x;
+    for (; left > kAdds; left -= kAdds, positions += kAdds, values += kAdds) {
+      fetch_ahead(positions, values);
+      weight(values, t, x);
+      add(x, positions, w);
+    }
+    weight(values, t, x);
+    keep_first<Bits4>(left, x);
+    add(x, positions, w);
+    positions += left;
+    values += left;
+  }
+}
+
+/// Calls visit(cell, ahead, rows before its panel) for a block of a piece, panel by panel. The
+/// points of the block are followed by those of the next one.
+template <class Visit>
+void for_each_cell(const SparseMatrix& matrix, const SparsePiece& piece, std::int64_t block,
+                   const double* points, Visit visit) {
+  const double* const next = points + matrix.block_points();
+  const std::int64_t step = matrix.block_points() / std::max<std::int64_t>(matrix.rows(), 1) + 1;
   for (const SparsePanel& panel : matrix.panels()) {
-    const std::int64_t from = std::max(first - panel.rows_before, std::int64_t{0});
-    const std::int64_t to = std::min(last - panel.rows_before, panel.rows);
-    if (from >= to) continue;
-    double* const of_panel = d + panel.rows_before;
-    panel.for_each_piece(b, from, to, [=](std::int64_t i, const RowPiece& piece) {
-      of_panel[i] += dot_product(piece, w);
-    });
+    const std::int64_t from = piece.first_row - panel.rows_before;
+    const std::int64_t to = piece.last_row - panel.rows_before;
+    if (from >= panel.rows || to <= 0) continue;
+    const SparseCell cell = panel.cell(block);
+    const bool whole = from <= 0 && to >= panel.rows;
+    visit(whole ? cell : rows_of(cell, from, to), Ahead{next + panel.rows_before * step, step},
+          panel.rows_before);
   }
 }
 
 }  // namespace
 
-// Every sum has one owner and a fixed order: a row's sum goes over the blocks in order, a point's
-// over the rows in order. Results are the same to the last bit for any number of threads.
+// A datum's sum goes over the blocks of a column in order and then over the columns along a fixed
+// tree; a point's goes over the rows of a piece in order and then over the pieces of its block
+// along such a tree. Pieces and columns depend on the matrix alone.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
-  const std::vector<std::int64_t> ranges = matrix.balanced_row_ranges(omp_get_max_threads());
-  const auto parts = length(ranges) - 1;
-  std::fill(d.begin(), d.end(), 0.0);
-#pragma omp parallel for schedule(static, 1) default(none) shared(matrix, ranges, parts, w, d)
-  for (std::int64_t part = 0; part < parts; ++part) {
-    for (std::int64_t b = 0; b < matrix.blocks(); ++b) {
-      accumulate_rows(matrix, b, ranges[as_size(part)], ranges[as_size(part + 1)],
-                      w.data() + b * matrix.block_points(), d.data());
+  const std::vector<SparsePiece>& pieces = matrix.pieces();
+  const std::int64_t columns = pieces.empty() ? 0 : pieces.back().column + 1;
+  UninitializedArray<double> sums(columns * d.size(), kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, pieces, sums, w, d)
+  for (const SparsePiece& piece : pieces) {
+    double* const of_column = sums.data() + piece.column * d.size();
+    std::fill(of_column + piece.first_row, of_column + piece.last_row, 0.0);
+    for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+      const double* const points = w.data() + b * matrix.block_points();
+      for_each_cell(matrix, piece, b, points,
+                    [=](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                      add_dot_products(cell, ahead, points, of_column + row);
+                    });
     }
   }
+  sum_in_pairs(sums.data(), columns, d.size(), d);
 }
 
 void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, w, d)
-  for (std::int64_t b = 0; b < matrix.blocks(); ++b) {
-    const std::int64_t first = b * matrix.block_points();
-    double* const slice = w.data() + first;
-    std::fill_n(slice, std::min(matrix.block_points(), w.size() - first), 0.0);
-    for (const SparsePanel& panel : matrix.panels()) {
-      const double* const of_panel = d.data() + panel.rows_before;
-      panel.for_each_piece(b, 0, panel.rows, [=](std::int64_t i, const RowPiece& piece) {
-        scatter_add(piece, of_panel[i], slice);
-      });
+  const std::vector<SparsePiece>& pieces = matrix.pieces();
+  const std::int64_t points = matrix.block_points();
+  const auto shares = std::count_if(pieces.begin(), pieces.end(),
+                                    [](const SparsePiece& piece) { return piece.share >= 0; });
+  UninitializedArray<double> sums(shares * points, kRoutine);
+  const auto size_of = [&](std::int64_t b) { return std::min(points, w.size() - b * points); };
+#pragma omp parallel for schedule(dynamic, 1) default(none) \
+    shared(matrix, pieces, points, size_of, sums, d, w)
+  for (const SparsePiece& piece : pieces) {
+    for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+      double* const to =
+          piece.share >= 0 ? sums.data() + piece.share * points : w.data() + b * points;
+      std::fill_n(to, size_of(b), 0.0);
+      for_each_cell(matrix, piece, b, to,
+                    [&](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                      add_weighted_rows(cell, ahead, d.data() + row, to);
+                    });
     }
+  }
+  // In one parallel region: there may be many such blocks, and little to add in each.
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(pieces, points, size_of, sums, w)
+  for (auto piece = pieces.begin(); piece < pieces.end(); ++piece) {
+    const auto same = [&](const SparsePiece& other) { return other.column == piece->column; };
+    if (piece->share < 0 || (piece != pieces.begin() && same(piece[-1]))) continue;
+    const std::int64_t b = piece->first_block;
+    sum_in_pairs(sums.data() + piece->share * points, std::count_if(piece, pieces.end(), same),
+                 points, {w.data() + b * points, size_of(b)});
   }
 }
 
 void CALC_GTGV(const SensitivityState& sens, View1<double> w) {
-  std::vector<double> work = allocate<double>(as_size(sens.ndata), "CALC_GTGV");
+  std::vector<double> work = allocate<double>(as_size(sens.ndata), kRoutine);
   CALC_GV(sens, w, work);
   CALC_GTV(sens, work, w);
 }

@@ -5,9 +5,8 @@
 #include "inversion/sensitivity/sensitivity_state.h"
 
 /// Products with the sparse rows S of a compressed matrix. w has one entry per point of the wavelet
-/// grid, d one per datum. For S w every thread has a range of rows with its share of the
-/// coefficients, for S^T d the threads take the blocks of the grid in turn. Results are the same to
-/// the last bit for any number of threads.
+/// grid, d one per datum. The threads take the pieces of the matrix in turn; sums of pieces are
+/// added along a fixed tree. Results are the same to the last bit for any number of threads.
 namespace quorivex::SPARSE_SENS_MOD {
 
 /// d = S w

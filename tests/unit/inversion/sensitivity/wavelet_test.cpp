@@ -210,5 +210,61 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
   }
 }
 
+/// 200 rows of which each holds all of the first 300 of 5,000 points, and then every third point
+/// in turn, appended in panels of so many rows.
+SparseMatrix matrix_with_a_heavy_block(std::int64_t panel) {
+  constexpr std::int64_t kRows = 200;
+  constexpr std::int64_t kEntries = 300 + 1567;
+  SparseMatrix matrix(5000, kRows, kRows * kEntries);
+  for (std::int64_t row = 0; row < kRows;) {
+    SparseRows part(panel, panel * kEntries);
+    for (std::int64_t i = 0; i < panel && row < kRows; ++i, ++row) {
+      std::vector<std::int32_t> positions(300);
+      std::iota(positions.begin(), positions.end(), 1);
+      for (auto p = static_cast<std::int32_t>(301 + row % 3); p <= 5000; p += 3)
+        positions.push_back(p);
+      const std::string bytes = row_bytes(positions);
+      std::memcpy(part.append(length(positions)), bytes.data(), bytes.size());
+    }
+    matrix.append(part);
+  }
+  return matrix;
+}
+
+// A block that no more than one thread can multiply; an entry in two pieces or in none; pieces,
+// and so sums, that depend on how the rows came.
+TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
+  SensitivityState sens;
+  sens.ndata = 200;
+  std::vector<double> d;
+  std::vector<double> back;
+  for (const std::int64_t panel : {200, 23, 1}) {
+    sens.Gs = matrix_with_a_heavy_block(panel);
+    std::vector<std::int64_t> left(as_size(sens.Gs.blocks()), 0);
+    for (std::int64_t b = 0; b < length(left); ++b) left[as_size(b)] = sens.Gs.entries(b);
+    for (const SparsePiece& piece : sens.Gs.pieces()) {
+      std::int64_t entries = 0;
+      for (const SparsePanel& of : sens.Gs.panels()) {
+        for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+          const SparseCell cell = rows_of(of.cell(b), piece.first_row - of.rows_before,
+                                          piece.last_row - of.rows_before);
+          for (const RowPiece* row = cell.first; row < cell.last; ++row) {
+            entries += row->count;
+            left[as_size(b)] -= row->count;
+          }
+        }
+      }
+      EXPECT_LE(entries, sens.Gs.entries() / 64);
+    }
+    EXPECT_EQ(left, std::vector<std::int64_t>(left.size(), 0));
+    std::vector<double> got_d(200, kPoison);
+    std::vector<double> got_back(5000, kPoison);
+    SPARSE_SENS_MOD::CALC_GV(sens, values_of_seed(5000, 5), got_d);
+    SPARSE_SENS_MOD::CALC_GTV(sens, values_of_seed(200, 6), got_back);
+    if (panel == 200) std::tie(d, back) = std::tie(got_d, got_back);
+    EXPECT_TRUE(got_d == d && got_back == back) << "panels of " << panel << " rows";
+  }
+}
+
 }  // namespace
 }  // namespace quorivex::test
