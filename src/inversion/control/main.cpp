@@ -3,6 +3,7 @@
 
 #include "base/phase_times.h"
 #include "base/prepare_process.h"
+#include "base/ranks.h"
 #include "base/report.h"
 #include "base/stop_run.h"
 #include "inversion/control/run_sequence.h"
@@ -27,19 +28,24 @@ void report_stop(const StopRun& stop, Report& report) {
 
 void run(int argc, char** argv, Report& report) {
   quorivex::with_alloc_label("plexo", [&] {
+    if (quorivex::ranks::count() > 1) {
+      quorivex::stop_run(" ERROR: an inversion does not divide its work among processes yet.");
+    }
     quorivex::run_sequence({argv + (argc > 0 ? 1 : 0), argv + argc}, report);
   });
+  quorivex::ranks::finish();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   quorivex::prepare_process();
+  const quorivex::ranks::Session session;
   Report report;
   try {
     run(argc, argv, report);
   } catch (const StopRun& stop) {
-    report_stop(stop, report);
+    report_stop(quorivex::ranks::fail(stop), report);
   }
   quorivex::report_phase_times();
   return 0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/prepare_process.h"
+#include "base/ranks.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/nearest_word.h"
@@ -68,6 +69,7 @@ int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int ar
   return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
 }
 
+/// Calls the command that the arguments name; the exit status.
 int run(int argc, char** argv) {
   CLI::App qvx(
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from\n"
@@ -114,14 +116,15 @@ int run(int argc, char** argv) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+/// Runs the command and prints why it failed; the exit status.
+int run_to_the_end(int argc, char** argv) {
   std::string message;
   try {
-    quorivex::prepare_process();
     const int status = run(argc, argv);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+      quorivex::ranks::finish();
+      return status;
+    }
     message = "ERROR: writing to standard output failed.";
   } catch (const quorivex::StopRun& stop) {
     message = stop.message();
@@ -131,9 +134,20 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     message = error.what();
   }
+  message = quorivex::ranks::fail(quorivex::StopRun(message)).console();
   // A line of a file that is quoted in it may hold anything.
   std::replace_if(
       message.begin(), message.end(), [](char c) { return c >= 0 && c < ' ' && c != '\n'; }, ' ');
   std::fprintf(stderr, "%s\n", message.c_str());
   return failure(argc, argv);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  quorivex::prepare_process();
+  const quorivex::ranks::Session session;
+  const int status = run_to_the_end(argc, argv);
+  // Of several processes one tells: mpiexec may end the others of a run that has failed.
+  return quorivex::ranks::is_first() ? status : 0;
 }
