@@ -6,8 +6,8 @@
 
 /// Products with a full matrix. Model vectors hold one entry per cell below the column tops. The
 /// threads take groups of rows of slices of cells in turn, so short that a slice's piece of the
-/// model stays in cache while the rows stream past it; sums of these pieces are added along a fixed
-/// tree. Results are the same to the last bit for any number of threads.
+/// model stays in cache while the rows stream past it; a datum is summed exactly, and the sums of a
+/// cell are added along a fixed tree. Results are the same to the last bit for any number of threads.
 namespace quorivex::FULL_SENS_MOD {
 
 /// d = G x

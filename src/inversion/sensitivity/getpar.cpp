@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/stop_run.h"
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/row_reader.h"
 
 namespace quorivex {
@@ -115,6 +116,7 @@ void read_sparse_rows(SensitivitySource& source, SensitivityState& sens) {
     SparseRows rows = reader.next();
     sens.Gs.append(rows);
   }
+  sens.norms = row_norms(sens.Gs);
 }
 
 void read_full_rows(SensitivitySource& source, SensitivityState& sens) {
@@ -128,6 +130,7 @@ void read_full_rows(SensitivitySource& source, SensitivityState& sens) {
   for (std::int32_t i = 1; i <= sens.ndata; ++i, row += nsens) {
     source.need(source.file.begin() && source.file.read(row, nsens) && source.file.finish());
   }
+  sens.norms = row_norms(sens.Gfull, sens.ndata);
 }
 
 void read_gdiag(SensitivitySource& source, SensitivityState& sens) {

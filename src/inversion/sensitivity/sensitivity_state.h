@@ -14,6 +14,9 @@ namespace quorivex {
 
 /// Sensitivities of every datum to every ground cell, a datum's row contiguous.
 struct FullMatrix {
+  /// So many neighbouring columns are summed up as doubles, from the first on.
+  static constexpr std::int64_t kGranule = 128;
+
   std::int64_t nsens = 0;
   UninitializedArray<float> values;
 
@@ -34,6 +37,7 @@ struct SensitivityState {
   std::vector<double> wtz;    ///< scale of each ground cell
   SparseMatrix Gs;            ///< compressed form
   FullMatrix Gfull;           ///< full form
+  std::vector<double> norms;  ///< bounds of the rows, by `row_norms`
   std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one per ground cell
 
   std::array<std::int32_t, 3> grid_counts() const { return {nw1, nw2, nw3}; }

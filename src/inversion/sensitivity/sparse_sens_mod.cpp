@@ -10,6 +10,7 @@
 #include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/sensitivity/exact_sums.h"
 
 namespace quorivex::SPARSE_SENS_MOD {
 namespace {
@@ -61,9 +62,11 @@ inline void multiply(const float* v, const std::uint16_t* p, const double* w, Do
       Doubles8{w[p[0]], w[p[1]], w[p[2]], w[p[3]], w[p[4]], w[p[5]], w[p[6]], w[p[7]]};
 }
 
-/// d, one per row of the panel, += the rows' coefficients times their points of the grid.
+/// sums, one per row of the panel, += the rows' coefficients times their points of the grid, as
+/// multiples of the rows' units.
 QUORIVEX_MULTIVERSIONED
-void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, double* d) {
+void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, const double* scales,
+                      std::int64_t* sums) {
   const std::uint16_t* positions = cell.positions;
   const float* values = cell.values;
   for (const RowPiece* piece = cell.first; piece != cell.last; ++piece) {
@@ -79,7 +82,8 @@ void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, doub
     multiply(values, positions, w, x);
     keep_first<Bits8>(left, x);
     const Doubles8 s = sum + x;
-    d[piece->row] += ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+    const double total = ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+    sums[piece->row] += to_units(total, scales[piece->row]);
     positions += left;
     values += left;
   }
@@ -141,29 +145,29 @@ void for_each_cell(const SparseMatrix& matrix, const SparsePiece& piece, std::in
 
 }  // namespace
 
-// A datum's sum goes over the blocks of a column in order and then over the columns along a fixed
-// tree; a point's goes over the rows of a piece in order and then over the pieces of its block
-// along such a tree. Pieces and columns depend on the matrix alone.
+// A datum is summed exactly over the blocks. A point's sum goes over the rows of a piece in order
+// and then over the pieces of its block along a fixed tree. Pieces depend on the matrix alone.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
   const std::vector<SparsePiece>& pieces = matrix.pieces();
-  const std::int64_t columns = pieces.empty() ? 0 : pieces.back().column + 1;
-  UninitializedArray<double> sums(columns * d.size(), kRoutine);
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, pieces, sums, w, d)
-  for (const SparsePiece& piece : pieces) {
-    double* const of_column = sums.data() + piece.column * d.size();
-    std::fill(of_column + piece.first_row, of_column + piece.last_row, 0.0);
-    for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
-      const double* const points = w.data() + b * matrix.block_points();
-      for_each_cell(matrix, piece, b, points,
-                    [=](const SparseCell& cell, Ahead ahead, std::int64_t row) {
-                      add_dot_products(cell, ahead, points, of_column + row);
-                    });
+  ExactSums sums(sens.norms, largest_absolute(w));
+#pragma omp parallel default(none) shared(matrix, pieces, sums, w)
+  {
+    std::int64_t* const of_thread = sums.begin_thread();
+#pragma omp for schedule(dynamic, 1)
+    for (const SparsePiece& piece : pieces) {
+      for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+        const double* const points = w.data() + b * matrix.block_points();
+        for_each_cell(matrix, piece, b, points,
+                      [&](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                        add_dot_products(cell, ahead, points, sums.scales() + row, of_thread + row);
+                      });
+      }
     }
   }
-  sum_in_pairs(sums.data(), columns, d.size(), d);
+  sums.finish(d);
 }
 
 void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w) {

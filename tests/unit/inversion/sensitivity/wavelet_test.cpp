@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "compressed.h"
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
 #include "plain_products.h"
 #include "values.h"
@@ -182,6 +183,7 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
       }
       sens.Gs.append(part);
     }
+    sens.norms = row_norms(sens.Gs);
     plain_gv(whole, w, d);
     plain_gtv(whole, t, back);
     for (std::size_t i = 0; i < rows.size(); ++i)
@@ -240,6 +242,7 @@ TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
   std::vector<double> back;
   for (const std::int64_t panel : {200, 23, 1}) {
     sens.Gs = matrix_with_a_heavy_block(panel);
+    sens.norms = row_norms(sens.Gs);
     std::vector<std::int64_t> left(as_size(sens.Gs.blocks()), 0);
     for (std::int64_t b = 0; b < length(left); ++b) left[as_size(b)] = sens.Gs.entries(b);
     for (const SparsePiece& piece : sens.Gs.pieces()) {

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "inversion/sensitivity/exact_sums.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "base/multiversion.h"
+#include "base/stop_run.h"
+#include "inversion/sensitivity/sensitivity_state.h"
+
+namespace quorivex {
+namespace {
+
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr int kNormBits = 20;  // a part of a norm is rounded up to 2^-20 of the row's largest value
+constexpr int kSumBits = 62;
+constexpr int kMaxExponent = 1023;  // of a scale: 2^-1023 is exact too
+
+using Doubles = double __attribute__((vector_size(64), aligned(8)));
+constexpr std::int64_t kLanes = 8;
+
+QUORIVEX_MULTIVERSIONED
+double largest_of(const double* values, std::int64_t count) {
+  Doubles most{};
+  Doubles not_finite{};  // becomes NaN
+  std::int64_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    const auto& x = *reinterpret_cast<const Doubles*>(values + i);
+    const Doubles size = x < 0.0 ? -x : x;
+    most = size > most ? size : most;
+    not_finite += x * 0.0;
+  }
+  for (; i < count; ++i) {
+    most[0] = std::max(most[0], std::abs(values[i]));
+    not_finite[0] += values[i] * 0.0;
+  }
+  double largest = 0.0;
+  for (std::int64_t lane = 0; lane < kLanes; ++lane) {
+    largest = std::max(largest, not_finite[lane] == 0.0 ? most[lane] : kInfinite);
+  }
+  return largest;
+}
+
+/// The largest absolute value and the sum of absolute values; both infinite or NaN where one is.
+struct Sizes {
+  double largest = 0.0;
+  double sum = 0.0;
+};
+
+QUORIVEX_MULTIVERSIONED
+Sizes sizes_of(const float* values, std::int64_t count) {
+  float largest = 0.0F;
+  double sum = 0.0;
+#pragma omp simd reduction(max : largest) reduction(+ : sum)
+  for (std::int64_t i = 0; i < count; ++i) {
+    const float size = std::abs(values[i]);
+    largest = size > largest ? size : largest;
+    sum += static_cast<double>(size);
+  }
+  return {largest, sum};
+}
+
+/// A row's norm while it is put together, first the largest value, then the parts' sums.
+struct Norm {
+  double largest = 0.0;    ///< infinite when a value is not finite
+  std::int64_t parts = 0;  ///< in units of 2^-20 of it
+
+  void add_largest(const Sizes& part) {
+    largest = std::max(largest, std::isfinite(part.sum) ? part.largest : kInfinite);
+  }
+  void add_part(const Sizes& part) {
+    if (!(largest > 0.0 && largest < kInfinite)) return;
+    parts += static_cast<std::int64_t>(std::ceil(std::ldexp(part.sum / largest, kNormBits)));
+  }
+  double value() const {
+    if (largest == kInfinite) return std::numeric_limits<double>::quiet_NaN();
+    return std::ldexp(static_cast<double>(parts) * largest, -kNormBits);
+  }
+};
+
+/// Calls visit(row, sizes) for the rows' parts in the blocks.
+template <class Visit>
+void for_each_part(const SparseMatrix& matrix, Visit visit) {
+  const std::vector<SparsePanel>& panels = matrix.panels();
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(panels, visit)
+  for (const SparsePanel& panel : panels) {
+    const float* value = panel.values.data();
+    for (const RowPiece& piece : panel.pieces.view()) {
+      visit(panel.rows_before + piece.row, sizes_of(value, piece.count));
+      value += piece.count;
+    }
+  }
+}
+
+template <class Visit>
+void for_each_part(const FullMatrix& matrix, std::int64_t rows, Visit visit) {
+#pragma omp parallel for schedule(static) default(none) shared(matrix, rows, visit)
+  for (std::int64_t row = 0; row < rows; ++row) {
+    const float* const values = matrix.row(row + 1);
+    for (std::int64_t j = 0; j < matrix.nsens; j += FullMatrix::kGranule) {
+      visit(row, sizes_of(values + j, std::min(FullMatrix::kGranule, matrix.nsens - j)));
+    }
+  }
+}
+
+/// `for_all(visit)` visits the parts of all rows.
+template <class ForAll>
+std::vector<double> norms_of(std::int64_t rows, ForAll for_all) {
+  std::vector<Norm> norms = allocate<Norm>(as_size(rows), "getpar");
+  std::vector<double> values = allocate<double>(as_size(rows), "getpar");
+  for_all([&](std::int64_t row, const Sizes& part) { norms[as_size(row)].add_largest(part); });
+  for_all([&](std::int64_t row, const Sizes& part) { norms[as_size(row)].add_part(part); });
+  std::transform(norms.begin(), norms.end(), values.begin(),
+                 [](const Norm& norm) { return norm.value(); });
+  return values;
+}
+
+/// The largest e for which bound 2^e is at most 2^62. The bound is finite and greater than 0.
+int exponent_for(double bound) {
+  int power = 0;
+  const bool exact = std::frexp(bound, &power) == 0.5;
+  return std::min(kSumBits - power + (exact ? 1 : 0), kMaxExponent);
+}
+
+}  // namespace
+
+std::vector<double> row_norms(const SparseMatrix& matrix) {
+  return norms_of(matrix.rows(), [&](auto visit) { for_each_part(matrix, visit); });
+}
+
+std::vector<double> row_norms(const FullMatrix& matrix, std::int64_t rows) {
+  return norms_of(rows, [&](auto visit) { for_each_part(matrix, rows, visit); });
+}
+
+double largest_absolute(View1<const double> values) {
+  constexpr std::int64_t kTogether = 16384;
+  const std::int64_t n = values.size();
+  double largest = 0.0;
+#pragma omp parallel for schedule(static) reduction(max : largest) default(none) shared(values, n)
+  for (std::int64_t first = 0; first < n; first += kTogether) {
+    largest = std::max(
+        largest, largest_of(values.data() + first, std::min(std::int64_t{kTogether}, n - first)));
+  }
+  return largest;
+}
+
+ExactSums::ExactSums(View1<const double> norms, double largest)
+    : norms_(norms),
+      largest_(largest),
+      threads_(omp_get_max_threads()),
+      scales_(norms.size(), "gprod"),
+      sums_(threads_ * norms.size(), "gprod") {
+  std::transform(norms.begin(), norms.end(), scales_.data(), [&](double norm) {
+    const double bound = norm * largest;
+    return bound > 0.0 && bound < kInfinite ? std::ldexp(1.0, exponent_for(bound)) : 0.0;
+  });
+}
+
+std::int64_t* ExactSums::begin_thread() {
+  const int thread = omp_get_thread_num();
+  if (thread == 0) threads_ = omp_get_num_threads();
+  std::int64_t* const sums = sums_.data() + thread * norms_.size();
+  std::fill_n(sums, norms_.size(), 0);
+  return sums;
+}
+
+void ExactSums::finish(View1<double> d) {
+  const std::int64_t n = norms_.size();
+#pragma omp parallel for schedule(static) default(none) shared(n, d)
+  for (std::int64_t i = 0; i < n; ++i) {
+    std::int64_t sum = 0;
+    for (std::int64_t t = 0; t < threads_; ++t) sum += sums_.data()[t * n + i];
+    const double scale = scales_.data()[i];
+    const double bound = norms_.data()[i] * largest_;
+    d.data()[i] = scale > 0.0    ? static_cast<double>(sum) / scale
+                  : bound == 0.0 ? 0.0
+                                 : std::numeric_limits<double>::quiet_NaN();
+  }
+}
+
+}  // namespace quorivex
