@@ -39,7 +39,8 @@ double largest_of(const double* values, std::int64_t count) {
   }
   double largest = 0.0;
   for (std::int64_t lane = 0; lane < kLanes; ++lane) {
-    largest = std::max(largest, not_finite[lane] == 0.0 ? most[lane] : kInfinite);
+    const double of_lane = most[lane];
+    largest = std::max(largest, not_finite[lane] == 0.0 ? of_lane : kInfinite);
   }
   return largest;
 }
@@ -62,24 +63,6 @@ Sizes sizes_of(const float* values, std::int64_t count) {
   }
   return {largest, sum};
 }
-
-/// A row's norm while it is put together, first the largest value, then the parts' sums.
-struct Norm {
-  double largest = 0.0;    ///< infinite when a value is not finite
-  std::int64_t parts = 0;  ///< in units of 2^-20 of it
-
-  void add_largest(const Sizes& part) {
-    largest = std::max(largest, std::isfinite(part.sum) ? part.largest : kInfinite);
-  }
-  void add_part(const Sizes& part) {
-    if (!(largest > 0.0 && largest < kInfinite)) return;
-    parts += static_cast<std::int64_t>(std::ceil(std::ldexp(part.sum / largest, kNormBits)));
-  }
-  double value() const {
-    if (largest == kInfinite) return std::numeric_limits<double>::quiet_NaN();
-    return std::ldexp(static_cast<double>(parts) * largest, -kNormBits);
-  }
-};
 
 /// Calls visit(row, sizes) for the rows' parts in the blocks.
 template <class Visit>
@@ -108,14 +91,28 @@ void for_each_part(const FullMatrix& matrix, std::int64_t rows, Visit visit) {
 
 /// `for_all(visit)` visits the parts of all rows.
 template <class ForAll>
-std::vector<double> norms_of(std::int64_t rows, ForAll for_all) {
-  std::vector<Norm> norms = allocate<Norm>(as_size(rows), "getpar");
-  std::vector<double> values = allocate<double>(as_size(rows), "getpar");
-  for_all([&](std::int64_t row, const Sizes& part) { norms[as_size(row)].add_largest(part); });
-  for_all([&](std::int64_t row, const Sizes& part) { norms[as_size(row)].add_part(part); });
-  std::transform(norms.begin(), norms.end(), values.begin(),
-                 [](const Norm& norm) { return norm.value(); });
-  return values;
+std::vector<double> norms_of(std::int64_t rows, ranks::Team team, ForAll for_all) {
+  std::vector<double> largest = allocate<double>(as_size(rows), "getpar");
+  std::vector<std::int64_t> units = allocate<std::int64_t>(as_size(rows), "getpar");
+  for_all([&](std::int64_t row, const Sizes& part) {
+    double& of_row = largest[as_size(row)];
+    of_row = std::max(of_row, std::isfinite(part.sum) ? part.largest : kInfinite);
+  });
+  if (team == ranks::Team::all) ranks::max(largest);
+  for_all([&](std::int64_t row, const Sizes& part) {
+    const double of_row = largest[as_size(row)];
+    if (!(of_row > 0.0 && of_row < kInfinite)) return;
+    units[as_size(row)] +=
+        static_cast<std::int64_t>(std::ceil(std::ldexp(part.sum / of_row, kNormBits)));
+  });
+  if (team == ranks::Team::all) ranks::sum(units);
+  std::transform(units.begin(), units.end(), largest.begin(), largest.begin(),
+                 [](std::int64_t count, double of_row) {
+                   return of_row == kInfinite
+                              ? std::numeric_limits<double>::quiet_NaN()
+                              : std::ldexp(static_cast<double>(count) * of_row, -kNormBits);
+                 });
+  return largest;
 }
 
 /// The largest e for which bound 2^e is at most 2^62. The bound is finite and greater than 0.
@@ -127,12 +124,12 @@ int exponent_for(double bound) {
 
 }  // namespace
 
-std::vector<double> row_norms(const SparseMatrix& matrix) {
-  return norms_of(matrix.rows(), [&](auto visit) { for_each_part(matrix, visit); });
+std::vector<double> row_norms(const SparseMatrix& matrix, ranks::Team team) {
+  return norms_of(matrix.rows(), team, [&](auto visit) { for_each_part(matrix, visit); });
 }
 
-std::vector<double> row_norms(const FullMatrix& matrix, std::int64_t rows) {
-  return norms_of(rows, [&](auto visit) { for_each_part(matrix, rows, visit); });
+std::vector<double> row_norms(const FullMatrix& matrix, std::int64_t rows, ranks::Team team) {
+  return norms_of(rows, team, [&](auto visit) { for_each_part(matrix, rows, visit); });
 }
 
 double largest_absolute(View1<const double> values) {
@@ -147,14 +144,15 @@ double largest_absolute(View1<const double> values) {
   return largest;
 }
 
-ExactSums::ExactSums(View1<const double> norms, double largest)
+ExactSums::ExactSums(View1<const double> norms, double largest, ranks::Team team)
     : norms_(norms),
-      largest_(largest),
+      largest_(team == ranks::Team::all ? ranks::max(largest) : largest),
+      team_(team),
       threads_(omp_get_max_threads()),
       scales_(norms.size(), "gprod"),
       sums_(threads_ * norms.size(), "gprod") {
   std::transform(norms.begin(), norms.end(), scales_.data(), [&](double norm) {
-    const double bound = norm * largest;
+    const double bound = norm * largest_;
     return bound > 0.0 && bound < kInfinite ? std::ldexp(1.0, exponent_for(bound)) : 0.0;
   });
 }
@@ -169,15 +167,18 @@ std::int64_t* ExactSums::begin_thread() {
 
 void ExactSums::finish(View1<double> d) {
   const std::int64_t n = norms_.size();
-#pragma omp parallel for schedule(static) default(none) shared(n, d)
+  std::int64_t* const sums = sums_.data();
+#pragma omp parallel for schedule(static) default(none) shared(n, sums)
   for (std::int64_t i = 0; i < n; ++i) {
-    std::int64_t sum = 0;
-    for (std::int64_t t = 0; t < threads_; ++t) sum += sums_.data()[t * n + i];
+    for (std::int64_t t = 1; t < threads_; ++t) sums[i] += sums[t * n + i];
+  }
+  if (team_ == ranks::Team::all) ranks::sum({sums, n});
+  for (std::int64_t i = 0; i < n; ++i) {
     const double scale = scales_.data()[i];
-    const double bound = norms_.data()[i] * largest_;
-    d.data()[i] = scale > 0.0    ? static_cast<double>(sum) / scale
-                  : bound == 0.0 ? 0.0
-                                 : std::numeric_limits<double>::quiet_NaN();
+    const bool zero = norms_.data()[i] * largest_ == 0.0;
+    d.data()[i] = scale > 0.0 ? static_cast<double>(sums[i]) / scale
+                  : zero      ? 0.0
+                              : std::numeric_limits<double>::quiet_NaN();
   }
 }
 

@@ -156,10 +156,13 @@ struct Piece {
 /// coefficients in a slice, and 16 rows at least: adding up the groups of a slice must cost little.
 struct Pieces {
   explicit Pieces(const SensitivityState& sens)
-      : nsens(sens.nsens), ndata(sens.ndata), slices((nsens + kSliceCells - 1) / kSliceCells) {
+      : nsens(sens.Gfull.nsens),
+        ndata(sens.ndata),
+        slices((nsens + kSliceCells - 1) / kSliceCells) {
     constexpr std::int64_t kPieces = 64;
+    const std::int64_t all = sens.columns();  // of all processes: rows are grouped alike in each
     const std::int64_t rows =
-        nsens * ndata / (kPieces * std::clamp<std::int64_t>(nsens, 1, kSliceCells));
+        all * ndata / (kPieces * std::clamp<std::int64_t>(all, 1, kSliceCells));
     group_rows = std::clamp(rows / kRows * kRows, 4 * kRows, ndata + kRows);
     groups = (ndata + group_rows - 1) / group_rows;
   }
@@ -190,14 +193,14 @@ struct Pieces {
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const Pieces pieces(sens);
-  ExactSums sums(sens.norms, largest_absolute(x));
+  ExactSums sums(sens.norms, largest_absolute(x), sens.part.team);
 #pragma omp parallel default(none) shared(sens, pieces, x, sums)
   {
     std::int64_t* const of_thread = sums.begin_thread();
 #pragma omp for schedule(dynamic, 1)
     for (std::int64_t number = 0; number < pieces.count(); ++number) {
       const Piece piece = pieces(number);
-      add_dot_products(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
+      add_dot_products(sens.Gfull.row(piece.row + 1) + piece.cell, sens.Gfull.nsens, piece.rows,
                        x.data() + piece.cell, piece.cells, sums.scales() + piece.row,
                        of_thread + piece.row);
     }
@@ -216,16 +219,10 @@ void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<do
     const Piece piece = pieces(number);
     double* const to = sums + piece.group * x.size() + piece.cell;
     std::fill_n(to, piece.cells, 0.0);
-    add_weighted_rows(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
+    add_weighted_rows(sens.Gfull.row(piece.row + 1) + piece.cell, sens.Gfull.nsens, piece.rows,
                       d.data() + piece.row, piece.cells, to);
   }
   if (add_up) sum_in_pairs(sums, pieces.groups, x.size(), x);
-}
-
-void CALC_FULL_GTGV(const SensitivityState& sens, View1<const double> x, View1<double> y) {
-  std::vector<double> t = allocate<double>(as_size(sens.ndata), "CALC_FULL_GTGV");
-  CALC_FULL_GV(sens, x, t);
-  CALC_FULL_GTV(sens, t, y);
 }
 
 }  // namespace quorivex::FULL_SENS_MOD

@@ -269,5 +269,38 @@ TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
   }
 }
 
+// Counts as of 4,096 data over 524,288 points: some blocks hold a tenth of all coefficients, most
+// of them a hundredth or less, all more in their first rows. Full form: 250,000 cells.
+TEST(SparseSens, UpTo64ProcessesGetSharesOfAtMost105PercentOfTheirMean) {
+  SparseCounts counts(128, 4096);
+  std::int64_t all = 0;
+  for (std::int64_t b = 0; b < counts.blocks; ++b) {
+    for (std::int64_t row = 0; row < counts.rows; ++row) {
+      const std::int64_t entries =
+          30 + 4000 / (8 * b + 8) + (row + b * 37) % 11 + 10000 / (row + 99);
+      counts(b, row) += entries;
+      all += entries;
+    }
+  }
+  const std::vector<SparsePiece> pieces = cut_into_pieces(counts, 4096);
+  EXPECT_LT(pieces.size(), 700U);
+  const std::int64_t granules = (250000 + FullMatrix::kGranule - 1) / FullMatrix::kGranule;
+  for (int processes = 2; processes <= 64; ++processes) {
+    const std::vector<std::int64_t> first = deal_pieces(pieces, processes);
+    std::int64_t sum_of_all = 0;
+    for (int r = 0; r < processes; ++r) {
+      std::int64_t sum = 0;
+      for (std::int64_t n = first[as_size(r)]; n < first[as_size(r + 1)]; ++n)
+        sum += pieces[as_size(n)].entries;
+      EXPECT_LE(static_cast<double>(sum * processes), 1.05 * static_cast<double>(all)) << processes;
+      sum_of_all += sum;
+      const std::int64_t cells =
+          ranks::share_of(granules, r, processes).size() * FullMatrix::kGranule;
+      EXPECT_LE(static_cast<double>(cells * processes), 1.05 * 250000.0) << processes;
+    }
+    EXPECT_EQ(sum_of_all, all);
+  }
+}
+
 }  // namespace
 }  // namespace quorivex::test
