@@ -50,6 +50,10 @@ std::int64_t for_each_run(const Share& points, const Share& lines, std::int64_t 
   return count;
 }
 
+std::int64_t count_of(const Share& points, const Share& lines, std::int64_t plane) {
+  return for_each_run(points, lines, plane, [](std::int64_t, std::int64_t) {});
+}
+
 /// The lines of this process as they lie in its array.
 struct OwnLines {
   OwnLines(const Layout& layout, double* array)
@@ -96,28 +100,29 @@ void exchange_planes(const Layout& layout, bool to_lines, GridWork& work) {
   }
 }
 
+/// What this process sends to itself takes the straight way.
 void lines_to_points(const Layout& layout, GridWork& work) {
   const int own = ranks::rank();
   const OwnLines lines(layout, work.lines.data());
-  std::vector<std::int64_t> to;
-  std::vector<std::int64_t> from;
+  double* const points = work.points.data() - layout.points(own).begin;
+  std::vector<std::int64_t> to(as_size(ranks::count()));
+  std::vector<std::int64_t> from(to);
   double* sent = work.sent.data();
   for (int r = 0; r < ranks::count(); ++r) {
-    to.push_back(for_each_run(layout.points(r), lines.share, layout.plane,
-                              [&](std::int64_t begin, std::int64_t end) {
-                                sent = std::copy_n(lines.at(begin), end - begin, sent);
-                              }));
-    from.push_back(for_each_run(layout.points(own), layout.lines(r), layout.plane,
-                                [](std::int64_t, std::int64_t) {}));
+    if (r == own) continue;
+    to[as_size(r)] = for_each_run(layout.points(r), lines.share, layout.plane,
+                                  [&](std::int64_t begin, std::int64_t end) {
+                                    sent = std::copy_n(lines.at(begin), end - begin, sent);
+                                  });
+    from[as_size(r)] = count_of(layout.points(own), layout.lines(r), layout.plane);
   }
   ranks::exchange(work.sent.view(), to, work.received.view(), from);
   const double* received = work.received.data();
   for (int r = 0; r < ranks::count(); ++r) {
     for_each_run(layout.points(own), layout.lines(r), layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(received, end - begin,
-                               work.points.data() + begin - layout.points(own).begin);
-                   received += end - begin;
+                   std::copy_n(r == own ? lines.at(begin) : received, end - begin, points + begin);
+                   if (r != own) received += end - begin;
                  });
   }
 }
@@ -125,26 +130,25 @@ void lines_to_points(const Layout& layout, GridWork& work) {
 void points_to_lines(const Layout& layout, GridWork& work) {
   const int own = ranks::rank();
   const OwnLines lines(layout, work.lines.data());
-  std::vector<std::int64_t> to;
-  std::vector<std::int64_t> from;
+  const double* const points = work.points.data() - layout.points(own).begin;
+  std::vector<std::int64_t> to(as_size(ranks::count()));
+  std::vector<std::int64_t> from(to);
   double* sent = work.sent.data();
   for (int r = 0; r < ranks::count(); ++r) {
-    to.push_back(for_each_run(layout.home_points(own), layout.lines(r), layout.plane,
-                              [&](std::int64_t begin, std::int64_t end) {
-                                const double* const first =
-                                    work.points.data() + begin - layout.points(own).begin;
-                                sent = std::copy_n(first, end - begin, sent);
-                              }));
-    from.push_back(for_each_run(layout.home_points(r), lines.share, layout.plane,
-                                [](std::int64_t, std::int64_t) {}));
+    if (r == own) continue;
+    to[as_size(r)] = for_each_run(layout.home_points(own), layout.lines(r), layout.plane,
+                                  [&](std::int64_t begin, std::int64_t end) {
+                                    sent = std::copy_n(points + begin, end - begin, sent);
+                                  });
+    from[as_size(r)] = count_of(layout.home_points(r), lines.share, layout.plane);
   }
   ranks::exchange(work.sent.view(), to, work.received.view(), from);
   const double* received = work.received.data();
   for (int r = 0; r < ranks::count(); ++r) {
     for_each_run(layout.home_points(r), lines.share, layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(received, end - begin, lines.at(begin));
-                   received += end - begin;
+                   std::copy_n(r == own ? points + begin : received, end - begin, lines.at(begin));
+                   if (r != own) received += end - begin;
                  });
   }
 }
@@ -168,8 +172,7 @@ GridWork::GridWork(const SensitivityState& sens, std::string_view label) {
   const std::int64_t of_points = layout.points(own).size();
   std::int64_t to_points = 0;  // more than the lines, where processes share blocks
   for (int r = 0; r < ranks::count(); ++r) {
-    to_points += for_each_run(layout.points(r), layout.lines(own), layout.plane,
-                              [](std::int64_t, std::int64_t) {});
+    to_points += count_of(layout.points(r), layout.lines(own), layout.plane);
   }
   planes = {of_planes, label};
   lines = {of_lines, label};
