@@ -163,7 +163,7 @@ struct Pieces {
     const std::int64_t all = sens.columns();  // of all processes: rows are grouped alike in each
     const std::int64_t rows =
         all * ndata / (kPieces * std::clamp<std::int64_t>(all, 1, kSliceCells));
-    group_rows = std::clamp(rows / kRows * kRows, 4 * kRows, ndata + kRows);
+    group_rows = std::max(rows >= ndata ? ndata : rows / kRows * kRows, 4 * kRows);
     groups = (ndata + group_rows - 1) / group_rows;
   }
 

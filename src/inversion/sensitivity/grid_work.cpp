@@ -104,7 +104,9 @@ void exchange_planes(const Layout& layout, bool to_lines, GridWork& work) {
 void lines_to_points(const Layout& layout, GridWork& work) {
   const int own = ranks::rank();
   const OwnLines lines(layout, work.lines.data());
-  double* const points = work.points.data() - layout.points(own).begin;
+  const auto points = [&](std::int64_t point) {
+    return work.points.data() + (point - layout.points(own).begin);
+  };
   std::vector<std::int64_t> to(as_size(ranks::count()));
   std::vector<std::int64_t> from(to);
   double* sent = work.sent.data();
@@ -121,7 +123,7 @@ void lines_to_points(const Layout& layout, GridWork& work) {
   for (int r = 0; r < ranks::count(); ++r) {
     for_each_run(layout.points(own), layout.lines(r), layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(r == own ? lines.at(begin) : received, end - begin, points + begin);
+                   std::copy_n(r == own ? lines.at(begin) : received, end - begin, points(begin));
                    if (r != own) received += end - begin;
                  });
   }
@@ -130,7 +132,9 @@ void lines_to_points(const Layout& layout, GridWork& work) {
 void points_to_lines(const Layout& layout, GridWork& work) {
   const int own = ranks::rank();
   const OwnLines lines(layout, work.lines.data());
-  const double* const points = work.points.data() - layout.points(own).begin;
+  const auto points = [&](std::int64_t point) {
+    return work.points.data() + (point - layout.points(own).begin);
+  };
   std::vector<std::int64_t> to(as_size(ranks::count()));
   std::vector<std::int64_t> from(to);
   double* sent = work.sent.data();
@@ -138,7 +142,7 @@ void points_to_lines(const Layout& layout, GridWork& work) {
     if (r == own) continue;
     to[as_size(r)] = for_each_run(layout.home_points(own), layout.lines(r), layout.plane,
                                   [&](std::int64_t begin, std::int64_t end) {
-                                    sent = std::copy_n(points + begin, end - begin, sent);
+                                    sent = std::copy_n(points(begin), end - begin, sent);
                                   });
     from[as_size(r)] = count_of(layout.home_points(r), lines.share, layout.plane);
   }
@@ -147,7 +151,7 @@ void points_to_lines(const Layout& layout, GridWork& work) {
   for (int r = 0; r < ranks::count(); ++r) {
     for_each_run(layout.home_points(r), lines.share, layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(r == own ? points + begin : received, end - begin, lines.at(begin));
+                   std::copy_n(r == own ? points(begin) : received, end - begin, lines.at(begin));
                    if (r != own) received += end - begin;
                  });
   }

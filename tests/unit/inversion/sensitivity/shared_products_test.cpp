@@ -64,7 +64,7 @@ Local local_of(const ActiveCells& whole, const std::vector<double>& m, const Act
 }
 
 bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), 8 * a.size()) == 0;
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), 8 * a.size()) == 0);
 }
 
 /// Own entries equal those of the survey, the others are 0.
