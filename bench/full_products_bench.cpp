@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/multiversion.h"
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/full_sens_mod.h"
 #include "paired.h"
 #include "plain_products.h"
@@ -29,6 +30,7 @@ const SensitivityState& matrix() {
     for (std::int64_t i = 0; i < std::int64_t{kCells} * kData; ++i) {
       values[i] = static_cast<float>((i * 7919) % 2003 - 1001) * 0.001F;
     }
+    made.norms = row_norms(made.Gfull, kData);
     return made;
   }();
   return sens;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "files.h"
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
 #include "paired.h"
@@ -55,6 +56,7 @@ struct Matrix {
       }
       sens.Gs.append(batch);
     }
+    sens.norms = row_norms(sens.Gs);
   }
 
   SparseRows rows;

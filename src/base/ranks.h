@@ -75,6 +75,8 @@ std::int64_t sum(std::int64_t value);
 /// Collective: the largest value of a process; none is NaN.
 double max(double value);
 std::int64_t max(std::int64_t value);
+/// The same entry by entry.
+void max(View1<double> values);
 
 /// Collective: entries that one process has set and the others have left at 0 get their value
 /// everywhere.

@@ -224,6 +224,14 @@ std::int64_t sum(std::int64_t value) {
 double max(double value) { return largest(value); }
 std::int64_t max(std::int64_t value) { return largest(value); }
 
+void max(View1<double> values) {
+  throw_if_failed();
+  count_bytes<double>(values.size());
+  in_pieces(values.size(), [&](std::int64_t at, int part) {
+    MPI_Allreduce(MPI_IN_PLACE, values.data() + at, part, MPI_DOUBLE, MPI_MAX, MPI_COMM_WORLD);
+  });
+}
+
 void merge(View1<double> values) {
   throw_if_failed();
   count_bytes<double>(values.size());

@@ -22,6 +22,7 @@ void sum(View1<std::int64_t> /*values*/) {}
 std::int64_t sum(std::int64_t value) { return value; }
 double max(double value) { return value; }
 std::int64_t max(std::int64_t value) { return value; }
+void max(View1<double> /*values*/) {}
 void merge(View1<double> /*values*/) {}
 PrefixSum prefix_sum(std::int64_t value) { return {0, value}; }
 void broadcast(View1<char> /*bytes*/) {}

@@ -36,6 +36,8 @@ std::optional<RecordFile> RecordFile::open(const std::string& name) {
 RecordFile::RecordFile(int descriptor, std::int64_t bytes)
     : descriptor_(descriptor),
       buffer_(std::make_unique_for_overwrite<std::byte[]>(as_size(kRecordBufferBytes))),
+      read_ahead_(kRecordBufferBytes),
+      bytes_(bytes),
       left_in_file_(bytes) {}
 
 RecordFile::RecordFile(RecordFile&& other) noexcept
@@ -43,6 +45,8 @@ RecordFile::RecordFile(RecordFile&& other) noexcept
       buffer_(std::move(other.buffer_)),
       at_(other.at_),
       filled_(other.filled_),
+      read_ahead_(other.read_ahead_),
+      bytes_(other.bytes_),
       left_in_file_(other.left_in_file_),
       left_in_record_(other.left_in_record_),
       record_bytes_(other.record_bytes_) {}
@@ -62,6 +66,23 @@ bool RecordFile::read_bytes(void* to, std::int64_t bytes) {
   if (bytes > left_in_record_ || !fetch(to, bytes)) return false;
   left_in_record_ -= bytes;
   return true;
+}
+
+bool RecordFile::pass_bytes(std::int64_t bytes) {
+  if (bytes > left_in_record_ || !skip(bytes)) return false;
+  left_in_record_ -= bytes;
+  return true;
+}
+
+void RecordFile::set_read_ahead(std::int64_t bytes) {
+  read_ahead_ = std::clamp(bytes, std::int64_t{0}, kRecordBufferBytes);
+}
+
+bool RecordFile::return_to(std::int64_t left_in_file) {
+  at_ = filled_ = 0;
+  left_in_record_ = 0;
+  left_in_file_ = left_in_file;
+  return ::lseek(descriptor_, bytes_ - left_in_file, SEEK_SET) >= 0;
 }
 
 bool RecordFile::finish() {
@@ -85,7 +106,7 @@ bool RecordFile::fetch(void* to, std::int64_t bytes) {
     }
     // One call brings what is wanted straight to its place and what follows into the buffer.
     const std::array<iovec, 2> pieces{iovec{target, as_size(bytes)},
-                                      iovec{buffer_.get(), as_size(kRecordBufferBytes)}};
+                                      iovec{buffer_.get(), as_size(read_ahead_)}};
     const ssize_t count = ::readv(descriptor_, pieces.data(), 2);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return false;

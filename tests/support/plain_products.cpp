@@ -93,9 +93,12 @@ void plain_gtv(const SparseRows& S, const std::vector<double>& d, std::vector<do
 
 void plain_transform(const WTN_MOD::Filter& filter, std::vector<double>& a,
                      const std::array<std::int32_t, 3>& counts, int isign) {
-  std::size_t stride = 1;
-  for (const std::int32_t count : counts) {
-    const std::size_t n = as_size(count);
+  const std::array<std::size_t, 3> strides{1, as_size(counts[0]),
+                                           as_size(std::int64_t{counts[0]} * counts[1])};
+  for (const std::size_t number : {0U, 1U, 2U}) {
+    const std::size_t axis = isign >= 0 ? number : 2 - number;
+    const std::size_t n = as_size(counts[axis]);
+    const std::size_t stride = strides[axis];
     std::vector<double> line(n);
     std::vector<double> work(n);
     for (std::size_t start = 0; n > 4 && start < a.size(); ++start) {
@@ -104,7 +107,6 @@ void plain_transform(const WTN_MOD::Filter& filter, std::vector<double>& a,
       plain_line(filter, line, isign, work);
       for (std::size_t k = 0; k < n; ++k) a[start + k * stride] = line[k];
     }
-    stride *= n;
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "base/stop_run.h"
 
 namespace quorivex {
@@ -36,7 +38,7 @@ GridColumn Ground::column(std::int64_t number) const {
 }
 
 Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine) {
-  Ground ground{.mesh = std::move(mesh), .tops = std::move(tops)};
+  Ground ground{.mesh = std::move(mesh), .tops = std::move(tops), .slab = {}};
   ground.before = allocate<std::int64_t>(as_size(ground.columns() + 1), routine);
   std::size_t column = 0;
   for (std::int32_t j = 1; j <= ground.mesh.nn; ++j) {
@@ -44,6 +46,10 @@ Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine) {
       ground.before[column + 1] = ground.before[column] + ground.mesh.nz - ground.tops(j, i);
     }
   }
+  ground.slab = {.own_end = ground.mesh.nn,
+                 .rows = ground.mesh.nn,
+                 .cells = ground.mesh.cells(),
+                 .ground_cells = ground.cells()};
   return ground;
 }
 
@@ -51,6 +57,38 @@ SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine) 
   Ground ground = make_ground(std::move(mesh), std::move(tops), routine);
   return with_alloc_label(routine,
                           [&] { return std::make_shared<const Ground>(std::move(ground)); });
+}
+
+SharedGround share_slab(const Ground& survey, const ranks::Share& own, std::string_view routine) {
+  const bool none = own.size() == 0;
+  const std::int64_t first = none ? own.begin : std::max<std::int64_t>(own.begin - 1, 0);
+  const std::int64_t end = none ? first : std::min<std::int64_t>(own.end + 1, survey.mesh.nn);
+  return with_alloc_label(routine, [&] {
+    Mesh mesh = survey.mesh;
+    mesh.nn = static_cast<std::int32_t>(end - first);
+    const auto part = [](auto& values, std::int64_t from, std::int64_t to) {
+      values = {values.begin() + from, values.begin() + to};
+    };
+    part(mesh.northing_nodes, first, end + 1);
+    part(mesh.dn, first, end);
+    ColumnTops tops{.nn = mesh.nn, .ne = mesh.ne, .tops = {}};
+    for (std::int32_t i = 1; i <= mesh.ne; ++i) {
+      for (std::int64_t j = first + 1; j <= end; ++j) {
+        tops.tops.push_back(survey.tops(static_cast<std::int32_t>(j), i));
+      }
+    }
+    Ground ground = make_ground(std::move(mesh), std::move(tops), routine);
+    const std::int64_t columns_before = first * survey.mesh.ne;
+    ground.slab = {.own_first = static_cast<std::int32_t>(own.begin - first),
+                   .own_end = static_cast<std::int32_t>(own.end - first),
+                   .rows = survey.mesh.nn,
+                   .rows_before = first,
+                   .cells = survey.mesh.cells(),
+                   .cells_before = columns_before * survey.mesh.nz,
+                   .ground_cells = survey.cells(),
+                   .ground_cells_before = survey.before[as_size(columns_before)]};
+    return std::make_shared<const Ground>(std::move(ground));
+  });
 }
 
 void check_not_all_air(const Ground& ground) {

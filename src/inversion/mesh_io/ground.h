@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/ranks.h"
 #include "inversion/mesh_io/column_tops.h"
 #include "inversion/mesh_io/mesh.h"
 
@@ -19,6 +20,20 @@ struct GridColumn {
   std::int64_t before = 0;  ///< ground cells before it
 };
 
+/// Which rows of a survey a ground has: all of them, or those that a process owns and, to see their
+/// neighbours, one more on each side.
+struct Slab {
+  std::int32_t own_first = 0;  ///< own rows, from 0 within this ground,
+  std::int32_t own_end = 0;    ///< to before this one
+  // Of the survey, and of what lies south of the first row here:
+  std::int64_t rows = 0;
+  std::int64_t rows_before = 0;
+  std::int64_t cells = 0;
+  std::int64_t cells_before = 0;
+  std::int64_t ground_cells = 0;
+  std::int64_t ground_cells_before = 0;
+};
+
 /// The mesh with its column tops. The cells below them are the ground cells, which are the columns
 /// of a sensitivity matrix; those above are air.
 struct Ground {
@@ -27,6 +42,7 @@ struct Ground {
   /// For each column in cell order (easting fastest) the number of ground cells before it; one
   /// entry more holds their total.
   std::vector<std::int64_t> before{0};
+  Slab slab;
 
   std::int64_t cells() const { return before.back(); }
   std::int64_t air_cells() const { return mesh.cells() - cells(); }
@@ -48,6 +64,10 @@ using SharedGround = std::shared_ptr<const Ground>;
 /// The column tops lie from 0 to nz. @throws StopRun alloc_error(routine)
 Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
 SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
+
+/// The rows `own` of a whole ground, with their neighbours; none where `own` is empty.
+/// @throws StopRun alloc_error(routine)
+SharedGround share_slab(const Ground& survey, const ranks::Share& own, std::string_view routine);
 
 /// @throws StopRun when a cell width is not greater than 0
 void check_widths(const Mesh& mesh);

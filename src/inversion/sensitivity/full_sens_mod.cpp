@@ -8,6 +8,7 @@
 #include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/sensitivity/exact_sums.h"
 
 namespace quorivex::FULL_SENS_MOD {
 namespace {
@@ -15,6 +16,7 @@ namespace {
 // The piece of the model that belongs to a slice of so many cells, 128 KiB, stays in a core's own
 // cache while all rows pass.
 constexpr std::int64_t kSliceCells = 16384;
+static_assert(kSliceCells % FullMatrix::kGranule == 0);
 // Rows are taken four at a time: one load of the model serves four rows, and four independent
 // sums keep the arithmetic ahead of the memory.
 constexpr std::int64_t kRows = 4;
@@ -60,44 +62,51 @@ double total_of(const Sums& s) {
   return ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
 }
 
-/// p(i) = the dot product of the slice's piece of row i with x, for every row.
-/// `g` is the slice's piece of the first row, rows lie `stride` apart.
+/// sums(i) += the dot product of the slice's piece of row i with x, granule by granule in multiples
+/// of the row's unit, for every row. `g` is the slice's piece of the first row, rows lie `stride`
+/// apart.
 QUORIVEX_MULTIVERSIONED
-void dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
-                  std::int64_t count, double* p) {
+void add_dot_products(const float* g, std::int64_t stride, std::int64_t rows, const double* x,
+                      std::int64_t count, const double* scales, std::int64_t* sums) {
   std::int64_t i = 0;
   for (; i + kRows <= rows; i += kRows, g += kRows * stride) {
     const FourRows at(g, stride);
-    Sums s0{};
-    Sums s1{};
-    Sums s2{};
-    Sums s3{};
-    std::int64_t j = 0;
-    for (; j + kStep <= count; j += kStep) {
-      at.fetch_ahead(j);
-      for (std::int64_t half = j; half < j + kStep; half += kSums) {
-        add_products(at.g0 + half, x + half, s0);
-        add_products(at.g1 + half, x + half, s1);
-        add_products(at.g2 + half, x + half, s2);
-        add_products(at.g3 + half, x + half, s3);
+    for (std::int64_t j = 0; j < count;) {
+      const std::int64_t end = std::min(j + FullMatrix::kGranule, count);
+      Sums s0{};
+      Sums s1{};
+      Sums s2{};
+      Sums s3{};
+      for (; j + kStep <= end; j += kStep) {
+        at.fetch_ahead(j);
+        for (std::int64_t half = j; half < j + kStep; half += kSums) {
+          add_products(at.g0 + half, x + half, s0);
+          add_products(at.g1 + half, x + half, s1);
+          add_products(at.g2 + half, x + half, s2);
+          add_products(at.g3 + half, x + half, s3);
+        }
       }
+      for (; j < end; ++j) {
+        s0[0] += static_cast<double>(at.g0[j]) * x[j];
+        s1[0] += static_cast<double>(at.g1[j]) * x[j];
+        s2[0] += static_cast<double>(at.g2[j]) * x[j];
+        s3[0] += static_cast<double>(at.g3[j]) * x[j];
+      }
+      sums[i] += to_units(total_of(s0), scales[i]);
+      sums[i + 1] += to_units(total_of(s1), scales[i + 1]);
+      sums[i + 2] += to_units(total_of(s2), scales[i + 2]);
+      sums[i + 3] += to_units(total_of(s3), scales[i + 3]);
     }
-    for (; j < count; ++j) {
-      s0[0] += static_cast<double>(at.g0[j]) * x[j];
-      s1[0] += static_cast<double>(at.g1[j]) * x[j];
-      s2[0] += static_cast<double>(at.g2[j]) * x[j];
-      s3[0] += static_cast<double>(at.g3[j]) * x[j];
-    }
-    p[i] = total_of(s0);
-    p[i + 1] = total_of(s1);
-    p[i + 2] = total_of(s2);
-    p[i + 3] = total_of(s3);
   }
   for (; i < rows; ++i, g += stride) {
-    double s = 0.0;
+    for (std::int64_t j = 0; j < count;) {
+      const std::int64_t end = std::min(j + FullMatrix::kGranule, count);
+      double s = 0.0;
 #pragma omp simd reduction(+ : s)
-    for (std::int64_t j = 0; j < count; ++j) s += static_cast<double>(g[j]) * x[j];
-    p[i] = s;
+      for (std::int64_t k = j; k < end; ++k) s += static_cast<double>(g[k]) * x[k];
+      sums[i] += to_units(s, scales[i]);
+      j = end;
+    }
   }
 }
 
@@ -147,10 +156,13 @@ struct Piece {
 /// coefficients in a slice, and 16 rows at least: adding up the groups of a slice must cost little.
 struct Pieces {
   explicit Pieces(const SensitivityState& sens)
-      : nsens(sens.nsens), ndata(sens.ndata), slices((nsens + kSliceCells - 1) / kSliceCells) {
+      : nsens(sens.Gfull.nsens),
+        ndata(sens.ndata),
+        slices((nsens + kSliceCells - 1) / kSliceCells) {
     constexpr std::int64_t kPieces = 64;
+    const std::int64_t all = sens.columns();  // of all processes: rows are grouped alike in each
     const std::int64_t rows =
-        nsens * ndata / (kPieces * std::clamp<std::int64_t>(nsens, 1, kSliceCells));
+        all * ndata / (kPieces * std::clamp<std::int64_t>(all, 1, kSliceCells));
     group_rows = std::max(rows >= ndata ? ndata : rows / kRows * kRows, 4 * kRows);
     groups = (ndata + group_rows - 1) / group_rows;
   }
@@ -175,21 +187,25 @@ struct Pieces {
 
 }  // namespace
 
-// A datum's sum goes over the cells of a slice and then over the slices along a fixed tree; a
-// cell's goes over the rows of a group and then over the groups along such a tree.
+// A datum is summed exactly over granules of cells; a cell's sum goes over the rows of a group and
+// then over the groups along a fixed tree.
 
 void CALC_FULL_GV(const SensitivityState& sens, View1<const double> x, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const Pieces pieces(sens);
-  UninitializedArray<double> sums(pieces.slices * d.size(), "CALC_FULL_GV");
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(sens, pieces, x, d, sums)
-  for (std::int64_t number = 0; number < pieces.count(); ++number) {
-    const Piece piece = pieces(number);
-    dot_products(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
-                 x.data() + piece.cell, piece.cells,
-                 sums.data() + piece.slice * d.size() + piece.row);
+  ExactSums sums(sens.norms, largest_absolute(x), sens.part.team);
+#pragma omp parallel default(none) shared(sens, pieces, x, sums)
+  {
+    std::int64_t* const of_thread = sums.begin_thread();
+#pragma omp for schedule(dynamic, 1)
+    for (std::int64_t number = 0; number < pieces.count(); ++number) {
+      const Piece piece = pieces(number);
+      add_dot_products(sens.Gfull.row(piece.row + 1) + piece.cell, sens.Gfull.nsens, piece.rows,
+                       x.data() + piece.cell, piece.cells, sums.scales() + piece.row,
+                       of_thread + piece.row);
+    }
   }
-  sum_in_pairs(sums.data(), pieces.slices, d.size(), d);
+  sums.finish(d);
 }
 
 void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<double> x) {
@@ -203,16 +219,10 @@ void CALC_FULL_GTV(const SensitivityState& sens, View1<const double> d, View1<do
     const Piece piece = pieces(number);
     double* const to = sums + piece.group * x.size() + piece.cell;
     std::fill_n(to, piece.cells, 0.0);
-    add_weighted_rows(sens.Gfull.row(piece.row + 1) + piece.cell, sens.nsens, piece.rows,
+    add_weighted_rows(sens.Gfull.row(piece.row + 1) + piece.cell, sens.Gfull.nsens, piece.rows,
                       d.data() + piece.row, piece.cells, to);
   }
   if (add_up) sum_in_pairs(sums, pieces.groups, x.size(), x);
-}
-
-void CALC_FULL_GTGV(const SensitivityState& sens, View1<const double> x, View1<double> y) {
-  std::vector<double> t = allocate<double>(as_size(sens.ndata), "CALC_FULL_GTGV");
-  CALC_FULL_GV(sens, x, t);
-  CALC_FULL_GTV(sens, t, y);
 }
 
 }  // namespace quorivex::FULL_SENS_MOD

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "base/stop_run.h"
+#include "inversion/sensitivity/exact_sums.h"
+#include "inversion/sensitivity/part_reader.h"
 #include "inversion/sensitivity/row_reader.h"
 
 namespace quorivex {
@@ -109,6 +111,7 @@ SensitivityFile read_heading(SensitivitySource& source) {
 }
 
 void read_sparse_rows(SensitivitySource& source, SensitivityState& sens) {
+  if (sens.part.team == ranks::Team::all) return read_part_of_sparse_rows(source, sens);
   RowReader reader(source, sens);
   sens.Gs = SparseMatrix(sens.nwav, sens.ndata, reader.entries());
   while (reader.rows_left()) {
@@ -118,11 +121,12 @@ void read_sparse_rows(SensitivitySource& source, SensitivityState& sens) {
 }
 
 void read_full_rows(SensitivitySource& source, SensitivityState& sens) {
-  const std::int64_t nsens = sens.nsens;
+  const std::int64_t nsens = sens.columns();
   const std::uint64_t row_bytes = sizeof(float) * static_cast<std::uint64_t>(nsens) + 8;
   // At most 2^64 - 4: no overflow.
   source.need(row_bytes * static_cast<std::uint64_t>(sens.ndata) <=
               static_cast<std::uint64_t>(source.file.left_in_file()));
+  if (sens.part.team == ranks::Team::all) return read_part_of_full_rows(source, sens);
   sens.Gfull = {nsens, UninitializedArray<float>(nsens * sens.ndata, "getpar Gfull")};
   float* row = sens.Gfull.values.data();
   for (std::int32_t i = 1; i <= sens.ndata; ++i, row += nsens) {
@@ -130,10 +134,16 @@ void read_full_rows(SensitivitySource& source, SensitivityState& sens) {
   }
 }
 
-void read_gdiag(SensitivitySource& source, SensitivityState& sens) {
-  source.begin(sens.nsens, sizeof(double));
-  sens.gdiag = allocate<double>(as_size(sens.nsens), "getpar gdiag");
-  source.need(source.file.read(sens.gdiag.data(), sens.nsens) && source.file.finish());
+/// Reads numbers of ground cells, those that this process has. The record, which has begun, holds
+/// one of each.
+void read_cells(SensitivityFile& heading, SensitivitySource& source, std::string_view label,
+                std::vector<double>& values) {
+  const SensitivityState& sens = heading.sens;
+  const std::int64_t before = std::min(heading.ground->slab.ground_cells_before, sens.columns());
+  source.need(sens.columns() * std::int64_t{sizeof(double)} <= source.file.left_in_record());
+  values = allocate<double>(as_size(sens.nsens), label);
+  source.need(source.file.pass<double>(before) && source.file.read(values.data(), sens.nsens) &&
+              source.file.finish());
 }
 
 }  // namespace
@@ -144,24 +154,42 @@ OpenSensitivityFile open_sensitivity_file(const std::string& name) {
   return {std::move(source), std::move(heading)};
 }
 
+void take_part(OpenSensitivityFile& opened) {
+  if (ranks::count() == 1) return;
+  SensitivityState& sens = opened.heading.sens;
+  const Ground& survey = *opened.heading.ground;
+  with_alloc_label("getpar", [&] { sens.part = part_of_all(survey, sens.nsens); });
+  const SharedGround ground =
+      share_slab(survey, ranks::share_of(survey.mesh.nn, ranks::rank(), ranks::count()), "getpar");
+  // A file whose numbers of cells disagree is refused later, by the process at the last row.
+  const Slab& slab = ground->slab;
+  const std::int64_t end = slab.rows_before + ground->mesh.nn == slab.rows
+                               ? sens.nsens
+                               : slab.ground_cells_before + ground->cells();
+  const auto in_file = [&](std::int64_t cell) { return std::min(cell, sens.part.columns); };
+  sens.nsens = static_cast<std::int32_t>(in_file(end) - in_file(slab.ground_cells_before));
+  opened.heading.ground = ground;
+}
+
 void read_wtz(OpenSensitivityFile& opened) {
   SensitivitySource& source = opened.source;
-  SensitivityState& sens = opened.heading.sens;
   std::int32_t unused = 0;
   source.need(source.file.begin() && source.file.read(&unused, 1));
-  source.need(sens.nsens * std::int64_t{sizeof(double)} <= source.file.left_in_record());
-  sens.wtz = allocate<double>(as_size(sens.nsens), "getpar");
-  source.need(source.file.read(sens.wtz.data(), sens.nsens) && source.file.finish());
+  read_cells(opened.heading, source, "getpar", opened.heading.sens.wtz);
 }
 
 SensitivityFile read_matrix_rows(OpenSensitivityFile opened) {
   SensitivityState& sens = opened.heading.sens;
+  SensitivitySource& source = opened.source;
   if (sens.compressed) {
-    read_sparse_rows(opened.source, sens);
+    read_sparse_rows(source, sens);
+    sens.norms = row_norms(sens.Gs, sens.part.team);
   } else {
-    read_full_rows(opened.source, sens);
+    read_full_rows(source, sens);
+    sens.norms = row_norms(sens.Gfull, sens.ndata, sens.part.team);
   }
-  read_gdiag(opened.source, sens);
+  source.need(source.file.begin());
+  read_cells(opened.heading, source, "getpar gdiag", sens.gdiag);
   return std::move(opened.heading);
 }
 

@@ -37,8 +37,12 @@ struct OpenSensitivityFile {
 
 /// Reads counts, mesh, column tops and the form of the matrix.
 OpenSensitivityFile open_sensitivity_file(const std::string& name);
+/// With several processes: from here on the ground is that of the rows of this process with their
+/// neighbours, and what is read is its part of the file. Nothing else than that with one process.
+void take_part(OpenSensitivityFile& opened);
+/// One number for each ground cell of the file, or of those that this process has.
 void read_wtz(OpenSensitivityFile& opened);
-/// Reads rows and gdiag; the result is whole.
+/// Reads rows and gdiag; the result is whole. Collective after `take_part`.
 SensitivityFile read_matrix_rows(OpenSensitivityFile opened);
 
 }  // namespace quorivex

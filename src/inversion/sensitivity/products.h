@@ -4,6 +4,7 @@
 #include "base/uninitialized_array.h"
 #include "base/view1.h"
 #include "inversion/mesh_io/active_cells.h"
+#include "inversion/sensitivity/grid_work.h"
 #include "inversion/sensitivity/sensitivity_state.h"
 
 namespace quorivex {
@@ -28,7 +29,7 @@ struct GtgprodWork {
   /// @throws StopRun alloc_error("gtgprod")
   GtgprodWork(const SensitivityState& sens, const ActiveCells& active);
 
-  UninitializedArray<double> grid;      ///< compressed form
+  GridWork grid;                        ///< compressed form
   UninitializedArray<double> below_in;  ///< full form where some sensitivity cells are not active
   UninitializedArray<double> below_out;
 };

@@ -7,13 +7,18 @@
 
 #include "base/uninitialized_array.h"
 #include "base/view1.h"
+#include "inversion/sensitivity/matrix_part.h"
 #include "inversion/sensitivity/sparse_matrix.h"
 #include "inversion/sensitivity/wtn_mod.h"
 
 namespace quorivex {
 
-/// Sensitivities of every datum to every ground cell, a datum's row contiguous.
+/// Sensitivities of every datum to every ground cell, or those that a process has; a datum's row
+/// contiguous.
 struct FullMatrix {
+  /// So many neighbouring columns are summed up as doubles, from the first on.
+  static constexpr std::int64_t kGranule = 128;
+
   std::int64_t nsens = 0;
   UninitializedArray<float> values;
 
@@ -24,7 +29,7 @@ struct FullMatrix {
 /// deviations), columns the ground cells in cell order.
 struct SensitivityState {
   std::int32_t ndata = 0;
-  std::int32_t nsens = 0;
+  std::int32_t nsens = 0;  ///< of the rows of the mesh that this process has
   bool compressed = false;
   WTN_MOD::Filter filter;     ///< of the wavelet transform; empty in full form
   std::int32_t nw1 = 0;       ///< wavelet grid: points along depth,
@@ -34,8 +39,13 @@ struct SensitivityState {
   std::vector<double> wtz;    ///< scale of each ground cell
   SparseMatrix Gs;            ///< compressed form
   FullMatrix Gfull;           ///< full form
+  std::vector<double> norms;  ///< bounds of the rows, by `row_norms`
   std::vector<double> gdiag;  ///< diagonal of G^T G before normalisation, one per ground cell
 
+  MatrixPart part;  ///< of this process
+
+  /// Of the survey's matrix.
+  std::int64_t columns() const { return part.team == ranks::Team::all ? part.columns : nsens; }
   std::array<std::int32_t, 3> grid_counts() const { return {nw1, nw2, nw3}; }
 };
 

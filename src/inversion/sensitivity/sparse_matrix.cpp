@@ -41,30 +41,6 @@ void sort_row(MutableSparseRow row, std::uint64_t* work) {
   }
 }
 
-void sort_rows(SparseRows& rows) {
-  const std::int64_t count = rows.rows();
-  std::vector<std::uint8_t> sorted = allocate<std::uint8_t>(as_size(count), kRoutine);
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, count, sorted)
-  for (std::int64_t i = 1; i <= count; ++i)
-    sorted[as_size(i - 1)] = rises(rows(i).positions) ? 1 : 0;
-  std::int64_t longest = 0;
-  std::int64_t unsorted = 0;
-  for (std::int64_t i = 1; i <= count; ++i) {
-    if (sorted[as_size(i - 1)] != 0) continue;
-    longest = std::max(longest, rows(i).positions.size());
-    ++unsorted;
-  }
-  if (unsorted == 0) return;
-  const auto threads = static_cast<int>(std::min<std::int64_t>(unsorted, omp_get_max_threads()));
-  UninitializedArray<std::uint64_t> scratch(longest * threads, kRoutine);
-#pragma omp parallel for schedule(dynamic, 1) num_threads(threads) default(none) \
-    shared(rows, count, sorted, scratch, longest)
-  for (std::int64_t i = 1; i <= count; ++i) {
-    if (sorted[as_size(i - 1)] == 0)
-      sort_row(rows(i), scratch.data() + longest * omp_get_thread_num());
-  }
-}
-
 /// Calls visit(block, first, last) for each run of a row's positions in one block, from `first` to
 /// before `last`, from 0.
 template <class Visit>
@@ -148,15 +124,12 @@ void copy_coefficients(const SparseRows& rows, int bits, const std::vector<std::
   }
 }
 
-int choose_block_bits(std::int64_t points, std::int64_t rows, std::int64_t entries) {
-  const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
-  int bits = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
-  const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
-  const auto wanted = [&] { return bits > kMaxBits ? 8 : 16; };  // of a row and block
-  while (bits < kPositionBits && points >> bits > 0 && of_row / (points >> bits) < wanted()) {
-    ++bits;
+void count_entries(const SparsePanel& panel, SparseCounts& counts) {
+  for (std::int64_t b = 0; b < counts.blocks; ++b) {
+    const SparseCell cell = panel.cell(b);
+    for (const RowPiece* piece = cell.first; piece != cell.last; ++piece)
+      counts(b, panel.rows_before + piece->row) += piece->count;
   }
-  return bits;
 }
 
 std::int64_t most_pieces(std::int64_t rows, std::int64_t blocks, std::int64_t entries) {
@@ -176,12 +149,60 @@ SparseCell rows_of(SparseCell cell, std::int64_t first, std::int64_t last) {
   return cell;
 }
 
+SparseBlocks::SparseBlocks(std::int64_t points, std::int64_t rows, std::int64_t entries) {
+  const auto width = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(points)));
+  bits = std::clamp(width - 1 - kBlocksWanted, kMinBits, kMaxBits);
+  const std::int64_t of_row = entries / std::max<std::int64_t>(rows, 1);
+  const auto wanted = [&] { return bits > kMaxBits ? 8 : 16; };  // of a row and block
+  while (bits < kPositionBits && points >> bits > 0 && of_row / (points >> bits) < wanted()) {
+    ++bits;
+  }
+  count = (points + this->points() - 1) >> bits;
+}
+
+void sort_rows(SparseRows& rows) {
+  const std::int64_t count = rows.rows();
+  std::vector<std::uint8_t> sorted = allocate<std::uint8_t>(as_size(count), kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(rows, count, sorted)
+  for (std::int64_t i = 1; i <= count; ++i)
+    sorted[as_size(i - 1)] = rises(rows(i).positions) ? 1 : 0;
+  std::int64_t longest = 0;
+  std::int64_t unsorted = 0;
+  for (std::int64_t i = 1; i <= count; ++i) {
+    if (sorted[as_size(i - 1)] != 0) continue;
+    longest = std::max(longest, rows(i).positions.size());
+    ++unsorted;
+  }
+  if (unsorted == 0) return;
+  const auto threads = static_cast<int>(std::min<std::int64_t>(unsorted, omp_get_max_threads()));
+  UninitializedArray<std::uint64_t> scratch(longest * threads, kRoutine);
+#pragma omp parallel for schedule(dynamic, 1) num_threads(threads) default(none) \
+    shared(rows, count, sorted, scratch, longest)
+  for (std::int64_t i = 1; i <= count; ++i) {
+    if (sorted[as_size(i - 1)] == 0)
+      sort_row(rows(i), scratch.data() + longest * omp_get_thread_num());
+  }
+}
+
 SparseMatrix::SparseMatrix(std::int64_t points, std::int64_t rows, std::int64_t entries)
-    : block_bits_(choose_block_bits(points, rows, entries)),
-      blocks_((points + block_points() - 1) / block_points()) {
+    : blocks_(points, rows, entries) {
   with_alloc_label(kRoutine, [&] {
-    require_available_memory(sizeof(RowPiece) * as_size(most_pieces(rows, blocks_, entries)));
-    pieces_ = cut_into_pieces(*this);
+    require_available_memory(sizeof(RowPiece) * as_size(most_pieces(rows, blocks(), entries)));
+    counts_ = SparseCounts(blocks(), rows);
+  });
+}
+
+SparseMatrix::SparseMatrix(const SparseBlocks& of_all, const ranks::Share& blocks,
+                           const std::vector<SparsePiece>& all_pieces, const ranks::Share& pieces)
+    : blocks_(of_all), is_part_(true) {
+  blocks_.count = blocks.size();
+  with_alloc_label(kRoutine, [&] {
+    pieces_ = {all_pieces.begin() + pieces.begin, all_pieces.begin() + pieces.end};
+    for (SparsePiece& piece : pieces_) {
+      piece.first_block -= blocks.begin;
+      piece.last_block -= blocks.begin;
+    }
+    tasks_ = tasks_of(pieces_, most_of_task(all_pieces));
   });
 }
 
@@ -194,12 +215,16 @@ void SparseMatrix::append(SparseRows& rows) {
   panel.values = {rows.entries() + SparseCell::kReadBeyond, kRoutine};
   std::fill_n(panel.positions.data() + rows.entries(), SparseCell::kReadBeyond, std::uint16_t{0});
   std::fill_n(panel.values.data() + rows.entries(), SparseCell::kReadBeyond, 0.0F);
-  const std::vector<std::int64_t> places = place_rows(rows, block_bits_, blocks_);
-  place_blocks(places, blocks_, panel);
-  copy_coefficients(rows, block_bits_, places, panel);
+  const std::vector<std::int64_t> places = place_rows(rows, blocks_.bits, blocks());
+  place_blocks(places, blocks(), panel);
+  copy_coefficients(rows, blocks_.bits, places, panel);
   with_alloc_label(kRoutine, [&] {
     panels_.push_back(std::move(panel));
-    pieces_ = cut_into_pieces(*this);
+    if (is_part_) return;
+    count_entries(panels_.back(), counts_);
+    if (this->rows() < counts_.rows) return;
+    pieces_ = cut_into_pieces(counts_, block_points());
+    tasks_ = tasks_of(pieces_, most_of_task(pieces_));
   });
 }
 
@@ -222,9 +247,8 @@ std::int64_t SparseMatrix::entries(std::int64_t block) const {
 std::int64_t SparseMatrix::bytes_for(std::int64_t points, std::int64_t rows, std::int64_t entries) {
   constexpr std::int64_t kEntryBytes = sizeof(std::uint16_t) + sizeof(float);
   constexpr std::int64_t kPieceBytes = sizeof(RowPiece);
-  const std::int64_t block = std::int64_t{1} << choose_block_bits(points, rows, entries);
-  return entries * kEntryBytes +
-         most_pieces(rows, (points + block - 1) / block, entries) * kPieceBytes;
+  const std::int64_t blocks = SparseBlocks(points, rows, entries).count;
+  return entries * kEntryBytes + most_pieces(rows, blocks, entries) * kPieceBytes;
 }
 
 std::vector<SparseMatrix::RowStatistics> SparseMatrix::row_statistics() const {

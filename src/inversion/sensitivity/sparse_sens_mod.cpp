@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/sensitivity/sparse_sens_mod.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-#include "base/fixed_tree.h"
 #include "base/multiversion.h"
 #include "base/phase_times.h"
 #include "base/stop_run.h"
+#include "inversion/sensitivity/exact_sums.h"
 
 namespace quorivex::SPARSE_SENS_MOD {
 namespace {
@@ -61,9 +63,11 @@ inline void multiply(const float* v, const std::uint16_t* p, const double* w, Do
       Doubles8{w[p[0]], w[p[1]], w[p[2]], w[p[3]], w[p[4]], w[p[5]], w[p[6]], w[p[7]]};
 }
 
-/// d, one per row of the panel, += the rows' coefficients times their points of the grid.
+/// sums, one per row of the panel, += the rows' coefficients times their points of the grid, as
+/// multiples of the rows' units.
 QUORIVEX_MULTIVERSIONED
-void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, double* d) {
+void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, const double* scales,
+                      std::int64_t* sums) {
   const std::uint16_t* positions = cell.positions;
   const float* values = cell.values;
   for (const RowPiece* piece = cell.first; piece != cell.last; ++piece) {
@@ -79,7 +83,8 @@ void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, doub
     multiply(values, positions, w, x);
     keep_first<Bits8>(left, x);
     const Doubles8 s = sum + x;
-    d[piece->row] += ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+    const double total = ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
+    sums[piece->row] += to_units(total, scales[piece->row]);
     positions += left;
     values += left;
   }
@@ -139,63 +144,189 @@ void for_each_cell(const SparseMatrix& matrix, const SparsePiece& piece, std::in
   }
 }
 
+/// Some points of the grid.
+struct Points {
+  double* values;
+  std::int64_t count;
+};
+
+/// to = the rows of a piece in one of its blocks times d.
+void set_to_piece(const SparseMatrix& matrix, const SparsePiece& piece, std::int64_t block,
+                  const double* d, const Points& to) {
+  std::fill_n(to.values, to.count, 0.0);
+  for_each_cell(matrix, piece, block, to.values,
+                [=](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                  add_weighted_rows(cell, ahead, d + row, to.values);
+                });
+}
+
+QUORIVEX_MULTIVERSIONED
+void add_points(const double* from, const Points& to) {
+#pragma omp simd
+  for (std::int64_t i = 0; i < to.count; ++i) to.values[i] += from[i];
+}
+
+/// to = the same of `n` parts of a block, a branch of its tree. `more` has room for as many points
+/// at every fork below.
+void set_to_branch(const SparseMatrix& matrix, const SparsePiece* pieces, std::int64_t n,
+                   const double* d, const Points& to, double* more) {
+  if (n == 1) return set_to_piece(matrix, *pieces, pieces->first_block, d, to);
+  const std::int64_t left = left_branch(n);
+  set_to_branch(matrix, pieces, left, d, to, more);
+  set_to_branch(matrix, pieces + left, n - left, d, {more, to.count}, more + to.count);
+  add_points(more, to);
+}
+
+/// A branch of a block's tree that is summed up: parts from the first to before the last.
+struct Branch {
+  std::int64_t first_part;
+  std::int64_t last_part;
+  double* sums;
+};
+
+/// A block of which a task has some parts only.
+struct SharedBlock {
+  std::int64_t block;
+  std::int64_t parts;
+  std::vector<Branch> branches;
+};
+
+/// The blocks of which some tasks have parts, block by block; branches lie one behind the other.
+std::vector<SharedBlock> shared_blocks(const std::vector<SparsePiece>& pieces,
+                                       const std::vector<SparseTask>& tasks, double* sums,
+                                       std::int64_t points) {
+  std::vector<SharedBlock> blocks;
+  for (const SparseTask& task : tasks) {
+    if (task.share < 0) continue;
+    const SparsePiece& first = pieces[as_size(task.first_piece)];
+    const SparsePiece& last = pieces[as_size(task.last_piece - 1)];
+    if (blocks.empty() || blocks.back().block != first.first_block)
+      blocks.push_back({first.first_block, first.parts, {}});
+    blocks.back().branches.push_back({first.part, last.part + 1, sums + task.share * points});
+  }
+  return blocks;
+}
+
+/// Adds up branches of a block, in the order of their parts, that are next to each other in its
+/// tree. What a pair makes lies where its first one was. All parts together make one branch.
+void join(SharedBlock& block, std::int64_t points) {
+  std::size_t count = 0;
+  for (Branch right : block.branches) {
+    for (; count > 0; --count) {
+      const Branch& left = block.branches[count - 1];
+      if (!is_fork(left.first_part, right.first_part, right.last_part, block.parts)) break;
+      add_points(right.sums, {left.sums, points});
+      right = {left.first_part, right.last_part, left.sums};
+    }
+    block.branches[count++] = right;
+  }
+  block.branches.resize(count);
+}
+
+/// Collective: the branches of the first block, where another process has its first part, go there;
+/// those that come here, into `received`, follow the own ones of the last block.
+void bring_home(const SparseShares& shares, std::int64_t points, std::vector<SharedBlock>& blocks,
+                UninitializedArray<double>& received) {
+  const int own = ranks::rank();
+  std::vector<std::int64_t> to(as_size(ranks::count()));
+  std::vector<std::int64_t> from(to);
+  UninitializedArray<double> sent;
+  if (const int home = shares.home_of_first(own); home != own) {
+    join(blocks.front(), points);
+    const std::vector<Branch>& away = blocks.front().branches;
+    to[as_size(home)] = length(away) * points;
+    sent = {to[as_size(home)], kRoutine};
+    for (std::size_t n = 0; n < away.size(); ++n)
+      std::copy_n(away[n].sums, points, sent.data() + static_cast<std::int64_t>(n) * points);
+    blocks.erase(blocks.begin());
+  }
+  std::vector<Branch> come;
+  for (int r = own + 1; r < ranks::count(); ++r) {
+    if (shares.home_of_first(r) != own) continue;
+    const auto [first, last] = shares.pieces_of(r);
+    const std::vector<SparsePiece> pieces(shares.pieces.begin() + first,
+                                          shares.pieces.begin() + last);
+    const std::vector<SparseTask> tasks = tasks_of(pieces, most_of_task(shares.pieces));
+    SharedBlock block = shared_blocks(pieces, tasks, nullptr, 0).front();
+    join(block, 0);
+    from[as_size(r)] = length(block.branches) * points;
+    come.insert(come.end(), block.branches.begin(), block.branches.end());
+  }
+  received = {length(come) * points, kRoutine};
+  ranks::exchange(sent.view(), to, received.view(), from);
+  for (std::size_t n = 0; n < come.size(); ++n) {
+    come[n].sums = received.data() + static_cast<std::int64_t>(n) * points;
+    blocks.back().branches.push_back(come[n]);
+  }
+}
+
 }  // namespace
 
-// A datum's sum goes over the blocks of a column in order and then over the columns along a fixed
-// tree; a point's goes over the rows of a piece in order and then over the pieces of its block
-// along such a tree. Pieces and columns depend on the matrix alone.
+// A datum is summed exactly over the blocks. A point's sum goes over the rows of a piece in order,
+// and over the parts of its block along a fixed tree. Pieces depend on the matrix alone.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
   const std::vector<SparsePiece>& pieces = matrix.pieces();
-  const std::int64_t columns = pieces.empty() ? 0 : pieces.back().column + 1;
-  UninitializedArray<double> sums(columns * d.size(), kRoutine);
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(matrix, pieces, sums, w, d)
-  for (const SparsePiece& piece : pieces) {
-    double* const of_column = sums.data() + piece.column * d.size();
-    std::fill(of_column + piece.first_row, of_column + piece.last_row, 0.0);
-    for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
-      const double* const points = w.data() + b * matrix.block_points();
-      for_each_cell(matrix, piece, b, points,
-                    [=](const SparseCell& cell, Ahead ahead, std::int64_t row) {
-                      add_dot_products(cell, ahead, points, of_column + row);
-                    });
+  ExactSums sums(sens.norms, largest_absolute(w), sens.part.team);
+#pragma omp parallel default(none) shared(matrix, pieces, sums, w)
+  {
+    std::int64_t* const of_thread = sums.begin_thread();
+#pragma omp for schedule(dynamic, 1)
+    for (const SparseTask& task : matrix.tasks()) {
+      SparsePiece piece = pieces[as_size(task.first_piece)];
+      piece.last_row = pieces[as_size(task.last_piece - 1)].last_row;
+      for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+        const double* const points = w.data() + b * matrix.block_points();
+        for_each_cell(matrix, piece, b, points,
+                      [&](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                        add_dot_products(cell, ahead, points, sums.scales() + row, of_thread + row);
+                      });
+      }
     }
   }
-  sum_in_pairs(sums.data(), columns, d.size(), d);
+  sums.finish(d);
 }
 
 void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double> w) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
-  const std::vector<SparsePiece>& pieces = matrix.pieces();
   const std::int64_t points = matrix.block_points();
-  const auto shares = std::count_if(pieces.begin(), pieces.end(),
-                                    [](const SparsePiece& piece) { return piece.share >= 0; });
+  const auto shares = std::count_if(matrix.tasks().begin(), matrix.tasks().end(),
+                                    [](const SparseTask& task) { return task.share >= 0; });
   UninitializedArray<double> sums(shares * points, kRoutine);
-  const auto size_of = [&](std::int64_t b) { return std::min(points, w.size() - b * points); };
+  UninitializedArray<double> more(omp_get_max_threads() * kTaskForks * points, kRoutine);
+  std::vector<SharedBlock> blocks = with_alloc_label(kRoutine, [&] {
+    return shared_blocks(matrix.pieces(), matrix.tasks(), sums.data(), points);
+  });
+  const auto block_of = [&](std::int64_t b) {
+    return Points{w.data() + b * points, std::min(points, w.size() - b * points)};
+  };
 #pragma omp parallel for schedule(dynamic, 1) default(none) \
-    shared(matrix, pieces, points, size_of, sums, d, w)
-  for (const SparsePiece& piece : pieces) {
-    for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
-      double* const to =
-          piece.share >= 0 ? sums.data() + piece.share * points : w.data() + b * points;
-      std::fill_n(to, size_of(b), 0.0);
-      for_each_cell(matrix, piece, b, to,
-                    [&](const SparseCell& cell, Ahead ahead, std::int64_t row) {
-                      add_weighted_rows(cell, ahead, d.data() + row, to);
-                    });
+    shared(matrix, points, block_of, sums, more, d)
+  for (const SparseTask& task : matrix.tasks()) {
+    const SparsePiece* const first = matrix.pieces().data() + task.first_piece;
+    for (std::int64_t b = first->first_block; b < first->last_block; ++b) {
+      const Points to =
+          task.share >= 0 ? Points{sums.data() + task.share * points, points} : block_of(b);
+      double* const of_thread = more.data() + omp_get_thread_num() * kTaskForks * points;
+      if (first->parts == 1) {
+        set_to_piece(matrix, *first, b, d.data(), to);
+      } else {
+        set_to_branch(matrix, first, task.last_piece - task.first_piece, d.data(), to, of_thread);
+      }
     }
   }
-  // In one parallel region: there may be many such blocks, and little to add in each.
-#pragma omp parallel for schedule(dynamic, 1) default(none) shared(pieces, points, size_of, sums, w)
-  for (auto piece = pieces.begin(); piece < pieces.end(); ++piece) {
-    const auto same = [&](const SparsePiece& other) { return other.column == piece->column; };
-    if (piece->share < 0 || (piece != pieces.begin() && same(piece[-1]))) continue;
-    const std::int64_t b = piece->first_block;
-    sum_in_pairs(sums.data() + piece->share * points, std::count_if(piece, pieces.end(), same),
-                 points, {w.data() + b * points, size_of(b)});
+  UninitializedArray<double> received;
+  if (sens.part.team == ranks::Team::all) {
+    with_alloc_label(kRoutine, [&] { bring_home(sens.part.shares, points, blocks, received); });
+  }
+#pragma omp parallel for schedule(dynamic, 1) default(none) shared(blocks, points, block_of)
+  for (SharedBlock& block : blocks) {
+    join(block, points);
+    const Points to = block_of(block.block);
+    std::copy_n(block.branches.front().sums, to.count, to.values);
   }
 }
 

@@ -5,8 +5,11 @@
 #include "inversion/sensitivity/sensitivity_state.h"
 
 /// Products with the sparse rows S of a compressed matrix. w has one entry per point of the wavelet
-/// grid, d one per datum. The threads take the pieces of the matrix in turn; sums of pieces are
-/// added along a fixed tree. Results are the same to the last bit for any number of threads.
+/// grid, or of the blocks that a process of a team has, for whom the products are collective; d has
+/// one per datum. Of a block that processes share, S^T d belongs to the one with the first rows.
+/// The threads take the pieces of the matrix in turn; a datum is summed
+/// exactly, and the sums of a point are added along a fixed tree. Results are the same to the last
+/// bit for any number of threads.
 namespace quorivex::SPARSE_SENS_MOD {
 
 /// d = S w

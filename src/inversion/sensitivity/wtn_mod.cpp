@@ -187,13 +187,16 @@ struct Axis {
   std::int64_t groups() const { return (lines + kLines - 1) / kLines; }
 };
 
-/// Calls visit(axis) for the axes of a grid that are transformed, in order.
+/// Calls visit(axis) for the axes of a grid that are transformed: from the first to the last, and
+/// for the inverse from the last to the first.
 template <class Visit>
-void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts, Visit visit) {
-  std::int64_t nprev = 1;
-  for (const std::int64_t n : counts) {
-    if (n > kShortest) visit(Axis{.n = n, .nprev = nprev, .lines = size / n});
-    nprev *= n;
+void for_each_axis(std::int64_t size, const std::array<std::int32_t, 3>& counts, int isign,
+                   Visit visit) {
+  const std::array<std::int64_t, 3> nprev{1, counts[0], std::int64_t{counts[0]} * counts[1]};
+  for (const std::size_t axis :
+       isign >= 0 ? std::array<std::size_t, 3>{0, 1, 2} : std::array<std::size_t, 3>{2, 1, 0}) {
+    const std::int64_t n = counts[axis];
+    if (n > kShortest) visit(Axis{.n = n, .nprev = nprev[axis], .lines = size / n});
   }
 }
 
@@ -331,6 +334,13 @@ std::int64_t scratch_size(const std::array<std::int32_t, 3>& counts) {
   return kLines * *std::max_element(counts.begin(), counts.end());
 }
 
+/// Work vectors of as many threads as have something to do with so many lines.
+std::vector<Scratch> scratches_for(std::int64_t lines, const std::array<std::int32_t, 3>& counts) {
+  const std::int64_t groups = Axis{.lines = lines}.groups();
+  const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), groups));
+  return with_alloc_label("WTN", [&] { return std::vector<Scratch>(threads, Scratch(counts)); });
+}
+
 }  // namespace
 
 Filter filter_setup(std::vector<double> low_pass) {
@@ -365,7 +375,7 @@ Scratch::Scratch(const std::array<std::int32_t, 3>& counts)
 
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch) {
-  for_each_axis(a.size(), counts, [&](const Axis& axis) {
+  for_each_axis(a.size(), counts, isign, [&](const Axis& axis) {
     transform_lines_of(filter, axis, isign, a.data(), scratch);
   });
 }
@@ -403,13 +413,17 @@ void transform_padded(const Filter& filter, View1<double> a,
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign) {
   const std::int64_t shortest = *std::min_element(counts.begin(), counts.end());
-  const std::int64_t max_groups = Axis{.n = shortest, .lines = a.size() / shortest}.groups();
-  const auto threads = as_size(std::min<std::int64_t>(omp_get_max_threads(), max_groups));
-  std::vector<Scratch> scratches =
-      with_alloc_label("WTN", [&] { return std::vector<Scratch>(threads, Scratch(counts)); });
-  for_each_axis(a.size(), counts, [&](const Axis& axis) {
+  std::vector<Scratch> scratches = scratches_for(a.size() / shortest, counts);
+  for_each_axis(a.size(), counts, isign, [&](const Axis& axis) {
     transform_axis(filter, axis, isign, a.data(), scratches);
   });
+}
+
+void transform_side_by_side(const Filter& filter, View1<double> a, std::int32_t n, int isign) {
+  const std::int64_t lines = a.size() / n;
+  if (n <= kShortest || lines == 0) return;
+  std::vector<Scratch> scratches = scratches_for(lines, {n, 1, 1});
+  transform_axis(filter, {.n = n, .nprev = lines, .lines = lines}, isign, a.data(), scratches);
 }
 
 }  // namespace quorivex::WTN_MOD

@@ -35,13 +35,18 @@ struct Scratch {
   std::vector<double> done;
 };
 
-/// All levels along every axis of more than 4 points, in place, on all threads. The first axis runs
-/// fastest; each such count is a power of two. Every line is transformed by itself, so that the
-/// bits do not depend on the threads.
+/// All levels along every axis of more than 4 points, in place, on all threads, from the first
+/// to the last, inverse from the last to the first. The first axis runs fastest; each such count is
+/// a power of two. Every line is transformed by itself, so that the bits do not depend on the
+/// threads.
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign);
 
-/// The same on the calling thread alone, within the parallel region of a caller.
+/// The same along one axis: lines of n points, of which the first points come before all second
+/// ones.
+void transform_side_by_side(const Filter& filter, View1<double> a, std::int32_t n, int isign);
+
+/// WTN on the calling thread alone, within the parallel region of a caller.
 void WTN(const Filter& filter, View1<double> a, const std::array<std::int32_t, 3>& counts,
          int isign, Scratch& scratch);
 

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <tuple>
 
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/full_sens_mod.h"
 #include "inversion/sensitivity/getpar.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
@@ -46,6 +47,7 @@ TEST(FullSens, ProductsEqualThePlainLoopsForEveryBlockingAndThreadCount) {
       number = (number * 37 + 11) % 1009;
       g[at] = static_cast<float>(number - 500) / 8.0F;
     }
+    sens.norms = row_norms(sens.Gfull, ndata);
     plain_full_gv(sens.Gfull, x, d);
     plain_full_gtv(sens.Gfull, t, back);
     for (const int threads : {1, 2, 5}) {

@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "compressed.h"
+#include "inversion/sensitivity/exact_sums.h"
 #include "inversion/sensitivity/sparse_sens_mod.h"
 #include "plain_products.h"
 #include "values.h"
@@ -182,6 +183,7 @@ TEST(SparseSens, ProductsEqualThePlainLoopsForEveryShape) {
       }
       sens.Gs.append(part);
     }
+    sens.norms = row_norms(sens.Gs);
     plain_gv(whole, w, d);
     plain_gtv(whole, t, back);
     for (std::size_t i = 0; i < rows.size(); ++i)
@@ -240,6 +242,7 @@ TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
   std::vector<double> back;
   for (const std::int64_t panel : {200, 23, 1}) {
     sens.Gs = matrix_with_a_heavy_block(panel);
+    sens.norms = row_norms(sens.Gs);
     std::vector<std::int64_t> left(as_size(sens.Gs.blocks()), 0);
     for (std::int64_t b = 0; b < length(left); ++b) left[as_size(b)] = sens.Gs.entries(b);
     for (const SparsePiece& piece : sens.Gs.pieces()) {
@@ -263,6 +266,39 @@ TEST(SparseSens, PiecesAreSmallAndDependOnTheCoefficientsAlone) {
     SPARSE_SENS_MOD::CALC_GTV(sens, values_of_seed(200, 6), got_back);
     if (panel == 200) std::tie(d, back) = std::tie(got_d, got_back);
     EXPECT_TRUE(got_d == d && got_back == back) << "panels of " << panel << " rows";
+  }
+}
+
+// Counts as of 4,096 data over 524,288 points: some blocks hold a tenth of all coefficients, most
+// of them a hundredth or less, all more in their first rows. Full form: 250,000 cells.
+TEST(SparseSens, UpTo64ProcessesGetSharesOfAtMost105PercentOfTheirMean) {
+  SparseCounts counts(128, 4096);
+  std::int64_t all = 0;
+  for (std::int64_t b = 0; b < counts.blocks; ++b) {
+    for (std::int64_t row = 0; row < counts.rows; ++row) {
+      const std::int64_t entries =
+          30 + 4000 / (8 * b + 8) + (row + b * 37) % 11 + 10000 / (row + 99);
+      counts(b, row) += entries;
+      all += entries;
+    }
+  }
+  const std::vector<SparsePiece> pieces = cut_into_pieces(counts, 4096);
+  EXPECT_LT(pieces.size(), 700U);
+  const std::int64_t granules = (250000 + FullMatrix::kGranule - 1) / FullMatrix::kGranule;
+  for (int processes = 2; processes <= 64; ++processes) {
+    const std::vector<std::int64_t> first = deal_pieces(pieces, processes);
+    std::int64_t sum_of_all = 0;
+    for (int r = 0; r < processes; ++r) {
+      std::int64_t sum = 0;
+      for (std::int64_t n = first[as_size(r)]; n < first[as_size(r + 1)]; ++n)
+        sum += pieces[as_size(n)].entries;
+      EXPECT_LE(static_cast<double>(sum * processes), 1.05 * static_cast<double>(all)) << processes;
+      sum_of_all += sum;
+      const std::int64_t cells =
+          ranks::share_of(granules, r, processes).size() * FullMatrix::kGranule;
+      EXPECT_LE(static_cast<double>(cells * processes), 1.05 * 250000.0) << processes;
+    }
+    EXPECT_EQ(sum_of_all, all);
   }
 }
 
