@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/solver/pcg.h"
 
-#include "base/ordered_sum.h"
 #include "base/phase_times.h"
 
 namespace quorivex {
@@ -11,11 +10,11 @@ constexpr const char* kRoutine = "linsolv";
 
 }  // namespace
 
-ResidualSums update_solution_and_residual(double a, View1<const double> P, View1<const double> p,
-                                          View1<const double> q, View1<double> dm,
-                                          View1<double> r) {
+ResidualSums update_solution_and_residual(double a, const RowPieces& rows, View1<const double> P,
+                                          View1<const double> p, View1<const double> q,
+                                          View1<double> dm, View1<double> r) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<ResidualSums>(r.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+  return row_sum<ResidualSums>(rows, kRoutine, [&](std::int64_t first, std::int64_t last) {
     double square = 0.0;
     double rho = 0.0;
 #pragma omp simd reduction(+ : square, rho)
@@ -38,9 +37,9 @@ void update_direction(double ratio, View1<const double> P, View1<const double> r
   }
 }
 
-double dot_product(View1<const double> a, View1<const double> b) {
+double dot_product(const RowPieces& rows, View1<const double> a, View1<const double> b) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<double>(a.size(), kRoutine, [&](std::int64_t first, std::int64_t last) {
+  return row_sum<double>(rows, kRoutine, [&](std::int64_t first, std::int64_t last) {
     double sum = 0.0;
 #pragma omp simd reduction(+ : sum)
     for (std::int64_t i = first; i < last; ++i) sum += a.data()[i] * b.data()[i];
