@@ -8,6 +8,7 @@
 #include "base/atomic_file.h"
 #include "base/phase_times.h"
 #include "base/progress.h"
+#include "base/ranks.h"
 #include "inversion/control/run_log_lines.h"
 #include "inversion/input/program_name.h"
 #include "inversion/mesh_io/model_files.h"
@@ -56,7 +57,7 @@ IterationResult compute_iteration(const Problem& problem, std::int32_t number, d
           .norm = current.value.norm,
           .objective = current.value.total(beta),
           .cg_iterations = cg.iterations,
-          .truncated_cells = state.ntrunc};
+          .truncated_cells = cells_on_bounds(problem.active, state)};
 }
 
 void report_iteration(const IterationResult& iteration, Report& report) {
@@ -67,7 +68,9 @@ void report_iteration(const IterationResult& iteration, Report& report) {
 
 void write_files(const Problem& problem, std::int32_t number, const CurrentModel& current) {
   const PhaseTimer timer(Phase::write);
-  write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
+  if (ranks::is_first()) {
+    write_predicted_data(kProgram, "pre", problem.data, current.value.predicted, number);
+  }
   output_model(numbered_name(kProgram, number, "sus"), current.model, problem.sens.wtz,
                problem.active, problem.fixed);
 }

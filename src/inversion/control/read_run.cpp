@@ -86,12 +86,12 @@ ModelSetup read_models(const InversionParameters& input, const SensitivityFile& 
   std::vector<double> full = allocate<double>(setup.active.map.size(), kRoutine);
   setup.mref = allocate<double>(cells, kRoutine);
   setup.model = allocate<double>(cells, kRoutine);
-  const auto constant = read_full_model(input.referenceModel, kReference, full);
+  const auto constant = read_full_model(input.referenceModel, kReference, *file.ground, full);
   report.log(model_read(kReference, input.referenceModel, constant));
   set_reference(std::move(full), wtz, setup);
   read_model({input.initialModel, kInitial}, setup.active, wtz, setup.model, report);
   setup.bounds = read_bounds(input, setup.active, wtz, report);
-  const CellsAtBounds at_bounds = count_at_bounds(setup.model, setup.bounds);
+  const CellsAtBounds at_bounds = count_at_bounds(setup.active.rows, setup.model, setup.bounds);
   if (at_bounds.touching > 0) report.both(touching_bounds_warning(kInitial, at_bounds.touching));
   check_none_outside(at_bounds, kInitial);
   return setup;

@@ -76,17 +76,18 @@ std::string active_cells_read(const std::string& name) {
 
 std::string cell_counts(const ActiveCells& active) {
   const Mesh& mesh = active.ground->mesh;
-  const std::int64_t below = active.ground->cells();
+  const Slab& survey = active.ground->slab;
+  const auto& [cells, zero, influence] = active.survey;
   std::string text =
-      fmt::format("{} {} x {} x {}\n", right("# of cells:", 30), mesh.ne, mesh.nn, mesh.nz);
+      fmt::format("{} {} x {} x {}\n", right("# of cells:", 30), mesh.ne, survey.rows, mesh.nz);
   const auto line = [&](std::string_view label, std::int64_t count) {
     text += right(label, 30) + whole(count, 8) + "\n";
   };
-  line("total # of cells:", mesh.cells());
-  if (active.ncell != below) line("# of active cells:", active.ncell);
-  line("# of cells below topo:", below);
-  if (active.influence_cells > 0) line("# of inactive cells (inf):", active.influence_cells);
-  if (active.zero_cells > 0) line("# of inactive cells:", active.zero_cells);
+  line("total # of cells:", survey.cells);
+  if (cells != survey.ground_cells) line("# of active cells:", cells);
+  line("# of cells below topo:", survey.ground_cells);
+  if (influence > 0) line("# of inactive cells (inf):", influence);
+  if (zero > 0) line("# of inactive cells:", zero);
   return text + "\n";
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "base/fixed_format.h"
+#include "base/ranks.h"
 #include "base/stop_run.h"
 #include "inversion/control/inversion_loop.h"
 #include "inversion/control/read_run.h"
@@ -45,10 +46,10 @@ void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   Report::console(thread_report(kTitle));
   if (arguments.empty()) throw StopRun(usage());
   const std::string input_name(trim_right(arguments[0].substr(0, kMaxName)));
-  report.open_log(kLogName);
+  if (ranks::is_first()) report.open_log(kLogName);
   report.log(thread_report(kTitle));
   InversionParameters input = read_input(input_name, report);
-  report.open_summary(kSummaryName);
+  if (ranks::is_first()) report.open_summary(kSummaryName);
   report_date("QUORIVEX started on: ", report);
   check_mode_and_tolc(input);
   report.log(parameter_block(input_name, input));

@@ -19,7 +19,7 @@ struct IterationResult {
   ModelNorm norm;
   double objective = 0.0;
   std::int32_t cg_iterations = 0;
-  std::int32_t truncated_cells = 0;
+  std::int64_t truncated_cells = 0;
 };
 
 /// "!"-lines of the start and the heading of the table; `target` only in mode 1.

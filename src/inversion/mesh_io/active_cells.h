@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "inversion/mesh_io/ground.h"
+#include "inversion/mesh_io/row_sum.h"
 
 namespace quorivex {
 
@@ -18,6 +19,15 @@ struct ActiveCells {
   std::int32_t ncell = 0;            ///< active cells
   std::int32_t zero_cells = 0;       ///< cells with entry 0, air included
   std::int32_t influence_cells = 0;  ///< cells with a negative entry
+  RowPieces rows;                    ///< of the active cells
+
+  /// The same three counts over all cells of the survey.
+  struct Counts {
+    std::int64_t active = 0;
+    std::int64_t zero = 0;
+    std::int64_t influence = 0;
+  };
+  Counts survey;
 };
 
 /// Reads the codes of the cells (1 active, 0 inactive, -1 inactive with influence) from the file

@@ -46,7 +46,8 @@ Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine) {
       ground.before[column + 1] = ground.before[column] + ground.mesh.nz - ground.tops(j, i);
     }
   }
-  ground.slab = {.own_end = ground.mesh.nn,
+  ground.slab = {.own_first = 0,
+                 .own_end = ground.mesh.nn,
                  .rows = ground.mesh.nn,
                  .cells = ground.mesh.cells(),
                  .ground_cells = ground.cells()};
@@ -57,6 +58,12 @@ SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine) 
   Ground ground = make_ground(std::move(mesh), std::move(tops), routine);
   return with_alloc_label(routine,
                           [&] { return std::make_shared<const Ground>(std::move(ground)); });
+}
+
+ranks::Share own_rows(std::int64_t rows) {
+  const auto owners = static_cast<int>(std::min<std::int64_t>(rows, ranks::count()));
+  if (ranks::rank() >= owners) return {rows, rows};
+  return ranks::share_of(rows, ranks::rank(), owners);
 }
 
 SharedGround share_slab(const Ground& survey, const ranks::Share& own, std::string_view routine) {
@@ -79,7 +86,8 @@ SharedGround share_slab(const Ground& survey, const ranks::Share& own, std::stri
     }
     Ground ground = make_ground(std::move(mesh), std::move(tops), routine);
     const std::int64_t columns_before = first * survey.mesh.ne;
-    ground.slab = {.own_first = static_cast<std::int32_t>(own.begin - first),
+    ground.slab = {.team = ranks::Team::all,
+                   .own_first = static_cast<std::int32_t>(own.begin - first),
                    .own_end = static_cast<std::int32_t>(own.end - first),
                    .rows = survey.mesh.nn,
                    .rows_before = first,

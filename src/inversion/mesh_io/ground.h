@@ -23,8 +23,9 @@ struct GridColumn {
 /// Which rows of a survey a ground has: all of them, or those that a process owns and, to see their
 /// neighbours, one more on each side.
 struct Slab {
-  std::int32_t own_first = 0;  ///< own rows, from 0 within this ground,
-  std::int32_t own_end = 0;    ///< to before this one
+  ranks::Team team = ranks::Team::alone;  ///< all: the rows are divided among the processes
+  std::int32_t own_first = 0;             ///< own rows, from 0 within this ground,
+  std::int32_t own_end = 0;               ///< to before this one
   // Of the survey, and of what lies south of the first row here:
   std::int64_t rows = 0;
   std::int64_t rows_before = 0;
@@ -64,6 +65,9 @@ using SharedGround = std::shared_ptr<const Ground>;
 /// The column tops lie from 0 to nz. @throws StopRun alloc_error(routine)
 Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
 SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
+
+/// The rows of a survey that a process owns: rows are dealt to as many processes as there are rows.
+ranks::Share own_rows(std::int64_t rows);
 
 /// The rows `own` of a whole ground, with their neighbours; none where `own` is empty.
 /// @throws StopRun alloc_error(routine)

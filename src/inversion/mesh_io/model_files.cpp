@@ -34,6 +34,29 @@ TextFile open_model(const std::string& name, std::string_view label) {
   return std::move(*file);
 }
 
+/// Collective where the rows are divided: the first process writes the values of the own rows of
+/// all, which it gets in pieces.
+void write_values(const std::string& name, const Ground& ground, View1<const double> values) {
+  std::optional<AtomicFile> file;
+  const bool divided = ground.slab.team == ranks::Team::all;
+  if (!divided || ranks::is_first()) file.emplace(name);
+  const auto append = [&](View1<const double> piece) {
+    append_in_parallel(*file, piece.size(), kLineBytes, [&](std::int64_t n, std::string& text) {
+      append_sci(text, piece(n), 12, 5);
+      text.push_back('\n');
+    });
+  };
+  const std::int64_t row = std::int64_t{ground.mesh.ne} * ground.mesh.nz;
+  const View1<const double> own(values.data() + ground.slab.own_first * row,
+                                (ground.slab.own_end - ground.slab.own_first) * row);
+  if (divided) {
+    ranks::gather(own, append);
+  } else {
+    append(own);
+  }
+  if (file) file->commit();
+}
+
 }  // namespace
 
 std::optional<double> read_active_model(const std::string& source, std::string_view label,
@@ -46,11 +69,16 @@ std::optional<double> read_active_model(const std::string& source, std::string_v
   TextFile file = open_model(source, label);
   FreeFormat values(file);
   const std::string what = fmt::format("{} file", label);
-  for (const std::int32_t entry : active.map) {
+  const Slab& slab = active.ground->slab;
+  const std::int64_t cells = length(active.map);
+  for (std::int64_t cell = 0; cell < slab.cells; ++cell) {
     double value = 0.0;
     const Read read = values.next(value);
     if (read != Read::value) list_error(read, what, source);
     values.next_line();
+    const std::int64_t here = cell - slab.cells_before;
+    if (here < 0 || here >= cells) continue;
+    const std::int32_t entry = active.map[as_size(here)];
     if (entry > 0) model(entry) = value;
   }
   expect_no_more(values, what, source);
@@ -58,7 +86,7 @@ std::optional<double> read_active_model(const std::string& source, std::string_v
 }
 
 std::optional<double> read_full_model(const std::string& source, std::string_view label,
-                                      View1<double> full) {
+                                      const Ground& ground, View1<double> full) {
   if (const std::optional<double> constant = read_constant(source, label)) {
     std::fill(full.begin(), full.end(), *constant);
     return constant;
@@ -66,7 +94,7 @@ std::optional<double> read_full_model(const std::string& source, std::string_vie
   TextFile file = open_model(source, label);
   FreeFormat values(file);
   const std::string what = fmt::format("{} file", label);
-  read_list(values, full, what, source);
+  read_part_of_list(values, {what, source, ground.slab.cells_before, ground.slab.cells}, full);
   expect_no_more(values, what, source);
   return std::nullopt;
 }
@@ -92,19 +120,10 @@ void output_model(const std::string& name, View1<const double> model, View1<cons
   std::vector<double> values = allocate<double>(active.map.size(), "output_model");
   const View1<double> full(values);
   active_to_full(active, fixed, model, full);
-  with_alloc_label("output_model", [&] {
-    AtomicFile file(name);
-    append_in_parallel(file, ground.columns(), ground.mesh.nz * kModelLineBytes,
-                       [&](std::int64_t number, std::string& text) {
-                         const auto line = [&](const GridCell& at) {
-                           append_sci(text, at.air() ? kAirValue : full(at.cell) / wtz(at.below),
-                                      12, 5);
-                           text.push_back('\n');
-                         };
-                         for_each_cell_of(ground, ground.column(number), 1, line);
-                       });
-    file.commit();
+  for_each_cell(ground, [&](const GridCell& at) {
+    full(at.cell) = at.air() ? kAirValue : full(at.cell) / wtz(at.below);
   });
+  with_alloc_label("output_model", [&] { write_values(name, ground, full); });
 }
 
 }  // namespace quorivex

@@ -19,10 +19,10 @@ namespace quorivex {
 std::optional<double> read_active_model(const std::string& source, std::string_view label,
                                         const ActiveCells& active, View1<double> model);
 
-/// Fills a full model from "VALUE c" or from a file with one value per cell, any number to a line.
-/// Returns and throws as `read_active_model`.
+/// Fills the model of every cell of a ground from "VALUE c" or from a file with one value per cell,
+/// any number to a line. Returns and throws as `read_active_model`.
 std::optional<double> read_full_model(const std::string& source, std::string_view label,
-                                      View1<double> full);
+                                      const Ground& ground, View1<double> full);
 
 /// Multiplies the ground cells of a model by their scale.
 /// @throws StopRun when `wtz` has not one entry per ground cell

@@ -19,23 +19,25 @@ void check_bound_order(const Bounds& bounds, const ActiveCells& active, View1<co
     if (map(at.cell) != wrong) return;
     // A cell whose scale cannot be undone is reported with its scaled bounds.
     const double scale = wtz(at.below) > 0.0 ? wtz(at.below) : 1.0;
-    stop_run(fmt::format("ERROR: Upper bound should be greater than lower: {}{}{}", at.cell,
+    stop_run(fmt::format("ERROR: Upper bound should be greater than lower: {}{}{}",
+                         active.ground->slab.cells_before + at.cell,
                          sci(lower(wrong) / scale, 12, 4), sci(upper(wrong) / scale, 12, 4)));
   });
 }
 
-CellsAtBounds count_at_bounds(View1<const double> model, const Bounds& bounds) {
+CellsAtBounds count_at_bounds(const RowPieces& rows, View1<const double> model,
+                              const Bounds& bounds) {
   const View1<const double> lower(bounds.lower);
   const View1<const double> upper(bounds.upper);
   CellsAtBounds cells;
-  for (std::int64_t i = 1; i <= model.size(); ++i) {
+  for (std::int64_t i = rows.own_begin_entry() + 1; i <= rows.own_end_entry(); ++i) {
     if (lower(i) > model(i) || model(i) > upper(i)) {
       ++cells.outside;
     } else if (model(i) == lower(i) || model(i) == upper(i)) {
       ++cells.touching;
     }
   }
-  return cells;
+  return {sum_of_all(rows, cells.outside), sum_of_all(rows, cells.touching)};
 }
 
 void check_none_outside(const CellsAtBounds& cells, std::string_view label) {

@@ -27,7 +27,8 @@ struct CellsAtBounds {
   std::int64_t touching = 0;
 };
 
-CellsAtBounds count_at_bounds(View1<const double> model, const Bounds& bounds);
+CellsAtBounds count_at_bounds(const RowPieces& rows, View1<const double> model,
+                              const Bounds& bounds);
 
 /// @throws StopRun when cells of the model of that label lie outside
 void check_none_outside(const CellsAtBounds& cells, std::string_view label);

@@ -72,7 +72,10 @@ double calc_WTW_diagonal(const WeightingOperators& operators, View1<double> diag
       if (row.second > 0) diag(row.second) += row.v * row.v;
     }
   }
-  return std::accumulate(diag.begin(), diag.end(), 0.0);
+  return row_sum<double>(operators.rows, "calc_WTW_diagonal",
+                         [&](std::int64_t first, std::int64_t last) {
+                           return std::accumulate(diag.data() + first, diag.data() + last, 0.0);
+                         });
 }
 
 }  // namespace quorivex::CALC_WTW_MOD

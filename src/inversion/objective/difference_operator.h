@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/view1.h"
+#include "inversion/mesh_io/row_sum.h"
 
 namespace quorivex {
 
@@ -25,6 +26,7 @@ struct DifferenceOperator {
   std::vector<std::int32_t> next;       ///< from 0; empty along depth, where it is c + 1
   std::vector<std::int32_t> before;     ///< likewise, c - 1
   std::vector<InfluenceRow> influence;  ///< in the order of their first cells
+  RowPieces influence_rows;             ///< these, by the rows of the ground
 
   std::int64_t next_of(std::int64_t c) const {
     return next.empty() ? std::min(c + 1, length(weights) - 1) : next[as_size(c)];

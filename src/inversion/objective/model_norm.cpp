@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/objective/model_norm.h"
 
-#include "base/ordered_sum.h"
 #include "base/phase_times.h"
 
 namespace quorivex {
@@ -10,10 +9,10 @@ namespace {
 constexpr const char* kNormRoutine = "calc_model_norm";
 
 /// The rows of two active cells, then those of the inactive cells with influence.
-double difference_term(const DifferenceOperator& op, const std::vector<double>& fixed,
-                       View1<const double> u) {
+double difference_term(const DifferenceOperator& op, const RowPieces& rows,
+                       const std::vector<double>& fixed, View1<const double> u) {
   const auto of_active =
-      ordered_sum<double>(u.size(), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
+      row_sum<double>(rows, kNormRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (std::int64_t c = first; c < last; ++c) {
           const double difference = u(op.next_of(c) + 1) - u(c + 1);
@@ -22,7 +21,7 @@ double difference_term(const DifferenceOperator& op, const std::vector<double>& 
         return sum;
       });
   const auto of_influence =
-      ordered_sum<double>(length(fixed), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
+      row_sum<double>(op.influence_rows, kNormRoutine, [&](std::int64_t first, std::int64_t last) {
         double sum = 0.0;
         for (auto r = as_size(first); r < as_size(last); ++r) {
           const InfluenceRow& row = op.influence[r];
@@ -52,18 +51,19 @@ ModelNorm calc_model_norm(const WeightingOperators& operators, const InactiveTer
     difference = allocate<double>(operators.Ws.size(), kNormRoutine);
     u = difference;
   }
-  norm.s = ordered_sum<double>(Ws.size(), kNormRoutine, [&](std::int64_t first, std::int64_t last) {
-    double sum = 0.0;
-    for (std::int64_t i = first + 1; i <= last; ++i) {
-      const double from_mref = model(i) - mref(i);
-      sum += Ws(i) * from_mref * (Ws(i) * from_mref);
-      if (mref_in_derivatives) difference[as_size(i - 1)] = from_mref;
-    }
-    return sum;
-  });
-  norm.x = difference_term(operators.Wx, inactive.x, u);
-  norm.y = difference_term(operators.Wy, inactive.y, u);
-  norm.z = difference_term(operators.Wz, inactive.z, u);
+  norm.s =
+      row_sum<double>(operators.rows, kNormRoutine, [&](std::int64_t first, std::int64_t last) {
+        double sum = 0.0;
+        for (std::int64_t i = first + 1; i <= last; ++i) {
+          const double from_mref = model(i) - mref(i);
+          sum += Ws(i) * from_mref * (Ws(i) * from_mref);
+          if (mref_in_derivatives) difference[as_size(i - 1)] = from_mref;
+        }
+        return sum;
+      });
+  norm.x = difference_term(operators.Wx, operators.rows, inactive.x, u);
+  norm.y = difference_term(operators.Wy, operators.rows, inactive.y, u);
+  norm.z = difference_term(operators.Wz, operators.rows, inactive.z, u);
   norm.total = norm.s + norm.x + norm.y + norm.z;
   return norm;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <optional>
 
@@ -33,7 +34,7 @@ struct Grid {
   }
   Grid shortened(std::size_t axis) const {
     Grid grid = *this;
-    --grid.counts[axis];
+    grid.counts[axis] = std::max(grid.counts[axis] - 1, 0);
     return grid;
   }
 };
@@ -60,7 +61,43 @@ struct AllWeights {
   std::array<Weights, 3> axes;
 };
 
-AllWeights read_weights(const std::string& name, const Grid& mesh) {
+constexpr std::int64_t kNoneNegative = std::numeric_limits<std::int64_t>::max();
+
+/// A weight of the file below 0, the first one.
+struct Negative {
+  std::int64_t number = kNoneNegative;  ///< of the value in the file, from 1
+  double weight = 0.0;
+};
+
+/// Reads the rows of an array of weights that the ground has; `number` values of the file come
+/// before the array, of which the survey has so many rows.
+void read_array(FreeFormat& file, const std::string& name, const Slab& slab, std::int64_t rows,
+                Weights& to, std::int64_t& number, Negative& negative) {
+  const std::int64_t of_row = std::int64_t{to.grid.counts[kY]} * to.grid.counts[kZ];
+  const std::int64_t skipped = slab.rows_before * of_row;
+  to.values = allocate<double>(as_size(to.grid.cells()), "calc_W_components");
+  read_part_of_list(file, {"weight file", name, skipped, rows * of_row}, to.values);
+  for (std::size_t n = 0; n < to.values.size() && negative.number == kNoneNegative; ++n) {
+    if (to.values[n] < 0.0) {
+      negative = {number + skipped + static_cast<std::int64_t>(n) + 1, to.values[n]};
+    }
+  }
+  number += rows * of_row;
+}
+
+/// Ends the run at the first negative weight that any process has found.
+void check_not_negative(const Negative& negative, const std::string& name, const Slab& slab) {
+  std::int64_t first = negative.number;
+  if (slab.team == ranks::Team::all) first = -ranks::max(-first);
+  if (first == kNoneNegative) return;
+  if (first == negative.number) {
+    stop_run(fmt::format(" ERROR: weights should not be negative; value {} in weight file {} is{}",
+                         negative.number, name, sci(negative.weight, 12, 4)));
+  }
+  ranks::meet();
+}
+
+AllWeights read_weights(const std::string& name, const Grid& mesh, const Slab& slab) {
   AllWeights w{.s = {mesh, {}}, .axes = {}};
   for (std::size_t axis = 0; axis < 3; ++axis) w.axes[axis].grid = mesh.shortened(axis);
   if (is_null(name)) return w;
@@ -69,19 +106,12 @@ AllWeights read_weights(const std::string& name, const Grid& mesh) {
   if (!file) file_not_found("weight", name);
   FreeFormat values(*file);
   std::int64_t number = 0;
+  Negative negative;
   for (Weights* part : {&w.s, &w.axes[kY], &w.axes[kX], &w.axes[kZ]}) {
-    part->values = allocate<double>(as_size(part->grid.cells()), "calc_W_components");
-    read_list(values, part->values, "weight file", name);
-    for (const double weight : part->values) {
-      ++number;
-      if (weight < 0.0) {
-        stop_run(
-            fmt::format(" ERROR: weights should not be negative; value {} in weight file {} "
-                        "is{}",
-                        number, name, sci(weight, 12, 4)));
-      }
-    }
+    const std::int64_t rows = part == &w.axes[kX] ? slab.rows - 1 : slab.rows;
+    read_array(values, name, slab, rows, *part, number, negative);
   }
+  check_not_negative(negative, name, slab);
   expect_no_more(values, "weight file", name);
   return w;
 }
@@ -147,6 +177,8 @@ DifferenceOperator get_W(const Cells& cells, const Axis& axis, double alpha, con
   const Grid pairs = cells.grid.shortened(axis.number);
   const std::int64_t nrow = pairs.cells();
   DifferenceOperator op = no_rows(cells, axis);
+  const Ground& ground = *cells.active.ground;
+  std::vector<std::int64_t> rows = allocate<std::int64_t>(as_size(ground.mesh.nn + 1), axis.label);
   std::int64_t irow = 0;
   std::int64_t icount = 0;    // active entries
   std::int64_t icount_i = 0;  // entries of inactive cells with influence
@@ -164,11 +196,14 @@ DifferenceOperator get_W(const Cells& cells, const Axis& axis, double alpha, con
     } else {
       with_alloc_label(axis.label, [&] { append_checked(op.influence, {map1, map2, v}); });
     }
+    rows[as_size(at[kX] + 1)] = length(op.influence);
   });
   require(irow == nrow, axis.checks[0]);
   require(icount <= 2 * nrow, axis.checks[1]);
   require(icount_i <= 2 * nrow, axis.checks[2]);
   op.influence.shrink_to_fit();
+  for (std::size_t j = 1; j < rows.size(); ++j) rows[j] = std::max(rows[j], rows[j - 1]);
+  op.influence_rows = RowPieces(std::move(rows), ground.slab, axis.label);
   return op;
 }
 
@@ -200,8 +235,10 @@ std::vector<double> influence_diagonal(const WeightingOperators& operators) {
 WeightingOperators calc_W_components(const std::string& weightFile, const Mesh& mesh,
                                      const ActiveCells& active, const Alphas& alphas) {
   const Cells cells{active, {{mesh.nn, mesh.ne, mesh.nz}}, {&mesh.dn, &mesh.de, &mesh.dz}};
-  const AllWeights w = read_weights(weightFile, cells.grid);
+  const Slab& slab = active.ground->slab;
+  const AllWeights w = read_weights(weightFile, cells.grid, slab);
   WeightingOperators operators;
+  operators.rows = active.rows;
   operators.Ws = get_Ws(cells, w.s, alphas.s);
   operators.Wx = get_W(cells, kAxes[kX], alphas.n, w.axes[kX]);
   operators.Wy = get_W(cells, kAxes[kY], alphas.e, w.axes[kY]);

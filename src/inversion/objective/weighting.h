@@ -18,6 +18,7 @@ struct WeightingOperators {
   DifferenceOperator Wx;
   DifferenceOperator Wy;
   DifferenceOperator Wz;
+  RowPieces rows;  ///< of the active cells
   /// What the influence rows add to the diagonal: the sum of v^2 over those of each active cell.
   /// Empty without inactive cells with influence.
   std::vector<double> influence;

@@ -7,7 +7,7 @@
 namespace quorivex {
 
 void check_influence(bool mref_in_derivatives, const ActiveCells& active) {
-  if (mref_in_derivatives && active.influence_cells > 0) {
+  if (mref_in_derivatives && active.survey.influence > 0) {
     stop_run("Error: cannot use SMOOTH_MOD_DIF with inactive cells with influence(-1).");
   }
 }

@@ -19,10 +19,14 @@ Diagonals calc_diagonals(View1<const double> gdiag, View1<const double> std,
   double inverse_sum = 0.0;
   for (const double deviation : std) inverse_sum += 1.0 / deviation;
   const double c = inverse_sum / static_cast<double>(std.size());
-  for (double& entry : d.gdiag) {
-    entry *= c * c;
-    d.data_trace += entry;
-  }
+  d.data_trace = row_sum<double>(active.rows, kRoutine, [&](std::int64_t first, std::int64_t last) {
+    double sum = 0.0;
+    for (auto i = as_size(first); i < as_size(last); ++i) {
+      d.gdiag[i] *= c * c;
+      sum += d.gdiag[i];
+    }
+    return sum;
+  });
   return d;
 }
 

@@ -39,7 +39,10 @@ UninitializedArray<double> preconditioner(const Diagonals& diagonals, double bet
 /// The conjugate-gradient step dm of the free cells, 0 elsewhere.
 CgResult solve_free_cells(const Problem& problem, double beta, const CgControl& control,
                           View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
-  if (std::all_of(mask.begin(), mask.end(), [](auto entry) { return entry == 0; })) return {};
+  const RowPieces& rows = problem.active.rows;
+  const std::int64_t free =
+      std::count(mask.data() + rows.own_begin_entry(), mask.data() + rows.own_end_entry(), 1);
+  if (sum_of_all(rows, free) == 0) return {};
   const UninitializedArray<double> P = preconditioner(problem.diagonals, beta, mask);
   UninitializedArray<double> residual(g.size(), kLinsolvRoutine);
   const View1<double> r = residual.view();
@@ -49,12 +52,13 @@ CgResult solve_free_cells(const Problem& problem, double beta, const CgControl& 
   const auto apply = [&](View1<const double> x, View1<double> y) {
     aprod(problem, mask, beta, x, y, work);
   };
-  return conjugate_gradients(apply, P.view(), control, r, dm);
+  return conjugate_gradients(apply, rows, P.view(), control, r, dm);
 }
 
 /// Frozen cells follow their gradient, by at most a tenth of the largest free move, so that one
 /// whose gradient points inward can leave its bound.
-void move_frozen_cells(View1<const std::int32_t> mask, View1<const double> g, View1<double> dm) {
+void move_frozen_cells(const RowPieces& rows, View1<const std::int32_t> mask, View1<const double> g,
+                       View1<double> dm) {
   double dmax = std::numeric_limits<double>::lowest();
   double fmax = std::numeric_limits<double>::lowest();
 #pragma omp parallel for default(none) shared(mask, g, dm) reduction(max : dmax, fmax)
@@ -62,6 +66,8 @@ void move_frozen_cells(View1<const std::int32_t> mask, View1<const double> g, Vi
     dmax = std::max(dmax, std::abs(dm(i)));
     fmax = std::max(fmax, std::abs((1 - mask(i)) * g(i)));
   }
+  dmax = max_of_all(rows, dmax);
+  fmax = max_of_all(rows, fmax);
   const double s = fmax <= dmax ? 1.0 : dmax / fmax / 10.0;
 #pragma omp parallel for schedule(static) default(none) shared(mask, g, dm, s)
   for (std::int64_t i = 1; i <= g.size(); ++i) dm(i) += s * ((1 - mask(i)) * g(i));
@@ -78,8 +84,10 @@ void line_search(const Problem& problem, double beta, View1<const double> dm, Cu
   for (int halvings = 0; halvings <= kMaxHalvings; ++halvings, t *= 0.5) {
 #pragma omp parallel for schedule(static) default(none) shared(m, mt, t, dm)
     for (std::int64_t i = 1; i <= m.size(); ++i) mt(i) = m(i) + t * dm(i);
+    exchange_neighbour_rows(problem.active.rows, mt);
     project_on_bounds(problem.bounds, mt, state);
-    if (state.ntrunc > 0 && state.ntrunc == m.size()) {
+    const std::int64_t truncated = cells_on_bounds(problem.active, state);
+    if (truncated > 0 && truncated == problem.active.survey.active) {
       stop_run("Error: All cells reach the bounds!");
     }
     ObjectiveValue value = evaluate_objective(problem, mt);
@@ -111,6 +119,15 @@ void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& 
   }
 }
 
+std::int64_t cells_on_bounds(const ActiveCells& active, const LinsolvState& state) {
+  const RowPieces& rows = active.rows;
+  const auto* const end = state.truncated.data() + state.ntrunc;
+  const std::int64_t own = std::count_if(state.truncated.data(), end, [&](std::int32_t cell) {
+    return cell > rows.own_begin_entry() && cell <= rows.own_end_entry();
+  });
+  return sum_of_all(rows, own);
+}
+
 CgResult linsolv(const Problem& problem, double beta, const CgControl& control,
                  CurrentModel& current, LinsolvState& state) {
   const std::size_t ncell = current.model.size();
@@ -122,7 +139,7 @@ CgResult linsolv(const Problem& problem, double beta, const CgControl& control,
     formrhs(problem, current.model, current.value.predicted, beta, g);
     const std::vector<std::int32_t> mask = free_mask(length(dm), state);
     result = solve_free_cells(problem, beta, control, mask, g, dm);
-    move_frozen_cells(mask, g, dm);
+    move_frozen_cells(problem.active.rows, mask, g, dm);
   }
   line_search(problem, beta, dm, current, state);
   return result;

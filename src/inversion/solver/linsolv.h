@@ -27,6 +27,9 @@ struct CurrentModel {
 /// Sets every cell at or beyond a bound to that bound and lists it in `state`, in cell order.
 void project_on_bounds(const Bounds& bounds, View1<double> model, LinsolvState& state);
 
+/// Cells of the survey on a bound.
+std::int64_t cells_on_bounds(const ActiveCells& active, const LinsolvState& state);
+
 /// One model update at trade-off `beta`: conjugate gradients on the cells that the last update left
 /// free, a short gradient move of the others, and a line search by step halving in which every
 /// trial is projected on the bounds.

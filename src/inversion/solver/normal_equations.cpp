@@ -31,6 +31,7 @@ void formrhs(const Problem& problem, View1<const double> model, View1<const doub
   for (std::int64_t i = 1; i <= g.size(); ++i) {
     g(i) -= beta * (influence ? b(i) + of_inactive(i) : b(i));
   }
+  clear_neighbour_rows(problem.active.rows, g);
 }
 
 AprodWork::AprodWork(const Problem& problem)
@@ -47,11 +48,13 @@ void aprod(const Problem& problem, View1<const std::int32_t> mask, double beta,
 #pragma omp parallel for schedule(static) default(none) shared(mask, x, xm)
     for (std::int64_t i = 1; i <= x.size(); ++i) xm(i) = mask(i) * x(i);
   }
+  exchange_neighbour_rows(problem.active.rows, xm);
   gtgprod(problem.sens, problem.active, xm, y, work.product);
   CALC_WTW_MOD::calc_WTW_vec(problem.weights, xm, xm, v);
   const PhaseTimer timer(Phase::vectors);
 #pragma omp parallel for schedule(static) default(none) shared(mask, beta, v, x, y)
   for (std::int64_t i = 1; i <= x.size(); ++i) y(i) = mask(i) * (y(i) + beta * v(i));
+  clear_neighbour_rows(problem.active.rows, y);
 }
 
 }  // namespace quorivex

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "inversion/solver/pcg.h"
 
-#include "base/ordered_sum.h"
 #include "base/phase_times.h"
 
 namespace quorivex {
@@ -11,24 +10,23 @@ constexpr const char* kPcgRoutine = "linsolv";
 
 }  // namespace
 
-ResidualSums update_solution_and_residual(double a, View1<const double> P, View1<const double> p,
-                                          View1<const double> q, View1<double> dm,
-                                          View1<double> r) {
+ResidualSums update_solution_and_residual(double a, const RowPieces& rows, View1<const double> P,
+                                          View1<const double> p, View1<const double> q,
+                                          View1<double> dm, View1<double> r) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<ResidualSums>(r.size(), kPcgRoutine,
-                                   [&](std::int64_t first, std::int64_t last) {
-                                     double square = 0.0;
-                                     double rho = 0.0;
+  return row_sum<ResidualSums>(rows, kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
+    double square = 0.0;
+    double rho = 0.0;
 #pragma omp simd reduction(+ : square, rho)
-                                     for (std::int64_t i = first; i < last; ++i) {
-                                       dm.data()[i] += a * p.data()[i];
-                                       const double left = r.data()[i] - a * q.data()[i];
-                                       r.data()[i] = left;
-                                       square += left * left;
-                                       rho += P.data()[i] * left * left;
-                                     }
-                                     return ResidualSums{square, rho};
-                                   });
+    for (std::int64_t i = first; i < last; ++i) {
+      dm.data()[i] += a * p.data()[i];
+      const double left = r.data()[i] - a * q.data()[i];
+      r.data()[i] = left;
+      square += left * left;
+      rho += P.data()[i] * left * left;
+    }
+    return ResidualSums{square, rho};
+  });
 }
 
 void update_direction(double ratio, View1<const double> P, View1<const double> r, View1<double> p) {
@@ -39,9 +37,9 @@ void update_direction(double ratio, View1<const double> P, View1<const double> r
   }
 }
 
-double dot_product(View1<const double> a, View1<const double> b) {
+double dot_product(const RowPieces& rows, View1<const double> a, View1<const double> b) {
   const PhaseTimer timer(Phase::vectors);
-  return ordered_sum<double>(a.size(), kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
+  return row_sum<double>(rows, kPcgRoutine, [&](std::int64_t first, std::int64_t last) {
     double sum = 0.0;
 #pragma omp simd reduction(+ : sum)
     for (std::int64_t i = first; i < last; ++i) sum += a.data()[i] * b.data()[i];

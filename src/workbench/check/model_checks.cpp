@@ -75,7 +75,7 @@ void show_active_cells(const ActiveCells& active) {
 }
 
 void check_reference_in_bounds(const ModelSetup& models, Findings& findings) {
-  const CellsAtBounds found = count_at_bounds(models.mref, models.bounds);
+  const CellsAtBounds found = count_at_bounds(models.active.rows, models.mref, models.bounds);
   if (found.outside == 0) return;
   findings.warning(
       fmt::format("{} of {} active cells of the reference model lie outside the bounds, so the\n"
@@ -117,7 +117,7 @@ bool check_models(const InversionParameters& input, RunSetup& setup, Findings& f
   const bool reference = findings.attempt([&] {
     std::vector<double> full = allocate<double>(models.active.map.size(), kRoutine);
     models.mref = allocate<double>(as_size(models.active.ncell), kRoutine);
-    read_full_model(input.referenceModel, "reference model", full);
+    read_full_model(input.referenceModel, "reference model", *setup.file.ground, full);
     set_reference(std::move(full), wtz, models);
     check_size("active cells of the reference model", show("reference model", models.mref),
                findings);
@@ -139,7 +139,7 @@ bool check_models(const InversionParameters& input, RunSetup& setup, Findings& f
   });
   if (reference && bounds) check_reference_in_bounds(models, findings);
   const bool inside = initial && bounds && findings.attempt([&] {
-    const CellsAtBounds found = count_at_bounds(models.model, models.bounds);
+    const CellsAtBounds found = count_at_bounds(models.active.rows, models.model, models.bounds);
     check_none_outside(found, "initial model");
     if (found.touching == 0) return;
     Findings::note(fmt::format("{} of {} active cells of the initial model lie on a bound",

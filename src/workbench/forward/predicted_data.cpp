@@ -37,7 +37,7 @@ double dot(const double* a, const double* b, std::int32_t count) {
 
 std::vector<double> read_ground_model(const std::string& name, const Ground& ground) {
   std::vector<double> full = allocate<double>(as_size(ground.mesh.cells()), kRoutine);
-  read_full_model(name, "model", full);
+  read_full_model(name, "model", ground, full);
   std::vector<double> model = allocate<double>(as_size(ground.cells()), kRoutine);
   full_to_below(ground, full, model);
   std::replace(model.begin(), model.end(), kAirValue, 0.0);

@@ -33,7 +33,8 @@ Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
   const ActiveCells active =
       get_active_cells(source_in(run, run.parameters.activeCellFile), run.ground);
   std::vector<double> reference = allocate<double>(model.size(), kRoutine);
-  read_full_model(source_in(run, run.parameters.referenceModel), "reference model", reference);
+  read_full_model(source_in(run, run.parameters.referenceModel), "reference model", *run.ground,
+                  reference);
   const std::vector<double> weights = read_weights(run, model.size());
   const View1<const double> wtz(run.wtz);
   Smallness sum;

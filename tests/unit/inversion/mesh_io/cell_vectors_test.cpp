@@ -102,7 +102,7 @@ TEST_F(Cells, ModelsAreScaledWhenReadAndBackWhenWritten) {
   EXPECT_EQ(read_active_model(lines, "m", active, model), std::nullopt);
   scale_active_model(active, wtz, model);
   EXPECT_EQ(model, (Numbers{24, 48, 63, 80}));
-  read_full_model(folder.write("f", "1 2 3,4 5 6 7 8 9 10 11 12"), "m", full);
+  read_full_model(folder.write("f", "1 2 3,4 5 6 7 8 9 10 11 12"), "m", *ground, full);
   scale_full_model(*ground, wtz, full);
   EXPECT_EQ(full, (Numbers{1, 4, 3, 4, 15, 24, 35, 48, 63, 80, 11, 108}));
   output_model(folder.path("inv_007.sus"), model, wtz, active, split_reference(active, full));
@@ -114,11 +114,12 @@ TEST_F(Cells, ModelsAreScaledWhenReadAndBackWhenWritten) {
 TEST_F(Cells, ANumberAfterTheLastOfAListIsOneTooManyButWordsAreNot) {
   for (const std::string left :
        {"", " that is all", "Nancy", "information", ",,", "12abc", "/ 13"}) {
-    read_full_model(folder.write("f", "12*1\n" + left), "m", full);
+    read_full_model(folder.write("f", "12*1\n" + left), "m", *ground, full);
     EXPECT_EQ(full, Numbers(12, 1.0)) << left;
   }
   for (const std::string left : {"13", "nan", "2*NaN", "+inf", "-Infinity", "1e999"}) {
-    EXPECT_THROW(read_full_model(folder.write("f", "12*1\n" + left), "m", full), StopRun) << left;
+    EXPECT_THROW(read_full_model(folder.write("f", "12*1\n" + left), "m", *ground, full), StopRun)
+        << left;
     const std::string codes = folder.write("c", "12*1\n" + left);
     EXPECT_THROW(read_active_cells(codes, ground), StopRun) << left;
   }

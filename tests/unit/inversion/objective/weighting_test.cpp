@@ -123,17 +123,10 @@ TEST(Operators, EqualTheDenseDefinition) {
 // A neighbour lost where one thread's cells or one partial sum ends and the next begins: the
 // objective is quadratic, so that central differences carry rounding errors only.
 TEST(Operators, ProductIsTheGradientOfTheNormAcrossTheEdgesOfPieces) {
-  Mesh mesh;
-  mesh.ne = 15;
-  mesh.nn = 19;
-  mesh.nz = 37;
-  mesh.de.assign(15, 10.0);
-  mesh.dn.assign(19, 12.0);
-  mesh.dz.assign(37, 7.0);
-  ActiveCells active;
-  active.map.resize(15 * 19 * 37);
-  std::iota(active.map.begin(), active.map.end(), 1);
-  active.ncell = static_cast<std::int32_t>(active.map.size());
+  const Mesh mesh = make_mesh(0.0, 0.0, 0.0, std::vector<double>(15, 10.0),
+                              std::vector<double>(19, 12.0), std::vector<double>(37, 7.0));
+  const ActiveCells active = get_active_cells(
+      "null", share_ground(mesh, {19, 15, std::vector<std::int32_t>(std::size_t{15} * 19)}));
   ASSERT_GT(active.ncell, 2 * 4096);
   const WeightingOperators operators = calc_W_components("null", mesh, active, {0.01, 1, 2, 3});
   std::vector<double> m = values_of_seed(active.map.size(), 1);
@@ -168,7 +161,8 @@ TEST(Bounds, AreNamedAsTheUserWroteThemAndCountCells) {
   model[1] = 2.5;
   model[2] = model[3] = 2.0;
   model[4] = -4.0;
-  const CellsAtBounds cells = count_at_bounds(model, bounds);
+  const CellsAtBounds cells =
+      count_at_bounds(RowPieces({0, length(model)}, {.own_end = 1}, "test"), model, bounds);
   EXPECT_EQ(cells.outside, 2);
   EXPECT_EQ(cells.touching, 3);
   EXPECT_THROW(check_none_outside(cells, "m"), StopRun);

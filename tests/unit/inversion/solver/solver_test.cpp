@@ -265,9 +265,11 @@ TEST(ConjugateGradients, GoOnWhenTheSquareOfTheResidualOverflows) {
     for (std::int64_t i = 1; i <= 3; ++i) y(i) = diagonal[as_size(i - 1)] * x(i);
   };
   const std::vector<double> P(3, 1e-20);
+  const RowPieces rows({0, 3}, make_ground(make_mesh(0, 0, 0, {1}, {1}, {1}), {1, 1, {0}}).slab,
+                       "test");
   std::vector<double> r(3, 1e160);
   std::vector<double> dm(3);
-  const CgResult result = conjugate_gradients(apply, P, {1e-3, 50, [](auto, auto) {}}, r, dm);
+  const CgResult result = conjugate_gradients(apply, rows, P, {1e-3, 50, [](auto, auto) {}}, r, dm);
   EXPECT_EQ(result.residual, 0.0);
   for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(dm[i] * diagonal[i], 1e160, 1e150);
 }
