@@ -28,9 +28,6 @@ void report_stop(const StopRun& stop, Report& report) {
 
 void run(int argc, char** argv, Report& report) {
   quorivex::with_alloc_label("plexo", [&] {
-    if (quorivex::ranks::count() > 1) {
-      quorivex::stop_run(" ERROR: an inversion does not divide its work among processes yet.");
-    }
     quorivex::run_sequence({argv + (argc > 0 ? 1 : 0), argv + argc}, report);
   });
   quorivex::ranks::finish();

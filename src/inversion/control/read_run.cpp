@@ -32,6 +32,7 @@ void echo_input_file(const std::string& name, Report& report) {
 SensitivityFile read_sensitivity_file(const std::string& name, Report& report) {
   OpenSensitivityFile opened = open_sensitivity_file(name);
   report.flush_log();
+  take_part(opened);
   read_wtz(opened);
   if (!opened.heading.sens.compressed) report.both(full_matrix_warning());
   return read_matrix_rows(std::move(opened));

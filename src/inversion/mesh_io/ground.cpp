@@ -60,10 +60,10 @@ SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine) 
                           [&] { return std::make_shared<const Ground>(std::move(ground)); });
 }
 
-ranks::Share own_rows(std::int64_t rows) {
+ranks::Share own_rows(std::int64_t rows, int process) {
   const auto owners = static_cast<int>(std::min<std::int64_t>(rows, ranks::count()));
-  if (ranks::rank() >= owners) return {rows, rows};
-  return ranks::share_of(rows, ranks::rank(), owners);
+  if (process >= owners) return {rows, rows};
+  return ranks::share_of(rows, process, owners);
 }
 
 SharedGround share_slab(const Ground& survey, const ranks::Share& own, std::string_view routine) {

@@ -66,8 +66,8 @@ using SharedGround = std::shared_ptr<const Ground>;
 Ground make_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
 SharedGround share_ground(Mesh mesh, ColumnTops tops, std::string_view routine = "make_ground");
 
-/// The rows of a survey that a process owns: rows are dealt to as many processes as there are rows.
-ranks::Share own_rows(std::int64_t rows);
+/// Of `rows` of a survey those that a process owns: as many processes have some as there are rows.
+ranks::Share own_rows(std::int64_t rows, int process);
 
 /// The rows `own` of a whole ground, with their neighbours; none where `own` is empty.
 /// @throws StopRun alloc_error(routine)

@@ -41,10 +41,11 @@ void write_values(const std::string& name, const Ground& ground, View1<const dou
   const bool divided = ground.slab.team == ranks::Team::all;
   if (!divided || ranks::is_first()) file.emplace(name);
   const auto append = [&](View1<const double> piece) {
-    append_in_parallel(*file, piece.size(), kLineBytes, [&](std::int64_t n, std::string& text) {
-      append_sci(text, piece(n), 12, 5);
-      text.push_back('\n');
-    });
+    append_in_parallel(*file, piece.size(), kModelLineBytes,
+                       [&](std::int64_t n, std::string& text) {
+                         append_sci(text, piece(n), 12, 5);
+                         text.push_back('\n');
+                       });
   };
   const std::int64_t row = std::int64_t{ground.mesh.ne} * ground.mesh.nz;
   const View1<const double> own(values.data() + ground.slab.own_first * row,

@@ -159,8 +159,7 @@ void take_part(OpenSensitivityFile& opened) {
   SensitivityState& sens = opened.heading.sens;
   const Ground& survey = *opened.heading.ground;
   with_alloc_label("getpar", [&] { sens.part = part_of_all(survey, sens.nsens); });
-  const SharedGround ground =
-      share_slab(survey, ranks::share_of(survey.mesh.nn, ranks::rank(), ranks::count()), "getpar");
+  const SharedGround ground = share_slab(survey, own_rows(survey.mesh.nn, ranks::rank()), "getpar");
   // A file whose numbers of cells disagree is refused later, by the process at the last row.
   const Slab& slab = ground->slab;
   const std::int64_t end = slab.rows_before + ground->mesh.nn == slab.rows

@@ -49,9 +49,7 @@ MatrixPart part_of_all(const Ground& survey, std::int64_t columns) {
   part.team = ranks::Team::all;
   part.columns = columns;
   for (int r = 0; r <= ranks::count(); ++r) {
-    const std::int64_t row = r < ranks::count()
-                                 ? ranks::share_of(survey.mesh.nn, r, ranks::count()).begin
-                                 : survey.mesh.nn;
+    const std::int64_t row = own_rows(survey.mesh.nn, r).begin;
     part.mesh_rows.push_back(row);
     part.ground_cells.push_back(survey.before[as_size(row * survey.mesh.ne)]);
   }

@@ -38,7 +38,7 @@ SensitivityFile read_part(const std::string& name) {
 
 /// Of the ground cells of the survey every fifth is not active.
 ActiveCells active_of(const SharedGround& ground, bool all) {
-  ActiveCells active{.ground = ground, .map = {}};
+  ActiveCells active{.ground = ground, .map = {}, .rows = {}, .survey = {}};
   for_each_cell(*ground, [&](const GridCell& cell) {
     const bool used = all || (cell.cell + ground->slab.cells_before) % 5 != 0;
     active.map.push_back(!cell.air() && used ? ++active.ncell : 0);
