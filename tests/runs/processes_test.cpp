@@ -154,7 +154,7 @@ TEST(Processes, EndTogetherWhenOneHasNoMemory) {
 
 TEST(Processes, LeaveNothingBehindAfterASignal) {
   const ScratchFolder folder;
-  write_survey(folder, 2000, "400*0.5");
+  write_survey(folder, 16000, "400*0.5");
   folder.write("signal.sh",
                QUORIVEX_MPIEXEC " -n 3 '" QVX_MPI_PROGRAM "' " + kBuild +
                    "--threads 1 --output p.mtx & run=$!\n"
