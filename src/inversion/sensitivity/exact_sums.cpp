@@ -45,6 +45,12 @@ double largest_of(const double* values, std::int64_t count) {
   return largest;
 }
 
+QUORIVEX_MULTIVERSIONED
+void add_units(const double* values, const double* scales, std::int64_t count, std::int64_t* sums) {
+#pragma omp simd
+  for (std::int64_t i = 0; i < count; ++i) sums[i] += to_units(values[i], scales[i]);
+}
+
 /// The largest absolute value and the sum of absolute values; both infinite or NaN where one is.
 struct Sizes {
   double largest = 0.0;
@@ -163,6 +169,10 @@ std::int64_t* ExactSums::begin_thread() {
   std::int64_t* const sums = sums_.data() + thread * norms_.size();
   std::fill_n(sums, norms_.size(), 0);
   return sums;
+}
+
+void ExactSums::add(const ranks::Share& rows, const double* values, std::int64_t* of_thread) const {
+  add_units(values + rows.begin, scales() + rows.begin, rows.size(), of_thread + rows.begin);
 }
 
 void ExactSums::finish(View1<double> d) {

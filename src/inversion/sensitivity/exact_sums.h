@@ -39,6 +39,8 @@ class ExactSums {
   const double* scales() const { return scales_.data(); }
   /// Called by each thread of a parallel region, in the region: its sums, set to 0.
   std::int64_t* begin_thread();
+  /// Adds the values of some rows, which are sums of a piece, to those of a thread.
+  void add(const ranks::Share& rows, const double* values, std::int64_t* of_thread) const;
   /// After the region: d = the sums of all threads. Collective for a team.
   void finish(View1<double> d);
 

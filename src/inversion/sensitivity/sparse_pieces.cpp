@@ -90,6 +90,18 @@ void add_parts(const SparseCounts& counts, const Cuts& cuts, std::int64_t block,
   }
 }
 
+using Pieces = std::vector<SparsePiece>::const_iterator;
+
+/// The end of the pieces from `first` on that have whole blocks and `most` coefficients together.
+Pieces end_of_blocks(Pieces first, Pieces end, std::int64_t most) {
+  std::int64_t entries = first->entries;
+  for (++first; first != end && first->parts == 1; ++first) {
+    entries += first->entries;
+    if (entries > most) break;
+  }
+  return first;
+}
+
 /// The first piece of each process that takes pieces as long as it has at most `most` coefficients.
 std::vector<std::int64_t> fill_up(const std::vector<SparsePiece>& pieces, std::int64_t most) {
   std::vector<std::int64_t> first;
@@ -173,6 +185,12 @@ std::vector<SparseTask> tasks_of(const std::vector<SparsePiece>& pieces, std::in
   std::vector<SparseTask> tasks;
   std::int64_t share = 0;
   for (auto first = pieces.begin(); first != pieces.end();) {
+    if (first->parts == 1) {
+      const auto last = end_of_blocks(first, pieces.end(), most);
+      tasks.push_back({first - pieces.begin(), last - pieces.begin(), -1});
+      first = last;
+      continue;
+    }
     // Parts of this block from here on, and with the next pieces.
     const std::int64_t rest = first->parts - first->part;
     const std::int64_t here = std::min(rest, pieces.end() - first);

@@ -42,7 +42,7 @@ struct SparsePiece {
 /// block costs as much as some coefficients more. Hence the cuts are as few as will do.
 std::vector<SparsePiece> cut_into_pieces(const SparseCounts& counts, std::int64_t block_points);
 
-/// What a thread takes: the pieces from the first to before the last, from 0. They are one range of
+/// What a thread takes: the pieces from the first to before the last, from 0. They are ranges of
 /// blocks, or parts of a block that make up a branch of the tree along which these are added.
 struct SparseTask {
   std::int64_t first_piece;

@@ -63,11 +63,9 @@ inline void multiply(const float* v, const std::uint16_t* p, const double* w, Do
       Doubles8{w[p[0]], w[p[1]], w[p[2]], w[p[3]], w[p[4]], w[p[5]], w[p[6]], w[p[7]]};
 }
 
-/// sums, one per row of the panel, += the rows' coefficients times their points of the grid, as
-/// multiples of the rows' units.
+/// d, one per row of the panel, += the rows' coefficients times their points of the grid.
 QUORIVEX_MULTIVERSIONED
-void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, const double* scales,
-                      std::int64_t* sums) {
+void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, double* d) {
   const std::uint16_t* positions = cell.positions;
   const float* values = cell.values;
   for (const RowPiece* piece = cell.first; piece != cell.last; ++piece) {
@@ -83,8 +81,7 @@ void add_dot_products(const SparseCell& cell, Ahead ahead, const double* w, cons
     multiply(values, positions, w, x);
     keep_first<Bits8>(left, x);
     const Doubles8 s = sum + x;
-    const double total = ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
-    sums[piece->row] += to_units(total, scales[piece->row]);
+    d[piece->row] += ((s[0] + s[4]) + (s[1] + s[5])) + ((s[2] + s[6]) + (s[3] + s[7]));
     positions += left;
     values += left;
   }
@@ -141,6 +138,17 @@ void for_each_cell(const SparseMatrix& matrix, const SparsePiece& piece, std::in
     const bool whole = from <= 0 && to >= panel.rows;
     visit(whole ? cell : rows_of(cell, from, to), Ahead{next + panel.rows_before * step, step},
           panel.rows_before);
+  }
+}
+
+/// d += the rows of a piece times their points of the grid.
+void add_piece(const SparseMatrix& matrix, const SparsePiece& piece, const double* w, double* d) {
+  for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
+    const double* const points = w + b * matrix.block_points();
+    for_each_cell(matrix, piece, b, points,
+                  [=](const SparseCell& cell, Ahead ahead, std::int64_t row) {
+                    add_dot_products(cell, ahead, points, d + row);
+                  });
   }
 }
 
@@ -262,27 +270,27 @@ void bring_home(const SparseShares& shares, std::int64_t points, std::vector<Sha
 
 }  // namespace
 
-// A datum is summed exactly over the blocks. A point's sum goes over the rows of a piece in order,
-// and over the parts of its block along a fixed tree. Pieces depend on the matrix alone.
+// A datum's sum goes over the blocks of a piece in order, and is exact over the pieces. A point's
+// sum goes over the rows of a piece in order, and over the parts of its block along a fixed tree.
+// Pieces depend on the matrix alone.
 
 void CALC_GV(const SensitivityState& sens, View1<const double> w, View1<double> d) {
   const PhaseTimer timer(Phase::matrix);
   const SparseMatrix& matrix = sens.Gs;
   const std::vector<SparsePiece>& pieces = matrix.pieces();
   ExactSums sums(sens.norms, largest_absolute(w), sens.part.team);
-#pragma omp parallel default(none) shared(matrix, pieces, sums, w)
+  UninitializedArray<double> of_pieces(omp_get_max_threads() * d.size(), kRoutine);
+#pragma omp parallel default(none) shared(matrix, pieces, sums, of_pieces, w, d)
   {
     std::int64_t* const of_thread = sums.begin_thread();
+    double* const of_piece = of_pieces.data() + omp_get_thread_num() * d.size();
 #pragma omp for schedule(dynamic, 1)
     for (const SparseTask& task : matrix.tasks()) {
-      SparsePiece piece = pieces[as_size(task.first_piece)];
-      piece.last_row = pieces[as_size(task.last_piece - 1)].last_row;
-      for (std::int64_t b = piece.first_block; b < piece.last_block; ++b) {
-        const double* const points = w.data() + b * matrix.block_points();
-        for_each_cell(matrix, piece, b, points,
-                      [&](const SparseCell& cell, Ahead ahead, std::int64_t row) {
-                        add_dot_products(cell, ahead, points, sums.scales() + row, of_thread + row);
-                      });
+      for (std::int64_t n = task.first_piece; n < task.last_piece; ++n) {
+        const SparsePiece& piece = pieces[as_size(n)];
+        std::fill(of_piece + piece.first_row, of_piece + piece.last_row, 0.0);
+        add_piece(matrix, piece, w.data(), of_piece);
+        sums.add({piece.first_row, piece.last_row}, of_piece, of_thread);
       }
     }
   }
@@ -306,16 +314,18 @@ void CALC_GTV(const SensitivityState& sens, View1<const double> d, View1<double>
 #pragma omp parallel for schedule(dynamic, 1) default(none) \
     shared(matrix, points, block_of, sums, more, d)
   for (const SparseTask& task : matrix.tasks()) {
-    const SparsePiece* const first = matrix.pieces().data() + task.first_piece;
-    for (std::int64_t b = first->first_block; b < first->last_block; ++b) {
-      const Points to =
-          task.share >= 0 ? Points{sums.data() + task.share * points, points} : block_of(b);
-      double* const of_thread = more.data() + omp_get_thread_num() * kTaskForks * points;
-      if (first->parts == 1) {
-        set_to_piece(matrix, *first, b, d.data(), to);
-      } else {
-        set_to_branch(matrix, first, task.last_piece - task.first_piece, d.data(), to, of_thread);
-      }
+    const SparsePiece* const pieces = matrix.pieces().data();
+    const SparsePiece& first = pieces[task.first_piece];
+    if (first.parts > 1) {
+      const Points to = task.share >= 0 ? Points{sums.data() + task.share * points, points}
+                                        : block_of(first.first_block);
+      set_to_branch(matrix, &first, task.last_piece - task.first_piece, d.data(), to,
+                    more.data() + omp_get_thread_num() * kTaskForks * points);
+      continue;
+    }
+    for (std::int64_t n = task.first_piece; n < task.last_piece; ++n) {
+      for (std::int64_t b = pieces[n].first_block; b < pieces[n].last_block; ++b)
+        set_to_piece(matrix, pieces[n], b, d.data(), block_of(b));
     }
   }
   UninitializedArray<double> received;
