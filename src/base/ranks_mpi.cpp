@@ -149,6 +149,27 @@ std::vector<std::int64_t> of_each(std::int64_t value) {
   return values;
 }
 
+PrefixSum prefix_of(const std::vector<std::int64_t>& values) {
+  const auto own = values.begin() + rank();
+  const std::int64_t before = std::accumulate(values.begin(), own, std::int64_t{0});
+  return {before, std::accumulate(own, values.end(), before)};
+}
+
+/// Everybody gets the parts of `whole`, of these sizes; the own one is there.
+void gather_parts(View1<double> whole, Share own, const std::vector<std::int64_t>& sizes) {
+  Transfers transfers;
+  double* part = whole.data();
+  for (int r = 0; r < count(); ++r) {
+    const std::int64_t size = sizes[as_size(r)];
+    if (r != rank()) {
+      transfers.receive(part, size, r);
+      transfers.send(whole.data() + own.begin, own.size(), r);
+    }
+    part += size;
+  }
+  transfers.run();
+}
+
 template <class T>
 void exchange_of(View1<const T> send, const std::vector<std::int64_t>& to, View1<T> receive,
                  const std::vector<std::int64_t>& from) {
@@ -240,12 +261,7 @@ void merge(View1<double> values) {
   });
 }
 
-PrefixSum prefix_sum(std::int64_t value) {
-  const std::vector<std::int64_t> values = of_each(value);
-  const auto own = values.begin() + rank();
-  return {std::accumulate(values.begin(), own, std::int64_t{0}),
-          std::accumulate(values.begin(), values.end(), std::int64_t{0})};
-}
+PrefixSum prefix_sum(std::int64_t value) { return prefix_of(of_each(value)); }
 
 void broadcast(View1<char> bytes) {
   throw_if_failed();
@@ -265,25 +281,15 @@ std::string broadcast_text(const std::string& text) {
 
 void all_gather(View1<double> whole, Share own) {
   // Of empty shares the borders may lie anywhere.
-  const std::vector<std::int64_t> sizes = of_each(own.size());
-  Transfers transfers;
-  double* part = whole.data();
-  for (int r = 0; r < count(); ++r) {
-    const std::int64_t size = sizes[as_size(r)];
-    if (r != rank()) {
-      transfers.receive(part, size, r);
-      transfers.send(whole.data() + own.begin, own.size(), r);
-    }
-    part += size;
-  }
-  transfers.run();
+  gather_parts(whole, own, of_each(own.size()));
 }
 
 std::vector<double> all_gather(View1<const double> own) {
-  const auto [before, total] = prefix_sum(own.size());
+  const std::vector<std::int64_t> sizes = of_each(own.size());
+  const auto [before, total] = prefix_of(sizes);
   std::vector<double> whole = allocate<double>(as_size(total), kRoutine);
   std::copy(own.begin(), own.end(), whole.begin() + before);
-  all_gather(whole, {before, before + own.size()});
+  gather_parts(whole, {before, before + own.size()}, sizes);
   return whole;
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/fixed_format.h"
 #include "base/phase_times.h"
+#include "base/ranks.h"
 #include "base/stop_run.h"
 #include "base/text_file.h"
 #include "inversion/control/run_log_lines.h"
@@ -90,6 +91,7 @@ ModelSetup read_models(const InversionParameters& input, const SensitivityFile& 
   const auto constant = read_full_model(input.referenceModel, kReference, *file.ground, full);
   report.log(model_read(kReference, input.referenceModel, constant));
   set_reference(std::move(full), wtz, setup);
+  ranks::meet();  // refuses numbers of cells that disagree, where some of the processes see them
   read_model({input.initialModel, kInitial}, setup.active, wtz, setup.model, report);
   setup.bounds = read_bounds(input, setup.active, wtz, report);
   const CellsAtBounds at_bounds = count_at_bounds(setup.active.rows, setup.model, setup.bounds);

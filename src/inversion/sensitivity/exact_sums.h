@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -53,10 +54,11 @@ class ExactSums {
   UninitializedArray<std::int64_t> sums_;
 };
 
-/// A sum as a multiple of its unit, towards 0. NaN, which has no place in a result, gives 0.
+/// A sum as a multiple of its unit, the nearest one: errors in one direction would add up. NaN,
+/// which has no place in a result, gives 0.
 inline std::int64_t to_units(double sum, double scale) {
   const double units = sum * scale;
-  return units == units ? static_cast<std::int64_t>(units) : 0;
+  return units == units ? static_cast<std::int64_t>(units + std::copysign(0.5, units)) : 0;
 }
 
 }  // namespace quorivex

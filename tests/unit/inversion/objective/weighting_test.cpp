@@ -120,6 +120,36 @@ TEST(Operators, EqualTheDenseDefinition) {
   }
 }
 
+// A process reads its rows of every array, of which that along northing has one less; one that has
+// no row reads to the end of the file all the same.
+TEST(Operators, OfSomeRowsHaveTheWeightsOfTheSurvey) {
+  const ScratchFolder folder;
+  std::string weights;
+  for (int value = 1; value <= 12 + 6 + 8 + 6; ++value) weights += fmt::format("{}\n", value);
+  const std::string file = folder.write("w.dat", weights);
+  const Mesh mesh = make_mesh(0.0, 0.0, 0.0, {10, 20}, {30, 12, 11}, {5, 7});
+  const SharedGround survey = share_ground(mesh, {3, 2, std::vector<std::int32_t>(6)});
+  const auto operators_of = [&](const SharedGround& ground) {
+    return calc_W_components(file, ground->mesh, get_active_cells("null", ground), {1, 1, 1, 1});
+  };
+  const WeightingOperators all = operators_of(survey);
+  for (const ranks::Share own : {ranks::Share{0, 1}, {2, 3}}) {
+    const WeightingOperators some = operators_of(share_slab(*survey, own, "test"));
+    const int before = own.begin == 0 ? 0 : 4;
+    const auto of_rows = [&](const std::vector<double>& values) {
+      return std::vector<double>(values.begin() + before, values.begin() + before + 8);
+    };
+    EXPECT_EQ(some.Ws, of_rows(all.Ws));
+    EXPECT_EQ(some.Wy.weights, of_rows(all.Wy.weights));
+    EXPECT_EQ(some.Wz.weights, of_rows(all.Wz.weights));
+    for (std::size_t c = 0; c < 4; ++c)  // to the next row, if it is there
+      EXPECT_EQ(some.Wx.weights[c], of_rows(all.Wx.weights)[c]);
+  }
+  const SharedGround none = share_slab(*survey, {3, 3}, "test");
+  const ActiveCells active = read_active_cells("null", none);
+  EXPECT_TRUE(calc_W_components(file, none->mesh, active, {1, 1, 1, 1}).Ws.empty());
+}
+
 // A neighbour lost where one thread's cells or one partial sum ends and the next begins: the
 // objective is quadratic, so that central differences carry rounding errors only.
 TEST(Operators, ProductIsTheGradientOfTheNormAcrossTheEdgesOfPieces) {

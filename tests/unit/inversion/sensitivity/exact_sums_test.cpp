@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "inversion/sensitivity/full_sens_mod.h"
 #include "values.h"
@@ -39,8 +40,8 @@ TEST(ExactSums, ReachTheirBoundAtEveryScale) {
         << x;
     EXPECT_EQ(product({{1.0F}, {-0x1p-140F}}, {x}), (std::vector{x, x * -0x1p-140}));
   }
-  // Below 2^-1023 there is nothing.
-  EXPECT_EQ(product({{1.0F}}, {0x1p-1024}), std::vector{0.0});
+  // Below 2^-1024 there is nothing.
+  EXPECT_EQ(product({{1.0F}}, {0x1p-1025}), std::vector{0.0});
 }
 
 // What is not finite found in the vector elements or behind them; it reaches no other row, and a
@@ -76,6 +77,16 @@ TEST(ExactSums, AreCloserThanSumsOfDoubles) {
   }
   const double error = product({row}, x)[0] - static_cast<double>(expected);
   EXPECT_NEAR(error, 0.0, 1e-15 * std::abs(static_cast<double>(expected)));
+}
+
+// Many parts that are small against the bound and of one sign: units that are cut off add up.
+TEST(ExactSums, RoundWithoutBias) {
+  std::vector<double> x = values_of_seed(std::size_t{1} << 17, 5);
+  for (double& value : x) value = 1e-9 * std::abs(value);
+  x[100] = 1.0;
+  const long double expected = std::accumulate(x.begin(), x.end(), 0.0L);
+  const double sum = product({std::vector<float>(x.size(), 1.0F)}, x)[0];
+  EXPECT_NEAR(sum, static_cast<double>(expected), 2e-12);  // cut off: 1e-11
 }
 
 }  // namespace
