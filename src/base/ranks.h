@@ -92,6 +92,8 @@ PrefixSum prefix_sum(std::int64_t value);
 
 /// Collective: the bytes of the first process, as many everywhere.
 void broadcast(View1<char> bytes);
+/// Collective: the number of the first process.
+double broadcast(double value);
 /// Collective: the text of the first process, whose length the others need not know.
 std::string broadcast_text(const std::string& text);
 
@@ -101,7 +103,7 @@ std::string broadcast_text(const std::string& text);
 /// order of ranks. Afterwards everybody has all of it.
 void all_gather(View1<double> whole, Share own);
 /// Collective: the parts of all processes one after another, in the order of ranks.
-std::vector<double> all_gather(View1<const double> own);
+std::vector<double> all_gather(View1<const double> own, const std::vector<std::int64_t>& sizes);
 
 /// Collective: of `own`, parts of any length, the first process is handed all in the order of
 /// ranks, in pieces of some megabytes.

@@ -155,8 +155,21 @@ PrefixSum prefix_of(const std::vector<std::int64_t>& values) {
   return {before, std::accumulate(own, values.end(), before)};
 }
 
+/// The same, of few elements: one message, whatever the number of processes.
+void gather_small_parts(View1<double> whole, Share own, const std::vector<std::int64_t>& sizes) {
+  const std::vector<int> counts =
+      with_alloc_label(kRoutine, [&] { return std::vector<int>(sizes.begin(), sizes.end()); });
+  std::vector<int> before = allocate<int>(counts.size(), kRoutine);
+  std::exclusive_scan(counts.begin(), counts.end(), before.begin(), 0);
+  throw_if_failed();
+  count_bytes<double>(own.size());
+  MPI_Allgatherv(MPI_IN_PLACE, 0, MPI_DOUBLE, whole.data(), counts.data(), before.data(),
+                 MPI_DOUBLE, MPI_COMM_WORLD);
+}
+
 /// Everybody gets the parts of `whole`, of these sizes; the own one is there.
 void gather_parts(View1<double> whole, Share own, const std::vector<std::int64_t>& sizes) {
+  if (whole.size() <= kPiece) return gather_small_parts(whole, own, sizes);
   Transfers transfers;
   double* part = whole.data();
   for (int r = 0; r < count(); ++r) {
@@ -271,6 +284,11 @@ void broadcast(View1<char> bytes) {
   });
 }
 
+double broadcast(double value) {
+  broadcast(View1<char>(reinterpret_cast<char*>(&value), sizeof(value)));
+  return value;
+}
+
 std::string broadcast_text(const std::string& text) {
   const std::int64_t size = sum(is_first() ? length(text) : 0);
   std::string everywhere = text;
@@ -284,8 +302,7 @@ void all_gather(View1<double> whole, Share own) {
   gather_parts(whole, own, of_each(own.size()));
 }
 
-std::vector<double> all_gather(View1<const double> own) {
-  const std::vector<std::int64_t> sizes = of_each(own.size());
+std::vector<double> all_gather(View1<const double> own, const std::vector<std::int64_t>& sizes) {
   const auto [before, total] = prefix_of(sizes);
   std::vector<double> whole = allocate<double>(as_size(total), kRoutine);
   std::copy(own.begin(), own.end(), whole.begin() + before);

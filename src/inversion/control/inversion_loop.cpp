@@ -109,7 +109,8 @@ void run_inversion(const Problem& problem, const InversionStart& start, CurrentM
     phi_before = iteration.objective;
     if (start.target) {
       const Iteration now{beta, iteration.misfit};
-      beta = next_beta(now, before, start.target->misfit);
+      // By logarithms, which processors of different kinds may round differently.
+      beta = ranks::broadcast(next_beta(now, before, start.target->misfit));
       before = now;
     }
   }

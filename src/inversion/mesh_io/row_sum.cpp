@@ -12,7 +12,11 @@ constexpr std::int64_t kPieceEntries = 4096;
 }  // namespace
 
 RowPieces::RowPieces(std::vector<std::int64_t> before, const Slab& slab, std::string_view label)
-    : begin(std::move(before)), own_first(slab.own_first), own_end(slab.own_end), team(slab.team) {
+    : begin(std::move(before)),
+      own_first(slab.own_first),
+      own_end(slab.own_end),
+      survey_rows(slab.rows),
+      team(slab.team) {
   for (std::size_t row = 0; row + 1 < begin.size(); ++row) {
     for (std::int64_t first = begin[row]; first < begin[row + 1]; first += kPieceEntries) {
       const std::int64_t last = std::min(first + kPieceEntries, begin[row + 1]);

@@ -34,24 +34,28 @@ struct RowPieces {
   std::vector<Piece> pieces;
   std::int32_t own_first = 0;
   std::int32_t own_end = 0;
+  std::int64_t survey_rows = 0;
   ranks::Team team = ranks::Team::alone;
 };
 
 /// The rows' sums in the order of the survey's rows; `own` are those of the own ones.
 template <class Sum>
-Sum sum_of_rows(const std::vector<Sum>& own, ranks::Team team) {
+Sum sum_of_rows(const std::vector<Sum>& own, const RowPieces& rows) {
   static_assert(std::is_trivially_copyable_v<Sum> && sizeof(Sum) % sizeof(double) == 0);
   Sum total{};
   const auto add = [&](const std::vector<Sum>& sums) {
     for (const Sum& sum : sums) total += sum;
   };
-  if (team == ranks::Team::alone) {
+  if (rows.team == ranks::Team::alone) {
     add(own);
     return total;
   }
   constexpr std::int64_t kDoubles = sizeof(Sum) / sizeof(double);
-  const std::vector<double> all =
-      ranks::all_gather({reinterpret_cast<const double*>(own.data()), kDoubles * length(own)});
+  std::vector<std::int64_t> sizes;
+  for (int r = 0; r < ranks::count(); ++r)
+    sizes.push_back(kDoubles * own_rows(rows.survey_rows, r).size());
+  const std::vector<double> all = ranks::all_gather(
+      {reinterpret_cast<const double*>(own.data()), kDoubles * length(own)}, sizes);
   const auto* const sums = reinterpret_cast<const Sum*>(all.data());
   add({sums, sums + length(all) / kDoubles});
   return total;
@@ -73,7 +77,7 @@ Sum row_sum(const RowPieces& rows, std::string_view label, Part part) {
     const std::int32_t row = rows.pieces[p].row;
     if (rows.is_own(row)) own[as_size(row - rows.own_first)] += sums[p];
   }
-  return sum_of_rows(own, rows.team);
+  return sum_of_rows(own, rows);
 }
 
 /// Collective where the rows are divided: gives entries of neighbouring rows the values of their

@@ -59,9 +59,13 @@ TEST(Ranks, NumbersAreTheSameEverywhere) {
 
 TEST(Ranks, PartsComeInTheOrderOfRanks) {
   std::vector<double> expected;
-  for (int r = 0; r < count(); ++r) append(expected, values(r, 0, size_between(r, 1)));
+  Counts sizes;
+  for (int r = 0; r < count(); ++r) {
+    sizes.push_back(size_between(r, 1));
+    append(expected, values(r, 0, sizes.back()));
+  }
   const std::vector<double> own = values(rank(), 0, size_between(rank(), 1));
-  EXPECT_TRUE(ranks::all_gather(own) == expected);
+  EXPECT_TRUE(ranks::all_gather(own, sizes) == expected);
   std::vector<double> gathered;
   ranks::gather(own, [&](View1<const double> piece) {
     append(gathered, std::vector<double>(piece.begin(), piece.end()));
