@@ -74,7 +74,8 @@ struct Negative {
 void read_array(FreeFormat& file, const std::string& name, const Slab& slab, std::int64_t rows,
                 Weights& to, std::int64_t& number, Negative& negative) {
   const std::int64_t of_row = std::int64_t{to.grid.counts[kY]} * to.grid.counts[kZ];
-  const std::int64_t skipped = slab.rows_before * of_row;
+  // A process without rows stands behind the last one, of which no pair begins.
+  const std::int64_t skipped = std::min(slab.rows_before, rows) * of_row;
   to.values = allocate<double>(as_size(to.grid.cells()), "calc_W_components");
   read_part_of_list(file, {"weight file", name, skipped, rows * of_row}, to.values);
   for (std::size_t n = 0; n < to.values.size() && negative.number == kNoneNegative; ++n) {
