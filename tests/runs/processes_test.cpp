@@ -7,24 +7,14 @@
 #include <cmath>
 #include <filesystem>
 
-#include "run_qvx.h"
+#include "run_processes.h"
 
 namespace quorivex::test {
 namespace {
 
-/// qvx-mpi with so many processes, each of which runs `before` in its shell, where $rank is its
-/// number. A hang ends with a status of 124.
 QvxRun run_processes(const ScratchFolder& folder, int processes, const std::string& arguments,
                      const std::string& before = "true") {
-  folder.write("process.sh", "rank=${OMPI_COMM_WORLD_RANK:-$PMI_RANK}\n" + before +
-                                 "\nexec '" QVX_MPI_PROGRAM "' \"$@\"\n");
-  const std::string command =
-      fmt::format("cd '{}' && timeout -k 5 60 " QUORIVEX_MPIEXEC
-                  " -n {} sh \"$PWD/process.sh\" {} > out.txt 2> err.txt < /dev/null",
-                  folder.path(""), processes, arguments);
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("out.txt"),
-          folder.read("err.txt")};
+  return run_processes(QVX_MPI_PROGRAM, folder, processes, arguments, before);
 }
 
 /// mesh.txt, topo.txt and obs.mag: hills below the stations of a mesh without powers of two.
@@ -105,12 +95,6 @@ TEST(Processes, PlanAsOneDoes) {
   const QvxRun run = run_processes(folder, 3, plan);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(without_time(run.out), without_time(run_qvx(folder, plan).out));
-}
-
-int occurrences(const std::string& text, const std::string& of) {
-  int count = 0;
-  for (std::size_t at = text.find(of); at != std::string::npos; at = text.find(of, at + 1)) ++count;
-  return count;
 }
 
 /// All processes have ended with status 1, one message and the files that were there before.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// For LD_PRELOAD: in the program quorivex, allocation number FAIL_FROM and every later one fail.
+// For LD_PRELOAD: in the program quorivex, allocation number FAIL_FROM and every later one fail; in
+// quorivex-mpi those by new, because MPI ends the program by itself when it gets no memory.
 // At a regular end the number of allocations goes to the file ALLOCATIONS_FILE.
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 extern "C" {
 void* __libc_malloc(std::size_t size);                           // NOLINT(*-reserved-identifier)
@@ -22,12 +24,14 @@ namespace {
 
 std::atomic<long> fail_from{0};  // 0: allocations are not counted
 std::atomic<long> allocations{0};
+std::atomic<bool> only_new{false};
 
 // Libraries are initialised before a preloaded one: what they allocate there is not counted.
 __attribute__((constructor)) void begin() {
   const char* from = std::getenv("FAIL_FROM");
-  if (from == nullptr || std::strcmp(program_invocation_short_name, "quorivex") != 0) return;
-  fail_from = std::atol(from);
+  only_new = std::strcmp(program_invocation_short_name, "quorivex-mpi") == 0;
+  const bool tested = only_new || std::strcmp(program_invocation_short_name, "quorivex") == 0;
+  if (from != nullptr && tested) fail_from = std::atol(from);
 }
 
 __attribute__((destructor)) void end() {
@@ -48,7 +52,7 @@ bool of_thread_runtime(const void* caller) {
 
 bool fails(const void* caller) {
   const long from = fail_from;
-  if (from == 0 || of_thread_runtime(caller) || ++allocations < from) return false;
+  if (from == 0 || only_new || of_thread_runtime(caller) || ++allocations < from) return false;
   errno = ENOMEM;
   return true;
 }
@@ -74,3 +78,10 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) {
 }
 
 }  // extern "C"
+
+void* operator new(std::size_t size) {  // NOLINT(misc-new-delete-overloads): freed as ever
+  const bool failing = only_new && fail_from != 0 && ++allocations >= fail_from;
+  void* const memory = failing ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}

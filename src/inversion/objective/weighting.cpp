@@ -74,7 +74,7 @@ struct Negative {
 void read_array(FreeFormat& file, const std::string& name, const Slab& slab, std::int64_t rows,
                 Weights& to, std::int64_t& number, Negative& negative) {
   const std::int64_t of_row = std::int64_t{to.grid.counts[kY]} * to.grid.counts[kZ];
-  // A process without rows lies behind the last one, of which an array along northing has no more.
+  // A process without rows stands behind the last one, of which no pair begins.
   const std::int64_t skipped = std::min(slab.rows_before, rows) * of_row;
   to.values = allocate<double>(as_size(to.grid.cells()), "calc_W_components");
   read_part_of_list(file, {"weight file", name, skipped, rows * of_row}, to.values);

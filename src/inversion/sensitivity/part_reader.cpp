@@ -190,7 +190,8 @@ void read_row(PartReader& reader, std::int64_t row, const RowRange& range, const
 
 void read_part_of_sparse_rows(SensitivitySource& source, SensitivityState& sens) {
   RowHeads heads(source, sens);
-  const SparseBlocks blocks(sens.nwav, sens.ndata, heads.entries());
+  // One of the processes may see less of the file; the blocks are those of all of them.
+  const SparseBlocks blocks(sens.nwav, sens.ndata, ranks::max(heads.entries()));
   source.file.set_read_ahead(kReadAhead);
   PartReader reader{source, sens, blocks, walk_records(source, heads, sens.ndata)};
   const std::int64_t end = source.file.left_in_file();

@@ -5,36 +5,15 @@
 
 #include <cstring>
 #include <limits>
-#include <optional>
 
 #include "base/ranks.h"
 #include "compressed.h"
-#include "inversion/sensitivity/getpar.h"
+#include "file_for_all.h"
 #include "inversion/sensitivity/products.h"
-#include "scratch_folder.h"
 #include "values.h"
 
 namespace quorivex::test {
 namespace {
-
-/// A file that the first process writes for all.
-struct SharedFile {
-  explicit SharedFile(const std::vector<std::string>& records) {
-    if (ranks::is_first()) name = folder.emplace().write("sens.mtx", framed(records));
-    name = ranks::broadcast_text(name);
-  }
-  ~SharedFile() { ranks::meet(); }  // before the folder goes
-
-  std::optional<ScratchFolder> folder;
-  std::string name;
-};
-
-SensitivityFile read_part(const std::string& name) {
-  OpenSensitivityFile opened = open_sensitivity_file(name);
-  take_part(opened);
-  read_wtz(opened);
-  return read_matrix_rows(std::move(opened));
-}
 
 /// Of the ground cells of the survey every fifth is not active.
 ActiveCells active_of(const SharedGround& ground, bool all) {
@@ -100,7 +79,7 @@ std::vector<std::string> with_rows_of_every_order(std::vector<std::string> recor
 }
 
 void expect_products_of_one_process(const std::vector<std::string>& records) {
-  const SharedFile file(records);
+  const FileForAll file(records);
   const SensitivityFile whole = getpar(file.name);
   const SensitivityFile part = read_part(file.name);
   const auto before = whole.sens.wtz.begin() + part.ground->slab.ground_cells_before;
@@ -159,7 +138,7 @@ bool same_message(bool wrong_position) {
       compressed_records(make_survey({.ne = 9, .nn = 8, .nz = 7}), 4);
   if (wrong_position) records[records.size() - 2] = record(1, 99999, 1.0F);
   records[records.size() - (wrong_position ? 2 : 3)][3] = wrong_position ? '\0' : '\x7f';
-  const SharedFile file(records);
+  const FileForAll file(records);
   std::string expected;
   try {
     getpar(file.name);
