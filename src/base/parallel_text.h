@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/atomic_file.h"
@@ -28,10 +29,13 @@ void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes
 #pragma omp parallel for schedule(dynamic, 1) default(none) \
     shared(texts, format, before, end, items)
     for (std::int64_t first = before; first < end; first += items) {
-      std::string& text = texts[as_size((first - before) / items)];
+      std::string& of_piece = texts[as_size((first - before) / items)];
+      // Neighbouring strings share a cache line, in which every character changes a length.
+      std::string text = std::move(of_piece);
       text.clear();
       for (std::int64_t item = first; item < std::min(first + items, end); ++item)
         format(item + 1, text);
+      of_piece = std::move(text);
     }
     const std::int64_t pieces = (end - before + items - 1) / items;
     for (std::int64_t piece = 0; piece < pieces; ++piece) file.append(texts[as_size(piece)]);
