@@ -7,16 +7,15 @@
 #include <utility>
 #include <vector>
 
-#include "base/atomic_file.h"
 #include "base/view1.h"
 
 namespace quorivex {
 
 /// Appends the texts of items 1..count in order. All threads format: `format(item, text)` appends
-/// an item's text of at most `bytes` characters. About 4 MiB of text are held at a time.
-template <class Format>
-void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes,
-                        const Format& format) {
+/// an item's text of at most `bytes` characters. About 4 MiB of text are held at a time. `to` is a
+/// file or a string.
+template <class To, class Format>
+void append_in_parallel(To& to, std::int64_t count, std::int64_t bytes, const Format& format) {
   constexpr std::int64_t kPieceBytes = std::int64_t{64} << 10;
   constexpr std::int64_t kMaxPieces = 64;
   const std::int64_t items = std::max<std::int64_t>(1, kPieceBytes / bytes);  // of a piece
@@ -38,7 +37,7 @@ void append_in_parallel(AtomicFile& file, std::int64_t count, std::int64_t bytes
       of_piece = std::move(text);
     }
     const std::int64_t pieces = (end - before + items - 1) / items;
-    for (std::int64_t piece = 0; piece < pieces; ++piece) file.append(texts[as_size(piece)]);
+    for (std::int64_t piece = 0; piece < pieces; ++piece) to.append(texts[as_size(piece)]);
   }
 }
 

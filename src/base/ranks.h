@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/stop_run.h"
@@ -105,9 +106,9 @@ void all_gather(View1<double> whole, Share own);
 /// Collective: the parts of all processes one after another, in the order of ranks.
 std::vector<double> all_gather(View1<const double> own, const std::vector<std::int64_t>& sizes);
 
-/// Collective: of `own`, parts of any length, the first process is handed all in the order of
-/// ranks, in pieces of some megabytes.
-void gather(View1<const double> own, const std::function<void(View1<const double> piece)>& take);
+/// Collective: of the texts of all processes, of any length, the first one is handed all in the
+/// order of ranks, in pieces of about a megabyte.
+void gather(std::string_view own, const std::function<void(std::string_view piece)>& take);
 
 /// Collective: to[r] goes to process r; what comes from each.
 std::vector<std::int64_t> exchange_counts(const std::vector<std::int64_t>& to);

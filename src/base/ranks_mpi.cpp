@@ -310,24 +310,24 @@ std::vector<double> all_gather(View1<const double> own, const std::vector<std::i
   return whole;
 }
 
-void gather(View1<const double> own, const std::function<void(View1<const double>)>& take) {
-  const std::vector<std::int64_t> sizes = of_each(own.size());
-  std::vector<double> piece;
+void gather(std::string_view own, const std::function<void(std::string_view)>& take) {
+  const std::vector<std::int64_t> sizes = of_each(length(own));
+  std::vector<char> piece;
   if (is_first()) {
     const std::int64_t longest = *std::max_element(sizes.begin(), sizes.end());
-    piece = allocate<double>(as_size(std::min(longest, kPiece)), kRoutine);
+    piece = allocate<char>(as_size(std::min(longest, kPiece)), kRoutine);
   }
   for (int r = 0; r < count(); ++r) {
     in_pieces(sizes[as_size(r)], [&](std::int64_t at, int part) {
       if (r == 0) {
-        if (is_first()) take({own.data() + at, part});
+        if (is_first()) take(own.substr(as_size(at), as_size(part)));
         return;
       }
       Transfers transfers;
       if (rank() == r) transfers.send(own.data() + at, part, 0);
       if (is_first()) transfers.receive(piece.data(), part, r);
       transfers.run();
-      if (is_first()) take({piece.data(), part});
+      if (is_first()) take({piece.data(), as_size(part)});
     });
   }
 }

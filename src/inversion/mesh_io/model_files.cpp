@@ -34,26 +34,30 @@ TextFile open_model(const std::string& name, std::string_view label) {
   return std::move(*file);
 }
 
-/// Collective where the rows are divided: the first process writes the values of the own rows of
-/// all, which it gets in pieces.
+/// Appends a line for each value.
+template <class To>
+void append_lines(To& to, View1<const double> values) {
+  append_in_parallel(to, values.size(), kModelLineBytes, [&](std::int64_t n, std::string& text) {
+    append_sci(text, values(n), 12, 5);
+    text.push_back('\n');
+  });
+}
+
+/// Collective where the rows are divided: each process makes the lines of its own rows, which the
+/// first one writes.
 void write_values(const std::string& name, const Ground& ground, View1<const double> values) {
-  std::optional<AtomicFile> file;
   const bool divided = ground.slab.team == ranks::Team::all;
+  std::optional<AtomicFile> file;
   if (!divided || ranks::is_first()) file.emplace(name);
-  const auto append = [&](View1<const double> piece) {
-    append_in_parallel(*file, piece.size(), kModelLineBytes,
-                       [&](std::int64_t n, std::string& text) {
-                         append_sci(text, piece(n), 12, 5);
-                         text.push_back('\n');
-                       });
-  };
   const std::int64_t row = std::int64_t{ground.mesh.ne} * ground.mesh.nz;
   const View1<const double> own(values.data() + ground.slab.own_first * row,
                                 (ground.slab.own_end - ground.slab.own_first) * row);
   if (divided) {
-    ranks::gather(own, append);
+    std::string lines;
+    append_lines(lines, own);
+    ranks::gather(lines, [&](std::string_view piece) { file->append(piece); });
   } else {
-    append(own);
+    append_lines(*file, own);
   }
   if (file) file->commit();
 }

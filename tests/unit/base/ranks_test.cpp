@@ -66,11 +66,13 @@ TEST(Ranks, PartsComeInTheOrderOfRanks) {
   }
   const std::vector<double> own = values(rank(), 0, size_between(rank(), 1));
   EXPECT_TRUE(ranks::all_gather(own, sizes) == expected);
-  std::vector<double> gathered;
-  ranks::gather(own, [&](View1<const double> piece) {
-    append(gathered, std::vector<double>(piece.begin(), piece.end()));
-  });
-  EXPECT_TRUE(gathered == (rank() == 0 ? expected : std::vector<double>()));
+  std::string texts;
+  std::string gathered;
+  for (int r = 0; r < count(); ++r)
+    texts += std::string(as_size(size_between(r, 2)), static_cast<char>('a' + r));
+  const std::string text(as_size(size_between(rank(), 2)), static_cast<char>('a' + rank()));
+  ranks::gather(text, [&](std::string_view piece) { gathered += piece; });
+  EXPECT_TRUE(gathered == (rank() == 0 ? texts : ""));
   std::vector<double> numbers(7, -1.0);
   const ranks::Share share = ranks::share_of(7, rank(), count());
   for (std::int64_t n = share.begin; n < share.end; ++n) numbers[as_size(n)] = double(n);
@@ -116,9 +118,9 @@ TEST(Ranks, NeighboursGetTheLayerNextToThem) {
 /// What the processes do, of which those from `first` on fail in their own way: they are busy in a
 /// collective, at the end, or failing too.
 void play(const std::string& scene) {
-  const std::vector<double> own(as_size(kLong), 1.0);
+  const std::string own(as_size(kLong), '1');
   if (scene == "sink") {  // the first fails while the others send
-    ranks::gather(own, [](View1<const double>) { stop_run(" ERROR: the sink is full."); });
+    ranks::gather(own, [](std::string_view) { stop_run(" ERROR: the sink is full."); });
   } else if (scene == "end" && rank() == count() - 1) {
     stop_run(" ERROR: the last one fails.");
   } else if (scene == "both") {
