@@ -2,6 +2,8 @@
 #include "inversion/sensitivity/grid_work.h"
 
 #include <algorithm>
+#include <numeric>
+#include <utility>
 
 #include "base/phase_times.h"
 #include "base/ranks.h"
@@ -67,150 +69,162 @@ struct OwnLines {
   double* values;
 };
 
-/// From the planes to the lines, or back.
-void exchange_planes(const Layout& layout, bool to_lines, GridWork& work) {
-  const Share own_rows = layout.rows(ranks::rank());
-  const Share own_lines = layout.lines(ranks::rank());
-  std::vector<std::int64_t> of_rows;   // to or from whoever has the lines
-  std::vector<std::int64_t> of_lines;  // to or from whoever has the planes
-  double* packed = to_lines ? work.sent.data() : work.received.data();
-  const auto copy = [&] {
-    for (int r = 0; r < ranks::count(); ++r) {
-      const Share lines = layout.lines(r);
-      for (std::int64_t j = 0; j < own_rows.size(); ++j, packed += lines.size()) {
-        double* const in_plane = work.planes.data() + j * layout.plane + lines.begin;
-        if (to_lines) {
-          std::copy_n(in_plane, lines.size(), packed);
-        } else {
-          std::copy_n(packed, lines.size(), in_plane);
-        }
-      }
-    }
+/// Numbers of points that go to, or come from, each process.
+struct Counts {
+  std::vector<std::int64_t> to = std::vector<std::int64_t>(as_size(ranks::count()));
+  std::vector<std::int64_t> from = std::vector<std::int64_t>(as_size(ranks::count()));
+};
+
+/// Sends what stands in `from`; what comes stands in `to`.
+void exchange(const Counts& counts, double* from, double* to) {
+  const auto all = [](const std::vector<std::int64_t>& of) {
+    return std::accumulate(of.begin(), of.end(), std::int64_t{0});
   };
+  ranks::exchange({from, all(counts.to)}, counts.to, {to, all(counts.from)}, counts.from);
+}
+
+/// Calls copy(in the planes, where it is packed, size) for the own planes' shares of all lines.
+template <class Copy>
+void for_each_line_share(const Layout& layout, double* planes, double* packed, Copy copy) {
+  const std::int64_t rows = layout.rows(ranks::rank()).size();
   for (int r = 0; r < ranks::count(); ++r) {
-    of_rows.push_back(own_rows.size() * layout.lines(r).size());
-    of_lines.push_back(layout.rows(r).size() * own_lines.size());
-  }
-  if (to_lines) {
-    copy();
-    ranks::exchange(work.sent.view(), of_rows, work.lines.view(), of_lines);
-  } else {
-    ranks::exchange(work.lines.view(), of_lines, work.received.view(), of_rows);
-    copy();
+    const Share lines = layout.lines(r);
+    for (std::int64_t j = 0; j < rows; ++j, packed += lines.size())
+      copy(planes + j * layout.plane + lines.begin, packed, lines.size());
   }
 }
 
-/// What this process sends to itself takes the straight way.
-void lines_to_points(const Layout& layout, GridWork& work) {
+/// From planes to lines; the other way it goes with `to` and `from` exchanged.
+Counts planes_to_lines(const Layout& layout) {
+  Counts counts;
   const int own = ranks::rank();
-  const OwnLines lines(layout, work.lines.data());
-  const auto points = [&](std::int64_t point) {
-    return work.points.data() + (point - layout.points(own).begin);
-  };
-  std::vector<std::int64_t> to(as_size(ranks::count()));
-  std::vector<std::int64_t> from(to);
-  double* sent = work.sent.data();
+  for (int r = 0; r < ranks::count(); ++r) {
+    counts.to[as_size(r)] = layout.rows(own).size() * layout.lines(r).size();
+    counts.from[as_size(r)] = layout.rows(r).size() * layout.lines(own).size();
+  }
+  return counts;
+}
+
+/// What this process sends to itself takes the straight way. `packed` is overwritten.
+void lines_to_points(const Layout& layout, const OwnLines& lines, double* packed, double* received,
+                     double* points) {
+  const int own = ranks::rank();
+  const Share own_points = layout.points(own);
+  Counts counts;
+  double* to = packed;
   for (int r = 0; r < ranks::count(); ++r) {
     if (r == own) continue;
-    to[as_size(r)] = for_each_run(layout.points(r), lines.share, layout.plane,
-                                  [&](std::int64_t begin, std::int64_t end) {
-                                    sent = std::copy_n(lines.at(begin), end - begin, sent);
-                                  });
-    from[as_size(r)] = count_of(layout.points(own), layout.lines(r), layout.plane);
+    counts.to[as_size(r)] = for_each_run(layout.points(r), lines.share, layout.plane,
+                                         [&](std::int64_t begin, std::int64_t end) {
+                                           to = std::copy_n(lines.at(begin), end - begin, to);
+                                         });
+    counts.from[as_size(r)] = count_of(own_points, layout.lines(r), layout.plane);
   }
-  ranks::exchange(work.sent.view(), to, work.received.view(), from);
-  const double* received = work.received.data();
+  exchange(counts, packed, received);
   for (int r = 0; r < ranks::count(); ++r) {
-    for_each_run(layout.points(own), layout.lines(r), layout.plane,
+    for_each_run(own_points, layout.lines(r), layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(r == own ? lines.at(begin) : received, end - begin, points(begin));
-                   if (r != own) received += end - begin;
+                   const std::int64_t count = end - begin;
+                   std::copy_n(r == own ? lines.at(begin) : received, count,
+                               points + (begin - own_points.begin));
+                   if (r != own) received += count;
                  });
   }
 }
 
-void points_to_lines(const Layout& layout, GridWork& work) {
+/// `lines` may stand where `packed` does.
+void points_to_lines(const Layout& layout, const double* points, double* packed, double* received,
+                     const OwnLines& lines) {
   const int own = ranks::rank();
-  const OwnLines lines(layout, work.lines.data());
-  const auto points = [&](std::int64_t point) {
-    return work.points.data() + (point - layout.points(own).begin);
-  };
-  std::vector<std::int64_t> to(as_size(ranks::count()));
-  std::vector<std::int64_t> from(to);
-  double* sent = work.sent.data();
+  const Share home = layout.home_points(own);
+  const double* const first = points - layout.points(own).begin;
+  Counts counts;
+  double* to = packed;
   for (int r = 0; r < ranks::count(); ++r) {
     if (r == own) continue;
-    to[as_size(r)] = for_each_run(layout.home_points(own), layout.lines(r), layout.plane,
-                                  [&](std::int64_t begin, std::int64_t end) {
-                                    sent = std::copy_n(points(begin), end - begin, sent);
-                                  });
-    from[as_size(r)] = count_of(layout.home_points(r), lines.share, layout.plane);
+    counts.to[as_size(r)] = for_each_run(home, layout.lines(r), layout.plane,
+                                         [&](std::int64_t begin, std::int64_t end) {
+                                           to = std::copy_n(first + begin, end - begin, to);
+                                         });
+    counts.from[as_size(r)] = count_of(layout.home_points(r), lines.share, layout.plane);
   }
-  ranks::exchange(work.sent.view(), to, work.received.view(), from);
-  const double* received = work.received.data();
+  exchange(counts, packed, received);
   for (int r = 0; r < ranks::count(); ++r) {
     for_each_run(layout.home_points(r), lines.share, layout.plane,
                  [&](std::int64_t begin, std::int64_t end) {
-                   std::copy_n(r == own ? points(begin) : received, end - begin, lines.at(begin));
-                   if (r != own) received += end - begin;
+                   const std::int64_t count = end - begin;
+                   std::copy_n(r == own ? first + begin : received, count, lines.at(begin));
+                   if (r != own) received += count;
                  });
   }
 }
 
 void transform_planes(const SensitivityState& sens, GridWork& work, int isign) {
-  if (work.planes.size() > 0)
-    WTN_MOD::WTN(sens.filter, work.planes.view(), {sens.nw1, sens.nw2, 1}, isign);
+  if (work.of_cells > 0) WTN_MOD::WTN(sens.filter, work.cells(), {sens.nw1, sens.nw2, 1}, isign);
 }
 
 }  // namespace
 
-GridWork::GridWork(const SensitivityState& sens, std::string_view label) {
+GridWork::GridWork(const SensitivityState& sens, std::string_view label)
+    : of_cells(sens.nwav), of_blocks(sens.nwav) {
   if (sens.part.team == ranks::Team::alone) {
-    planes = {sens.nwav, label};
+    values = {sens.nwav, label};
     return;
   }
   const Layout layout(sens);
   const int own = ranks::rank();
-  const std::int64_t of_planes = layout.rows(own).size() * layout.plane;
+  of_cells = layout.rows(own).size() * layout.plane;
+  of_blocks = layout.points(own).size();
   const std::int64_t of_lines = layout.lines(own).size() * sens.nw3;
-  const std::int64_t of_points = layout.points(own).size();
-  std::int64_t to_points = 0;  // more than the lines, where processes share blocks
-  for (int r = 0; r < ranks::count(); ++r) {
-    to_points += count_of(layout.points(r), layout.lines(own), layout.plane);
-  }
-  planes = {of_planes, label};
-  lines = {of_lines, label};
-  points = {of_points, label};
-  sent = {std::max({of_planes, to_points, of_points}), label};
-  received = {std::max({of_planes, of_lines, of_points}), label};
+  std::int64_t to_blocks = 0;  // more than the lines, where processes share blocks
+  for (int r = 0; r < ranks::count(); ++r)
+    to_blocks += count_of(layout.points(r), layout.lines(own), layout.plane);
+  values = {std::max({of_cells, of_blocks, to_blocks}), label};
+  for (UninitializedArray<double>& array : more)
+    array = {std::max({of_cells, of_blocks, of_lines}), label};
 }
 
 void transform_to_blocks(const SensitivityState& sens, GridWork& work) {
   const PhaseTimer timer(Phase::transform);
   if (sens.part.team == ranks::Team::alone) {
-    WTN_MOD::WTN(sens.filter, work.planes.view(), sens.grid_counts(), 1);
+    WTN_MOD::WTN(sens.filter, work.cells(), sens.grid_counts(), 1);
     return;
   }
   const Layout layout(sens);
+  double* const values = work.values.data();
+  double* const packed = work.more[0].data();
+  const OwnLines lines(layout, work.more[1].data());
   transform_planes(sens, work, 1);
-  exchange_planes(layout, true, work);
-  const std::int64_t cells =
-      layout.lines(ranks::rank()).size() * layout.mesh_rows[as_size(ranks::count())];
-  std::fill(work.lines.data() + cells, work.lines.data() + work.lines.size(), 0.0);
-  WTN_MOD::transform_side_by_side(sens.filter, work.lines.view(), sens.nw3, 1);
-  lines_to_points(layout, work);
+  for_each_line_share(layout, values, packed, [](const double* in_plane, double* to, auto count) {
+    std::copy_n(in_plane, count, to);
+  });
+  exchange(planes_to_lines(layout), packed, lines.values);
+  const std::int64_t cells = lines.share.size() * layout.mesh_rows[as_size(ranks::count())];
+  const std::int64_t size = lines.share.size() * sens.nw3;
+  std::fill(lines.values + cells, lines.values + size, 0.0);
+  WTN_MOD::transform_side_by_side(sens.filter, {lines.values, size}, sens.nw3, 1);
+  lines_to_points(layout, lines, values, packed, values);
 }
 
 void transform_to_cells(const SensitivityState& sens, GridWork& work) {
   const PhaseTimer timer(Phase::transform);
   if (sens.part.team == ranks::Team::alone) {
-    WTN_MOD::WTN(sens.filter, work.planes.view(), sens.grid_counts(), -1);
+    WTN_MOD::WTN(sens.filter, work.cells(), sens.grid_counts(), -1);
     return;
   }
   const Layout layout(sens);
-  points_to_lines(layout, work);
-  WTN_MOD::transform_side_by_side(sens.filter, work.lines.view(), sens.nw3, -1);
-  exchange_planes(layout, false, work);
+  double* const values = work.values.data();
+  const OwnLines lines(layout, work.more[0].data());
+  double* const received = work.more[1].data();
+  points_to_lines(layout, values, lines.values, received, lines);
+  WTN_MOD::transform_side_by_side(sens.filter, {lines.values, lines.share.size() * sens.nw3},
+                                  sens.nw3, -1);
+  Counts counts = planes_to_lines(layout);
+  std::swap(counts.to, counts.from);
+  exchange(counts, lines.values, received);
+  for_each_line_share(
+      layout, values, received,
+      [](double* in_plane, const double* from, auto count) { std::copy_n(from, count, in_plane); });
   transform_planes(sens, work, -1);
 }
 

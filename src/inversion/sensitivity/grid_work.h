@@ -18,18 +18,15 @@ struct GridWork {
   /// @throws StopRun alloc_error(label)
   GridWork(const SensitivityState& sens, std::string_view label);
 
-  /// The points over the cells, and those that the coefficients belong to.
-  View1<double> cells() { return planes.view(); }
-  View1<double> blocks(const SensitivityState& sens) {
-    return sens.part.team == ranks::Team::all ? points.view() : planes.view();
-  }
+  /// The points over the cells, or those that the coefficients belong to: one after the other in
+  /// the same place.
+  View1<double> cells() { return {values.data(), of_cells}; }
+  View1<double> blocks() { return {values.data(), of_blocks}; }
 
-  UninitializedArray<double> planes;
-  // Of a team:
-  UninitializedArray<double> lines;  ///< a plane's share of them behind the other
-  UninitializedArray<double> points;
-  UninitializedArray<double> sent;
-  UninitializedArray<double> received;
+  std::int64_t of_cells = 0;
+  std::int64_t of_blocks = 0;
+  UninitializedArray<double> values;
+  UninitializedArray<double> more[2];  ///< of a team, for lines and what is exchanged
 };
 
 /// The transform of `cells` in `blocks`; collective for a team. Of blocks that processes share,

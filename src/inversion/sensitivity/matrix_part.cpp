@@ -6,6 +6,14 @@
 #include "inversion/sensitivity/sensitivity_state.h"
 
 namespace quorivex {
+namespace {
+
+/// What parts of two processes have in common.
+std::int64_t common(const ranks::Share& a, const ranks::Share& b) {
+  return std::max<std::int64_t>(std::min(a.end, b.end) - std::max(a.begin, b.begin), 0);
+}
+
+}  // namespace
 
 ranks::Share SparseShares::pieces_of(int process) const {
   return {first_piece[as_size(process)], first_piece[as_size(process + 1)]};
@@ -42,6 +50,26 @@ ranks::Share MatrixPart::own_columns(int process) const {
   const ranks::Share granules =
       ranks::share_of((columns + kGranule - 1) / kGranule, process, ranks::count(team));
   return {std::min(granules.begin * kGranule, columns), std::min(granules.end * kGranule, columns)};
+}
+
+void MatrixPart::cells_to_columns(View1<const double> cells, View1<double> of_columns) const {
+  std::vector<std::int64_t> to;
+  std::vector<std::int64_t> from;
+  for (int r = 0; r < ranks::count(); ++r) {
+    to.push_back(common(own_cells(ranks::rank()), own_columns(r)));
+    from.push_back(common(own_cells(r), own_columns(ranks::rank())));
+  }
+  ranks::exchange(cells, to, of_columns, from);
+}
+
+void MatrixPart::columns_to_cells(View1<const double> of_columns, View1<double> cells) const {
+  std::vector<std::int64_t> to;
+  std::vector<std::int64_t> from;
+  for (int r = 0; r < ranks::count(); ++r) {
+    to.push_back(common(own_columns(ranks::rank()), own_cells(r)));
+    from.push_back(common(own_columns(r), own_cells(ranks::rank())));
+  }
+  ranks::exchange(of_columns, to, cells, from);
 }
 
 MatrixPart part_of_all(const Ground& survey, std::int64_t columns) {

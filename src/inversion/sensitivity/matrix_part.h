@@ -37,25 +37,13 @@ struct MatrixPart {
   /// the survey.
   ranks::Share own_cells(int process) const;
   ranks::Share own_columns(int process) const;
+
+  /// Collective: from the own cells to the own columns of a full matrix, and back.
+  void cells_to_columns(View1<const double> cells, View1<double> of_columns) const;
+  void columns_to_cells(View1<const double> of_columns, View1<double> cells) const;
 };
 
 /// The part of this process, which is one of all.
 MatrixPart part_of_all(const Ground& survey, std::int64_t columns);
-
-/// Collective: from `values`, which lie in parts of `from` in the order of ranks, to parts of `to`.
-/// Both give the share of a process.
-template <class From, class To>
-void redistribute(View1<const double> values, From from, View1<double> result, To to) {
-  const auto common = [](const ranks::Share& a, const ranks::Share& b) {
-    return std::max<std::int64_t>(std::min(a.end, b.end) - std::max(a.begin, b.begin), 0);
-  };
-  std::vector<std::int64_t> sent;
-  std::vector<std::int64_t> received;
-  for (int r = 0; r < ranks::count(); ++r) {
-    sent.push_back(common(from(ranks::rank()), to(r)));
-    received.push_back(common(from(r), to(ranks::rank())));
-  }
-  ranks::exchange(values, sent, result, received);
-}
 
 }  // namespace quorivex

@@ -2,7 +2,6 @@
 #include "inversion/sensitivity/products.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "base/stop_run.h"
 #include "inversion/mesh_io/cell_vectors.h"
@@ -23,25 +22,17 @@ struct OwnColumns {
 
   std::int64_t own_cells() const { return part.own_cells(ranks::rank()).size(); }
   void take(View1<const double> below) {
-    redistribute({below.data() + before, own_cells()}, cells(), values.view(), columns());
+    part.cells_to_columns({below.data() + before, own_cells()}, values.view());
   }
   /// Cells of neighbour rows become 0.
   void give(View1<double> below) {
     std::fill(below.begin(), below.end(), 0.0);
-    redistribute(values.view(), columns(), {below.data() + before, own_cells()}, cells());
+    part.columns_to_cells(values.view(), {below.data() + before, own_cells()});
   }
 
   const MatrixPart& part;
   std::int64_t before;  ///< ground cells here before the own rows
   UninitializedArray<double> values;
-
- private:
-  std::function<ranks::Share(int)> cells() const {
-    return [this](int r) { return part.own_cells(r); };
-  }
-  std::function<ranks::Share(int)> columns() const {
-    return [this](int r) { return part.own_columns(r); };
-  }
 };
 
 bool is_shared(const SensitivityState& sens) { return sens.part.team == ranks::Team::all; }
@@ -80,7 +71,7 @@ void gprod(const SensitivityState& sens, const ActiveCells& active, View1<const 
     GridWork grid(sens, "gprod");
     scatter_to_grid(sens, active, m, grid.cells());
     transform_to_blocks(sens, grid);
-    SPARSE_SENS_MOD::CALC_GV(sens, grid.blocks(sens), d);
+    SPARSE_SENS_MOD::CALC_GV(sens, grid.blocks(), d);
     return;
   }
   if (m.size() == sens.nsens) return full_gv(sens, active, m, d);
@@ -94,7 +85,7 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
             View1<double> m) {
   if (sens.compressed) {
     GridWork grid(sens, "gtprod");
-    SPARSE_SENS_MOD::CALC_GTV(sens, d, grid.blocks(sens));
+    SPARSE_SENS_MOD::CALC_GTV(sens, d, grid.blocks());
     transform_to_cells(sens, grid);
     gather_from_grid(sens, active, grid.cells(), m);
     return;
@@ -106,12 +97,12 @@ void gtprod(const SensitivityState& sens, const ActiveCells& active, View1<const
 }
 
 GtgprodWork::GtgprodWork(const SensitivityState& sens, const ActiveCells& active) {
-  constexpr const char* kRoutine = "gtgprod";
+  constexpr const char* label = "gtgprod";
   if (sens.compressed) {
-    grid = {sens, kRoutine};
+    grid = {sens, label};
   } else if (active.ncell != sens.nsens) {
-    below_in = {sens.nsens, kRoutine};
-    below_out = {sens.nsens, kRoutine};
+    below_in = {sens.nsens, label};
+    below_out = {sens.nsens, label};
   }
 }
 
@@ -120,7 +111,7 @@ void gtgprod(const SensitivityState& sens, const ActiveCells& active, View1<cons
   if (sens.compressed) {
     scatter_to_grid(sens, active, m_in, work.grid.cells());
     transform_to_blocks(sens, work.grid);
-    SPARSE_SENS_MOD::CALC_GTGV(sens, work.grid.blocks(sens));
+    SPARSE_SENS_MOD::CALC_GTGV(sens, work.grid.blocks());
     transform_to_cells(sens, work.grid);
     gather_from_grid(sens, active, work.grid.cells(), m_out);
     return;
