@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Two processes of one thread against one process of two, building and inverting the compressed
 # survey of whole_runs.sh in turn; and the largest resident set of each of four processes against
-# that of the serial program, on its survey of 1.44 million cells.
+# that of the serial program, on its deep survey of a million cells.
 #
 #   bench/processes.sh PROGRAMS FOLDER [time|memory]
 #
@@ -33,8 +33,8 @@ times() {
 }
 
 memory() {
-  /usr/bin/time -f 'serial   %M kB' "$programs/quorivex" cells.inp 1 2>&1 >console.txt | tail -1
-  mpiexec -n 4 /usr/bin/time -f 'process  %M kB' "$programs/quorivex-mpi" cells.inp 1 \
+  /usr/bin/time -f 'serial   %M kB' "$programs/quorivex" deep.inp 1 2>&1 >console.txt | tail -1
+  mpiexec -n 4 /usr/bin/time -f 'process  %M kB' "$programs/quorivex-mpi" deep.inp 1 \
     2>&1 >console.txt | grep process
 }
 

@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Whole inversions of two synthetic surveys, time by phase: 64 x 64 data on 128 x 128 x 32 cells,
 # compressed; 2,000 data on 250,000 cells in full form (a file of 2 GB); on request 4 data on 1.44
-# million cells, for the memory of everything but the matrix.
+# million cells, for the memory of everything but the matrix, and the first survey twice as deep.
 #
-#   bench/whole_runs.sh PROGRAMS FOLDER [PROGRAMS_BEFORE] [compressed|full|cells]
+#   bench/whole_runs.sh PROGRAMS FOLDER [PROGRAMS_BEFORE] [compressed|full|cells|deep]
 #
 # PROGRAMS is the folder of qvx and quorivex, FOLDER a place for the surveys, which are made once
 # and kept. With the quorivex of another folder both run in turn, three times, on the same files.
@@ -49,6 +49,7 @@ for name in $surveys; do
   case $name in
     compressed) survey compressed 128 32 20 12 64 4096 40 ;;
     full) survey full 100 25 20 15 50 2000 40 --wavelet none ;;
+    deep) survey deep 128 64 20 10 64 4096 40 ;;
     cells) survey cells 120 100 20 10 2 4 1200 --wavelet none ;;
   esac
   for _ in 1 2 3; do
