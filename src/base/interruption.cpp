@@ -13,7 +13,7 @@ namespace {
 
 // A signal handler can reach nothing but globals, and may neither lock nor allocate.
 std::array<std::atomic<const char*>, 16> unfinished{};
-std::atomic<bool> last{false};
+std::atomic<bool> ends_last{false};
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
 extern "C" void end_now(int signal) {
@@ -23,7 +23,7 @@ extern "C" void end_now(int signal) {
   }
   constexpr char kText[] = "\nInterrupted; unfinished files were removed.\n";
   [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kText, sizeof(kText) - 1);
-  if (last) {
+  if (ends_last) {
     constexpr timespec kPause{0, 500'000'000};
     ::nanosleep(&kPause, nullptr);
   }
@@ -44,7 +44,7 @@ void end_cleanly_on_signals() {
   }
 }
 
-void end_last_on_signals() { last = true; }
+void end_last_on_signals() { ends_last = true; }
 
 UnfinishedFile::UnfinishedFile(const char* name) {
   for (int place = 0; place < static_cast<int>(unfinished.size()); ++place) {

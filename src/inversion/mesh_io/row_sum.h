@@ -50,10 +50,11 @@ Sum sum_of_rows(const std::vector<Sum>& own, const RowPieces& rows) {
     add(own);
     return total;
   }
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): Sum may be double itself
   constexpr std::int64_t kDoubles = sizeof(Sum) / sizeof(double);
-  std::vector<std::int64_t> sizes;
+  std::vector<std::int64_t> sizes(as_size(ranks::count()));
   for (int r = 0; r < ranks::count(); ++r)
-    sizes.push_back(kDoubles * own_rows(rows.survey_rows, r).size());
+    sizes[as_size(r)] = kDoubles * own_rows(rows.survey_rows, r).size();
   const std::vector<double> all = ranks::all_gather(
       {reinterpret_cast<const double*>(own.data()), kDoubles * length(own)}, sizes);
   const auto* const sums = reinterpret_cast<const Sum*>(all.data());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <string_view>
 
 #include "base/uninitialized_array.h"
@@ -26,7 +27,7 @@ struct GridWork {
   std::int64_t of_cells = 0;
   std::int64_t of_blocks = 0;
   UninitializedArray<double> values;
-  UninitializedArray<double> more[2];  ///< of a team, for lines and what is exchanged
+  std::array<UninitializedArray<double>, 2> more;  ///< of a team, for lines and what is exchanged
 };
 
 /// The transform of `cells` in `blocks`; collective for a team. Of blocks that processes share,

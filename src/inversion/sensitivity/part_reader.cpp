@@ -10,7 +10,7 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "getpar";
+constexpr const char* kPartRoutine = "getpar";
 constexpr std::int64_t kReadAhead = 64;  // heads and tails, between which most is passed over
 
 /// Where a row's record begins, as what is left of the file, and its number of coefficients.
@@ -28,7 +28,7 @@ struct Walk {
 
 Walk walk_records(SensitivitySource& source, RowHeads& heads, std::int32_t ndata) {
   Walk walk;
-  with_alloc_label(kRoutine, [&] { reserve_checked(walk.rows, as_size(ndata)); });
+  with_alloc_label(kPartRoutine, [&] { reserve_checked(walk.rows, as_size(ndata)); });
   try {
     for (std::int32_t i = 0; i < ndata; ++i) {
       const std::int64_t place = source.file.left_in_file();
@@ -70,7 +70,7 @@ struct PartReader {
     for (std::int64_t row = share.begin; row < share.end; ++row) {
       const RowPlace& place = walk.rows[as_size(row)];
       positions = {};
-      positions = allocate<std::int32_t>(as_size(place.nnz), kRoutine);
+      positions = allocate<std::int32_t>(as_size(place.nnz), kPartRoutine);
       go_to(source, place);
       source.need(source.file.read(positions.data(), place.nnz));
       visit(row, positions);
@@ -88,7 +88,7 @@ void deal(PartReader& reader) {
   ranks::sum(counts.entries);
   if (reader.walk.stop) throw StopRun(*reader.walk.stop);
   SparseShares& shares = reader.sens.part.shares;
-  with_alloc_label(kRoutine, [&] {
+  with_alloc_label(kPartRoutine, [&] {
     shares.pieces = cut_into_pieces(counts, reader.blocks.points());
     shares.first_piece = deal_pieces(shares.pieces, ranks::count());
   });
@@ -132,7 +132,7 @@ RowRange range_in(const std::vector<std::int32_t>& positions, const SparseBlocks
 std::vector<RowRange> exchange_ranges(PartReader& reader) {
   const SparseShares& shares = reader.sens.part.shares;
   const std::int64_t own = reader.looked_at().size();
-  std::vector<RowRange> told = allocate<RowRange>(as_size(own * ranks::count()), kRoutine);
+  std::vector<RowRange> told = allocate<RowRange>(as_size(own * ranks::count()), kPartRoutine);
   reader.for_each_row([&](std::int64_t row, std::vector<std::int32_t>& positions) {
     const bool rises = std::is_sorted(positions.begin(), positions.end());
     if (!rises) std::sort(positions.begin(), positions.end());
@@ -142,7 +142,7 @@ std::vector<RowRange> exchange_ranges(PartReader& reader) {
       told[as_size(r * own + row - reader.looked_at().begin)] = range;
     }
   });
-  std::vector<RowRange> ranges = allocate<RowRange>(as_size(reader.sens.ndata), kRoutine);
+  std::vector<RowRange> ranges = allocate<RowRange>(as_size(reader.sens.ndata), kPartRoutine);
   std::vector<std::int64_t> sent(as_size(ranks::count()), 2 * own);
   std::vector<std::int64_t> received(sent);
   for (int r = 0; r < ranks::count(); ++r)

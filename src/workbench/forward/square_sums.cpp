@@ -10,8 +10,8 @@
 namespace quorivex {
 namespace {
 
-constexpr const char* kRoutine = "square_sums";
-constexpr std::int64_t kPiece = std::int64_t{1} << 22;  // cells
+constexpr const char* kSquareSumsRoutine = "square_sums";
+constexpr std::int64_t kCellPiece = std::int64_t{1} << 22;  // cells
 
 QUORIVEX_MULTIVERSIONED
 void add_squares_of(const double* from, std::int64_t count, double factor, double* to) {
@@ -47,22 +47,22 @@ SquareSums::SquareSums(const Ground& ground, std::int32_t ndata, ranks::Team tea
     : ground_(ground),
       group_size_(group_size(ndata)),
       team_(team),
-      group_(allocate<double>(as_size(ground.cells()), kRoutine)) {
+      group_(allocate<double>(as_size(ground.cells()), kSquareSumsRoutine)) {
   std::int64_t own = 0;
   std::int64_t longest = 0;
   for_each_piece([&](ranks::Share /*piece*/, ranks::Share share) {
     own += share.size();
     longest = std::max(longest, share.size());
   });
-  total_ = allocate<double>(as_size(own), kRoutine);
+  total_ = allocate<double>(as_size(own), kSquareSumsRoutine);
   if (ranks::count(team) > 1)
-    received_ = allocate<double>(as_size(longest * ranks::count()), kRoutine);
+    received_ = allocate<double>(as_size(longest * ranks::count()), kSquareSumsRoutine);
 }
 
 template <class Work>
 void SquareSums::for_each_piece(Work work) const {
-  for (std::int64_t begin = 0; begin < ground_.cells(); begin += kPiece) {
-    const std::int64_t size = std::min(kPiece, ground_.cells() - begin);
+  for (std::int64_t begin = 0; begin < ground_.cells(); begin += kCellPiece) {
+    const std::int64_t size = std::min(kCellPiece, ground_.cells() - begin);
     const ranks::Share own = ranks::share_of(size, ranks::rank(team_), ranks::count(team_));
     work(ranks::Share{begin, begin + size}, own);
   }
