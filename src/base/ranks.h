@@ -22,12 +22,12 @@ namespace quorivex::ranks {
 
 /// While it exists, the process is one of several. Made first in main, ended by all processes.
 /// Standard output and standard error of all but the first lead nowhere.
-class Session {
+class World {
  public:
-  Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
-  ~Session();  // NOLINT(performance-trivially-destructible): that of MPI is not
+  World();
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+  ~World();  // NOLINT(performance-trivially-destructible): that of MPI is not
 };
 
 /// Whether the program is linked with MPI.

@@ -205,7 +205,7 @@ void exchange_of(View1<const T> send, const std::vector<std::int64_t>& to, View1
 
 }  // namespace
 
-Session::Session() {
+World::World() {
   int provided = 0;
   MPI_Init_thread(nullptr, nullptr, MPI_THREAD_FUNNELED, &provided);
   State& s = state();
@@ -220,7 +220,7 @@ Session::Session() {
   ::close(nowhere);
 }
 
-Session::~Session() {
+World::~World() {
   std::fflush(nullptr);
   MPI_Barrier(MPI_COMM_WORLD);  // what the first process has to print is printed
   MPI_Finalize();

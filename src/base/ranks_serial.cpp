@@ -7,8 +7,8 @@
 
 namespace quorivex::ranks {
 
-Session::Session() = default;
-Session::~Session() = default;
+World::World() = default;
+World::~World() = default;
 
 bool with_mpi() { return false; }
 int rank() { return 0; }

@@ -37,7 +37,7 @@ void run(int argc, char** argv, Report& report) {
 
 int main(int argc, char** argv) {
   quorivex::prepare_process();
-  const quorivex::ranks::Session session;
+  const quorivex::ranks::World world;
   Report report;
   try {
     run(argc, argv, report);

@@ -175,7 +175,7 @@ int run_to_the_end(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   quorivex::prepare_process();
-  const ranks::Session session;
+  const ranks::World world;
   const int status = run_to_the_end(argc, argv);
   // Of several processes one tells: mpiexec may end the others of a run that has failed.
   return ranks::is_first() ? status : 0;

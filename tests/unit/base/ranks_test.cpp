@@ -136,7 +136,7 @@ void play(const std::string& scene) {
 }  // namespace quorivex::test
 
 int main(int argc, char** argv) {
-  const quorivex::ranks::Session session;
+  const quorivex::ranks::World world;
   if (argc < 2) {
     testing::InitGoogleTest(&argc, argv);
     const std::int64_t failed = RUN_ALL_TESTS() == 0 ? 0 : 1;

@@ -159,7 +159,7 @@ bool same_message(bool wrong_position) {
 }  // namespace quorivex::test
 
 int main(int argc, char** argv) {
-  const quorivex::ranks::Session session;
+  const quorivex::ranks::World world;
   if (argc > 1 && argv[1][0] != '-') {
     return quorivex::test::same_message(std::string(argv[1]) == "position") ? 0 : 1;
   }
