@@ -13,6 +13,21 @@ std::int64_t common(const ranks::Share& a, const ranks::Share& b) {
   return std::max<std::int64_t>(std::min(a.end, b.end) - std::max(a.begin, b.begin), 0);
 }
 
+using ShareOf = ranks::Share (MatrixPart::*)(int) const;
+
+/// Collective: from shares `from` of all columns to shares `to`, both in the order of ranks.
+void hand_over(const MatrixPart& part, View1<const double> values, ShareOf from,
+               View1<double> result, ShareOf to) {
+  const int own = ranks::rank();
+  std::vector<std::int64_t> sent;
+  std::vector<std::int64_t> received;
+  for (int r = 0; r < ranks::count(); ++r) {
+    sent.push_back(common((part.*from)(own), (part.*to)(r)));
+    received.push_back(common((part.*from)(r), (part.*to)(own)));
+  }
+  ranks::exchange(values, sent, result, received);
+}
+
 }  // namespace
 
 ranks::Share SparseShares::pieces_of(int process) const {
@@ -53,23 +68,11 @@ ranks::Share MatrixPart::own_columns(int process) const {
 }
 
 void MatrixPart::cells_to_columns(View1<const double> cells, View1<double> of_columns) const {
-  std::vector<std::int64_t> to;
-  std::vector<std::int64_t> from;
-  for (int r = 0; r < ranks::count(); ++r) {
-    to.push_back(common(own_cells(ranks::rank()), own_columns(r)));
-    from.push_back(common(own_cells(r), own_columns(ranks::rank())));
-  }
-  ranks::exchange(cells, to, of_columns, from);
+  hand_over(*this, cells, &MatrixPart::own_cells, of_columns, &MatrixPart::own_columns);
 }
 
 void MatrixPart::columns_to_cells(View1<const double> of_columns, View1<double> cells) const {
-  std::vector<std::int64_t> to;
-  std::vector<std::int64_t> from;
-  for (int r = 0; r < ranks::count(); ++r) {
-    to.push_back(common(own_columns(ranks::rank()), own_cells(r)));
-    from.push_back(common(own_columns(r), own_cells(ranks::rank())));
-  }
-  ranks::exchange(of_columns, to, cells, from);
+  hand_over(*this, of_columns, &MatrixPart::own_columns, cells, &MatrixPart::own_cells);
 }
 
 MatrixPart part_of_all(const Ground& survey, std::int64_t columns) {
