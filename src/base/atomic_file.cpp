@@ -3,8 +3,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,30 +19,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// True while the name leads to the open file: not after another program has renamed it.
-bool is_named(int descriptor, const std::string& name) {
-  struct stat opened {};
-  struct stat named {};
-  return ::fstat(descriptor, &opened) == 0 && ::lstat(name.c_str(), &named) == 0 &&
-         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+/// NAME.PROCESS.part, or with the next number that is free: processes of several machines or
+/// containers may have the same number, and one that was killed may have left its file.
+int create_next_to(const std::string& name, std::string& place) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  constexpr int kMostTries = 10'000;
+  for (int number = 0;; ++number) {
+    place = fmt::format("{}.{}.part", name, ::getpid() + std::int64_t{number});
+    const int descriptor = ::open(place.c_str(), kFlags, 0666);
+    if (descriptor >= 0) return descriptor;
+    if (errno != EEXIST || number == kMostTries) writing_failed(name, std::strerror(errno));
+  }
 }
 
-/// Opens a file for this program alone, creating it where it is missing.
-int open_locked(const std::string& name) {
-  // Without O_NONBLOCK a pipe of that name would wait for a reader forever.
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  for (;;) {
-    const int descriptor = ::open(name.c_str(), kFlags, 0666);
-    if (descriptor < 0) {
-      writing_failed(name, errno == ELOOP ? "it is a link" : std::strerror(errno));
-    }
-    // A file system without locks is no reason to stop.
-    const bool locked_elsewhere =
-        ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    if (!locked_elsewhere && is_named(descriptor, name)) return descriptor;
-    ::close(descriptor);
-    if (locked_elsewhere) writing_failed(name, "another program is writing it");
-  }
+/// Best effort: not every file system lets a folder be opened or synced.
+void sync_folder_of(const std::string& name) {
+  const std::string folder = fs::path(name).parent_path().string();
+  const int descriptor =
+      ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  ::fsync(descriptor);
+  ::close(descriptor);
 }
 
 }  // namespace
@@ -69,37 +64,35 @@ std::string target_of_links(const std::string& name) {
   return place.string();
 }
 
-PartFile::PartFile(std::string name)
-    : name_(std::move(name)), descriptor_(open_locked(name_)), unfinished_(name_.c_str()) {
-  struct stat status {};
-  ::fstat(descriptor_, &status);
-  const bool regular = S_ISREG(status.st_mode);
-  if (regular && ::ftruncate(descriptor_, 0) == 0) return;
-  const int error = errno;
-  ::close(descriptor_);
-  writing_failed(name_, regular ? std::strerror(error) : "it is not a regular file");
+PartFile::PartFile(std::string name) : name_(std::move(name)) {
+  const SignalsWait wait;
+  descriptor_ = create_next_to(name_, place_);
+  unfinished_.remember(place_);
 }
 
 PartFile::~PartFile() {
-  if (!renamed_) std::remove(name_.c_str());
   ::close(descriptor_);
+  if (place_.empty()) return;
+  const SignalsWait wait;
+  ::unlink(place_.c_str());
+  unfinished_.forget();
 }
 
 int PartFile::duplicate() const { return ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0); }
 
-void PartFile::rename_to(const std::string& name) {
-  if (std::rename(name_.c_str(), name.c_str()) != 0) writing_failed(name, std::strerror(errno));
-  renamed_ = true;
+void PartFile::rename() {
+  if (std::rename(place_.c_str(), name_.c_str()) != 0) writing_failed(name_, std::strerror(errno));
+  unfinished_.forget();
+  place_.clear();
+  sync_folder_of(name_);
 }
 
 AtomicFile::AtomicFile(const std::string& name)
-    : name_(target_of_links(name)),
-      part_(name_ + ".part"),
-      file_(part_.name(), part_.duplicate()) {}
+    : part_(target_of_links(name)), file_(name, part_.duplicate()) {}
 
 void AtomicFile::commit() {
-  file_.close();
-  part_.rename_to(name_);
+  file_.close_on_disk();
+  part_.rename();
 }
 
 }  // namespace quorivex

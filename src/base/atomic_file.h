@@ -18,10 +18,10 @@ std::string numbered_name(std::string_view base, std::int32_t iteration,
 /// @throws StopRun for a device, a pipe or a folder
 std::string target_of_links(const std::string& name);
 
-/// NAME.part while it is being written. It belongs to one program at a time: a lock refuses others.
+/// A file NAME.PROCESS.part next to NAME, made by this process alone, until it takes that name.
+/// Messages are about NAME.
 class PartFile {
  public:
-  /// Creates it, or empties what an interrupted run left. A link of that name is refused.
   explicit PartFile(std::string name);
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
@@ -30,18 +30,19 @@ class PartFile {
 
   /// A second descriptor of the open file.
   int duplicate() const;
-  void rename_to(const std::string& name);
-  const std::string& name() const { return name_; }
+  /// Gives it the name, and brings the folder to the disk.
+  void rename();
+  const std::string& place() const { return place_; }
 
  private:
   std::string name_;
-  int descriptor_;  // holds the lock until the file has its final name
+  std::string place_;
+  int descriptor_ = -1;
   UnfinishedFile unfinished_;
-  bool renamed_ = false;
 };
 
-/// A file that appears under its name only when it is complete: it grows as NAME.part next to it
-/// and takes its name in `commit`. An exception or a signal to end leaves nothing behind.
+/// A file that appears under its name only when it is complete and on the disk: it grows as a
+/// PartFile and takes its name in `commit`. An exception or a signal to end leaves nothing behind.
 /// A link called NAME is followed, also to a file that does not exist yet; a device, a pipe or a
 /// folder of that name is refused.
 class AtomicFile {
@@ -52,7 +53,6 @@ class AtomicFile {
   void commit();
 
  private:
-  std::string name_;
   PartFile part_;
   OutputFile file_;
 };

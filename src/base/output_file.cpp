@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,13 +18,28 @@ namespace {
 
 constexpr std::size_t kWriteBufferBytes = std::size_t{256} * 1024;
 
+/// Why the open file cannot be emptied for this program alone, nullptr when it was.
+const char* lock_and_empty(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return std::strerror(errno);
+  if (!S_ISREG(status.st_mode)) return nullptr;
+  // A file system without locks is no reason to stop.
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    return kWrittenElsewhere;
+  }
+  return ::ftruncate(descriptor, 0) == 0 ? nullptr : std::strerror(errno);
+}
+
 int open_for_writing(const std::string& name) {
   // Without O_NONBLOCK a pipe of that name would wait for a reader forever.
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC;
   const int descriptor = ::open(name.c_str(), kFlags, 0666);
   if (descriptor < 0) writing_failed(name, std::strerror(errno));
   ::fcntl(descriptor, F_SETFL, 0);
-  return descriptor;
+  const char* const refusal = lock_and_empty(descriptor);
+  if (refusal == nullptr) return descriptor;
+  ::close(descriptor);
+  writing_failed(name, refusal);
 }
 
 }  // namespace
@@ -72,6 +89,15 @@ void OutputFile::write(std::string_view text) {
     if (count < 0) writing_failed(name_, std::strerror(errno));
     text.remove_prefix(static_cast<std::size_t>(count));
   }
+}
+
+void OutputFile::close_on_disk() {
+  flush();
+  // Pipes and some file systems know no fsync.
+  if (::fsync(descriptor_) != 0 && errno != EINVAL && errno != ENOTSUP && errno != ENOSYS) {
+    writing_failed(name_, std::strerror(errno));
+  }
+  close();
 }
 
 void OutputFile::close() {

@@ -14,7 +14,8 @@ namespace quorivex {
 /// and flushed when memory is exhausted.
 class OutputFile {
  public:
-  /// Creates the file or empties an existing one.
+  /// Creates the file or empties an existing one, and locks it: one that another program has open
+  /// in this way is refused and stays as it is.
   explicit OutputFile(const std::string& name);
   /// Takes over a descriptor that is open for writing; `name` is for messages.
   OutputFile(std::string name, int descriptor);
@@ -28,6 +29,8 @@ class OutputFile {
   /// What is appended next begins at this place of the file.
   void seek(std::int64_t offset);
   void close();
+  /// Closes it when all of it is on the disk.
+  void close_on_disk();
 
  private:
   void write(std::string_view text);
@@ -37,6 +40,9 @@ class OutputFile {
   std::unique_ptr<char[]> buffer_;
   std::size_t filled_ = 0;
 };
+
+/// Why a file is refused that another program has locked.
+inline constexpr const char* kWrittenElsewhere = "another program is writing it";
 
 /// " ERROR writing file NAME: REASON"
 [[noreturn]] void writing_failed(std::string_view name, std::string_view reason);

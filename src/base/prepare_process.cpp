@@ -5,15 +5,38 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
+#include <unistd.h>
 
+#include <array>
+#include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <initializer_list>
 
 #include "base/interruption.h"
 
 namespace quorivex {
+namespace {
 
-void prepare_process() {
+/// A thread that waits for work looks for it in a short loop, then sleeps. The loop of GCC's OpenMP
+/// is a hundred times as long by itself: where other programs use the cores it takes the time away
+/// from the very thread that it waits for (docs/performance.md has figures). Its length is read
+/// when the program is loaded.
+void shorten_waiting_loops(char** argv) {
+  constexpr const char* kVariable = "GOMP_SPINCOUNT";
+  if (std::getenv(kVariable) != nullptr || std::getenv("OMP_WAIT_POLICY") != nullptr) return;
+  std::array<char, PATH_MAX> program{};
+  const auto length = ::readlink("/proc/self/exe", program.data(), program.size() - 1);
+  if (length <= 0 || ::setenv(kVariable, "1000", 1) != 0) return;
+  ::execv(program.data(), argv);  // where that fails, this one goes on
+}
+
+}  // namespace
+
+void prepare_process(char** argv) {
+#if defined(__GNUC__) && !defined(__clang__)
+  if (argv != nullptr) shorten_waiting_loops(argv);
+#endif
 #ifdef __GLIBC__
   // Vectors of cells go back to the system when they are freed. Left to itself malloc keeps up to
   // 32 MB each from the second one on, a sixth of the memory of a survey of a million cells.

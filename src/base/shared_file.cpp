@@ -11,8 +11,8 @@
 namespace quorivex {
 namespace {
 
-int open_existing(const std::string& name) {
-  const int descriptor = ::open(name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+int open_existing(const std::string& part, const std::string& name) {
+  const int descriptor = ::open(part.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) writing_failed(name, std::strerror(errno));
   return descriptor;
 }
@@ -20,16 +20,13 @@ int open_existing(const std::string& name) {
 }  // namespace
 
 SharedFile::SharedFile(const std::string& name) {
-  if (ranks::is_first()) {
-    name_ = target_of_links(name);
-    part_.emplace(name_ + ".part");
-  }
-  const std::string part = ranks::broadcast_text(part_ ? part_->name() : "");
-  file_.emplace(part, part_ ? part_->duplicate() : open_existing(part));
+  if (ranks::is_first()) part_.emplace(target_of_links(name));
+  const std::string part = ranks::broadcast_text(part_ ? part_->place() : "");
+  file_.emplace(name, part_ ? part_->duplicate() : open_existing(part, name));
 }
 
 void SharedFile::complete() {
-  file_->close();
+  file_->close_on_disk();
   ranks::meet();
 }
 

@@ -11,8 +11,8 @@
 
 namespace quorivex {
 
-/// A file that the processes write together, each at its own places. As AtomicFile it grows as
-/// NAME.part, which the first process creates, renames or removes, and the others open.
+/// A file that the processes write together, each at its own places. As AtomicFile it grows as a
+/// PartFile, which the first process creates, renames or removes, and the others open.
 class SharedFile {
  public:
   /// Collective.
@@ -25,10 +25,9 @@ class SharedFile {
   /// Collective: everybody has written what it had to write.
   void complete();
   /// Gives the file its name, after `complete`. For the first process.
-  void commit() { part_->rename_to(name_); }
+  void commit() { part_->rename(); }
 
  private:
-  std::string name_;
   std::optional<PartFile> part_;  // of the first process
   std::optional<OutputFile> file_;
 };

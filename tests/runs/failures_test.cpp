@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -346,8 +349,6 @@ TEST(Failures, AnOutputFileThatCannotBeWrittenIsNamedAndNotLeftHalfWritten) {
         Row{"quorivex.log", "/dev/full", "No space left on device", {}},
         Row{"quorivex.out", "", "Is a directory", {}},
         Row{"quorivex.out", "/dev/full", "No space left on device", {}},
-        Row{pre + ".part", "obs.dat", "it is a link", {pre + ".part"}},
-        Row{sus + ".part", "", "Is a directory", {pre, sus + ".part"}},
         Row{sus, "", "it is not a regular file", {pre, sus}},
         Row{sus, "/dev/null", "it is not a regular file", {pre, sus}}}) {
     const Case folder;
@@ -356,6 +357,65 @@ TEST(Failures, AnOutputFileThatCannotBeWrittenIsNamedAndNotLeftHalfWritten) {
     const std::string data = folder.read("obs.dat");
     folder.expect_stop(" ERROR writing file " + name + ": " + why, left);
     EXPECT_EQ(folder.read("obs.dat"), data) << "written through a link";
+  }
+}
+
+// An input that is emptied before it is read, or replaced by a result.
+TEST(Failures, AnInputThatTheRunWouldOverwriteIsRefusedBeforeAnythingIsWritten) {
+  // A line of the input file, what it names, the output that is a link to this or "", which output.
+  using Row = std::tuple<int, std::string, std::string, std::string>;
+  for (const auto& [line, name, link, output] :
+       {Row{3, "quorivex.log", "", "data file quorivex.log"},
+        Row{4, "./quorivex.out", "", "sensitivity file ./quorivex.out"},
+        Row{5, "quorivex_007.sus", "", "initial model file quorivex_007.sus"},
+        Row{4, "sens.mtx", "quorivex_001.pre", "sensitivity file sens.mtx"},
+        Row{12, "w.txt", "quorivex.log", "weight file w.txt"}}) {
+    const Case folder({{line, name}});
+    if (link.empty()) folder.write(name, "somebody's");
+    if (!link.empty()) std::filesystem::create_symlink(name, folder.path(link));
+    if (line == 12) folder.write(name, "somebody's");
+    const std::string before = folder.read(name);
+    const std::string console = run_program(folder, "run.inp");
+    const std::string replaced = std::filesystem::path(link.empty() ? name : link).filename();
+    EXPECT_TRUE(console.ends_with(
+        fmt::format("\n ERROR: {} would be overwritten by the run's {}\n\n", output, replaced)))
+        << console;
+    EXPECT_EQ(folder.read(name), before);
+    EXPECT_EQ(folder.has("quorivex.log"), replaced == "quorivex.log");
+  }
+  const Case as_log;
+  as_log.write("quorivex.log", as_log.read("run.inp"));
+  EXPECT_NE(run_program(as_log, "quorivex.log").find("ERROR: input file"), std::string::npos);
+  EXPECT_EQ(as_log.read("quorivex.log"), as_log.read("run.inp"));
+}
+
+TEST(Failures, ASecondRunInTheFolderIsToldSoAndWritesNothing) {
+  const Case folder;
+  folder.write("quorivex.log", "of the first");
+  const int log = ::open(folder.path("quorivex.log").c_str(), O_RDONLY);
+  ASSERT_EQ(::flock(log, LOCK_EX), 0);
+  EXPECT_TRUE(
+      run_program(folder, "run.inp")
+          .ends_with("\n ERROR writing file quorivex.log: another program is writing it\n"));
+  EXPECT_EQ(folder.read("quorivex.log"), "of the first");
+  EXPECT_FALSE(folder.has("quorivex.out"));
+  ::close(log);
+  folder.expect_plain_results("run.inp");
+}
+
+// A runtime that ends the program, or a run that gives up, where the system is short of threads.
+TEST(Failures, ThreadsThatCannotBeStartedAreDoneWithout) {
+#ifdef QUORIVEX_SANITIZED
+  GTEST_SKIP() << "the sanitizer's own memory needs more than the limit";
+#endif
+  const Case plain;
+  run_program(plain, "run.inp");
+  for (const char* limit : {"ulimit -v 2000000", "export OMP_STACKSIZE=1000G"}) {
+    const Case folder;
+    const std::string console = run_program(folder, "run.inp 999", limit);
+    for (const std::string& text : {console, folder.read("quorivex.log")})
+      EXPECT_NE(text.find("of 999 threads at once;"), std::string::npos) << text;
+    EXPECT_EQ(folder.read("quorivex_003.sus"), plain.read("quorivex_003.sus")) << limit;
   }
 }
 

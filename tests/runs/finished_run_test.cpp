@@ -193,18 +193,6 @@ TEST(FinishedRun, AModelOfAnotherIterationIsRefusedAndNoOther) {
   }
 }
 
-TEST(FinishedRun, ARunMayReplaceItsOwnReferenceModel) {
-  const RunFolder folder;
-  folder.replace("run.inp", "VALUE 0.0\n", "quorivex_002.sus\n");
-  run_program(folder, "run.inp 1");
-  std::filesystem::remove(folder.path("quorivex_002.pre"));
-  const FinishedRun run = folder.finished();
-  for (const FinishedIteration& iteration : run.iterations)
-    EXPECT_NO_THROW(read_model(run, iteration));
-  EXPECT_TRUE(replaced_by_run(run, "quorivex_002.sus"));
-  EXPECT_FALSE(replaced_by_run(run, "VALUE 0.0"));
-}
-
 // A run that goes on writes the row of an iteration before its files, and at first nothing at all.
 TEST(FinishedRun, ARunThatGoesOnHasTheIterationsThatAreWritten) {
   const RunFolder folder;

@@ -186,7 +186,7 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
       folder,
       std::string(kColumns) + kGiven + "--missing '*' --elevation Z --floor 1 --output ./t.csv",
       "would replace a file that is read");
-  EXPECT_FALSE(folder.has("o.mag") || folder.has("o.mag.part"));
+  EXPECT_FALSE(folder.has("o.mag") || folder.has_leftovers());
 }
 
 TEST(QvxSurvey, GridAndFitsAreStatedAndAWholeFieldIsNoticed) {

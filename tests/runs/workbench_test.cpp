@@ -92,7 +92,7 @@ TEST(QvxMesh, RefusalsSayWhatToDoAndWriteNothing) {
       expect_refused(folder, mesh + option + " " + value, option);
   }
   expect_refused(folder, mesh + "--growth 0.9", "--growth: should be a number from 1 to 10");
-  EXPECT_FALSE(folder.has("m.txt") || folder.has("m.txt.part"));
+  EXPECT_FALSE(folder.has("m.txt") || folder.has_leftovers());
   EXPECT_EQ(folder.read("s.loc"), locations());
   EXPECT_EQ(run_qvx(folder, "mesh --output m.txt --data one.loc --cell 5").status, 0);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -26,6 +27,15 @@ class ScratchFolder {
 
   std::string path(std::string_view name) const { return (path_ / name).string(); }
   bool has(std::string_view name) const { return std::filesystem::exists(path_ / name); }
+
+  /// Whether a file that was not completed, or a lock, was left.
+  bool has_leftovers() const {
+    const auto is_left = [](const auto& entry) {
+      const auto extension = entry.path().extension();
+      return extension == ".part" || extension == ".lock";
+    };
+    return std::any_of(std::filesystem::directory_iterator(path_), {}, is_left);
+  }
 
   std::string write(std::string_view name, std::string_view bytes) const {
     std::ofstream(path(name), std::ios::binary) << bytes;

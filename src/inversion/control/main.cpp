@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <exception>
+#include <string_view>
 
+#include "base/interruption.h"
 #include "base/phase_times.h"
 #include "base/prepare_process.h"
 #include "base/ranks.h"
@@ -33,12 +35,28 @@ void run(int argc, char** argv, Report& report) {
   quorivex::ranks::finish();
 }
 
+Report* report_at_exit = nullptr;
+
+/// Where the runtime of the threads ends the program.
+void tell_exit() {
+  constexpr std::string_view kText =
+      "\n ERROR: the system has no thread, or no memory for the threads.\n";
+  Report::console(kText);
+  try {
+    report_at_exit->log(kText);
+    report_at_exit->flush_log();
+  } catch (const std::exception&) {
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  quorivex::prepare_process();
+  quorivex::prepare_process(argv);
   const quorivex::ranks::World world;
   Report report;
+  report_at_exit = &report;
+  const quorivex::ExitGuard guard(tell_exit, 0);
   try {
     run(argc, argv, report);
   } catch (const StopRun& stop) {

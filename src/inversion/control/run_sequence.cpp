@@ -14,6 +14,7 @@
 #include "inversion/control/thread_report.h"
 #include "inversion/control/timer.h"
 #include "inversion/input/program_name.h"
+#include "inversion/setup/own_outputs.h"
 
 namespace quorivex {
 namespace {
@@ -41,13 +42,17 @@ void report_end(Timer& timer, Report& report) {
 
 void run_sequence(const std::vector<std::string>& arguments, Report& report) {
   setenv("OMP_PROC_BIND", "true", 1);
-  set_threads(arguments.size() == 2 ? arguments[1] : "");
+  const std::string fewer = set_threads(arguments.size() == 2 ? arguments[1] : "");
   Timer timer;
-  Report::console(thread_report(kTitle));
+  const std::string threads = thread_report(kTitle) + fewer;
+  Report::console(threads);
   if (arguments.empty()) throw StopRun(usage());
   const std::string input_name(trim_right(arguments[0].substr(0, kMaxName)));
-  if (ranks::is_first()) report.open_log(kLogName);
-  report.log(thread_report(kTitle));
+  if (ranks::is_first()) {
+    refuse_outputs_that_are_read(input_name);
+    report.open_log(kLogName);
+  }
+  report.log(threads);
   InversionParameters input = read_input(input_name, report);
   if (ranks::is_first()) report.open_summary(kSummaryName);
   report_date("QUORIVEX started on: ", report);

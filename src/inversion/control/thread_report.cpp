@@ -8,15 +8,17 @@
 
 #include "base/fixed_format.h"
 #include "base/free_format.h"
+#include "base/threads.h"
 #include "inversion/input/program_name.h"
 
 namespace quorivex {
 
-void set_threads(std::string_view text) {
+std::string set_threads(std::string_view text) {
   constexpr int kMaxThreads = 999;
   std::int32_t wanted = 0;
   if (!FreeFormat(text).read(wanted) || wanted < 1) wanted = omp_get_max_threads();
-  omp_set_num_threads(std::min(wanted, kMaxThreads));
+  const std::string fewer = use_threads(std::min(wanted, kMaxThreads));
+  return fewer.empty() ? "" : fmt::format("\nWARNING: {}\n\n", fewer);
 }
 
 std::string thread_report(std::string_view name) {

@@ -29,11 +29,6 @@ void count_cells_at_bounds(const FinishedRun& run, const std::vector<double>& mo
   std::vector<double> bound = allocate<double>(cells, kRoutine);
   full_to_active(active, model, values);
   facts.active_cells = active.ncell;
-  facts.bounds_known = !replaced_by_run(run, p.lowerBounds) && !replaced_by_run(run, p.upperBounds);
-  if (!facts.bounds_known) {
-    facts.at_bounds = run.iterations.back().row.cells_on_bound;
-    return;
-  }
   const auto held = [&](double sign) {
     std::int64_t count = 0;
     for (std::size_t i = 0; i < cells; ++i) {

@@ -35,8 +35,7 @@ struct RunFacts {
   std::string ending;                ///< why it ended, in the run's words; may be empty
   std::int64_t active_cells = 0;
   std::int64_t at_bounds = 0;  ///< active cells held at a bound
-  bool bounds_known = true;    ///< false where the run has replaced the files of its bounds
-  std::int64_t at_lower = 0;   ///< of at_bounds, where bounds are known
+  std::int64_t at_lower = 0;
   std::int64_t at_upper = 0;
   double narrowest_cell = 0.0;                       ///< horizontal width, metres
   double gap = 0.0;                                  ///< see `typical_gap`

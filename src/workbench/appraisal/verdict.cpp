@@ -36,11 +36,9 @@ std::string describe_bounds(const RunFacts& f) {
   if (f.at_bounds == 0) return "No cell is held at a bound.";
   const auto share = static_cast<double>(f.at_bounds) /
                      static_cast<double>(std::max<std::int64_t>(f.active_cells, 1));
-  const std::string which =
-      f.bounds_known ? fmt::format("{} at the lower, {} at the upper", f.at_lower, f.at_upper)
-                     : "at which is unknown, because the run has replaced the file of its bounds";
-  return fmt::format("{} of {} active cells ({}) are held at a bound: {}.", f.at_bounds,
-                     f.active_cells, percent(share), which);
+  return fmt::format(
+      "{} of {} active cells ({}) are held at a bound: {} at the lower, {} at the upper.",
+      f.at_bounds, f.active_cells, percent(share), f.at_lower, f.at_upper);
 }
 
 std::string describe_largest(const LargestResidual& r) {

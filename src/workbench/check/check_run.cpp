@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "inversion/mesh_io/station_heights.h"
+#include "inversion/setup/own_outputs.h"
 #include "workbench/check/input_lines.h"
 #include "workbench/check/matrix_checks.h"
 #include "workbench/check/model_checks.h"
@@ -170,6 +171,7 @@ int check_run(const std::string& input_file, const std::string& mesh_file) {
   fmt::print("What a run of {} would find; nothing is written.\n", input_file);
   InversionParameters input;
   if (!check_input(input_file, input, findings)) return findings.close();
+  findings.attempt([&] { refuse_outputs_that_are_read(input_file); });
   RunSetup setup;
   const bool matrix = read_matrix(input, setup, findings);
   const bool survey = read_survey(input, matrix, setup, findings);

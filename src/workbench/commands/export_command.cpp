@@ -3,12 +3,14 @@
 #include <fmt/ranges.h>
 
 #include <charconv>
+#include <deque>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
 
 #include "base/fixed_format.h"
+#include "base/output_lock.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/overwriting.h"
@@ -193,6 +195,11 @@ void run_export(const ExportOptions& options) {
   const FinishedRun run = read_finished_run(options.run);
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
   check_outputs(options, run, iterations);
+  std::deque<OutputLock> locks;
+  for (const std::string& file :
+       {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
+    if (!file.empty()) locks.emplace_back(file);
+  }
   print_notes(run);
   Collections collections;
   for (const FinishedIteration& iteration : iterations) {

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/output_lock.h"
 #include "base/ranks.h"
 #include "base/statistics.h"
 #include "base/stop_run.h"
@@ -50,6 +51,8 @@ void run(const ForwardOptions& options) {
   }
   refuse_overwriting(options.output, {options.data, options.model, options.matrix,
                                       options.ground.mesh, options.ground.topography});
+  std::optional<OutputLock> lock;
+  if (ranks::is_first()) lock.emplace(options.output);
   // The processes share the prisms; a matrix is read and multiplied by the first.
   if (!options.matrix.empty() && !ranks::is_first()) return;
   Observations data;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/atomic_file.h"
+#include "base/output_lock.h"
 #include "base/stop_run.h"
 #include "base/text.h"
 #include "workbench/check/matrix_checks.h"
@@ -126,6 +127,7 @@ void run(const InputOptions& options) {
     stop_run(fmt::format(" ERROR: {} exists already. Name another file, or remove it first.",
                          options.output));
   }
+  const OutputLock lock(options.output);
   const SensitivityFile heading = check_pair(input);
   if (input.alphaLine.empty()) input.alphaLine = default_lengths(heading.ground->mesh);
   check_entries(input);

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <omp.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -7,11 +9,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/interruption.h"
 #include "base/prepare_process.h"
 #include "base/ranks.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/nearest_word.h"
+#include "workbench/commands/survey_inputs.h"
 
 namespace {
 
@@ -136,6 +140,7 @@ int run(int argc, char** argv) {
     }
   }
   try {
+    quorivex::start_threads(omp_get_max_threads());
     qvx.parse(argc, argv);
   } catch (const CLI::RuntimeError& end) {
     return end.get_exit_code();  // the command has printed the rest
@@ -171,11 +176,17 @@ int run_to_the_end(int argc, char** argv) {
   return failure(argc, argv);
 }
 
+/// Where the runtime of the threads ends the program.
+void tell_exit() {
+  std::fputs("ERROR: the system has no thread, or no memory for the threads.\n", stderr);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  quorivex::prepare_process();
+  quorivex::prepare_process(argv);
   const ranks::World world;
+  const quorivex::ExitGuard guard(tell_exit, failure(argc, argv));
   const int status = run_to_the_end(argc, argv);
   // Of several processes one tells: mpiexec may end the others of a run that has failed.
   return ranks::is_first() ? status : 0;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/output_lock.h"
 #include "base/statistics.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "inversion/sensitivity/memory.h"
@@ -179,6 +180,7 @@ void warn_of_cells(const Mesh& mesh) {
 
 void run(const MeshCommand& command) {
   refuse_overwriting(command.output, {command.data, command.source.topography});
+  const OutputLock lock(command.output);
   const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
   const GroundDesign made =

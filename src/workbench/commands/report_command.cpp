@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "base/output_lock.h"
 #include "inversion/input/program_name.h"
 #include "inversion/mesh_io/describe_mesh.h"
 #include "workbench/commands/commands.h"
@@ -42,6 +43,7 @@ void run(const ReportOptions& options) {
   for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
   const std::string output = options.output.empty() ? default_output(run) : options.output;
   refuse_overwriting_run_files(run, output);
+  const OutputLock lock(output);
   const ReportWritten report = write_report(run, options.iterations, output);
   const auto& [facts, flags, verdict] = report.appraisal;
   fmt::print("{}. {}\n", verdict.mark, verdict.headline);

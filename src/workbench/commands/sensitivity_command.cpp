@@ -9,6 +9,8 @@
 #include <memory>
 #include <optional>
 
+#include "base/output_lock.h"
+#include "base/ranks.h"
 #include "base/statistics.h"
 #include "base/stop_run.h"
 #include "base/text.h"
@@ -240,6 +242,8 @@ void run(const SensitivityOptions& options) {
        {options.output, sidecar_name(options.output), sidecar_place(options.output)}) {
     refuse_overwriting(output, {options.data, options.ground.mesh, options.ground.topography});
   }
+  std::optional<OutputLock> lock;
+  if (ranks::is_first()) lock.emplace(options.output);
   build_file(options, survey, data, scale, build, warnings);
 }
 

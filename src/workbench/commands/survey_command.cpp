@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/output_lock.h"
 #include "base/statistics.h"
 #include "base/stop_run.h"
 #include "base/text.h"
@@ -151,6 +152,7 @@ void print_range(const char* name, const std::string& range) {
 void run(const SurveyOptions& options) {
   const SurveyChoices choices = choices_of(options);
   refuse_overwriting(options.output, {choices.table.name, choices.terrain});
+  const OutputLock lock(options.output);
   const PreparedSurvey survey = prepare_survey(choices);
   const SurveyNotes& notes = survey.notes;
   const Observations& observations = survey.observations;

@@ -2,12 +2,13 @@
 #include "workbench/commands/survey_inputs.h"
 
 #include <fmt/format.h>
-#include <omp.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
 #include "base/stop_run.h"
+#include "base/threads.h"
 #include "workbench/check/observation_notes.h"
 #include "workbench/check/survey_checks.h"
 #include "workbench/commands/options.h"
@@ -41,11 +42,15 @@ void add_terrain_options(CLI::App& command, GroundSource& source, const std::str
       ->excludes(terrain);
 }
 
+void start_threads(int wanted) {
+  const std::string fewer = use_threads(std::min(wanted, kMaxThreads));
+  if (!fewer.empty()) print_warning(fewer);
+}
+
 void add_thread_option(CLI::App& command) {
   command
-      .add_option_function<int>(
-          "--threads", [](int threads) { omp_set_num_threads(threads); },
-          "Number of threads; all cores without it")
+      .add_option_function<int>("--threads", start_threads,
+                                "Number of threads; all cores without it")
       ->type_name("N")
       ->check(whole_number(1, kMaxThreads));
 }
@@ -96,11 +101,9 @@ void hint_at_units(const Observations& observations) {
 
 void refuse_overwriting(const std::string& output, std::initializer_list<std::string> inputs) {
   for (const std::string& input : inputs) {
-    for (const std::string& written : {output, output + ".part"}) {
-      std::error_code missing;
-      if (std::filesystem::equivalent(input, written, missing)) {
-        stop_run(fmt::format(" ERROR: the output {} would replace a file that is read.", output));
-      }
+    std::error_code missing;
+    if (std::filesystem::equivalent(input, output, missing)) {
+      stop_run(fmt::format(" ERROR: the output {} would replace a file that is read.", output));
     }
   }
 }

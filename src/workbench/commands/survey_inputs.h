@@ -18,6 +18,9 @@ void add_terrain_options(CLI::App& command, GroundSource& source,
                          const std::string& without = "the top of the mesh is the ground");
 void add_thread_option(CLI::App& command);
 
+/// As use_threads; a warning where the system starts fewer.
+void start_threads(int wanted);
+
 /// A sentence on standard error, after "Warning: ".
 void print_warning(const std::string& sentence);
 void print_warnings(const std::vector<std::string>& sentences);

@@ -226,8 +226,7 @@ std::string tiles_html(const RunFacts& f) {
                : f.ending.empty() ? "the run has not ended"
                                   : "the run stopped early");
   html += tile("Cells at a bound", percent_of(f.at_bounds, f.active_cells),
-               f.bounds_known ? fmt::format("{} at the upper bound", f.at_upper)
-                              : "the run has replaced its bounds");
+               fmt::format("{} at the upper bound", f.at_upper));
   html += tile("Spatial correlation of residuals",
                r.correlation ? fmt::format("{:.2f}", r.correlation->correlation) : "unknown",
                r.correlation ? "0 for independent errors" : "too few data");

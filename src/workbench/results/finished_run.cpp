@@ -191,15 +191,6 @@ std::string source_in(const FinishedRun& run, const std::string& source) {
   return is_null(source) || constant_of(source) ? source : path_in(run, source);
 }
 
-bool replaced_by_run(const FinishedRun& run, const std::string& source) {
-  const std::string name = source_in(run, source);
-  return std::any_of(run.files_left.begin(), run.files_left.end(), [&](const std::string& left) {
-    std::error_code missing;
-    return fs::equivalent(name, left, missing) ||
-           fs::path(name).lexically_normal() == fs::path(left).lexically_normal();
-  });
-}
-
 const FinishedIteration& find_iteration(const FinishedRun& run, std::int32_t number) {
   const auto iteration =
       std::find_if(run.iterations.begin(), run.iterations.end(),

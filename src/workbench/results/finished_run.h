@@ -69,10 +69,6 @@ std::string path_in(const FinishedRun& run, const std::string& name);
 /// The same for a model, bound or list of active cells; "VALUE c" and "null" stay as they are.
 std::string source_in(const FinishedRun& run, const std::string& source);
 
-/// True where a model, bound or list of active cells is a file that the run has replaced by one of
-/// its own.
-bool replaced_by_run(const FinishedRun& run, const std::string& source);
-
 /// The iteration with that number. @throws StopRun saying which there are
 const FinishedIteration& find_iteration(const FinishedRun& run, std::int32_t number);
 

@@ -55,7 +55,7 @@ Smallness sum_of(const FinishedRun& run, const std::vector<double>& model) {
 }  // namespace
 
 std::optional<Smallness> smallness(const FinishedRun& run, const std::vector<double>& model) {
-  if (run.wtz.empty() || replaced_by_run(run, run.parameters.referenceModel)) return {};
+  if (run.wtz.empty()) return {};
   try {
     return sum_of(run, model);
   } catch (const StopRun&) {

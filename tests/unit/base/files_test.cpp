@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <filesystem>
 
 #include "base/atomic_file.h"
+#include "base/output_lock.h"
 #include "base/prepare_process.h"
 #include "base/record_file.h"
 #include "base/stop_run.h"
@@ -90,23 +93,56 @@ TEST(AtomicFile, GoesWhereALinkLeadsAndIntoTheFolderOfItsTarget) {
             "ERROR writing file " + folder.path("loop") + ": Too many levels of symbolic links");
 }
 
-// Two programs that write into one NAME.part leave a mixture of both.
-TEST(AtomicFile, ASecondWriterIsRefusedUntilTheFirstHasCommitted) {
+// A writer that shares its temporary file with another one, or takes somebody's file or link for
+// it.
+TEST(AtomicFile, WritesOnlyIntoAFileOfItsOwn) {
   const ScratchFolder folder;
   const std::string name = folder.path("model");
+  const std::string next = fmt::format("model.{}.part", ::getpid());
+  folder.write("model.part", "somebody's");
+  std::filesystem::create_symlink("model.part", folder.path(next));
   {
     AtomicFile first(name);
     first.append("first");
-    EXPECT_EQ(write_atomically(name, "second"),
-              "ERROR writing file " + name + ".part: another program is writing it");
-    first.commit();
-    EXPECT_EQ(folder.read("model"), "first");
     EXPECT_EQ(write_atomically(name, "second"), "");
+    EXPECT_EQ(folder.read("model"), "second");
+    first.commit();
   }
-  EXPECT_EQ(folder.read("model"), "second");
-  folder.write("model.part", "longer than what follows: of an interrupted run");
-  EXPECT_EQ(write_atomically(name, "third"), "");
-  EXPECT_EQ(folder.read("model"), "third");
+  EXPECT_EQ(folder.read("model"), "first");
+  EXPECT_EQ(folder.read("model.part"), "somebody's");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.path(next)));
+}
+
+/// Why the output is refused, "" when it is not.
+std::string refusal(const std::string& output) {
+  try {
+    const OutputLock lock(output);
+    return "";
+  } catch (const StopRun& stop) {
+    return stop.message();
+  }
+}
+
+TEST(OutputLock, RefusesASecondProgramAndNeverOneAfterAProgramThatWasKilled) {
+  const ScratchFolder folder;
+  const std::string name = folder.path("model");
+  std::filesystem::create_symlink("model", folder.path("link"));
+  {
+    const OutputLock lock(name);
+    for (const std::string& second : {name, folder.path("link")})
+      EXPECT_EQ(refusal(second),
+                "ERROR writing file " + second + ": another program is writing it");
+  }
+  EXPECT_FALSE(folder.has("model.lock"));
+  folder.write("model.lock", "");  // as a killed program leaves it
+  EXPECT_EQ(refusal(name), "");
+  folder.write("model.lock", "somebody's");
+  EXPECT_EQ(refusal(name), "");
+  EXPECT_EQ(folder.read("model.lock"), "somebody's");
+  std::filesystem::remove(folder.path("model.lock"));
+  std::filesystem::create_symlink("elsewhere", folder.path("model.lock"));
+  EXPECT_EQ(refusal(name), "ERROR writing file " + name + ": " + name + ".lock is a link");
+  EXPECT_FALSE(folder.has("elsewhere"));
 }
 
 TEST(AtomicFile, AFileThatBecomesTooLargeIsNamedAndRemovedAndTheOldOneStays) {
@@ -119,9 +155,9 @@ TEST(AtomicFile, AFileThatBecomesTooLargeIsNamedAndRemovedAndTheOldOneStays) {
   setrlimit(RLIMIT_FSIZE, &limited);
   const std::string message = write_atomically(name, std::string(400'000, 'x'));
   setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(message, "ERROR writing file " + name + ".part: File too large");
+  EXPECT_EQ(message, "ERROR writing file " + name + ": File too large");
   EXPECT_EQ(folder.read("model"), "old");
-  EXPECT_FALSE(folder.has("model.part"));
+  EXPECT_FALSE(folder.has_leftovers());
 }
 
 // A piece that is longer than the buffer, or that just fills it, in the wrong order or lost.

@@ -136,7 +136,7 @@ TEST(WriteSensitivityFile, ThatFailsLeavesTheEarlierFiles) {
   EXPECT_THROW(write(folder, survey, options("none")), StopRun);
   EXPECT_EQ(folder.read("s.mtx"), "old");
   EXPECT_EQ(folder.read("s.mtx.info"), "old");
-  EXPECT_FALSE(folder.has("s.mtx.part") || folder.has("s.mtx.info.part"));
+  EXPECT_FALSE(folder.has_leftovers());
 }
 
 }  // namespace

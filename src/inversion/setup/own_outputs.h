@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+
+namespace quorivex {
+
+/// Ends the run while it has written nothing, when log or summary would empty a file that it reads,
+/// or a model or predicted data of an iteration would replace one: by name or through a link.
+/// @param input_name  of the input file; one that cannot be read is left to its reader
+void refuse_outputs_that_are_read(const std::string& input_name);
+
+}  // namespace quorivex
