@@ -17,7 +17,7 @@ const std::string kNoMemory = "\nMemory allocation error in: ";
 std::string run_short_of_memory(const ScratchFolder& folder, long from) {
   return run_program(folder, "run.inp 1",
                      fmt::format("export LD_PRELOAD='{}' FAIL_FROM={} ALLOCATIONS_FILE=allocations",
-                                 QUORIVEX_FAILING_ALLOCATIONS, from));
+                                 QUORIVEX_FAILING_CALLS, from));
 }
 
 /// The word after the message, "" without one.
