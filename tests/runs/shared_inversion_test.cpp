@@ -262,9 +262,8 @@ TEST(SharedInversion, EndsForAllWhereverTheMemoryOfOneEnds) {
     const auto with_memory_to = [&](long allocation) {
       return invert_shared(
           folder, 3, "1",
-          fmt::format(
-              "[ $rank != 1 ] || export LD_PRELOAD='{}' FAIL_FROM={} ALLOCATIONS_FILE=count",
-              QUORIVEX_FAILING_CALLS, allocation));
+          fmt::format("[ $rank != 1 ] || export LD_PRELOAD='{}' FAIL_FROM={} CALLS_FILE=count",
+                      QUORIVEX_FAILING_CALLS, allocation));
     };
     const Outcome whole = with_memory_to(1'000'000'000);
     const long allocations = std::atol(folder.read("count").c_str());
