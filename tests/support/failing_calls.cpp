@@ -9,6 +9,7 @@
 // At a regular end the number of calls goes to the file CALLS_FILE.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -44,8 +45,8 @@ constexpr Kind kRead{"read", EACCES};
 constexpr Kind kRename{"rename", EIO};
 constexpr Kind kSync{"sync", EIO};
 
-std::atomic<long> fail_from{0};  // 0: nothing is counted
-std::atomic<long> calls{0};
+std::atomic<long> fail_from{0};      // 0: nothing is counted
+std::atomic<long>* calls = nullptr;  // of this process and those that it starts
 bool once = false;
 const char* failing = "allocation";
 
@@ -53,7 +54,7 @@ const char* failing = "allocation";
 bool fails(const Kind& kind) {
   const long from = fail_from;
   if (from == 0 || kind.name != failing) return false;
-  const long call = ++calls;
+  const long call = ++*calls;
   if (once ? call != from : call < from) return false;
   errno = kind.error;
   return true;
@@ -76,6 +77,9 @@ __attribute__((constructor)) void begin() {
   if (failing == kConsole.name) {
     stdout = ::fopencookie(nullptr, "w", {nullptr, write_console, nullptr, nullptr});
   }
+  void* const shared =
+      ::mmap(nullptr, sizeof(*calls), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  calls = new (shared) std::atomic<long>(0);
   fail_from = std::atol(from);
 }
 
@@ -85,7 +89,7 @@ __attribute__((destructor)) void end() {
   fail_from = 0;
   const int file = ::open(name, O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (file < 0) return;
-  static_cast<void>(::dprintf(file, "%ld\n", calls.load()));
+  static_cast<void>(::dprintf(file, "%ld\n", calls->load()));
   ::close(file);
 }
 
