@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/interruption.h"
 
+#include <cxxabi.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
+#include <new>
+#include <typeinfo>
 
 namespace quorivex {
 namespace {
@@ -43,6 +47,7 @@ extern "C" void end_now(int signal) {
   ::_exit(128 + signal);
 }
 
+/// For std::atexit, and where an exception came out of what lets none out.
 extern "C" void end_of_library() {
   void (*const tell)() = tell_exit.exchange(nullptr);
   if (tell == nullptr) return;
@@ -50,6 +55,18 @@ extern "C" void end_of_library() {
   tell();
   ::_exit(exit_status);
 }
+
+[[noreturn]] void end_terminated() {
+  const std::type_info* const type = abi::__cxa_current_exception_type();
+  if (type == nullptr || *type != typeid(std::bad_alloc)) std::abort();
+  end_of_library();
+  constexpr char kText[] = "Memory allocation error in: the start of the program\n";
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kText, sizeof(kText) - 1);
+  ::_exit(1);
+}
+
+// Before the objects that libraries make before main: 101 is the first number that is free.
+[[gnu::constructor(101)]] void end_cleanly_without_memory() { std::set_terminate(end_terminated); }
 
 }  // namespace
 

@@ -14,9 +14,10 @@ void end_cleanly_on_signals();
 /// the first has ended: that should not be before the one with unfinished files has removed them.
 void end_last_on_signals();
 
-/// While it exists, a library that calls exit ends the program with `tell`, which may not allocate,
-/// without unfinished files and with this status. The runtime of the threads does so where the
-/// system refuses a thread or memory.
+/// While it exists, a library that ends the program for want of memory does so with `tell`, which
+/// may not allocate, without unfinished files and with this status: one that calls exit, as the
+/// runtime of the threads does where it gets no memory or no thread, or one that lets bad_alloc out
+/// where no exception may come out.
 class ExitGuard {
  public:
   ExitGuard(void (*tell)(), int status);

@@ -21,11 +21,11 @@ StopRun StopRun::out_of_memory(std::string_view label) {
   return stop;
 }
 
-std::string StopRun::message() const {
+std::string_view StopRun::message() const {
   const std::string_view text = console();
   const std::size_t first = std::min(text.find_first_not_of(" \n"), text.size());
   const std::size_t end = text.find_last_not_of(" \n") + 1;  // npos + 1 is 0
-  return std::string(text.substr(first, end > first ? end - first : 0));
+  return text.substr(first, end > first ? end - first : 0);
 }
 
 void stop_run(std::string_view lines, std::string detail) {

@@ -26,7 +26,7 @@ class StopRun : public std::exception {
   std::string_view log() const { return fixed_text_[0] != 0 ? fixed_text() : log_; }
   const char* what() const noexcept override { return console().data(); }
   /// The console's text without the blanks and empty lines around it.
-  std::string message() const;
+  std::string_view message() const;
 
   /// What is known of the reason beyond the message; a run of quorivex does not print it.
   const std::string& detail() const { return detail_; }

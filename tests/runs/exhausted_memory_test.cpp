@@ -16,8 +16,8 @@ const std::string kNoMemory = "\nMemory allocation error in: ";
 /// A run whose allocation number `from` and every later one fail; returns its console.
 std::string run_short_of_memory(const ScratchFolder& folder, long from) {
   return run_program(folder, "run.inp 1",
-                     fmt::format("export LD_PRELOAD='{}' FAIL_FROM={} ALLOCATIONS_FILE=allocations",
-                                 QUORIVEX_FAILING_ALLOCATIONS, from));
+                     fmt::format("export LD_PRELOAD='{}' FAIL_FROM={} CALLS_FILE=allocations",
+                                 QUORIVEX_FAILING_CALLS, from));
 }
 
 /// The word after the message, "" without one.

@@ -253,7 +253,7 @@ TEST(SharedInversion, LeavesNoModelHalfWritten) {
       << got.at("console");
 }
 
-#ifdef QUORIVEX_FAILING_ALLOCATIONS
+#ifdef QUORIVEX_FAILING_CALLS
 // A collective that allocates after it has asked whether a process has failed.
 TEST(SharedInversion, EndsForAllWhereverTheMemoryOfOneEnds) {
   for (const std::size_t ncof : {0U, 6U}) {
@@ -261,9 +261,8 @@ TEST(SharedInversion, EndsForAllWhereverTheMemoryOfOneEnds) {
     const auto with_memory_to = [&](long allocation) {
       return invert_shared(
           folder, 3, "1",
-          fmt::format(
-              "[ $rank != 1 ] || export LD_PRELOAD='{}' FAIL_FROM={} ALLOCATIONS_FILE=count",
-              QUORIVEX_FAILING_ALLOCATIONS, allocation));
+          fmt::format("[ $rank != 1 ] || export LD_PRELOAD='{}' FAIL_FROM={} CALLS_FILE=count",
+                      QUORIVEX_FAILING_CALLS, allocation));
     };
     const Outcome whole = with_memory_to(1'000'000'000);
     const long allocations = std::atol(folder.read("count").c_str());

@@ -37,10 +37,8 @@ void run(int argc, char** argv, Report& report) {
 
 Report* report_at_exit = nullptr;
 
-/// Where the runtime of the threads ends the program.
 void tell_exit() {
-  constexpr std::string_view kText =
-      "\n ERROR: the system has no thread, or no memory for the threads.\n";
+  constexpr std::string_view kText = "\nMemory allocation error in: a library\n\n";
   Report::console(kText);
   try {
     report_at_exit->log(kText);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <omp.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -20,6 +19,7 @@
 namespace {
 
 namespace ranks = quorivex::ranks;
+using quorivex::StopRun;
 
 /// The exit status of a command that failed; `qvx check` uses 1 for mere warnings.
 int failure(int argc, char** argv) {
@@ -150,36 +150,38 @@ int run(int argc, char** argv) {
   return 0;
 }
 
+/// What a line of a file that is quoted in a message holds may be anything.
+void print_line(std::string_view text) {
+  for (const char c : text) std::fputc(c >= 0 && c < ' ' && c != '\n' ? ' ' : c, stderr);
+  std::fputc('\n', stderr);
+}
+
+/// Prints why the command failed, and allocates nothing: there may be no memory left at all.
+void print_failure(const StopRun& stop) {
+  print_line(stop.message());
+  if (!stop.detail().empty()) print_line(stop.detail());
+}
+
 /// Runs the command and prints why it failed; the exit status.
 int run_to_the_end(int argc, char** argv) {
-  std::string message;
   try {
-    const int status = run(argc, argv);
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+    return quorivex::with_alloc_label("qvx", [&] {
+      const int status = run(argc, argv);
+      if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw StopRun("ERROR: writing to standard output failed.");
+      }
       ranks::finish();
       return status;
-    }
-    message = "ERROR: writing to standard output failed.";
-  } catch (const quorivex::StopRun& stop) {
-    message = stop.message();
-    if (!stop.detail().empty()) message += "\n" + stop.detail();
-  } catch (const std::bad_alloc&) {
-    message = "ERROR: not enough memory.";
+    });
+  } catch (const StopRun& stop) {
+    print_failure(ranks::fail(stop));
   } catch (const std::exception& error) {
-    message = error.what();
+    print_failure(ranks::fail(StopRun(error.what())));
   }
-  message = ranks::fail(quorivex::StopRun(message)).console();
-  // A line of a file that is quoted in it may hold anything.
-  std::replace_if(
-      message.begin(), message.end(), [](char c) { return c >= 0 && c < ' ' && c != '\n'; }, ' ');
-  std::fprintf(stderr, "%s\n", message.c_str());
   return failure(argc, argv);
 }
 
-/// Where the runtime of the threads ends the program.
-void tell_exit() {
-  std::fputs("ERROR: the system has no thread, or no memory for the threads.\n", stderr);
-}
+void tell_exit() { std::fputs("Memory allocation error in: a library\n", stderr); }
 
 }  // namespace
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/atomic_file.h"
+#include "base/isolated.h"
 #include "base/stop_run.h"
 #include "base/view1.h"
 
@@ -73,13 +74,13 @@ class NetcdfFile {
            const std::array<std::size_t, 3>& count, const std::vector<float>& values) {
     need(nc_put_vara_float(id_, variable, start.data(), count.data(), values.data()));
   }
-  /// Completes the file and appends its bytes.
-  void close(AtomicFile& to) {
+  /// Completes the file and writes its bytes.
+  void close(const TakeBytes& write) {
     open_ = false;
     NC_memio whole{};
     need(nc_close_memio(id_, &whole));
     const std::unique_ptr<void, decltype(&std::free)> memory(whole.memory, &std::free);
-    to.append({static_cast<const char*>(memory.get()), whole.size});
+    write({static_cast<const char*>(memory.get()), whole.size});
   }
 
  private:
@@ -156,11 +157,8 @@ void describe_file(NetcdfFile& file, const std::string& run_name, const SummaryR
   file.attribute(NC_GLOBAL, "data_misfit", row.misfit);
 }
 
-}  // namespace
-
-void write_model_netcdf(const std::string& name, const ModelGrid& grid, const std::string& run_name,
-                        const SummaryRow& row) {
-  AtomicFile place(name);
+void make_file(const std::string& name, const ModelGrid& grid, const std::string& run_name,
+               const SummaryRow& row, const TakeBytes& write) {
   NetcdfFile file(name);
   describe_file(file, run_name, row);
   const int two = file.dimension("bounds", 2);
@@ -178,8 +176,21 @@ void write_model_netcdf(const std::string& name, const ModelGrid& grid, const st
   file.end_definitions();
   for (const Axis* axis : {&elevation, &northing, &easting}) axis->put(file);
   put_model(file, model, grid);
-  file.close(place);
-  place.commit();
+  file.close(write);
+}
+
+}  // namespace
+
+void write_model_netcdf(const std::string& name, const ModelGrid& grid, const std::string& run_name,
+                        const SummaryRow& row) {
+  AtomicFile file(name);
+  // Where memory ends within the library it crashes.
+  in_own_process(
+      [&](const TakeBytes& write) { make_file(name, grid, run_name, row, write); },
+      [&file](std::string_view bytes) { file.append(bytes); },
+      fmt::format(" ERROR writing file {}: the netCDF library failed; is there enough memory?",
+                  name));
+  file.commit();
 }
 
 }  // namespace quorivex

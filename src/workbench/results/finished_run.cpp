@@ -62,7 +62,7 @@ LogPlace find_log(const std::string& input_file) {
             log.input_name, input_file);
       }
     } catch (const StopRun& damaged) {
-      other += "\n " + damaged.message();
+      other.append("\n ").append(damaged.message());
     }
   }
   if (found.size() == 2 && !names_file(found[0], input_file) && names_file(found[1], input_file)) {

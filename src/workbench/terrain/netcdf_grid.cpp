@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/isolated.h"
 #include "base/text.h"
 #include "base/view1.h"
 #include "workbench/terrain/netcdf_input.h"
@@ -127,9 +128,7 @@ void unpack(const NetcdfInput& file, const NetcdfVariable& variable, std::vector
   }
 }
 
-}  // namespace
-
-TerrainGrid read_netcdf_grid(const std::string& name) {
+TerrainGrid read_grid(const std::string& name) {
   const NetcdfInput file(name);
   const Layer layer = find_layer(file);
   expect_easting_last(file, layer);
@@ -154,6 +153,14 @@ TerrainGrid read_netcdf_grid(const std::string& name) {
   if (easting.falls()) {
     for (std::int64_t n = 0; n < grid.rows; ++n) std::reverse(row(n), row(n + 1));
   }
+  return grid;
+}
+
+}  // namespace
+
+TerrainGrid read_netcdf_grid(const std::string& name) {
+  TerrainGrid grid;
+  on_own_stack([&] { grid = read_grid(name); });
   return grid;
 }
 

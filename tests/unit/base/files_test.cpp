@@ -73,7 +73,7 @@ std::string write_atomically(const std::string& name, const std::string& text) {
     file.commit();
     return "";
   } catch (const StopRun& stop) {
-    return stop.message();
+    return std::string(stop.message());
   }
 }
 

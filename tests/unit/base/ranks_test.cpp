@@ -145,7 +145,7 @@ int main(int argc, char** argv) {
   try {
     quorivex::test::play(argv[1]);
   } catch (const quorivex::StopRun& stop) {
-    std::printf("%s\n", quorivex::ranks::fail(stop).message().c_str());
+    std::puts(std::string(quorivex::ranks::fail(stop).message()).c_str());
   }
   return 0;
 }

@@ -149,7 +149,7 @@ bool same_message(bool wrong_position) {
     read_part(file.name);
     ranks::finish();
   } catch (const StopRun& stop) {
-    const std::string got = ranks::fail(stop).message();
+    const std::string got(ranks::fail(stop).message());
     return !expected.empty() && got == expected;
   }
   return false;

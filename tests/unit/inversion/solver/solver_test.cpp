@@ -148,7 +148,7 @@ TEST(Products, RefuseVectorsOfOtherLengths) {
     try {
       action();
     } catch (const StopRun& stop) {
-      return stop.message();
+      return std::string(stop.message());
     }
     return "accepted";
   };

@@ -57,7 +57,7 @@ class SidecarFolder : public ScratchFolder {
     try {
       read_sidecar(matrix());
     } catch (const StopRun& end) {
-      return end.message();
+      return std::string(end.message());
     }
     return "";
   }

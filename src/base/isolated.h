@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace quorivex {
+
+// Calls of libraries that cannot be trusted with the program.
+
+/// Calls action() in a thread with a stack of 4 MiB: that of the first thread may be smaller.
+/// What action throws is thrown again.
+void on_own_stack(const std::function<void()>& action);
+
+using TakeBytes = std::function<void(std::string_view)>;
+
+/// Calls make(write) in a process of its own, on its own stack as well; what it writes is handed to
+/// `take` piece by piece. A crash in there is not one of this program.
+/// @throws StopRun with the text of the one that ended `make`, or with `failed` after a crash
+void in_own_process(const std::function<void(const TakeBytes& write)>& make, const TakeBytes& take,
+                    std::string_view failed);
+
+}  // namespace quorivex
