@@ -2,7 +2,7 @@
 #include "workbench/page/write_report.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,6 @@
 #include "workbench/appraisal/run_facts.h"
 #include "workbench/appraisal/survey_lines.h"
 #include "workbench/page/embedded_files.h"
-#include "workbench/page/json_text.h"
 #include "workbench/page/packed_values.h"
 #include "workbench/page/page_parts.h"
 #include "workbench/results/iteration_files.h"
@@ -23,20 +22,16 @@
 namespace quorivex {
 namespace {
 
+using Json = nlohmann::json;
+
 constexpr std::size_t kNoteBytes = 1'000;  // the note on iterations that the page does not hold
 constexpr std::size_t kNumberBytes = 16;   // an iteration in the list of those that it holds
 constexpr std::array kLastDigits{kModelDigits, 5, 4, 3};
 constexpr std::array kOtherDigits{kModelDigits, 4, 3, 2};
 
-constexpr auto kWhole = [](auto number) { return fmt::format("{}", number); };
-
-/// Parts of the JSON that the scripts read.
-struct PageData {
-  std::string mesh;
-  std::string survey;
-  std::string target;
-  std::string iterations;
-};
+std::string text_of(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
 
 /// Model and predicted data of an iteration as script elements that no browser runs.
 std::string iteration_element(std::int32_t number, const PackedModel& model,
@@ -57,7 +52,7 @@ struct HeldIterations {
 };
 
 std::string packed_data(const std::vector<double>& predicted) {
-  return deflate_base64(json_list(predicted));
+  return deflate_base64(text_of(Json(predicted)));
 }
 
 /// Adds the elements of iterations before the last one as long as they fit into `budget` bytes;
@@ -111,52 +106,55 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
   return held;
 }
 
+/// Without the digits that multiplying by the standard deviation adds.
+double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)); }
+
 /// Stations, data, and the lines that profiles are drawn along.
-std::string survey_json(const FinishedRun& run, const DataFit& fit) {
+Json survey_of(const FinishedRun& run, const DataFit& fit) {
   const Observations& o = run.observations;
-  const auto line_json = [&](const SurveyLine& line) {
-    return json_object({{"name", json_text(line.name)}, {"data", json_list(line.data, kWhole)}});
-  };
-  // Without the digits that multiplying by the standard deviation adds.
-  const auto nine_digits = [](double value) { return fmt::format("{:.9g}", value); };
-  return json_object({{"x", json_list(o.x)},
-                      {"y", json_list(o.y)},
-                      {"z", json_list(o.z)},
-                      {"observed", json_list(fit.observed, nine_digits)},
-                      {"deviation", json_list(o.std)},
-                      {"lines", json_list(survey_lines(o.x, o.y, run.labels.line), line_json)},
-                      {"named", run.labels.line.empty() ? "false" : "true"},
-                      {"fiducials", json_list(run.labels.fiducial, json_text)},
-                      {"strip", is_strip(o.x, o.y) ? "true" : "false"}});
+  std::vector<double> observed = fit.observed;
+  std::transform(observed.begin(), observed.end(), observed.begin(), nine_digits);
+  Json lines = Json::array();
+  for (const SurveyLine& line : survey_lines(o.x, o.y, run.labels.line)) {
+    lines.push_back({{"name", line.name}, {"data", line.data}});
+  }
+  return {{"x", o.x},
+          {"y", o.y},
+          {"z", o.z},
+          {"observed", observed},
+          {"deviation", o.std},
+          {"lines", lines},
+          {"named", !run.labels.line.empty()},
+          {"fiducials", run.labels.fiducial},
+          {"strip", is_strip(o.x, o.y)}};
 }
 
-std::string mesh_json(const Ground& ground) {
-  const Mesh& mesh = ground.mesh;
+Json payload(const FinishedRun& run, const DataFit& fit) {
+  const Mesh& mesh = run.ground->mesh;
   std::vector<double> elevations;
   for (const double depth : mesh.depth_nodes)
     elevations.insert(elevations.begin(), mesh.z0 - depth);
-  std::vector<std::string> tops;
-  for_each_column(ground, [&](const GridColumn& column) { tops.push_back(kWhole(column.top)); });
-  return json_object({{"nodes", json_object({{"easting", json_list(mesh.easting_nodes)},
-                                             {"northing", json_list(mesh.northing_nodes)},
-                                             {"elevation", json_list(elevations)}})},
-                      {"tops", fmt::format("[{}]", fmt::join(tops, ","))}});
-}
-
-/// What the scripts draw besides the models: all but the list of those that the page holds.
-PageData page_data(const FinishedRun& run, const DataFit& fit) {
-  const auto iteration_json = [](const FinishedIteration& iteration) {
-    const std::string file = std::filesystem::path(iteration.model_file).filename().string();
-    return json_object({{"number", kWhole(iteration.row.iteration)},
-                        {"beta", json_number(iteration.row.beta)},
-                        {"misfit", json_number(iteration.row.misfit)},
-                        {"norm", json_number(iteration.row.norm.total)},
-                        {"modelFile", json_text(file)}});
-  };
-  return {.mesh = mesh_json(*run.ground),
-          .survey = survey_json(run, fit),
-          .target = run.target ? json_number(*run.target) : "null",
-          .iterations = json_list(run.iterations, iteration_json)};
+  Json tops = Json::array();
+  for_each_column(*run.ground, [&](const GridColumn& column) { tops.push_back(column.top); });
+  Json iterations = Json::array();
+  for (const FinishedIteration& iteration : run.iterations) {
+    iterations.push_back(
+        {{"number", iteration.row.iteration},
+         {"beta", iteration.row.beta},
+         {"misfit", iteration.row.misfit},
+         {"norm", iteration.row.norm.total},
+         {"modelFile", std::filesystem::path(iteration.model_file).filename().string()}});
+  }
+  return {{"mesh",
+           {{"nodes",
+             {{"easting", mesh.easting_nodes},
+              {"northing", mesh.northing_nodes},
+              {"elevation", elevations}}},
+            {"tops", tops}}},
+          {"survey", survey_of(run, fit)},
+          {"target", run.target ? Json(*run.target) : Json(nullptr)},
+          {"fileDigits", kModelDigits},
+          {"iterations", iterations}};
 }
 
 std::string title_of(const FinishedRun& run) {
@@ -213,14 +211,8 @@ PageValues values_of(const FinishedRun& run, const DataFit& fit, const Appraisal
           {"payload", ""}};
 }
 
-std::string page_of(PageValues& values, const PageData& data,
-                    const std::vector<std::int32_t>& held) {
-  values["payload"] = deflate_base64(json_object({{"mesh", data.mesh},
-                                                  {"survey", data.survey},
-                                                  {"target", data.target},
-                                                  {"fileDigits", kWhole(kModelDigits)},
-                                                  {"iterations", data.iterations},
-                                                  {"held", json_list(held, kWhole)}}));
+std::string page_of(PageValues& values, const Json& payload) {
+  values["payload"] = deflate_base64(text_of(payload));
   return fill_template(page_template(), values);
 }
 
@@ -243,17 +235,19 @@ ReportWritten write_report(const FinishedRun& run, std::size_t max_iterations,
   ReportWritten written;
   written.appraisal = appraise(collect_run_facts(run, model, fit));
 
-  const PageData data = page_data(run, fit);
+  Json json = payload(run, fit);
   PageValues values = values_of(run, fit, written.appraisal);
-  const std::size_t used = page_of(values, data, {}).size() + kNoteBytes;
+  const std::size_t used = page_of(values, json).size() + kNoteBytes;
   const HeldIterations held = hold_iterations(run, model, fit.predicted, max_iterations,
                                               kMaxBytes - std::min(kMaxBytes, used));
+  json["held"] = Json::array();
   for (const std::size_t i : held.iterations) {
+    json["held"].push_back(run.iterations[i].row.iteration);
     written.iterations.push_back(run.iterations[i].row.iteration);
   }
   values["model_note"] = escape_xml(model_note(run, held));
   values["models"] = held.elements;
-  const std::string page = page_of(values, data, written.iterations);
+  const std::string page = page_of(values, json);
   written.digits_last = held.digits_last;
   written.digits_others = held.digits_others;
   written.bytes = page.size();
