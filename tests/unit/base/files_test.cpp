@@ -119,7 +119,7 @@ std::string refusal(const std::string& output) {
     const OutputLock lock(output);
     return "";
   } catch (const StopRun& stop) {
-    return stop.message();
+    return std::string(stop.message());
   }
 }
 
