@@ -10,6 +10,13 @@ namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
+/// Line breaks and tabs keep their meaning in attributes as numbers; the others XML does not allow.
+std::string control_character(char c) {
+  if (c == '\n') return "&#10;";
+  if (c == '\r') return "&#13;";
+  return c == '\t' ? "&#9;" : "\uFFFD";
+}
+
 }  // namespace
 
 std::string_view trim(std::string_view text) {
@@ -64,7 +71,7 @@ std::string escape_xml(std::string_view text) {
         escaped += "&#39;";
         break;
       default:
-        escaped.push_back(c);
+        escaped += c >= 0 && c < ' ' ? control_character(c) : std::string(1, c);
     }
   }
   return escaped;

@@ -19,7 +19,8 @@ std::string one_line(std::string text);
 /// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
 std::optional<double> to_number(std::string_view text);
 
-/// The text with &, <, > and both quotes as entities, for text and attributes of XML and HTML.
+/// The text for elements and attributes of XML and HTML: &, <, >, quotes and line breaks as
+/// entities, other control characters as U+FFFD.
 std::string escape_xml(std::string_view text);
 
 }  // namespace quorivex

@@ -48,7 +48,8 @@ TextFile::TextFile(TextFile&& other) noexcept
       buffer_(std::move(other.buffer_)),
       at_(other.at_),
       filled_(other.filled_),
-      text_begins_(other.text_begins_) {}
+      text_begins_(other.text_begins_),
+      line_ended_(other.line_ended_) {}
 
 TextFile::~TextFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -91,7 +92,8 @@ bool TextFile::read_line(std::string& line, std::size_t max_length) {
     }
     take();
   }
-  if (next == '\n') take();
+  line_ended_ = next == '\n';
+  if (line_ended_) take();
   if (!cut && !line.empty() && line.back() == '\r') line.pop_back();
   return true;
 }

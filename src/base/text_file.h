@@ -31,6 +31,8 @@ class TextFile {
   /// Reads one line, cut to `max_length` characters, without its end (LF, or CR LF); false at the
   /// end of the file. The last line may lack its end.
   bool read_line(std::string& line, std::size_t max_length);
+  /// Whether the line that was read last has its end.
+  bool line_ended() const { return line_ended_; }
   void skip_line();
   void rewind();
 
@@ -47,6 +49,7 @@ class TextFile {
   std::size_t at_ = 0;
   std::size_t filled_ = 0;
   std::int64_t text_begins_ = 0;  // in the file
+  bool line_ended_ = false;
 };
 
 }  // namespace quorivex

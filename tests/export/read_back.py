@@ -4,7 +4,9 @@
 other programs. What is expected comes from the run's text files and from the mesh below."""
 
 import csv
+import html.parser
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -92,6 +94,22 @@ def bounds_of(grid, cell):
 def rows_of(path):
     with open(path, newline="") as file:
         return list(csv.DictReader(file))
+
+
+class Page(html.parser.HTMLParser):
+    """Names of the elements of a page with those of their attributes, and all of its text."""
+
+    def __init__(self, path):
+        super().__init__()
+        self.elements = set()
+        self.text = ""
+        self.feed(path.read_text())
+
+    def handle_starttag(self, tag, attrs):
+        self.elements.add((tag, " ".join(name for name, _ in attrs)))
+
+    def handle_data(self, data):
+        self.text += data
 
 
 class ReadBack(unittest.TestCase):
@@ -258,6 +276,46 @@ class ReadBack(unittest.TestCase):
                 (["--netcdf", "no/such/folder.nc"], "ERROR writing file no/such/folder.nc")):
             self.assertIn(text, self.export("run.inp", *options, status=1))
         self.assertEqual(sorted(self.folder.iterdir()), before)
+
+    def test_hostile_names_stay_text(self):
+        """Markup, formulas and line breaks in names of files and lines, in every output."""
+        with tempfile.TemporaryDirectory() as elsewhere:
+            other = pathlib.Path(elsewhere)
+            shutil.copytree(self.folder, other, dirs_exist_ok=True)
+            hostile = "=1+1 </script><script>alert(1)</script> \"'&]]>-->{{payload}}.inp"
+            hostile = hostile.replace("/", "\u2215")  # no file can have a slash in its name
+            markup = "</script><img src=x onerror=alert(1)>-->]]>\"'&amp;{{payload}}"
+            heads, data = self.lines_of("obs.mag")
+            labels = ["=HYPERLINK(\"http://x\",1)", "@x", "+1-1", "-5.5", "=cmd|' /C x'!A", markup]
+            (other / "obs.mag").write_text("! labels of the data: line\n" + "\n".join(
+                heads + [f"{row} ! {labels[min(at, 5)]}" for at, row in enumerate(data)]) + "\n")
+            (other / "run.inp").rename(other / hostile)
+            subprocess.run([QUORIVEX, hostile, "1"], cwd=other, check=True, capture_output=True,
+                           timeout=120)
+            self.export(hostile, "--data-csv", "d.csv", "--netcdf", "m.nc", cwd=other)
+            names = [row["line"] for row in rows_of(other / "d.csv")]
+            self.assertEqual(names[:6], ["'" + labels[0], "'@x", "'+1-1", "-5.5", "'" + labels[4],
+                                         markup])
+            with netCDF4.Dataset(other / "m.nc") as file:
+                self.assertTrue(file.title.endswith(f"of {hostile}"))
+            self.export(hostile, "--iteration", "all", "--vtr", "a&\"<'\n.vtr", cwd=other)
+            collection = xml.etree.ElementTree.parse(other / "a&\"<'\n.pvd")
+            for entry in collection.iter("DataSet"):
+                self.assertTrue((other / entry.get("file")).exists(), entry.get("file"))
+            subprocess.run([QVX, "report", hostile, "--output", "p.html"], cwd=other, check=True,
+                           capture_output=True, timeout=120)
+            subprocess.run([QVX, "report", "run.inp", "--output", "p.html"], cwd=self.folder,
+                           check=True, capture_output=True, timeout=120)
+            page, plain = Page(other / "p.html"), Page(self.folder / "p.html")
+            self.assertEqual(page.elements - {("td", ""), ("th", "scope")},
+                             plain.elements - {("td", ""), ("th", "scope")})
+            self.assertTrue(hostile in page.text and markup in page.text)
+
+    def lines_of(self, name):
+        """The three lines above the data and those of the data, without comments."""
+        lines = [line for line in (self.folder / name).read_text().splitlines()
+                 if not line.startswith("!")]
+        return lines[:3], lines[3:]
 
     def test_a_full_disk_leaves_no_file(self):
         for option, limit in (("--netcdf", 8), ("--vtr", 1), ("--csv", 2)):

@@ -202,6 +202,11 @@ TEST(FinishedRun, ARunThatGoesOnHasTheIterationsThatAreWritten) {
   const FinishedRun run = folder.finished();
   EXPECT_EQ(run.iterations_made, static_cast<int>(folder.rows.size()) - 1);
   EXPECT_EQ(run.iterations_made, run.iterations.back().row.iteration);
+  for (const char* last : {"beta cpu time:", "Target misfit", "TOTAL", "QUORIVEX ended"}) {
+    folder.write("quorivex.log", log.substr(0, log.rfind(last) + 5));
+    const std::string ending = folder.finished().ending;
+    EXPECT_TRUE(ending.empty() || ending == "Target misfit reached.") << last << ": " << ending;
+  }
   folder.write("quorivex.out", "");
   expect_stop([&] { folder.finished(); }, "has left no iteration");
 }

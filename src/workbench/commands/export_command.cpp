@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 
+#include "base/atomic_file.h"
 #include "base/fixed_format.h"
 #include "base/output_lock.h"
 #include "base/stop_run.h"
@@ -100,7 +101,7 @@ void check_outputs(const ExportOptions& options, const FinishedRun& run,
   }
   std::set<fs::path> places;
   for (const std::string& name : names_to_write(options, iterations)) {
-    if (!places.insert(fs::absolute(name).lexically_normal()).second) {
+    if (!places.insert(fs::weakly_canonical(fs::absolute(target_of_links(name)))).second) {
       stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
     }
     refuse_overwriting_run_files(run, name);

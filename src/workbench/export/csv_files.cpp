@@ -5,9 +5,11 @@
 
 #include <cmath>
 #include <iterator>
+#include <string_view>
 
 #include "base/atomic_file.h"
 #include "base/progress.h"
+#include "base/text.h"
 
 namespace quorivex {
 namespace {
@@ -25,15 +27,19 @@ struct AxisTexts {
   }
 };
 
-/// Adds a name as a field, in quotes where it must be.
+/// Adds a name as a field, in quotes where it must be. A spreadsheet takes a text that begins like
+/// a formula for one, and would compute it: an apostrophe before it makes it text.
 void append_field(AtomicFile& file, const std::string& name) {
-  if (name.find_first_of(",\"") == std::string::npos) {
-    file.append(fmt::format(",{}", name));
+  const bool formula =
+      !name.empty() && std::string_view("=+-@\t\r").find(name.front()) != std::string_view::npos;
+  const char* const mark = formula && !to_number(name) ? "'" : "";
+  if (name.find_first_of(",\"\r\n") == std::string::npos) {
+    file.append(fmt::format(",{}{}", mark, name));
     return;
   }
   std::string quoted;
   for (const char c : name) quoted.append(c == '"' ? 2 : 1, c);
-  file.append(fmt::format(",\"{}\"", quoted));
+  file.append(fmt::format(",\"{}{}\"", mark, quoted));
 }
 
 }  // namespace

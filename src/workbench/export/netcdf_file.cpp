@@ -5,6 +5,7 @@
 #include <netcdf.h>
 #include <netcdf_mem.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -48,48 +49,108 @@ class NetcdfFile {
   int variable(const char* name, nc_type type, const std::array<int, Rank>& dimensions) {
     int variable = 0;
     need(nc_def_var(id_, name, type, static_cast<int>(Rank), dimensions.data(), &variable));
+    variables_.push_back({name});
     return variable;
   }
   /// `variable` is NC_GLOBAL for an attribute of the file.
   void attribute(int variable, const char* name, const std::string& text) {
     need(nc_put_att_text(id_, variable, name, text.size(), text.c_str()));
+    count_attribute(variable);
   }
   void attribute(int variable, const char* name, double value) {
     need(nc_put_att_double(id_, variable, name, NC_DOUBLE, 1, &value));
+    count_attribute(variable);
   }
   void attribute(int variable, const char* name, int value) {
     need(nc_put_att_int(id_, variable, name, NC_INT, 1, &value));
+    count_attribute(variable);
   }
   /// Fill value, compression, and the chunk that is written and compressed as a whole.
   void layout(int variable, float fill, const std::array<std::size_t, 3>& piece) {
     need(nc_put_att_float(id_, variable, "_FillValue", NC_FLOAT, 1, &fill));
+    count_attribute(variable);
     need(nc_def_var_chunking(id_, variable, NC_CHUNKED, piece.data()));
     need(nc_def_var_deflate(id_, variable, 1, 1, kDeflate));
   }
   void end_definitions() { need(nc_enddef(id_)); }
   void put(int variable, const std::vector<double>& values) {
     need(nc_put_var_double(id_, variable, values.data()));
+    add_up(variable, values);
   }
   void put(int variable, const std::array<std::size_t, 3>& start,
            const std::array<std::size_t, 3>& count, const std::vector<float>& values) {
     need(nc_put_vara_float(id_, variable, start.data(), count.data(), values.data()));
+    add_up(variable, values);
   }
-  /// Completes the file and writes its bytes.
+  /// Completes the file, reads it back and writes its bytes.
   void close(const TakeBytes& write) {
     open_ = false;
     NC_memio whole{};
     need(nc_close_memio(id_, &whole));
     const std::unique_ptr<void, decltype(&std::free)> memory(whole.memory, &std::free);
+    check(whole);
     write({static_cast<const char*>(memory.get()), whole.size});
   }
 
  private:
+  /// What a variable should hold when it is read back.
+  struct Variable {
+    std::string name;
+    int attributes = 0;
+    double sum = 0.0;  // of the values in their order
+  };
+
+  [[noreturn]] void fail(const char* why) const {
+    stop_run(fmt::format(" ERROR writing file {}: {}", name_, why));
+  }
   void need(int status) const {
-    if (status == NC_NOERR) return;
-    stop_run(fmt::format(" ERROR writing file {}: {}", name_, nc_strerror(status)));
+    if (status != NC_NOERR) fail(nc_strerror(status));
+  }
+  void count_attribute(int variable) {
+    ++(variable == NC_GLOBAL ? attributes_ : variables_[as_size(variable)].attributes);
+  }
+  template <class T>
+  void add_up(int variable, const std::vector<T>& values) {
+    double& sum = variables_[as_size(variable)].sum;
+    for (const T value : values) sum += static_cast<double>(value);
+  }
+
+  /// Where memory ends, the library may leave out a variable without a word.
+  void check(const NC_memio& whole) {
+    int count = 0;
+    int attributes = 0;
+    need(nc_open_mem("model.nc", NC_NOWRITE, whole.size, whole.memory, &id_));
+    open_ = true;
+    need(nc_inq(id_, nullptr, &count, &attributes, nullptr));
+    const bool whole_file =
+        as_size(count) == variables_.size() && attributes == attributes_ &&
+        std::all_of(variables_.begin(), variables_.end(), [&](const auto& v) { return holds(v); });
+    if (!whole_file) fail("the netCDF library lost a part of it; is there enough memory?");
+  }
+
+  bool holds(const Variable& expected) const {
+    std::array<int, NC_MAX_VAR_DIMS> dimensions{};
+    int id = 0;
+    int rank = 0;
+    int attributes = 0;
+    if (nc_inq_varid(id_, expected.name.c_str(), &id) != NC_NOERR) return false;
+    need(nc_inq_var(id_, id, nullptr, nullptr, &rank, dimensions.data(), &attributes));
+    std::size_t size = 1;
+    for (int d = 0; d < rank; ++d) {
+      std::size_t length = 0;
+      need(nc_inq_dimlen(id_, dimensions[as_size(d)], &length));
+      size *= length;
+    }
+    auto values = allocate<double>(size, "write_model_netcdf");
+    need(nc_get_var_double(id_, id, values.data()));
+    double sum = 0.0;
+    for (const double value : values) sum += value;
+    return attributes == expected.attributes && sum == expected.sum;
   }
 
   std::string name_;
+  std::vector<Variable> variables_;
+  int attributes_ = 0;
   int id_ = 0;
   bool open_ = false;
 };

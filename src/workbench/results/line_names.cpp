@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "base/stop_run.h"
 #include "base/text.h"
 #include "base/text_file.h"
 
@@ -60,7 +61,7 @@ std::vector<std::string> labels_of_data(const StationLabels& labels) {
 
 StationLabels read_station_labels(const std::string& observations_file, std::int32_t ndata) {
   std::optional<TextFile> file = TextFile::open(observations_file);
-  if (!file) return {};
+  if (!file) file_not_found("data", observations_file);
   StationLabels labels;
   bool lines = false;
   bool fiducials = false;

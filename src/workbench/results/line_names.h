@@ -23,6 +23,7 @@ std::vector<std::string> labels_of_data(const StationLabels& labels);
 /// Reads the labels of an observations file of `ndata` data: a comment at its head names them, and
 /// they follow a "!" after the values. No run reads them. Empty where the comment or data are
 /// missing.
+/// @throws StopRun when the file cannot be opened
 StationLabels read_station_labels(const std::string& observations_file, std::int32_t ndata);
 
 }  // namespace quorivex

@@ -89,7 +89,8 @@ RunLog read_run_log(const std::string& name) {
   }
   std::string line;
   bool new_paragraph = true;  // the reason stands alone between empty lines
-  while (file->read_line(line, kMaxLogLine)) {
+  // A last line without its end was cut off: the run was interrupted while it was written.
+  while (file->read_line(line, kMaxLogLine) && file->line_ended()) {
     const std::string_view text = trim_right(line);
     if (is_of_iteration(text)) {
       log.ending.clear();

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
+#include <string>
 
 #include "scratch_folder.h"
 #include "workbench/export/csv_files.h"
@@ -96,6 +98,20 @@ TEST(DataFit, OfOneDatumInCsv) {
             "1,499450.25,6799450.125,380.5,-120,4,-118,-2,-0.5\n");
   write_data_csv(folder.path("d.csv"), o, data_fit(o, {-118.0}), {{R"(5, "B")"}, {"7"}});
   EXPECT_TRUE(folder.read("d.csv").ends_with(",-0.5,\"5, \"\"B\"\"\",7\n"));
+  for (const auto& [label, field] :
+       std::map<std::string, std::string>{{"=1+1", "'=1+1"},
+                                          {"=A(\"b\")", "\"'=A(\"\"b\"\")\""},
+                                          {"@x", "'@x"},
+                                          {"+5-3", "'+5-3"},
+                                          {"-5-3", "'-5-3"},
+                                          {"\rx", "\"'\rx\""},
+                                          {"-5.5", "-5.5"},
+                                          {"+5e3", "+5e3"},
+                                          {"a=b", "a=b"},
+                                          {"a\nb", "\"a\nb\""}}) {
+    write_data_csv(folder.path("l.csv"), o, data_fit(o, {-118.0}), {{label}, {}});
+    EXPECT_TRUE(folder.read("l.csv").ends_with(",-0.5," + field + "\n")) << field;
+  }
   EXPECT_NE(folder.read("d.csv").find("normalised_residual,line,fiducial\n"), std::string::npos);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "inversion/mesh_io/observations.h"
+#include "base/stop_run.h"
 #include "scratch_folder.h"
 
 namespace quorivex::test {
@@ -56,7 +57,7 @@ TEST(StationLabels, AreOnlyThoseThatTheHeadNames) {
   EXPECT_TRUE(read_station_labels(folder.write("late.mag", data + head), 2).line.empty());
   EXPECT_EQ(read_station_labels(folder.write("good.mag", head + data), 2).line, (Names{"A", ""}));
   EXPECT_TRUE(read_station_labels(folder.path("good.mag"), 3).line.empty());
-  EXPECT_TRUE(read_station_labels(folder.path("none.mag"), 2).line.empty());
+  EXPECT_THROW(read_station_labels(folder.path("none.mag"), 2), StopRun);
 }
 
 }  // namespace
