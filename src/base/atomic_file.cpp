@@ -32,16 +32,6 @@ int create_next_to(const std::string& name, std::string& place) {
   }
 }
 
-/// Best effort: not every file system lets a folder be opened or synced.
-void sync_folder_of(const std::string& name) {
-  const std::string folder = fs::path(name).parent_path().string();
-  const int descriptor =
-      ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  ::fsync(descriptor);
-  ::close(descriptor);
-}
-
 }  // namespace
 
 std::string numbered_name(std::string_view base, std::int32_t iteration,
@@ -84,7 +74,6 @@ void PartFile::rename() {
   if (std::rename(place_.c_str(), name_.c_str()) != 0) writing_failed(name_, std::strerror(errno));
   unfinished_.forget();
   place_.clear();
-  sync_folder_of(name_);
 }
 
 AtomicFile::AtomicFile(const std::string& name)

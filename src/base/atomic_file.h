@@ -30,7 +30,6 @@ class PartFile {
 
   /// A second descriptor of the open file.
   int duplicate() const;
-  /// Gives it the name, and brings the folder to the disk.
   void rename();
   const std::string& place() const { return place_; }
 

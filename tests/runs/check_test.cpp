@@ -377,6 +377,7 @@ TEST(QvxCheck, ErrorsAreTheRunsMessagesAndTheOtherChecksGoOn) {
   EXPECT_EQ(run_qvx(folder, "check none.inp").status, 2);
   EXPECT_EQ(run_qvx(folder, "check run.inp --nonsense").status, 2);
   folder.input({});
+  folder.write("obs.mag", survey());
   std::filesystem::create_symlink("s.mtx", folder.path("quorivex_009.pre"));
   folder.expect(2, "1 error", {"s.mtx would be overwritten by the run's quorivex_009.pre"});
 }

@@ -4,9 +4,13 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <regex>
 #include <vector>
 
 #include "run_qvx.h"
@@ -21,7 +25,7 @@ constexpr const char* kData =
     "! labels of the data: line\n65 12 50000\n65 12 1\n6\n10 10 120 5 1 !A\n60 20 120 8 1 !A\n"
     "90 30 120 3 1 !A\n10 60 120 4 1 !B\n60 55 120 7 1 !B\n90 50 120 2 1 !B\n";
 constexpr const char* kInput =
-    "1\n1 0.02\nobs.mag\ns.mtx\nVALUE 0.001\nVALUE 0.0\nnull\nVALUE 0.0\nVALUE 1.0\nnull\n"
+    "2\n1e6 0.02\nobs.mag\ns.mtx\nVALUE 0.001\nVALUE 0.0\nnull\nVALUE 0.0\nVALUE 1.0\nnull\n"
     "SMOOTH_MOD\nnull\n";
 
 const std::string kSensitivity =
@@ -33,6 +37,7 @@ struct Fault {
   std::string kind;
   bool once = false;
   long from = 1'000'000'000;
+  int signal = 0;  // that comes in place of the failure
 };
 
 struct Outcome {
@@ -58,7 +63,10 @@ Outcome run(const std::string& command, const ScratchFolder& start, const Fault&
       "cd '{}' && ulimit -c 0 && LD_PRELOAD='{}' FAILING_CALL={} FAIL_FROM={} CALLS_FILE='{}' {} "
       "timeout -k 5 60 {} > '{}' 2> '{}' < /dev/null",
       folder.path(""), QUORIVEX_FAILING_CALLS, fault.kind, fault.from, told.path("calls"),
-      fault.once ? "FAIL_ONCE=1" : "", command, told.path("out"), told.path("err"));
+      fault.once         ? "FAIL_ONCE=1"
+      : fault.signal > 0 ? fmt::format("FAIL_SIGNAL={}", fault.signal)
+                         : "",
+      command, told.path("out"), told.path("err"));
   const int status = std::system(line.c_str());
   Outcome outcome{.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
                   .calls = std::atol(told.read("calls").c_str()),
@@ -186,6 +194,69 @@ TEST(FailingCalls, QvxReportEndsWithItsMessage) {
   prepare(start, {kSensitivity, kInversion});
   sweep_kinds("'" QVX_PROGRAM "' report run.inp", start,
               {"allocation", "write", "console", "create", "rename", "sync"});
+}
+
+/// The command is ended by a signal at every call that writes, opens or renames: `expect` sees what
+/// is left, and the command then does its work there.
+void interrupt(const std::string& command, const ScratchFolder& start, const Outcome& plain,
+               const std::function<void(const Outcome&)>& expect) {
+  for (const int signal : {SIGKILL, SIGTERM, SIGINT}) {
+    for (const char* kind : {"write", "create", "rename", "sync"}) {
+      Fault fault{.kind = kind, .signal = signal};
+      for (fault.from = 1;; ++fault.from) {
+        SCOPED_TRACE(fmt::format("signal {} at {} {}: {}", signal, kind, fault.from, command));
+        const Outcome got = run(command, start, fault);
+        if (got.status == 0) break;
+        EXPECT_EQ(got.status, 128 + signal) << got.err;
+        EXPECT_EQ(signal != SIGKILL, got.err == "\nInterrupted; unfinished files were removed.\n");
+        expect(got);
+        const auto is_left = [](const auto& file) {
+          return file.first.ends_with(".part") || file.first.ends_with(".lock");
+        };
+        EXPECT_TRUE(signal == SIGKILL || std::none_of(got.files.begin(), got.files.end(), is_left));
+        const ScratchFolder after;
+        for (const auto& [name, bytes] : got.files) after.write(name, bytes);
+        for (const auto& [name, bytes] : run(command, after, {}).files)
+          EXPECT_TRUE(is_left(std::pair(name, bytes)) || name.starts_with("quorivex.") ||
+                      bytes == plain.files.at(name))
+              << name;
+        if (testing::Test::HasFailure()) return;
+      }
+      EXPECT_GT(fault.from, 1);
+    }
+  }
+}
+
+// A model or predicted data under its final name before it is complete; what is left of a run that
+// was killed stops the next one.
+TEST(Interrupted, QuorivexLeavesWholeResults) {
+  const ScratchFolder start;
+  prepare(start, {kSensitivity});
+  const Outcome plain = run(kInversion, start, {});
+  interrupt(kInversion, start, plain, [&](const Outcome& got) {
+    for (const auto& [name, bytes] : got.files) {
+      if (name.starts_with("quorivex_") && !name.ends_with(".part")) {
+        EXPECT_EQ(bytes, plain.files.at(name)) << name;
+      }
+    }
+  });
+}
+
+// A new matrix next to the sidecar of the old one, which vouches for other observations.
+TEST(Interrupted, QvxSensitivityLeavesNoSidecarOfAnotherMatrix) {
+  const ScratchFolder start;
+  prepare(start, {kSensitivity});
+  const auto old = run("true", start, {}).files;
+  start.write("obs.mag", std::regex_replace(std::string(kData), std::regex("120"), "130"));
+  const Outcome plain = run(kSensitivity, start, {});
+  ASSERT_FALSE(plain.files.at("s.mtx") == old.at("s.mtx"));
+  interrupt(kSensitivity, start, plain, [&](const Outcome& got) {
+    const auto& files = got.files.at("s.mtx") == old.at("s.mtx") ? old : plain.files;
+    EXPECT_EQ(got.files.at("s.mtx"), files.at("s.mtx"));
+    if (got.files.contains("s.mtx.info")) {
+      EXPECT_EQ(got.files.at("s.mtx.info"), files.at("s.mtx.info"));
+    }
+  });
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // For LD_PRELOAD: in the programs quorivex and qvx, call number FAIL_FROM of one kind and every
-// later one fail; with FAIL_ONCE only that one. FAILING_CALL is the kind:
+// later one fail; with FAIL_ONCE only that one; with FAIL_SIGNAL that signal comes in its place.
+// FAILING_CALL is the kind:
 //   allocation       no memory; the kind without FAILING_CALL
 //   write, console   the disk is full: for files, and for standard output
 //   create, read     no permission to open a file for writing, for reading
@@ -16,6 +17,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -48,6 +50,7 @@ constexpr Kind kSync{"sync", EIO};
 std::atomic<long> fail_from{0};      // 0: nothing is counted
 std::atomic<long>* calls = nullptr;  // of this process and those that it starts
 bool once = false;
+int signal_instead = 0;
 const char* failing = "allocation";
 
 /// Counts a call of this kind; true with errno when it is to fail.
@@ -56,6 +59,7 @@ bool fails(const Kind& kind) {
   if (from == 0 || kind.name != failing) return false;
   const long call = ++*calls;
   if (once ? call != from : call < from) return false;
+  if (signal_instead != 0) return call == from && ::raise(signal_instead) != 0;
   errno = kind.error;
   return true;
 }
@@ -74,6 +78,9 @@ __attribute__((constructor)) void begin() {
   if (const char* kind = std::getenv("FAILING_CALL"); kind != nullptr) failing = kind;
   if (mpi) failing = "new";
   once = std::getenv("FAIL_ONCE") != nullptr;
+  if (const char* signal = std::getenv("FAIL_SIGNAL"); signal != nullptr) {
+    signal_instead = std::atoi(signal);
+  }
   if (failing == kConsole.name) {
     stdout = ::fopencookie(nullptr, "w", {nullptr, write_console, nullptr, nullptr});
   }
@@ -93,15 +100,14 @@ __attribute__((destructor)) void end() {
   ::close(file);
 }
 
-/// The runtime of the threads ends the program by itself when it gets no memory.
-bool of_thread_runtime(const void* caller) {
+/// Clang's runtime of the threads aborts when it gets no memory.
+bool of_clang_threads(const void* caller) {
   Dl_info library{};
-  return dladdr(caller, &library) != 0 && (std::strstr(library.dli_fname, "libgomp") != nullptr ||
-                                           std::strstr(library.dli_fname, "libomp") != nullptr);
+  return dladdr(caller, &library) != 0 && std::strstr(library.dli_fname, "libomp") != nullptr;
 }
 
 bool has_no_memory(const void* caller) {
-  return fail_from != 0 && !of_thread_runtime(caller) && fails(kAllocation);
+  return fail_from != 0 && !of_clang_threads(caller) && fails(kAllocation);
 }
 
 bool cannot_write(int file) { return file > STDERR_FILENO && fails(kWrite); }
