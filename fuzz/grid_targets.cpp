@@ -21,7 +21,7 @@ std::string looked_up(const TerrainGrid& grid, const std::string& name) {
 
 std::string grid(std::string_view bytes) {
   const std::string name = scratch_file(bytes);
-  return printable_outcome([&] {
+  return outcome([&] {
     std::optional<TextFile> file = TextFile::open(name);
     return looked_up(read_ascii_grid(name, *file), name);
   });
@@ -30,7 +30,7 @@ std::string grid(std::string_view bytes) {
 std::string netcdf(std::string_view bytes) {
   if (!is_netcdf(bytes)) return "";  // read_terrain takes it for points
   const std::string name = scratch_file(bytes);
-  return printable_outcome([&] { return looked_up(read_netcdf_grid(name), name); });
+  return outcome([&] { return looked_up(read_netcdf_grid(name), name); });
 }
 
 }  // namespace quorivex::fuzz

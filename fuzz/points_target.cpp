@@ -11,7 +11,7 @@ namespace quorivex::fuzz {
 std::string points(std::string_view bytes) {
   const std::string name = scratch_file(bytes);
   const Mesh mesh = make_mesh(1000.0, 2000.0, 300.0, {50, 50, 60, 70}, {50, 40, 50}, {10, 20, 40});
-  return printable_outcome([&] {
+  return outcome([&] {
     std::string warnings;
     const Terrain terrain =
         read_terrain(name, mesh, [&](const std::string& text) { warnings += printable(text); });
