@@ -160,7 +160,7 @@ TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
   expect_warning(records.size(), record(values), "gdiag should not be negative: 1 of 35");
   expect_warning(3, record(std::vector<std::int32_t>(20, 1)), "the matrix has 35 columns, but 40");
   expect_warning(8, record(1, 1, std::numeric_limits<float>::infinity()), "1 of 20 rows hold");
-  records.push_back("after");
+  records.emplace_back("after");
   expect_warning(1, records[0], "13 bytes follow the last record");
 }
 
