@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# lint.sh BUILD [FILE...]: clang-tidy over the sources, tests and benchmarks that BUILD, a folder with
+# lint.sh BUILD [FILE...]: clang-tidy over the sources, tests, benchmarks and targets of fuzzing that BUILD, a folder with
 # a compile_commands.json, compiles; or over some files. Status 1 when it has anything to say.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
@@ -26,7 +26,7 @@ cmake --preset lint >/dev/null
 joined=$(sed -n 's/^  "file": "\(.*\)".*/\1/p' build/lint/compile_commands.json)
 checks='-bugprone-suspicious-include,-clang-analyzer-*'
 grep "^$PWD/\(build/lint/\)\?src/" <<<"$joined" | tidy -p build/lint --checks="$checks"
-for wing in tests bench; do
+for wing in tests bench fuzz; do
   grep "^$PWD/\(build/lint/\)\?$wing/" <<<"$joined" |
     tidy -p build/lint --checks="$checks" --config-file=$wing/.clang-tidy
 done
@@ -36,8 +36,8 @@ done
 # it does with the paths through each std::string. In tests it does not follow calls into templates:
 # GoogleTest's leave it no time for ours.
 checks='-*,bugprone-suspicious-include,misc-unused-using-decls,clang-analyzer-*,clang-diagnostic-*'
-find src bench -name '*.cpp' | sort | tidy -p "$build" --checks="$checks" \
+find src bench fuzz -name '*.cpp' ! -name entry.cpp | sort | tidy -p "$build" --checks="$checks" \
   --extra-arg={-Xclang,-analyzer-config,-Xclang,max-nodes=75000}
 find tests -name '*.cpp' | sort | tidy -p "$build" --checks="$checks" \
   --extra-arg={-Xclang,-analyzer-config,-Xclang,c++-template-inlining=false}
-echo "clang-tidy 14 has nothing to say about $(find src tests bench -name '*.cpp' | wc -l) files."
+echo "clang-tidy 14 has nothing to say about $(find src tests bench fuzz -name '*.cpp' | wc -l) files."

@@ -15,9 +15,8 @@ void on_own_stack(const std::function<void()>& action);
 using TakeBytes = std::function<void(std::string_view)>;
 
 /// Calls make(write) in a process of its own, on its own stack as well; what it writes is handed to
-/// `take` piece by piece. A crash in there is not one of this program.
-/// @throws StopRun with the text of the one that ended `make`, or with `failed` after a crash
-void in_own_process(const std::function<void(const TakeBytes& write)>& make, const TakeBytes& take,
-                    std::string_view failed);
+/// `take` piece by piece. False when that process crashed.
+/// @throws StopRun with the text of the one that ended `make`
+bool in_own_process(const std::function<void(const TakeBytes& write)>& make, const TakeBytes& take);
 
 }  // namespace quorivex

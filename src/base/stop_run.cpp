@@ -4,9 +4,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 namespace quorivex {
+namespace {
+
+/// Of a file that is there; empty where there is none.
+std::string why_not_opened(const std::string& name) {
+  std::error_code unknown;
+  const auto kind = std::filesystem::status(name, unknown).type();
+  if (kind == std::filesystem::file_type::regular) {
+    return fmt::format("{} is there, but may not be read.", name);
+  }
+  const bool missing =
+      kind == std::filesystem::file_type::not_found || kind == std::filesystem::file_type::none;
+  return missing ? "" : fmt::format("{} is not a file.", name);
+}
+
+}  // namespace
 
 StopRun StopRun::out_of_memory(std::string_view label) {
   StopRun stop;
@@ -33,8 +49,15 @@ void stop_run(std::string_view lines, std::string detail) {
   throw StopRun(text, text, std::move(detail));
 }
 
-void file_not_found(std::string_view label, std::string_view name) {
-  throw StopRun(fmt::format("\n ERROR: {} file not found: {}\n", label, name));
+void file_not_found(std::string_view label, const std::string& name) {
+  const std::string text = fmt::format("\n ERROR: {} file not found: {}\n", label, name);
+  throw StopRun(text, text, why_not_opened(name));
+}
+
+void cannot_open(std::string_view label, const std::string& name) {
+  const std::string why = why_not_opened(name);
+  if (why.empty()) file_not_found(label, name);
+  throw StopRun(fmt::format("\n ERROR: {} file: {}\n", label, why));
 }
 
 void alloc_error(std::string_view label) { throw StopRun::out_of_memory(label); }

@@ -44,8 +44,12 @@ class StopRun : public std::exception {
 /// Ends the run with one or more lines, an empty line before and after.
 [[noreturn]] void stop_run(std::string_view lines, std::string detail = {});
 
-/// " ERROR: LABEL file not found: NAME"
-[[noreturn]] void file_not_found(std::string_view label, std::string_view name);
+/// " ERROR: LABEL file not found: NAME", also where it is there and cannot be opened: the detail
+/// says so.
+[[noreturn]] void file_not_found(std::string_view label, const std::string& name);
+
+/// The same for files that only qvx reads: the message itself says so.
+[[noreturn]] void cannot_open(std::string_view label, const std::string& name);
 
 /// "Memory allocation error in: LABEL"
 [[noreturn]] void alloc_error(std::string_view label);

@@ -38,6 +38,14 @@ std::string one_line(std::string text) {
   return text;
 }
 
+std::string without_controls(std::string_view text) {
+  std::string printable(text);
+  std::replace_if(
+      printable.begin(), printable.end(),
+      [](unsigned char c) { return (c < ' ' && c != '\n') || c == 0x7F; }, ' ');
+  return printable;
+}
+
 std::optional<double> to_number(std::string_view text) {
   std::string digits(text);
   std::replace_if(

@@ -16,6 +16,10 @@ std::string lower_case(std::string_view text);
 /// The text with its line breaks as blanks.
 std::string one_line(std::string text);
 
+/// The text with its control characters but line ends as blanks: those of a file's line must not
+/// reach a terminal.
+std::string without_controls(std::string_view text);
+
 /// A finite number that uses the whole text ("+3", "1.5e3", "1.5D3"), otherwise nothing.
 std::optional<double> to_number(std::string_view text);
 

@@ -160,6 +160,8 @@ TEST(QvxInfo, WarnsOfWhatTheReaderAccepts) {
   expect_warning(records.size(), record(values), "gdiag should not be negative: 1 of 35");
   expect_warning(3, record(std::vector<std::int32_t>(20, 1)), "the matrix has 35 columns, but 40");
   expect_warning(8, record(1, 1, std::numeric_limits<float>::infinity()), "1 of 20 rows hold");
+  records.emplace_back("after");
+  expect_warning(1, records[0], "13 bytes follow the last record");
 }
 
 TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
@@ -171,6 +173,50 @@ TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
   expect_refused(folder, "info", "FILE is required");
   folder.write("survey.mag", "60 15 50000\n");
   expect_refused(folder, "info survey.mag", "survey.mag is not a sensitivity file");
+}
+
+// Bytes of a damaged file that move the cursor, ring the bell or rename the window.
+TEST(Qvx, ControlCharactersOfAFileDoNotReachTheTerminal) {
+  const ScratchFolder folder;
+  const std::string bell = "\x1b]0;title\x07";
+  folder.write("run.inp", "1\n1 0\nobs" + bell + "\nsens.mtx" + bell + "\n");
+  folder.write("obs.mag", "60 15 50000\n60 15 1\n1\n1 " + bell + "\n");
+  folder.write("table.csv", "X,Y" + bell + ",F,Z\n1,2,3,4\n5,6,7" + bell + ",8\n");
+  folder.write("mesh.txt", "1 1 1\n0 0 " + bell);
+  for (const char* command :
+       {"check run.inp", "mesh --data obs.mag --output m.txt",
+        "survey --table table.csv --easting 1 --northing 2 --field 3 --elevation 4 --floor 1 "
+        "--inclination 60 --declination 0 --strength 50000 --output s.mag",
+        "sensitivity --data obs.mag --mesh mesh.txt --output s.mtx"}) {
+    const QvxRun run = run_qvx(folder, command);
+    EXPECT_GT(run.status, 0) << command;
+    EXPECT_EQ((run.out + run.err).find_first_of("\x1b\x07"), std::string::npos)
+        << run.out << run.err;
+  }
+}
+
+// As root, who may read everything, they are run as nobody.
+TEST(Qvx, AFileThatMayNotBeReadIsNotSaidToBeMissing) {
+  const ScratchFolder folder;
+  std::filesystem::permissions(folder.path(""), std::filesystem::perms::all);
+  for (const char* name : {"obs.mag", "table.csv"}) {
+    folder.write(name, "1\n");
+    std::filesystem::permissions(folder.path(name), std::filesystem::perms::none);
+  }
+  const auto expect = [&](const std::string& command, const std::string& why) {
+    const std::string nobody = getuid() == 0 ? "setpriv --reuid=65534 --clear-groups '" QVX_PROGRAM
+                                               "' "
+                                             : "'" QVX_PROGRAM "' ";
+    const std::string line =
+        "cd '" + folder.path("") + "' && " + nobody + command + " > out.txt 2> err.txt";
+    EXPECT_NE(std::system(line.c_str()), 0);
+    EXPECT_NE(folder.read("err.txt").find(why), std::string::npos) << folder.read("err.txt");
+  };
+  expect("mesh --data obs.mag --output m.txt", "obs.mag is there, but may not be read.");
+  expect(
+      "survey --table table.csv --easting 1 --northing 2 --field 3 --elevation 4 --floor 1 "
+      "--inclination 60 --declination 0 --strength 50000 --output s.mag",
+      "ERROR: table file: table.csv is there, but may not be read.");
 }
 
 TEST(Qvx, HelpFitsATerminalOfEightyColumns) {

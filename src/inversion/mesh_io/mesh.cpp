@@ -17,6 +17,8 @@ namespace {
 
 constexpr const char* kMeshRoutine = "mesh";
 constexpr std::size_t kColumns = 100;  // of a text mesh file
+// Cells along an axis of one: a few characters may stand for any number of widths, "2147483647*1".
+constexpr std::int32_t kMaxAxis = 1'000'000;
 
 std::vector<double> node_vector(std::int32_t cells) {
   return allocate<double>(as_size(std::int64_t{cells} + 1), kMeshRoutine);
@@ -33,13 +35,6 @@ std::vector<double> running_sums(double first, const std::vector<double>& widths
   nodes[0] = first;
   for (std::size_t i = 0; i < widths.size(); ++i) nodes[i + 1] = nodes[i] + widths[i];
   return nodes;
-}
-
-/// A short file may hold two thousand million widths: "2147483647*1".
-void require_memory_for(std::int64_t cells_of_axes) {
-  with_alloc_label(kMeshRoutine, [&] {
-    require_available_memory(2 * sizeof(double) * as_size(cells_of_axes));  // widths and nodes
-  });
 }
 
 /// The lists of a text mesh file in their order.
@@ -114,19 +109,18 @@ Mesh make_mesh(double west, double south, double top, std::vector<double> de,
 
 Mesh read_mesh_file(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("mesh", name);
+  if (!file) cannot_open("mesh", name);
   MeshLists lists(*file, name);
   std::int32_t ne = 0;
   std::int32_t nn = 0;
   std::int32_t nz = 0;
   lists.read("The counts", ne, nn, nz);
-  if (!valid_counts(ne, nn, nz)) {
+  if (!valid_counts(ne, nn, nz) || std::max({ne, nn, nz}) > kMaxAxis) {
     lists.refuse(
-        fmt::format("The counts should be positive and give at most 2147483647 cells; found {} {} "
-                    "{}.",
+        fmt::format("The counts should be from 1 to a million and give at most 2147483647 cells; "
+                    "found {} {} {}.",
                     ne, nn, nz));
   }
-  require_memory_for(std::int64_t{ne} + nn + nz);
   double west = 0.0;
   double south = 0.0;
   double top = 0.0;

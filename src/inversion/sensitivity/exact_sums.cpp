@@ -28,7 +28,8 @@ double largest_of(const double* values, std::int64_t count) {
   Doubles not_finite{};  // becomes NaN
   std::int64_t i = 0;
   for (; i + kLanes <= count; i += kLanes) {
-    const auto& x = *reinterpret_cast<const Doubles*>(values + i);
+    // Not auto, with which the alignment of the name is lost in clang.
+    const Doubles& x = *reinterpret_cast<const Doubles*>(values + i);
     const Doubles size = x < 0.0 ? -x : x;
     most = size > most ? size : most;
     not_finite += x * 0.0;

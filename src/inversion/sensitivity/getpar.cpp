@@ -72,6 +72,13 @@ bool valid_axis(std::int32_t points, std::int32_t cells) {
          (points <= 4 || std::has_single_bit(static_cast<std::uint32_t>(points)));
 }
 
+/// The most points of an axis: a short file should not call for a grid that no writer makes, of
+/// which an inversion keeps two copies in memory.
+std::int64_t max_axis(std::int32_t cells) {
+  return std::max<std::int64_t>(4,
+                                2 * std::int64_t{std::bit_ceil(static_cast<std::uint32_t>(cells))});
+}
+
 /// A full matrix has no wavelet grid; of its counts only the sign and the product are looked at.
 void read_grid(SensitivitySource& source, const Mesh& mesh, SensitivityState& sens) {
   std::int32_t counts[3] = {};
@@ -95,6 +102,12 @@ void read_grid(SensitivitySource& source, const Mesh& mesh, SensitivityState& se
                                   "{}, {} and {}, and powers of two where above 4; found {}, {} "
                                   "and {}.",
                                   mesh.nn, mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
+  source.check(sens.nw3 <= max_axis(mesh.nn) && sens.nw2 <= max_axis(mesh.ne) &&
+                   sens.nw1 <= max_axis(mesh.nz),
+               fmt::format("Record 5: nw3, nw2 and nw1 should be at most {}, {} and {} for a mesh "
+                           "of {} x {} x {} cells; found {}, {} and {}.",
+                           max_axis(mesh.nn), max_axis(mesh.ne), max_axis(mesh.nz), mesh.nn,
+                           mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
 }
 
 /// Records 1 to 5.
@@ -189,6 +202,7 @@ SensitivityFile read_matrix_rows(OpenSensitivityFile opened) {
   }
   source.need(source.file.begin());
   read_cells(opened.heading, source, "getpar gdiag", sens.gdiag);
+  opened.heading.bytes_behind = source.file.left_in_file();
   return std::move(opened.heading);
 }
 

@@ -14,6 +14,7 @@ namespace quorivex {
 struct SensitivityFile {
   SensitivityState sens;
   SharedGround ground;
+  std::int64_t bytes_behind = 0;  ///< after its last record; known once the rows were read
 };
 
 /// Reads a sensitivity file, full or compressed (docs/file_formats.md). Counts are checked against

@@ -3,13 +3,15 @@
 
 #include <fmt/format.h>
 
+#include "base/text.h"
+
 namespace quorivex {
 namespace {
 
 /// Prints a text after its kind; its further lines are indented below the first.
 void print_marked(std::string_view kind, std::string_view text) {
   const std::string indent = fmt::format("\n{:{}}", "", kind.size() + 2);
-  std::string lines(text);
+  std::string lines = without_controls(text);
   for (std::size_t at = lines.find('\n'); at != std::string::npos;
        at = lines.find('\n', at + indent.size())) {
     lines.replace(at, 1, indent);
@@ -23,10 +25,10 @@ std::string count_of(int number, std::string_view what) {
 
 }  // namespace
 
-void Findings::section(std::string_view title) { fmt::print("\n{}\n", title); }
+void Findings::section(std::string_view title) { fmt::print("\n{}\n", without_controls(title)); }
 
 void Findings::fact(std::string_view name, std::string_view text) {
-  fmt::print("  {:<23} {}\n", name, text);
+  fmt::print("  {:<23} {}\n", name, without_controls(text));
 }
 
 void Findings::line(std::string_view text) { fmt::print("  {}\n", text); }

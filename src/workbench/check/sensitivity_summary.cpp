@@ -140,6 +140,11 @@ std::vector<std::string> find_matrix_faults(const SensitivityFile& file) {
   check_values(sens.wtz, not_positive, "wtz should be positive", found);
   check_values(sens.gdiag, negative, "gdiag should not be negative", found);
   check_rows(sens, found);
+  if (file.bytes_behind > 0) {
+    found.push_back(
+        fmt::format("{} bytes follow the last record that its counts tell of; they are not read",
+                    file.bytes_behind));
+  }
   return found;
 }
 

@@ -20,8 +20,8 @@ bool is_other_file(const std::string& name);
 /// Counts, mesh, form, size and memory of the sensitivity file `name`, in lines of text.
 std::string describe_sensitivity(const std::string& name, const SensitivityFile& file);
 
-/// What the reader of a sensitivity file accepts but would spoil an inversion, a sentence each;
-/// empty for a good file.
+/// What the reader of a sensitivity file accepts but would spoil an inversion, or shows that the
+/// file is not as it was written, a sentence each; empty for a good file.
 std::vector<std::string> find_matrix_faults(const SensitivityFile& file);
 
 }  // namespace quorivex

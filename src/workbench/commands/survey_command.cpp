@@ -162,14 +162,14 @@ void run(const SurveyOptions& options) {
   if (const std::string names = labels_comment(labels); !names.empty()) comments.push_back(names);
   write_data_file(options.output, observations, survey.values, survey.deviations, comments,
                   labels_of_data(labels));
-  for (const std::string& remark : notes.remarks) fmt::print("{}\n", remark);
+  for (const std::string& remark : notes.remarks) fmt::print("{}\n", without_controls(remark));
   fmt::print("Written to {}: {} data\n", options.output, observations.ndata);
   print_range("easting", format_coordinates(observations.x));
   print_range("northing", format_coordinates(observations.y));
   print_range("elevation", format_coordinates(observations.z));
   print_range("data", format_range(survey.values, "nT"));
   std::fflush(stdout);
-  for (const std::string& warning : notes.warnings) fmt::print(stderr, "Warning: {}\n", warning);
+  print_warnings(notes.warnings);
   hint_at_units(observations);
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/threads.h"
 #include "workbench/check/observation_notes.h"
 #include "workbench/check/survey_checks.h"
@@ -21,7 +22,8 @@ constexpr int kMaxThreads = 999;
 
 void print_notes(const std::string& name, const Observations& data) {
   const ObservationNotes found = observation_notes(name, data);
-  for (const std::string& note : found.notes) fmt::print(stderr, "Note: {}\n", note);
+  for (const std::string& note : found.notes)
+    fmt::print(stderr, "Note: {}\n", without_controls(note));
   print_warnings(found.warnings);
 }
 
@@ -57,7 +59,7 @@ void add_thread_option(CLI::App& command) {
 
 void print_warning(const std::string& sentence) {
   std::fflush(stdout);  // warnings follow what they are about
-  fmt::print(stderr, "Warning: {}\n", sentence);
+  fmt::print(stderr, "Warning: {}\n", without_controls(sentence));
 }
 
 void print_warnings(const std::vector<std::string>& sentences) {

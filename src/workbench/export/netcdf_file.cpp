@@ -246,11 +246,10 @@ void write_model_netcdf(const std::string& name, const ModelGrid& grid, const st
                         const SummaryRow& row) {
   AtomicFile file(name);
   // Where memory ends within the library it crashes.
-  in_own_process(
-      [&](const TakeBytes& write) { make_file(name, grid, run_name, row, write); },
-      [&file](std::string_view bytes) { file.append(bytes); },
-      fmt::format(" ERROR writing file {}: the netCDF library failed; is there enough memory?",
-                  name));
+  const bool made =
+      in_own_process([&](const TakeBytes& write) { make_file(name, grid, run_name, row, write); },
+                     [&file](std::string_view bytes) { file.append(bytes); });
+  if (!made) writing_failed(name, "the netCDF library failed; is there enough memory?");
   file.commit();
 }
 

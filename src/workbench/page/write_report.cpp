@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 
 #include "base/atomic_file.h"
@@ -106,8 +107,11 @@ HeldIterations hold_iterations(const FinishedRun& run, const std::vector<double>
   return held;
 }
 
-/// Without the digits that multiplying by the standard deviation adds.
-double nine_digits(double value) { return std::stod(fmt::format("{:.9g}", value)); }
+/// Without the digits that multiplying by the standard deviation adds. Not std::stod, which throws
+/// for values below the smallest normal number.
+double nine_digits(double value) {
+  return std::strtod(fmt::format("{:.9g}", value).c_str(), nullptr);
+}
 
 /// Stations, data, and the lines that profiles are drawn along.
 Json survey_of(const FinishedRun& run, const DataFit& fit) {

@@ -10,6 +10,7 @@
 
 #include "base/fixed_format.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "base/text_file.h"
 #include "inversion/input/input_file.h"
 
@@ -34,7 +35,7 @@ bool is_dashes(std::string_view line) {
 /// The rest of a line that begins with the label; nothing for other lines.
 std::optional<std::string> after(std::string_view label, std::string_view line) {
   if (!line.starts_with(label)) return std::nullopt;
-  return std::string(trim_right(line.substr(label.size())));
+  return without_controls(trim_right(line.substr(label.size())));
 }
 
 /// Reads from the heading of the input file to the end of its copy.
@@ -78,7 +79,7 @@ std::vector<std::string> entry_lines(const std::string& name) {
 
 RunLog read_run_log(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("log", name);
+  if (!file) cannot_open("log", name);
   RunLog log;
   read_input_copy(*file, log);
   if (log.input_name.empty()) {
@@ -103,7 +104,7 @@ RunLog read_run_log(const std::string& name) {
     } else if (!text.empty()) {
       if (new_paragraph) log.ending.clear();
       if (!log.ending.empty()) log.ending += ' ';
-      log.ending += text.substr(text.find_first_not_of(" \t"));
+      log.ending += without_controls(text.substr(text.find_first_not_of(" \t")));
       log.ending.resize(std::min(log.ending.size(), kMaxEnding));
     }
     new_paragraph = text.empty();

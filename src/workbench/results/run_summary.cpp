@@ -57,7 +57,7 @@ std::optional<SummaryRow> read_row(std::string_view line) {
 
 RunSummary read_run_summary(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("summary", name);
+  if (!file) cannot_open("summary", name);
   RunSummary summary;
   std::string line;
   bool empty = true;

@@ -50,8 +50,9 @@ bool read_number(std::string_view text, T& value, int base) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-/// A name and, after blanks, its text.
+/// A name and, after blanks, its text; the line is not blank.
 InfoLine split(std::string_view line) {
+  line.remove_prefix(line.find_first_not_of(' '));
   const std::size_t blank = std::min(line.find(' '), line.size());
   const std::size_t text = std::min(line.find_first_not_of(' ', blank), line.size());
   return {std::string(line.substr(0, blank)), std::string(line.substr(text))};

@@ -225,7 +225,7 @@ std::int64_t column_number(const std::string& column) {
 Table read_table(const std::string& name, const TableRequest& request) {
   try {
     std::optional<TextFile> file = TextFile::open(name);
-    if (!file) file_not_found("table", name);
+    if (!file) cannot_open("table", name);
     return read_rows(*file, name, request);
   } catch (const std::bad_alloc&) {
     alloc_error("read_table");

@@ -4,13 +4,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <fstream>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "base/isolated.h"
+#include "base/stop_run.h"
 #include "base/text.h"
 #include "base/view1.h"
 #include "workbench/terrain/netcdf_input.h"
@@ -128,6 +132,12 @@ void unpack(const NetcdfInput& file, const NetcdfVariable& variable, std::vector
   }
 }
 
+bool is_classic(const std::string& name) {
+  std::array<char, 3> first{};
+  std::ifstream(name, std::ios::binary).read(first.data(), first.size());
+  return first == std::array{'C', 'D', 'F'};
+}
+
 TerrainGrid read_grid(const std::string& name) {
   const NetcdfInput file(name);
   const Layer layer = find_layer(file);
@@ -156,12 +166,46 @@ TerrainGrid read_grid(const std::string& name) {
   return grid;
 }
 
+/// A grid as it goes from one process to another: its place, then its nodes.
+struct GridPlace {
+  std::int64_t columns, rows;
+  double west, south, width, height;
+};
+
+void write_grid(const TerrainGrid& grid, const TakeBytes& write) {
+  const GridPlace place{grid.columns, grid.rows, grid.west, grid.south, grid.width, grid.height};
+  write({reinterpret_cast<const char*>(&place), sizeof(place)});
+  write({reinterpret_cast<const char*>(grid.nodes.data()), grid.nodes.size() * sizeof(double)});
+}
+
+TerrainGrid grid_of(const std::string& bytes) {
+  GridPlace place{};
+  std::memcpy(&place, bytes.data(), sizeof(place));
+  TerrainGrid grid{.columns = place.columns,
+                   .rows = place.rows,
+                   .west = place.west,
+                   .south = place.south,
+                   .width = place.width,
+                   .height = place.height,
+                   .nodes = {}};
+  grid.nodes =
+      allocate<double>((bytes.size() - sizeof(place)) / sizeof(double), "read_netcdf_grid");
+  std::memcpy(grid.nodes.data(), bytes.data() + sizeof(place), grid.nodes.size() * sizeof(double));
+  return grid;
+}
+
 }  // namespace
 
 TerrainGrid read_netcdf_grid(const std::string& name) {
-  TerrainGrid grid;
-  on_own_stack([&] { grid = read_grid(name); });
-  return grid;
+  // A classic file has a short header that header_fits checks; the structure of an HDF5 file is
+  // known to its library alone, which damage leads beyond its memory.
+  if (is_classic(name)) return read_grid(name);
+  std::string bytes;
+  const bool read =
+      in_own_process([&](const TakeBytes& write) { write_grid(read_grid(name), write); },
+                     [&](std::string_view more) { bytes.append(more); });
+  if (!read) bad_netcdf(name, "it is damaged, so that the library fails on it");
+  return grid_of(bytes);
 }
 
 }  // namespace quorivex

@@ -62,13 +62,19 @@ class HeaderWalk {
     return name() && count(nodes);
   }
 
-  bool attribute() {
+  bool type(std::uint64_t& bytes) {
     // Of byte, char, short, int, float, double, and the unsigned and long types of version 5.
     constexpr std::array<std::uint64_t, 12> kBytes{0, 1, 1, 2, 4, 4, 8, 1, 2, 4, 8, 8};
     std::uint64_t type = 0;
+    if (!number(type, 4) || type == 0 || type >= kBytes.size()) return false;
+    bytes = kBytes[type];
+    return true;
+  }
+
+  bool attribute() {
+    std::uint64_t bytes = 0;
     std::uint64_t values = 0;
-    return name() && number(type, 4) && type > 0 && type < kBytes.size() && count(values) &&
-           skip(values, kBytes[type]);
+    return name() && type(bytes) && count(values) && skip(values, bytes);
   }
   bool attributes() {
     return list([this] { return attribute(); });
@@ -76,10 +82,10 @@ class HeaderWalk {
 
   bool variable() {
     std::uint64_t rank = 0;
-    std::uint64_t type = 0;
+    std::uint64_t bytes = 0;
     std::uint64_t size = 0;
     std::uint64_t begin = 0;
-    return name() && count(rank) && skip(rank, wide_ ? 8 : 4) && attributes() && number(type, 4) &&
+    return name() && count(rank) && skip(rank, wide_ ? 8 : 4) && attributes() && type(bytes) &&
            count(size) && number(begin, version_ == 1 ? 4 : 8);
   }
 

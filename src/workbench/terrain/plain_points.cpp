@@ -30,7 +30,7 @@ using Fields = std::vector<std::string>;
 class PointLines {
  public:
   explicit PointLines(const std::string& name) : name_(name), file_(TextFile::open(name)) {
-    if (!file_) file_not_found("topography", name);
+    if (!file_) cannot_open("topography", name);
   }
 
   bool next() {

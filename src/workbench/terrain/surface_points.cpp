@@ -52,7 +52,7 @@ bool holds_a_point(const std::string& line) {
 
 SurfacePoints read_counted_points(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("topography", name);
+  if (!file) cannot_open("topography", name);
   std::string line;
   do {
     if (!file->read_line(line, kCountLine)) bad_file(name, "it has no line with their number");

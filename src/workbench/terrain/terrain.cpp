@@ -53,7 +53,7 @@ Terrain from_points(const std::string& name, const Purpose& purpose) {
 
 Terrain read(const std::string& name, const Purpose& purpose) {
   std::optional<TextFile> file = TextFile::open(name);
-  if (!file) file_not_found("topography", name);
+  if (!file) cannot_open("topography", name);
   std::string first;
   file->read_line(first, kFirstLine);
   try {

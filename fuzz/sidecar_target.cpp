@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "fuzz/outcome.h"
+#include "fuzz/scratch.h"
+#include "fuzz/targets.h"
+#include "workbench/sidecar/sidecar.h"
+
+namespace quorivex::fuzz {
+namespace {
+
+/// The sidecar of these bytes as it is written.
+std::string text_read(std::string_view bytes) {
+  scratch().write("survey.mtx.info", bytes);
+  return sidecar_text(read_sidecar(scratch().path("survey.mtx")).value());
+}
+
+}  // namespace
+
+std::string sidecar(std::string_view bytes) {
+  return printable_outcome([&] {
+    std::string text = printable(text_read(bytes));
+    expect(text_read(text) == text, "a sidecar that is not read as it was written");
+    return text;
+  });
+}
+
+}  // namespace quorivex::fuzz

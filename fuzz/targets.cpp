@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "fuzz/targets.h"
+
+namespace quorivex::fuzz {
+
+std::vector<Target> all_targets() {
+  return {{"finished_run", finished_run},
+          {"grid", grid},
+          {"input", input},
+          {"lists", lists},
+          {"mesh", mesh},
+          {"netcdf", netcdf},
+          {"observations", observations},
+          {"points", points},
+          {"run", run},
+          {"sensitivity", sensitivity},
+          {"sidecar", sidecar},
+          {"table", table}};
+}
+
+}  // namespace quorivex::fuzz
