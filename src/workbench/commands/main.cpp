@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <cxxabi.h>
+#include <omp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -16,6 +18,7 @@
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/nearest_word.h"
+#include "workbench/commands/options.h"
 
 namespace {
 
@@ -118,6 +121,7 @@ void add_commands(CLI::App& qvx) {
 /// Calls the command that the arguments name; the exit status.
 int run(int argc, char** argv) {
   const std::string program = ranks::with_mpi() ? "qvx-mpi" : "qvx";
+  omp_set_num_threads(std::min(omp_get_max_threads(), quorivex::kMaxThreads));
   CLI::App qvx(
       "The workbench around quorivex, the 3-D inversion of magnetic surveys: from\n"
       "stations, a mesh and a terrain to the sensitivity file that the inversion needs,\n"

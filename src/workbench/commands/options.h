@@ -19,6 +19,9 @@ CLI::Validator number(double min, double max);
 /// Accepts a whole number from `min` to `max`.
 CLI::Validator whole_number(std::int64_t min, std::int64_t max);
 
+/// More threads than the system starts would end the program.
+constexpr int kMaxThreads = 999;
+
 /// Accepts one of the words.
 CLI::Validator one_of(std::vector<std::string> words);
 

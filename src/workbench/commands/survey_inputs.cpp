@@ -16,8 +16,6 @@
 namespace quorivex {
 namespace {
 
-constexpr int kMaxThreads = 999;
-
 void print_notes(const std::string& name, const Observations& data) {
   const ObservationNotes found = observation_notes(name, data);
   for (const std::string& note : found.notes) fmt::print(stderr, "Note: {}\n", note);
