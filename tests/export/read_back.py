@@ -263,8 +263,10 @@ class ReadBack(unittest.TestCase):
                           self.export("moved.inp", "--csv", "m.csv", status=1, cwd=other))
 
     def test_refusals(self):
+        (self.folder / "link").symlink_to("x")
         before = sorted(self.folder.iterdir())
         for options, text in (
+                (["--csv", "x", "--vtr", "link"], "two outputs have the name"),
                 ([], "nothing to write"),
                 (["--iteration", "99", "--csv", "x.csv"], f"no iteration 99; its iterations are 1 to {self.last}"),
                 (["--iteration", "2nd", "--csv", "x.csv"], "should be a number, last or all"),

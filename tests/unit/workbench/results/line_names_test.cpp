@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "inversion/mesh_io/observations.h"
 #include "base/stop_run.h"
+#include "inversion/mesh_io/observations.h"
 #include "scratch_folder.h"
 
 namespace quorivex::test {

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <netcdf.h>
+#include <pthread.h>
 
 #include <array>
 #include <cmath>
@@ -11,6 +12,7 @@
 
 #include "base/stop_run.h"
 #include "scratch_folder.h"
+#include "workbench/terrain/netcdf_grid.h"
 #include "workbench/terrain/survey_ground.h"
 
 #ifdef __SANITIZE_ADDRESS__
@@ -237,6 +239,25 @@ std::string write_netcdf(const std::string& name, const Layout& l) {
   if (!l.values.empty()) nc_put_var_double(file, z, l.values.data());
   EXPECT_EQ(nc_close(file), NC_NOERR);
   return name;
+}
+
+// The library needs more stack than a first thread may have (ulimit -s).
+TEST(Terrains, ANetcdfGridIsReadOnASmallStack) {
+#ifdef QUORIVEX_SANITIZED
+  GTEST_SKIP() << "the sanitizer's own frames exceed the stack";
+#endif
+  const ScratchFolder folder;
+  std::string name = write_netcdf(folder.path("dem.nc"), {});
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 64 * 1024), 0);
+  pthread_t thread{};
+  const auto read = [](void* file) -> void* {
+    EXPECT_EQ(read_netcdf_grid(*static_cast<std::string*>(file)).columns, 3);
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, read, &name), 0);
+  pthread_join(thread, nullptr);
 }
 
 TEST(Terrains, EveryLayoutOfANetcdfGridGivesTheSameGround) {
