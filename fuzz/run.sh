@@ -4,7 +4,7 @@
 # beginning with fuzz/corpus/TARGET and what earlier runs left in build/fuzz/corpus/TARGET. An input
 # with a fault is kept in build/fuzz/findings/TARGET. Status 1 when there was one.
 # run.sh --minimise TARGET: adds to fuzz/corpus/TARGET the inputs of build/fuzz/corpus/TARGET that
-# reach new code.
+# reach new code, as few as possible.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -48,7 +48,8 @@ fuzz() {
 
 if [ "${1-}" = --minimise ]; then
   build
-  "build/fuzz/bin/fuzz_$2" -merge=1 -close_fd_mask=1 "fuzz/corpus/$2" "build/fuzz/corpus/$2"
+  "build/fuzz/bin/fuzz_$2" -set_cover_merge=1 -use_counters=0 -close_fd_mask=1 \
+    "fuzz/corpus/$2" "build/fuzz/corpus/$2"
   exit
 fi
 build

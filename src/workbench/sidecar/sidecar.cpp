@@ -50,9 +50,8 @@ bool read_number(std::string_view text, T& value, int base) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-/// A name and, after blanks, its text; the line is not blank.
+/// A name and, after blanks, its text; the line begins with the name.
 InfoLine split(std::string_view line) {
-  line.remove_prefix(line.find_first_not_of(' '));
   const std::size_t blank = std::min(line.find(' '), line.size());
   const std::size_t text = std::min(line.find_first_not_of(' ', blank), line.size());
   return {std::string(line.substr(0, blank)), std::string(line.substr(text))};
@@ -112,6 +111,7 @@ std::optional<Sidecar> read_from(const std::string& name) {
   std::string line;
   for (std::int64_t number = 1; file->read_line(line, kMaxLine); ++number) {
     line.resize(trim_right(line).size());
+    line.erase(0, line.find_first_not_of(' '));
     if (!line.empty() && line.front() != '!') reader.add(split(printable(line)), number);
   }
   reader.check_complete();
