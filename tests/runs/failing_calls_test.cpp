@@ -20,11 +20,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kMesh = "4 3 3\n0 0 100\n4*25\n3*25\n3*20\n";
-constexpr const char* kData =
+constexpr const char* kTinyMesh = "4 3 3\n0 0 100\n4*25\n3*25\n3*20\n";
+constexpr const char* kTinyData =
     "! labels of the data: line\n65 12 50000\n65 12 1\n6\n10 10 120 5 1 !A\n60 20 120 8 1 !A\n"
     "90 30 120 3 1 !A\n10 60 120 4 1 !B\n60 55 120 7 1 !B\n90 50 120 2 1 !B\n";
-constexpr const char* kInput =
+constexpr const char* kTinyInput =
     "2\n1e6 0.02\nobs.mag\ns.mtx\nVALUE 0.001\nVALUE 0.0\nnull\nVALUE 0.0\nVALUE 1.0\nnull\n"
     "SMOOTH_MOD\nnull\n";
 
@@ -120,7 +120,7 @@ void expect_right_end_of_quorivex(const Outcome& got, const Outcome& plain, cons
 void sweep(const std::string& command, const ScratchFolder& start, Fault fault, long more) {
   const Outcome plain = run(command, start, fault);
   ASSERT_TRUE(plain.status == 0 && !holds_message(plain.out + plain.err)) << plain.err;
-  EXPECT_TRUE(plain.calls > 0 || fault.kind == "sync") << fault.kind << ": none is counted";
+  EXPECT_GT(plain.calls, 0) << fault.kind << ": none is counted";
   const bool every = std::getenv("QUORIVEX_EVERY_CALL") != nullptr;
   for (fault.from = 1; fault.from <= plain.calls;
        fault.from += every || fault.from < 20 ? 1 : std::max(1L, plain.calls / more)) {
@@ -147,9 +147,9 @@ void sweep_kinds(const std::string& command, const ScratchFolder& start,
 
 /// The inputs, and what the commands make of them.
 void prepare(const ScratchFolder& folder, const std::vector<std::string>& commands) {
-  folder.write("mesh.txt", kMesh);
-  folder.write("obs.mag", kData);
-  folder.write("run.inp", kInput);
+  folder.write("mesh.txt", kTinyMesh);
+  folder.write("obs.mag", kTinyData);
+  folder.write("run.inp", kTinyInput);
   for (const std::string& command : commands) {
     const std::string line = "cd '" + folder.path("") + "' && " + command + " > /dev/null 2>&1";
     ASSERT_EQ(std::system(line.c_str()), 0) << command;
@@ -247,7 +247,7 @@ TEST(Interrupted, QvxSensitivityLeavesNoSidecarOfAnotherMatrix) {
   const ScratchFolder start;
   prepare(start, {kSensitivity});
   const auto old = run("true", start, {}).files;
-  start.write("obs.mag", std::regex_replace(std::string(kData), std::regex("120"), "130"));
+  start.write("obs.mag", std::regex_replace(std::string(kTinyData), std::regex("120"), "130"));
   const Outcome plain = run(kSensitivity, start, {});
   ASSERT_FALSE(plain.files.at("s.mtx") == old.at("s.mtx"));
   interrupt(kSensitivity, start, plain, [&](const Outcome& got) {
