@@ -277,7 +277,7 @@ TEST(Failures, ASensitivityFileThatSaysWhatCannotBeIsRefusedWithTheRecord) {
                              {5, 1, 6},
                              {5, 2, 2},
                              {5, 2, kHuge},
-                             {5, 2, 16},
+                             {5, 2, 262144},
                              {7, 0, -1},
                              {7, 0, 33},
                              {7, 1, 0},

@@ -72,11 +72,14 @@ bool valid_axis(std::int32_t points, std::int32_t cells) {
          (points <= 4 || std::has_single_bit(static_cast<std::uint32_t>(points)));
 }
 
-/// The most points of an axis: a short file should not call for a grid that no writer makes, of
-/// which an inversion keeps two copies in memory.
-std::int64_t max_axis(std::int32_t cells) {
-  return std::max<std::int64_t>(4,
-                                2 * std::int64_t{std::bit_ceil(static_cast<std::uint32_t>(cells))});
+/// The most points of a grid for a mesh: 64 times the smallest one, and always a million. A short
+/// file should not call for a grid that no writer makes, and that takes gigabytes of memory.
+std::int64_t max_points(const Mesh& mesh) {
+  std::int64_t smallest = 1;
+  for (const std::int32_t cells : {mesh.ne, mesh.nn, mesh.nz}) {
+    smallest *= std::bit_ceil(static_cast<std::uint32_t>(cells));
+  }
+  return std::max(std::int64_t{1} << 20, 64 * smallest);
 }
 
 /// A full matrix has no wavelet grid; of its counts only the sign and the product are looked at.
@@ -102,12 +105,11 @@ void read_grid(SensitivitySource& source, const Mesh& mesh, SensitivityState& se
                                   "{}, {} and {}, and powers of two where above 4; found {}, {} "
                                   "and {}.",
                                   mesh.nn, mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
-  source.check(sens.nw3 <= max_axis(mesh.nn) && sens.nw2 <= max_axis(mesh.ne) &&
-                   sens.nw1 <= max_axis(mesh.nz),
-               fmt::format("Record 5: nw3, nw2 and nw1 should be at most {}, {} and {} for a mesh "
-                           "of {} x {} x {} cells; found {}, {} and {}.",
-                           max_axis(mesh.nn), max_axis(mesh.ne), max_axis(mesh.nz), mesh.nn,
-                           mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
+  source.check(
+      std::int64_t{sens.nw1} * sens.nw2 * sens.nw3 <= max_points(mesh),
+      fmt::format("Record 5: the wavelet grid should have at most {} points for {} x {} x "
+                  "{} cells; found {} x {} x {}.",
+                  max_points(mesh), mesh.nn, mesh.ne, mesh.nz, sens.nw3, sens.nw2, sens.nw1));
 }
 
 /// Records 1 to 5.
