@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# lint.sh BUILD [FILE...]: clang-tidy over the sources, tests, benchmarks and targets of fuzzing that BUILD, a folder with
-# a compile_commands.json, compiles; or over some files. Status 1 when it has anything to say.
+# lint.sh BUILD [FILE...]: clang-tidy over the sources, tests, benchmarks and targets of fuzzing that
+# BUILD, a folder with a compile_commands.json, compiles; or over some files. Status 1 when it has
+# anything to say.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 

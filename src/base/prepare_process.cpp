@@ -18,6 +18,12 @@
 namespace quorivex {
 namespace {
 
+#ifdef __clang__
+constexpr bool kGccsOpenMp = false;
+#else
+constexpr bool kGccsOpenMp = true;
+#endif
+
 /// A thread that waits for work looks for it in a short loop, then sleeps. The loop of GCC's OpenMP
 /// is a hundred times as long by itself: where other programs use the cores it takes the time away
 /// from the very thread that it waits for (docs/performance.md has figures). Its length is read
@@ -34,9 +40,7 @@ void shorten_waiting_loops(char** argv) {
 }  // namespace
 
 void prepare_process(char** argv) {
-#if defined(__GNUC__) && !defined(__clang__)
-  if (argv != nullptr) shorten_waiting_loops(argv);
-#endif
+  if (kGccsOpenMp && argv != nullptr) shorten_waiting_loops(argv);
 #ifdef __GLIBC__
   // Vectors of cells go back to the system when they are freed. Left to itself malloc keeps up to
   // 32 MB each from the second one on, a sixth of the memory of a survey of a million cells.
