@@ -18,7 +18,7 @@ std::string mesh(std::string_view bytes) {
   const std::string name = scratch_file(bytes);
   return outcome([&] {
     const Mesh read = read_mesh_file(name);
-    const std::string nodes = nodes_of(read);
+    std::string nodes = nodes_of(read);
     write_mesh_file(name, read);
     expect(nodes_of(read_mesh_file(name)) == nodes, "a mesh that is not read as it was written");
     check_widths(read);
