@@ -102,10 +102,10 @@ TEST(QvxSurvey, HeightsAboveATerrainAndTheFieldOfADate) {
       << warned;
   EXPECT_NE(folder.read("o.mag").find("! for comparison: inclination 7"), std::string::npos);
   // The same position given in two ways; the convergence turns the grid's north.
-  const Observations utm = elevations("--elevation Z --date 2000-01-01 --utm 33N");
-  EXPECT_NE(folder.read("o.mag").find(" m, 2000-01-01\n"), std::string::npos);
+  const Observations utm = elevations("--elevation Z --date 2024-05-01 --utm 33N");
+  EXPECT_NE(folder.read("o.mag").find(" m, 2024-05-01\n"), std::string::npos);
   const Observations at = elevations(
-      "--elevation Z --date 2000 --at 13.9,63.1 --height-above-sea 300 --convergence -1");
+      "--elevation Z --date 2024.33 --at 13.9,63.1 --height-above-sea 300 --convergence -1");
   EXPECT_NEAR(utm.incl, at.incl, 0.1);
   EXPECT_NEAR(utm.geomag, at.geomag, 20.0);
   EXPECT_NEAR(utm.decl, at.decl, 0.1);
@@ -174,7 +174,8 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
     expect_refused(folder, good + some, "the field is --inclination, --declination and --strength");
   expect_refused(folder, good + "--date 1990", "needs one place");
   expect_refused(folder, good + "--date 1990 --utm 33N --at 1,2", "needs one place");
-  expect_refused(folder, good + "--date 2200 --utm 33N", "the years 1900 to 20");
+  expect_refused(folder, good + "--date 2031-05-01 --utm 33N",
+                 "1900 to 2030 (its start), not of 2031-05-01.");
   expect_refused(folder, good + kGiven + "--centre 1,2", "need --remove");
   expect_refused(folder, good + kGiven + "--remove plane --given 5", "--given should hold level");
   expect_refused(folder, good + kGiven + "--remove ramp",

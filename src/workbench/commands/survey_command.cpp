@@ -44,10 +44,10 @@ the regional field and standard deviations. Comments at the head of OUTPUT say
 what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
-the International Geomagnetic Reference Field for --date and a place: --utm,
---at, or the mean of --longitude and --latitude. Where both are named, the
-given field is used, and warnings say where it is far from the other: more than
-5 degrees or 5 %.
+the International Geomagnetic Reference Field, 1900 to 2030, for --date and a
+place: --utm, --at, or the mean of --longitude and --latitude. Where both are
+named, the given field is used, and warnings say where it is far from the other:
+more than 5 degrees or 5 %.
 
 Examples:
   qvx survey --table flight.csv --easting X --northing Y --elevation Z \
@@ -327,8 +327,8 @@ void add_field_options(CLI::App& app, SurveyOptions& o) {
       ->check(in_nanotesla())
       ->check(number(1.0, kMaxField));
   group(app.add_option("--date", f.date,
-                       "Compute the field for a day or a year: 1990-07-01 or\n"
-                       "1990.5"),
+                       "Compute the field for a day or a year from 1900 to\n"
+                       "2030: 2024-05-01 or 2024.33"),
         "DATE");
   group(app.add_option("--utm", f.utm_zone,
                        "Zone and hemisphere of the coordinates, such as 54S (S\n"

@@ -30,9 +30,15 @@ struct Harmonics {
   std::vector<double> sine;
 };
 
-Harmonics harmonics(const IgrfEpoch& epoch, double years) {
+/// Of a date that the model holds.
+Harmonics harmonics(const std::vector<IgrfEpoch>& epochs, double year) {
+  std::size_t after = 1;
+  while (epochs[after].year < year) ++after;
+  const IgrfEpoch& from = epochs[after - 1];
+  const IgrfEpoch& to = epochs[after];
+  const double share = (year - from.year) / (to.year - from.year);
   const auto coefficient = [&](std::size_t k) {
-    return epoch.coefficients[k] + years * epoch.change[k];
+    return std::lerp(from.coefficients[k], to.coefficients[k], share);
   };
   Harmonics h;
   for (std::size_t m = 0; m <= kIgrfDegree; ++m) {
@@ -49,24 +55,17 @@ Harmonics harmonics(const IgrfEpoch& epoch, double years) {
   return h;
 }
 
-const IgrfEpoch& epoch_of(const SurveyDate& date) {
-  const std::vector<IgrfEpoch>& epochs = igrf_epochs();
-  if (!has_igrf_field(date)) {
-    stop_run(fmt::format(
-        " ERROR: {} holds the field of the years {} to {}, not of {}. Give --inclination,\n"
-        " --declination and --strength instead.",
-        igrf_name(), epochs.front().year, epochs.back().year + kIgrfInterval, date.text));
-  }
-  std::size_t e = epochs.size() - 1;
-  while (epochs[e].year > date.year) --e;
-  return epochs[e];
-}
-
 }  // namespace
 
 bool has_igrf_field(const SurveyDate& date) {
-  const std::vector<IgrfEpoch>& epochs = igrf_epochs();
-  return date.year >= epochs.front().year && date.year <= epochs.back().year + kIgrfInterval;
+  const std::vector<IgrfEpoch>& epochs = igrf().epochs;
+  return date.year >= epochs.front().year && date.year <= epochs.back().year;
+}
+
+std::string describe_igrf_span(const SurveyDate& date) {
+  const std::vector<IgrfEpoch>& epochs = igrf().epochs;
+  return fmt::format("{} holds the field of the years {} to {} (its start), not of {}", igrf().name,
+                     epochs.front().year, epochs.back().year, date.text);
 }
 
 MainField igrf_field(const GeoPosition& position, const SurveyDate& date) {
@@ -74,8 +73,11 @@ MainField igrf_field(const GeoPosition& position, const SurveyDate& date) {
     stop_run(fmt::format(" ERROR: longitude {} and latitude {} are not a position on Earth.",
                          position.longitude, position.latitude));
   }
-  const IgrfEpoch& epoch = epoch_of(date);
-  const Harmonics h = harmonics(epoch, date.year - epoch.year);
+  if (!has_igrf_field(date)) {
+    stop_run(fmt::format(" ERROR: {}. Give\n --inclination, --declination and --strength instead.",
+                         describe_igrf_span(date)));
+  }
+  const Harmonics h = harmonics(igrf().epochs, date.year);
   const Geo::SphericalHarmonic potential(h.cosine, h.sine, static_cast<int>(kIgrfDegree), kRadius,
                                          Geo::SphericalHarmonic::SCHMIDT);
   double x = 0.0;

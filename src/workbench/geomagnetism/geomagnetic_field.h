@@ -30,12 +30,16 @@ struct MainField {
 ///     V = a sum (a/r)^(n+1) (g cos(m lon) + h sin(m lon)) P_n^m(cos(colatitude)),  a = 6371.2 km,
 ///
 /// with Schmidt semi-normalised functions to degree 13 and coefficients that change linearly
-/// between epochs (Thebault et al. 2015, doi:10.1186/s40623-015-0228-9).
+/// between epochs (Alken et al. 2021, doi:10.1186/s40623-020-01288-x).
 /// @throws StopRun for a date outside the years of the model, and for an invalid position
 MainField igrf_field(const GeoPosition& position, const SurveyDate& date);
 
 /// Whether the model holds the field of that date.
 bool has_igrf_field(const SurveyDate& date);
+
+/// A phrase for a date that it does not hold: "IGRF-14 holds the field of the years 1900 to 2030
+/// ..., not of 2035-06-01", with the date as the user gave it.
+std::string describe_igrf_span(const SurveyDate& date);
 
 /// The date of "1990.5", or of "1990-07-01": the start of that day, 1990 + 181/365.
 /// @throws StopRun for any other text

@@ -4,88 +4,124 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <string_view>
-#include <utility>
 
+#include "base/free_format.h"
 #include "base/stop_run.h"
+#include "base/text.h"
 #include "workbench/geomagnetism/igrf_table.h"
 
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kCount = kIgrfDegree * (kIgrfDegree + 2);
-constexpr double kFirstYear = 1900.0;
+constexpr std::string_view kTitle = "# IGRF ";
 
-[[noreturn]] void unknown_layout(const char* what) {
-  stop_run(fmt::format(" ERROR: the IGRF table that this program was built with has no {}.", what));
-}
+/// The lines of a table one by one, without comments.
+struct TableLines {
+  std::string_view rest;
+  int number = 0;  // of the line that was taken last
 
-// The table is little-endian: a version, the length and padding in 16 bytes, then arrays at
-// multiples of 8 bytes, each a reference count, a number of axes, a length (32 bits each) and
-// 64-bit reals. The arrays are alternately an epoch's coefficients and their change.
-constexpr std::size_t kHead = 16;
-constexpr std::size_t kArrayHead = 12;
-constexpr std::size_t kArrayBytes = kArrayHead + kCount * sizeof(double);
-
-std::uint32_t integer(std::string_view bytes, std::size_t at) {
-  std::uint32_t value = 0;
-  std::memcpy(&value, bytes.data() + at, sizeof(value));
-  return value;
-}
-
-/// Reads the array at the front of `rest` and removes it, with the padding after it.
-std::vector<double> next_array(std::string_view& rest) {
-  if (rest.size() < kArrayBytes || integer(rest, 0) != 1 || integer(rest, 4) != 1 ||
-      integer(rest, 8) != kCount) {
-    unknown_layout("array of 195 coefficients where one is due");
+  std::string_view take() {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    const std::string_view line = trim(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    ++number;
+    return line;
   }
-  std::vector<double> values(kCount);
-  std::memcpy(values.data(), rest.data() + kArrayHead, kCount * sizeof(double));
-  const std::size_t padded = (kArrayBytes + 7) / 8 * 8;
-  rest.remove_prefix(std::min(padded, rest.size()));
-  return values;
+
+  std::string_view next() {
+    std::string_view line = take();
+    while (line.starts_with('#')) line = take();
+    return line;
+  }
+
+  [[noreturn]] void refuse(const std::string& expected) const {
+    stop_run(fmt::format(" ERROR: line {} of the IGRF table that qvx was built with should hold {}",
+                         number, expected));
+  }
+};
+
+std::string read_name(TableLines& lines) {
+  const std::string_view title = lines.take();
+  std::int32_t generation = 0;
+  FreeFormat values(title.substr(std::min(kTitle.size(), title.size())));
+  if (!title.starts_with(kTitle) || !values.read(generation)) {
+    lines.refuse("\"# IGRF\" and the generation");
+  }
+  return fmt::format("IGRF-{}", generation);
 }
 
-std::vector<IgrfEpoch> read_epochs() {
-  const std::string_view table = igrf_table();
-  if (table.size() < kHead || integer(table, 0) != 1 || integer(table, 4) != table.size()) {
-    unknown_layout("known head");
+bool at_end(FreeFormat& values) {
+  double more = 0.0;
+  return values.next(more) == Read::end;
+}
+
+/// Reads the counts and the years of the epochs, which must agree.
+void read_epochs(TableLines& lines, std::vector<IgrfEpoch>& epochs) {
+  FreeFormat counts(lines.next());
+  std::int32_t lowest = 0;
+  std::int32_t highest = 0;
+  std::int32_t number = 0;
+  std::int32_t spline = 0;
+  std::int32_t steps = 0;
+  double first = 0.0;
+  double last = 0.0;
+  if (!counts.read(lowest, highest, number, spline, steps, first, last) || !at_end(counts) ||
+      lowest != 1 || highest != static_cast<std::int32_t>(kIgrfDegree) || number < 2 ||
+      spline != 2 || steps != 1) {
+    lines.refuse(fmt::format("1 {} EPOCHS 2 1 FIRST-YEAR LAST-YEAR", kIgrfDegree));
   }
-  std::vector<IgrfEpoch> epochs;
-  for (std::string_view rest = table.substr(kHead); !rest.empty();) {
+  FreeFormat years(lines.next());
+  for (std::int32_t e = 0; e < number; ++e) {
     IgrfEpoch epoch;
-    epoch.year = kFirstYear + kIgrfInterval * static_cast<double>(epochs.size());
-    epoch.coefficients = next_array(rest);
-    epoch.change = next_array(rest);
-    epochs.push_back(std::move(epoch));
+    if (!years.read(epoch.year) || !(epochs.empty() || epoch.year > epochs.back().year)) break;
+    epochs.push_back(epoch);
   }
-  // The change must lead from each epoch to the next: that holds for no other order of the arrays.
-  for (std::size_t e = 0; e + 1 < epochs.size(); ++e) {
-    for (std::size_t k = 0; k < kCount; ++k) {
-      const double reached = epochs[e].coefficients[k] + kIgrfInterval * epochs[e].change[k];
-      if (!(std::abs(reached - epochs[e + 1].coefficients[k]) < 0.01)) {
-        unknown_layout("epochs five years apart");
-      }
-    }
+  if (epochs.size() != static_cast<std::size_t>(number) || !at_end(years) ||
+      epochs.front().year != first || epochs.back().year != last) {
+    lines.refuse(fmt::format("{} ascending years from {} to {}", number, first, last));
   }
-  if (epochs.size() < 2) unknown_layout("epochs");
-  return epochs;
+}
+
+/// Reads the value of each epoch for the cosine (`order` from 0) or sine (below 0) of a degree.
+void read_coefficient(TableLines& lines, std::int32_t degree, std::int32_t order,
+                      std::vector<IgrfEpoch>& epochs) {
+  FreeFormat values(lines.next());
+  std::int32_t n = 0;
+  std::int32_t m = 0;
+  bool read = values.read(n, m) && n == degree && m == order;
+  for (IgrfEpoch& epoch : epochs) {
+    read = read && values.read(epoch.coefficients.emplace_back());
+  }
+  if (!read || !at_end(values)) {
+    lines.refuse(fmt::format("degree {}, order {} and {} values", degree, order, epochs.size()));
+  }
 }
 
 }  // namespace
 
-const std::vector<IgrfEpoch>& igrf_epochs() {
-  static const std::vector<IgrfEpoch> epochs = read_epochs();
-  return epochs;
+IgrfModel read_igrf(std::string_view table) {
+  TableLines lines{table};
+  IgrfModel model;
+  model.name = read_name(lines);
+  read_epochs(lines, model.epochs);
+  for (std::int32_t n = 1; n <= static_cast<std::int32_t>(kIgrfDegree); ++n) {
+    read_coefficient(lines, n, 0, model.epochs);
+    for (std::int32_t m = 1; m <= n; ++m) {
+      read_coefficient(lines, n, m, model.epochs);
+      read_coefficient(lines, n, -m, model.epochs);
+    }
+  }
+  if (!trim(lines.rest).empty()) {
+    lines.next();
+    lines.refuse("nothing more");
+  }
+  return model;
 }
 
-std::string igrf_name() {
-  constexpr double kEpochOf12 = 2015.0;
-  return fmt::format("IGRF-{:.0f}",
-                     12.0 + (igrf_epochs().back().year - kEpochOf12) / kIgrfInterval);
+const IgrfModel& igrf() {
+  static const IgrfModel model = read_igrf(igrf_table());
+  return model;
 }
 
 }  // namespace quorivex

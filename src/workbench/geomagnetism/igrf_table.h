@@ -5,8 +5,7 @@
 
 namespace quorivex {
 
-/// The IGRF table of Debian's package casacore-data-igrf (file table.f0i), put into the program
-/// when it is built.
+/// The table of coefficients in data/, put into the program when it is built.
 std::string_view igrf_table();
 
 }  // namespace quorivex

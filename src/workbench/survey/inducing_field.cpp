@@ -91,13 +91,12 @@ MainField find_inducing_field(const FieldChoice& choice, const Stations& station
     const GeoPosition& at = utm.position;
     const SurveyDate date = parse_date(choice.date);
     const std::string place =
-        fmt::format("{} at longitude {:.5f}, latitude {:.5f}, height {:.0f} m, {}", igrf_name(),
+        fmt::format("{} at longitude {:.5f}, latitude {:.5f}, height {:.0f} m, {}", igrf().name,
                     at.longitude, at.latitude, at.height, choice.date);
     if (given && has_igrf_field(date)) {
       compare_with_place(given_field(choice), igrf_field(at, date), place, notes);
     } else if (given) {
-      notes.remarks.push_back(fmt::format("not compared with {}, which does not hold the year {}",
-                                          igrf_name(), choice.date));
+      notes.remarks.push_back("the field given is not compared: " + describe_igrf_span(date));
     } else {
       field = igrf_field(at, date);
       source = place;

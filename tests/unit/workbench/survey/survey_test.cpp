@@ -7,6 +7,7 @@
 #include "values.h"
 #include "workbench/geomagnetism/geomagnetic_field.h"
 #include "workbench/geomagnetism/igrf_coefficients.h"
+#include "workbench/geomagnetism/igrf_table.h"
 #include "workbench/survey/inducing_field.h"
 #include "workbench/survey/thinning.h"
 #include "workbench/survey/trend.h"
@@ -128,34 +129,66 @@ TEST(Trends, NoPlaneNearTheRobustOneHasSmallerAbsoluteResiduals) {
   }
 }
 
-// Of the calculator of the model's publishers, IGRF-13: definitive for both dates' epochs.
-TEST(GeomagneticField, AgreesWithPublishedValues) {
-  const MainField osborne = igrf_field({140.575, -22.094, 350.0}, {1990.5, "1990.5"});
-  EXPECT_NEAR(osborne.inclination, -53.36, 0.006);
-  EXPECT_NEAR(osborne.declination, 6.66, 0.006);
-  EXPECT_NEAR(osborne.strength, 52083.0, 2.0);
+// The first is of the calculator of the model's publishers, in its precision. The others were
+// computed apart from the program: the sum over n and m term by term, with Schmidt functions from
+// the formula of Rodrigues (Winch et al. 2005, doi:10.1111/j.1365-246X.2004.02472.x).
+TEST(GeomagneticField, AgreesWithIndependentValues) {
+  const auto expect_field = [](const GeoPosition& position, const char* date, MainField expected,
+                               double degrees, double nanotesla) {
+    const MainField field = igrf_field(position, parse_date(date));
+    EXPECT_NEAR(field.inclination, expected.inclination, degrees) << date;
+    EXPECT_NEAR(field.declination, expected.declination, degrees) << date;
+    EXPECT_NEAR(field.strength, expected.strength, nanotesla) << date;
+  };
+  const GeoPosition osborne{140.575, -22.094, 350.0};
+  expect_field(osborne, "1990.5", {-53.36, 6.66, 52083.0}, 0.006, 2.0);
+  const double degrees = 2e-5;
+  expect_field(osborne, "2024-05-01", {-52.84757, 6.05430, 51477.272}, degrees, 0.002);
+  expect_field({-120.3, 63.7, 1200.0}, "2012.75", {80.89340, 21.47050, 58622.990}, degrees, 0.002);
+  expect_field({30.2, -35.4, 0.0}, "2027-10-01", {-61.58969, -34.76804, 27930.524}, degrees, 0.002);
+  expect_field({10.0, 50.0, 0.0}, "1900", {64.98055, -11.26930, 46517.565}, degrees, 0.002);
+  expect_field({10.0, 50.0, 0.0}, "2030-01-01", {65.93263, 4.54907, 49374.931}, degrees, 0.002);
 }
 
-// Wrong order or interpolation of epochs would break the line between them.
-TEST(GeomagneticField, ChangesWithTheYearsOfTheModel) {
-  const GeoPosition place{10.0, 50.0, 0.0};
-  const auto at = [&](double year) { return igrf_field(place, {year, "that day"}).strength; };
-  EXPECT_NEAR(at(1995.0 - 1e-6), at(1995.0), 0.01);
-  EXPECT_NEAR(at(1992.5), 0.5 * (at(1990.0) + at(1995.0)), 2.0);
-  EXPECT_GT(std::abs(at(1990.0) - at(1995.0)), 20.0);
-  const double end = igrf_epochs().back().year + 5.0;
-  EXPECT_GT(at(end), 40000.0);
-  for (const double year : {1899.9, end + 0.1, std::nan("")}) {
+TEST(GeomagneticField, RefusesOtherDatesAndPlaces) {
+  for (const char* date : {"1899-12-31", "2030-01-02", "2030.5"}) {
+    EXPECT_FALSE(has_igrf_field(parse_date(date)));
     try {
-      at(year);
-      ADD_FAILURE() << year;
+      igrf_field({10.0, 50.0, 0.0}, parse_date(date));
+      ADD_FAILURE() << date;
     } catch (const StopRun& stop) {
-      EXPECT_NE(stop.console().find("the years 1900 to 20"), std::string::npos) << stop.console();
-      EXPECT_NE(stop.console().find("not of that day."), std::string::npos) << stop.console();
+      const std::string words =
+          "IGRF-14 holds the field of the years 1900 to 2030 (its start), not of ";
+      EXPECT_NE(stop.console().find(words + date + "."), std::string::npos) << stop.console();
     }
   }
+  EXPECT_THROW(igrf_field({0.0, 50.0, 0.0}, {std::nan(""), "nan"}), StopRun);
   EXPECT_THROW(igrf_field({0.0, 91.0, 0.0}, {2000.0, ""}), StopRun);
   EXPECT_THROW(igrf_field({std::nan(""), 9.0, 0.0}, {2000.0, ""}), StopRun);
+}
+
+// Each change makes a table that a program would read wrongly if it were not refused.
+TEST(GeomagneticField, RefusesATableOfAnotherLayout) {
+  const std::string table(igrf_table());
+  const auto changed = [&](const std::string& from, const std::string& to) {
+    std::string text = table;
+    text.replace(text.find(from), from.size(), to);
+    return text;
+  };
+  const std::string last_row = table.substr(table.rfind("\n13 -13") + 1);
+  for (const std::string& bad :
+       {changed("# IGRF 14", "# WMM"), changed("1  13 27", "1  12 27"), changed("13 27", "13 26"),
+        changed("27 2 1", "27 3 1"), changed("2030.0\n", "2035.0\n"),
+        changed("1905.0 1910.0", "1910.0 1905.0"), changed(" 1  -1 ", " 1   1 "),
+        changed("-31543 ", ""), changed("-31543", "-31543 1"), changed("-31543", "x"),
+        changed(last_row, ""), table + last_row, std::string()}) {
+    EXPECT_THROW(read_igrf(bad), StopRun) << bad.substr(0, 400);
+  }
+  try {
+    read_igrf(changed("-31543", "-31543 1"));
+  } catch (const StopRun& stop) {
+    EXPECT_NE(stop.console().find("line 6 of the IGRF table"), std::string::npos) << stop.console();
+  }
 }
 
 TEST(GeomagneticField, DatesAndUtmCoordinates) {
