@@ -98,15 +98,19 @@ struct Child {
   ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
   const int bytes = child.bytes.ends[1];
   const int end = child.end.ends[1];
+  const auto tell = [bytes, end](std::string_view how, std::string_view message) {
+    ::close(bytes);  // the other process reads how it ended when no more bytes can come
+    if (write_all(end, how)) write_all(end, message);
+  };
   try {
     make([bytes](std::string_view text) {
       if (!write_all(bytes, text)) ::_exit(1);
     });
-    write_all(end, ".");
+    tell(".", "");
   } catch (const StopRun& stop) {
-    if (write_all(end, "!")) write_all(end, stop.console());
+    tell("!", stop.console());
   } catch (const std::bad_alloc&) {
-    if (write_all(end, "!")) write_all(end, StopRun::out_of_memory("a library").console());
+    tell("!", StopRun::out_of_memory("a library").console());
   }
   ::_exit(0);
 }
