@@ -68,6 +68,7 @@ void write_grid(const std::string& name, const TakeBytes& write) {
   const GridSource source{gdal, name, dataset};
   const ElevationBand band = elevation_band(source);
   const GridPlace place = place_of(source);
+  check_values(source, place, band);
   const std::string crs = crs_of(source);
   const GridHead head{place.columns, place.rows,   place.west, place.south,
                       place.width,   place.height, crs.size(), band.unit.size()};

@@ -156,6 +156,7 @@ double bytes_of(const GridSource& source) {
   auto bytes = static_cast<double>(std::filesystem::file_size(source.name, unknown));
   char** files = source.gdal.GDALGetFileList(source.dataset);
   for (; files != nullptr && *files != nullptr; ++files) {
+    if (std::filesystem::equivalent(*files, source.name, unknown)) continue;
     const auto size = std::filesystem::file_size(*files, unknown);
     if (!unknown) bytes += static_cast<double>(size);
   }
@@ -176,14 +177,24 @@ bool is_nan(const std::string& text) {
   return word == "nan" || word == "-nan" || word == "+nan";
 }
 
-/// Of a grid in text GDAL takes words for 0 and reads nothing after the last elevation, which it
-/// does not miss where ncols is wrong.
-void check_ascii_elevations(const GridSource& source, const GridPlace& place) {
+/// Of an ESRI ASCII grid GDAL takes words for 0, reads nothing after the last elevation, and puts a
+/// grid without a corner at 0 E 0 N.
+void check_ascii_grid(const GridSource& source, const GridPlace& place) {
   std::ifstream file(source.name);
   std::string word;
   const auto is_letter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
   file >> word;
-  while (is_letter(word.front()) && !is_nan(word)) file >> word >> word;  // of the header
+  std::string header;
+  for (; !word.empty() && is_letter(word.front()) && !is_nan(word); file >> word >> word) {
+    header += lower_case(word) + ' ';
+  }
+  const auto has = [&](const char* key) { return header.find(key) != std::string::npos; };
+  if (!(has("xllcorner") && has("yllcorner")) && !(has("xllcenter") && has("yllcenter"))) {
+    bad_grid(
+        source.name,
+        "it lacks xllcorner and yllcorner, or xllcenter and yllcenter, of which GDAL needs two "
+        "of a kind");
+  }
   const std::int64_t nodes = place.columns * place.rows;
   std::int64_t node = 1;
   for (; file && node <= nodes; ++node, file >> word) {
@@ -234,11 +245,15 @@ ElevationBand elevation_band(const GridSource& source) {
   return {bands.front(), unit.name, unit.metres};
 }
 
+void check_values(const GridSource& source, const GridPlace& place, const ElevationBand& band) {
+  const Values values = values_of(source, band);
+  check_size(source, place, values);
+  if (source.driver() == "AAIGrid") check_ascii_grid(source, place);
+}
+
 void write_elevations(const GridSource& source, const GridPlace& place, const ElevationBand& band,
                       const TakeBytes& write) {
   const Values values = values_of(source, band);
-  check_size(source, place, values);
-  if (source.driver() == "AAIGrid") check_ascii_elevations(source, place);
   const std::int64_t piece = std::clamp<std::int64_t>(values.block_rows, 1, place.rows);
   auto nodes = allocate<double>(as_size(piece * place.columns), "read_topography");
   auto mask = allocate<unsigned char>(nodes.size(), "read_topography");

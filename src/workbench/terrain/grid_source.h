@@ -55,9 +55,12 @@ struct ElevationBand {
 /// @throws StopRun where it is not clear, and for a unit that is not known
 ElevationBand elevation_band(const GridSource& source);
 
+/// @throws StopRun for more values than the file can hold, and for what GDAL does not see in text
+void check_values(const GridSource& source, const GridPlace& place, const ElevationBand& band);
+
 /// Writes the elevations (metres, NaN without a value) as doubles, rows from north to south, each
 /// from west to east.
-/// @throws StopRun for what the file cannot hold or GDAL cannot read
+/// @throws StopRun for what GDAL cannot read
 void write_elevations(const GridSource& source, const GridPlace& place, const ElevationBand& band,
                       const TakeBytes& write);
 

@@ -32,16 +32,16 @@ void append(SurfacePoints& points, double easting, double northing, double eleva
 }
 
 [[noreturn]] void bad_file(const std::string& name, const std::string& why) {
-  stop_run(fmt::format(
+  stop_run(without_controls(fmt::format(
       " The topography file {} cannot be used: {}.\n"
       " Its first line should hold the number of points, and each line after it "
       "easting,\n"
       " northing and elevation (m) of one of them; without the number, every line should "
       "be a point.\n"
-      " It is no grid that GDAL reads either. A list of other files (VRT) becomes one with "
+      " Grids are read where GDAL knows them; lists of other files (VRT) become one with "
       "gdal_translate.\n\n"
       "ERROR reading topography file {}",
-      name, why, name));
+      name, why, name)));
 }
 
 /// Whether a file begins as text does.
