@@ -12,6 +12,7 @@ namespace {
 /// it does with the bytes is not to be seen here, but whatever it does must end in a grid or a
 /// message.
 std::string read(std::string_view bytes, const std::string& ending) {
+  [[maybe_unused]] static const bool kLoaded = (preload_gdal(), true);
   const std::string name = scratch().write("file" + ending, bytes);
   return printable_outcome([&] {
     const auto grid = read_gdal_grid(name);

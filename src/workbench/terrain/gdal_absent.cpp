@@ -25,6 +25,8 @@ bool looks_like_grid(std::string_view beginning) {
 
 }  // namespace
 
+void preload_gdal() {}
+
 std::optional<TerrainGrid> read_gdal_grid(const std::string& name) {
   std::array<char, 200> bytes{};
   std::ifstream file(name, std::ios::binary);

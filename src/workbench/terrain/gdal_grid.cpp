@@ -140,6 +140,8 @@ std::string as_gdal_says(const Gdal& gdal) {
   return message.empty() ? "" : " (GDAL: " + message + ")";
 }
 
+void preload_gdal() { load_gdal(); }
+
 std::optional<TerrainGrid> read_gdal_grid(const std::string& name) {
   if (name.starts_with("/vsi")) bad_grid(name, "names that begin with /vsi are not read");
   GridTaker taker;

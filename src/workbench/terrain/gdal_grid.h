@@ -13,4 +13,7 @@ namespace quorivex {
 /// @throws StopRun naming what is wrong with a file that it does know; std::bad_alloc
 std::optional<TerrainGrid> read_gdal_grid(const std::string& name);
 
+/// Loads GDAL into this process, from which those of many grids then have it at once (fuzzing).
+void preload_gdal();
+
 }  // namespace quorivex
