@@ -25,9 +25,8 @@ void find(void* library, const char* name, Function*& function) {
   if (function == nullptr) stop_run(fmt::format(" ERROR: GDAL has no function {}.", name));
 }
 
-}  // namespace
-
-Gdal load_gdal() {
+// NOLINTNEXTLINE(readability-function-size): a line per function
+Gdal functions() {
   ::setenv("OPENBLAS_NUM_THREADS", "1", 1);  // one of its libraries would start threads at once
   void* const library = ::dlopen(QUORIVEX_GDAL_LIBRARY, RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
@@ -40,6 +39,13 @@ Gdal load_gdal() {
 #define QUORIVEX_GDAL_FUNCTION(name) find(library, #name, gdal.name);
 #include "workbench/terrain/gdal_functions.inc"
 #undef QUORIVEX_GDAL_FUNCTION
+  return gdal;
+}
+
+}  // namespace
+
+Gdal load_gdal() {
+  const Gdal gdal = functions();
   gdal.CPLSetErrorHandler(gdal.CPLQuietErrorHandler);
   const auto set = [&](const char* option, const char* value) {
     gdal.CPLSetConfigOption(option, value);

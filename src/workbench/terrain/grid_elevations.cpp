@@ -26,6 +26,7 @@ constexpr double kFoot = 0.3048;                 // m, exactly
 constexpr double kSurveyFoot = 1200.0 / 3937.0;  // m, exactly
 constexpr double kMaxPacked = 1100.0;            // deflated values per byte; zlib reaches 1032
 constexpr double kAnySize = 1e6;                 // nodes that any file may have
+constexpr std::size_t kListed = 12;              // bands or parts, in a message
 constexpr double kAsciiMark = -9999.0;           // where the header names none
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
@@ -59,7 +60,7 @@ Unit unit_of(const GridSource& source, int number) {
       gdal.GDALGetRasterUnitType(gdal.GDALGetRasterBand(source.dataset, number));
   const std::string word = said == nullptr ? "" : said;
   if (word.empty()) {
-    OGRSpatialReferenceH const crs = gdal.GDALGetSpatialRef(source.dataset);
+    OGRSpatialReferenceH crs = gdal.GDALGetSpatialRef(source.dataset);
     if (crs == nullptr || (gdal.OSRIsCompound(crs) == 0 && gdal.OSRIsVertical(crs) == 0)) {
       return {"metres", 1.0};
     }
@@ -84,6 +85,7 @@ Unit unit_of(const GridSource& source, int number) {
 [[noreturn]] void refuse_parts(const GridSource& source) {
   std::string names;
   std::string first;
+  std::size_t listed = 0;
   char** parts = source.gdal.GDALGetMetadata(source.dataset, "SUBDATASETS");
   for (; parts != nullptr && *parts != nullptr; ++parts) {
     const std::string part = *parts;  // SUBDATASET_1_NAME=...
@@ -91,7 +93,7 @@ Unit unit_of(const GridSource& source, int number) {
     if (is == std::string::npos) continue;
     const std::string name = part.substr(is + 6);
     if (first.empty()) first = name;
-    names += "\n    " + name;
+    if (++listed <= kListed) names += "\n    " + name;
   }
   if (names.empty()) bad_grid(source.name, "it has no band of values");
   bad_grid(source.name, fmt::format("it has several grids:{}\n Write the elevations to a file of "
@@ -236,7 +238,10 @@ ElevationBand elevation_band(const GridSource& source) {
   };
   if (bands.size() > 1 && !is_elevation_name(name(bands.front()))) {
     std::string names;
-    for (const int b : bands) names += fmt::format(" {} ({})", b, name(b).empty() ? "-" : name(b));
+    for (const int b : bands) {
+      if (as_size(b) <= kListed)
+        names += fmt::format(" {} ({})", b, name(b).empty() ? "-" : name(b));
+    }
     bad_grid(source.name, fmt::format("it has {} bands:{}. Write that of the elevations to a file "
                                       "of its own:\n    gdal_translate -b {} {} elevations.tif\n",
                                       bands.size(), names, bands.front(), source.name));

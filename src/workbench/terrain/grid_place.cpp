@@ -53,7 +53,7 @@ bool look_like_degrees(const GridPlace& place) {
 
 void expect_metres(const GridSource& source, const GridPlace& place) {
   const Gdal& gdal = source.gdal;
-  OGRSpatialReferenceH const crs = gdal.GDALGetSpatialRef(source.dataset);
+  OGRSpatialReferenceH crs = gdal.GDALGetSpatialRef(source.dataset);
   if (crs == nullptr) {
     if (look_like_degrees(place)) refuse_degrees(source, place);
     return;
@@ -76,16 +76,16 @@ void expect_metres(const GridSource& source, const GridPlace& place) {
 /// The axes of a netCDF variable, which GDAL takes in their order whatever they are.
 void check_netcdf_axes(const GridSource& source, const GridPlace& place) {
   const Gdal& gdal = source.gdal;
-  GDALRasterBandH const band = gdal.GDALGetRasterBand(source.dataset, 1);
+  GDALRasterBandH band = gdal.GDALGetRasterBand(source.dataset, 1);
   const char* const variable = gdal.GDALGetMetadataItem(band, "NETCDF_VARNAME", nullptr);
-  GDALDatasetH const axes = gdal.GDALOpenEx(gdal.GDALGetDescription(source.dataset),
-                                            GDAL_OF_MULTIDIM_RASTER, nullptr, nullptr, nullptr);
+  GDALDatasetH axes = gdal.GDALOpenEx(gdal.GDALGetDescription(source.dataset),
+                                      GDAL_OF_MULTIDIM_RASTER, nullptr, nullptr, nullptr);
   if (variable == nullptr || axes == nullptr) return;
-  GDALMDArrayH const array =
+  GDALMDArrayH array =
       gdal.GDALGroupOpenMDArray(gdal.GDALDatasetGetRootGroup(axes), variable, nullptr);
   if (array == nullptr) return;
   std::size_t count = 0;
-  GDALDimensionH* const dimensions = gdal.GDALMDArrayGetDimensions(array, &count);
+  GDALDimensionH* dimensions = gdal.GDALMDArrayGetDimensions(array, &count);
   for (std::size_t d = count < 2 ? count : count - 2; d < count; ++d) {
     const bool is_column = d + 1 == count;
     const std::string name = text_of(gdal.GDALDimensionGetName(dimensions[d]));
@@ -97,7 +97,7 @@ void check_netcdf_axes(const GridSource& source, const GridPlace& place) {
       bad_grid(source.name, fmt::format("{} of {} is its {} dimension; northing should come first",
                                         name, variable, is_column ? "last" : "first"));
     }
-    GDALMDArrayH const coordinate = gdal.GDALDimensionGetIndexingVariable(dimensions[d]);
+    GDALMDArrayH coordinate = gdal.GDALDimensionGetIndexingVariable(dimensions[d]);
     const std::string unit =
         coordinate == nullptr ? "" : lower_case(text_of(gdal.GDALMDArrayGetUnit(coordinate)));
     if (unit.starts_with("degree")) {
@@ -151,14 +151,14 @@ GridPlace place_of(const GridSource& source) {
 
 std::string crs_of(const GridSource& source) {
   const Gdal& gdal = source.gdal;
-  OGRSpatialReferenceH const crs = gdal.GDALGetSpatialRef(source.dataset);
+  OGRSpatialReferenceH crs = gdal.GDALGetSpatialRef(source.dataset);
   if (crs == nullptr || gdal.OSRIsGeographic(crs) != 0) return {};
-  OGRSpatialReferenceH const known = gdal.OSRClone(crs);
+  OGRSpatialReferenceH known = gdal.OSRClone(crs);
   gdal.OSRAutoIdentifyEPSG(known);
   for (const char* node : {static_cast<const char*>(nullptr), "PROJCS"}) {
     const std::string authority = text_of(gdal.OSRGetAuthorityName(known, node));
     const std::string code = text_of(gdal.OSRGetAuthorityCode(known, node));
-    if (!authority.empty() && !code.empty()) return authority + ":" + code;
+    if (!authority.empty() && !code.empty()) return fmt::format("{}:{}", authority, code);
   }
   return {};
 }

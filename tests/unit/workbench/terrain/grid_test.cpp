@@ -110,17 +110,17 @@ struct Raster {
 std::string write_raster(const std::string& name, const Raster& r) {
   GDALAllRegister();
   std::array<char*, 2> options{const_cast<char*>(r.options), nullptr};
-  GDALDatasetH const file = GDALCreate(GDALGetDriverByName(r.driver), name.c_str(), r.columns,
-                                       r.rows, r.bands, r.type, options.data());
+  GDALDatasetH file = GDALCreate(GDALGetDriverByName(r.driver), name.c_str(), r.columns, r.rows,
+                                 r.bands, r.type, options.data());
   auto transform = r.transform;
   GDALSetGeoTransform(file, transform.data());
-  OGRSpatialReferenceH const crs = OSRNewSpatialReference(nullptr);
+  OGRSpatialReferenceH crs = OSRNewSpatialReference(nullptr);
   if (r.crs_text != nullptr) OSRSetFromUserInput(crs, r.crs_text);
   if (r.crs_text == nullptr && r.crs != 0) OSRImportFromEPSG(crs, r.crs);
   if (r.crs_text != nullptr || r.crs != 0) GDALSetSpatialRef(file, crs);
   OSRDestroySpatialReference(crs);
   for (int b = 1; b <= r.bands; ++b) {
-    GDALRasterBandH const band = GDALGetRasterBand(file, b);
+    GDALRasterBandH band = GDALGetRasterBand(file, b);
     GDALSetRasterNoDataValue(band, r.mark);
     if (r.scale != 1) GDALSetRasterScale(band, r.scale);
     if (r.offset != 0) GDALSetRasterOffset(band, r.offset);
@@ -161,7 +161,7 @@ TEST(TerrainGrids, EveryRasterGivesTheSameGround) {
   // A file whose coordinates are of centres: the same ground for whoever knows.
   const std::string point = folder.path("point.tif");
   write_raster(point, {});
-  GDALDatasetH const file = GDALOpen(point.c_str(), GA_Update);
+  GDALDatasetH file = GDALOpen(point.c_str(), GA_Update);
   GDALSetMetadataItem(file, "AREA_OR_POINT", "Point", nullptr);
   GDALClose(file);
   expect_ground(read_terrain(point));
