@@ -202,7 +202,7 @@ TEST(TerrainGrids, RastersThatAreNotOverNorthingAndEastingInMetresAreRefused) {
     expect_text(refusal({.transform = degrees, .crs = crs}),
                 "gdalwarp -t_srs EPSG:32619 -r bilinear " + folder.path("g.tif"));
   expect_text(refusal({.crs = 2263}), "in units of 'US survey foot', not metres");
-  for (const std::size_t term : {2, 4}) {
+  for (const std::size_t term : {std::size_t{2}, std::size_t{4}}) {
     Raster turned;
     turned.transform[term] = 3.0;
     expect_text(refusal(turned), "gdalwarp -r bilinear " + folder.path("g.tif") + " turned.tif");
