@@ -11,6 +11,12 @@
 
 namespace quorivex::test {
 
+#ifdef QUORIVEX_NO_GDAL
+inline constexpr bool kReadsGrids = false;
+#else
+inline constexpr bool kReadsGrids = true;
+#endif
+
 struct QvxRun {
   int status = -1;  ///< exit status; -1 after a signal
   std::string out;

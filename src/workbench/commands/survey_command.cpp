@@ -206,9 +206,9 @@ void add_table_options(CLI::App& app, SurveyOptions& o) {
       "Height above the terrain: a column's name ('#4' is\n"
       "column 4), or a number of metres for all stations");
   add("--topography", o.choices.terrain, "FILE",
-      "Terrain below the stations: points, one per line, an\n"
-      "ESRI ASCII grid (begins with ncols), or a netCDF grid of\n"
-      "GMT, GDAL or QGIS; coordinates and elevations in metres");
+      "Terrain below the stations: points, one per line, or a\n"
+      "grid that GDAL reads: GeoTIFF, ESRI ASCII, netCDF, ERS\n"
+      "and others; coordinates in metres");
   add("--line", t.line, "COL",
       "Names of the flight lines [rows such as Line 100]; they\n"
       "follow the values of each datum in the output");

@@ -34,7 +34,8 @@ void add_terrain_options(CLI::App& command, GroundSource& source, const std::str
                             .add_option("--topography", source.topography,
                                         "Terrain: points, one per line (easting, northing,\n"
                                         "elevation in metres; the number of points or a heading\n"
-                                        "may come first), or an ESRI ASCII or netCDF grid.\n"
+                                        "may come first), or a grid that GDAL reads: GeoTIFF,\n"
+                                        "ESRI ASCII, netCDF, ERS and others.\n"
                                         "Without it and --elevation\n" +
                                             without)
                             ->type_name("FILE");

@@ -42,6 +42,10 @@ double centre(const std::vector<double>& nodes, std::int32_t cell) {
   return 0.5 * (nodes[as_size(cell - 1)] + nodes[as_size(cell)]);
 }
 
+double width_of(const std::vector<double>& nodes, std::int32_t cell) {
+  return nodes[as_size(cell)] - nodes[as_size(cell - 1)];
+}
+
 /// To a metre, and to a tenth of one below 10 m.
 std::string rounded(double metres) {
   const double unit = std::abs(metres) < 10.0 ? 10.0 : 1.0;
@@ -55,7 +59,8 @@ std::vector<double> terrain_of_columns(const Terrain& terrain, const Mesh& mesh,
   std::vector<double> elevations;
   for_each_column_below(mesh, stations, [&](std::int32_t j, std::int32_t i) {
     elevations.push_back(
-        terrain.elevation(centre(mesh.easting_nodes, i), centre(mesh.northing_nodes, j)));
+        mean_elevation(terrain, centre(mesh.easting_nodes, i), centre(mesh.northing_nodes, j),
+                       width_of(mesh.easting_nodes, i), width_of(mesh.northing_nodes, j)));
   });
   return elevations;
 }

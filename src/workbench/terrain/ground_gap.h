@@ -20,9 +20,8 @@ struct GroundGap {
   double height_above_cells = 0.0;  ///< likewise above the cells' ground
 };
 
-/// The terrain at the centres of the columns below the smallest rectangle that holds all stations;
-/// none where it lies beside the mesh.
-/// Row by row from the south, west to east.
+/// The terrain of the columns (mean_elevation) below the smallest rectangle that holds all
+/// stations; none where it lies beside the mesh. Row by row from the south, west to east.
 std::vector<double> terrain_of_columns(const Terrain& terrain, const Mesh& mesh,
                                        const Observations& stations);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <fstream>
 #include <iterator>
 #include <limits>
 #include <tuple>
@@ -20,8 +21,9 @@
 namespace quorivex {
 namespace {
 
-constexpr std::size_t kCountLine = 40;  // characters of the count line that are read
-constexpr std::int64_t kListed = 1000;  // lines of the list of duplicates
+constexpr std::size_t kCountLine = 40;   // characters of the count line that are read
+constexpr std::size_t kBeginning = 200;  // bytes that tell text from other files
+constexpr std::int64_t kListed = 1000;   // lines of the list of duplicates
 
 void append(SurfacePoints& points, double easting, double northing, double elevation) {
   append_checked(points.easting, easting);
@@ -30,15 +32,26 @@ void append(SurfacePoints& points, double easting, double northing, double eleva
 }
 
 [[noreturn]] void bad_file(const std::string& name, const std::string& why) {
-  stop_run(fmt::format(
+  stop_run(without_controls(fmt::format(
       " The topography file {} cannot be used: {}.\n"
       " Its first line should hold the number of points, and each line after it "
       "easting,\n"
       " northing and elevation (m) of one of them; without the number, every line should "
       "be a point.\n"
-      " A grid is known by its first word, ncols, or as netCDF.\n\n"
+      " Grids are read where GDAL knows them; lists of other files (VRT) become one with "
+      "gdal_translate.\n\n"
       "ERROR reading topography file {}",
-      name, why, name));
+      name, why, name)));
+}
+
+/// Whether a file begins as text does.
+bool is_text(const std::string& name) {
+  std::array<char, kBeginning> bytes{};
+  std::ifstream file(name, std::ios::binary);
+  file.read(bytes.data(), bytes.size());
+  return std::none_of(bytes.begin(), bytes.begin() + file.gcount(), [](unsigned char c) {
+    return c < ' ' && c != '\t' && c != '\n' && c != '\r' && c != '\f';
+  });
 }
 
 /// Whether the line of the number of points is rather the first one of a table.
@@ -50,13 +63,19 @@ bool holds_a_point(const std::string& line) {
   return values.read(easting, northing, elevation);
 }
 
+/// The first line that is no comment.
+bool read_count_line(TextFile& file, std::string& line) {
+  do {
+    if (!file.read_line(line, kCountLine)) return false;
+  } while (line.starts_with('!'));
+  return true;
+}
+
 SurfacePoints read_counted_points(const std::string& name) {
   std::optional<TextFile> file = TextFile::open(name);
   if (!file) cannot_open("topography", name);
   std::string line;
-  do {
-    if (!file->read_line(line, kCountLine)) bad_file(name, "it has no line with their number");
-  } while (line.starts_with('!'));
+  if (!read_count_line(*file, line)) bad_file(name, "it has no line with their number");
   std::int32_t npt = 0;
   if (!FreeFormat(line).read(npt) || npt <= 0) {
     bad_file(name, fmt::format("'{}' is not a number of points", trim(line)));
@@ -194,6 +213,15 @@ void refuse_duplicates(const SurfacePoints& points) {
 }
 
 }  // namespace
+
+bool are_points(const std::string& name) {
+  if (!is_text(name)) return false;
+  if (is_plain_points(name)) return true;
+  std::optional<TextFile> file = TextFile::open(name);
+  std::string line;
+  std::int32_t npt = 0;
+  return file && read_count_line(*file, line) && FreeFormat(line).read(npt);
+}
 
 SurfacePoints read_surface_points(const std::string& name, const Mesh& mesh, const Warn& warn) {
   SurfacePoints points = read_points(name);

@@ -17,6 +17,9 @@ struct SurfacePoints {
   std::size_t appended = 0;  ///< corners of the mesh, which stand last
 };
 
+/// Whether a file begins as a list of points, plain or counted.
+bool are_points(const std::string& name);
+
 /// Reads a topography file, counted or a plain list of points, and adds the mesh corners that lie
 /// outside the points' bounding box on both axes and farther than a quarter of the first cell's
 /// smaller width from every point: each with the elevation of the point nearest to it. Warns of a

@@ -9,20 +9,15 @@
 #include <utility>
 
 #include "base/stop_run.h"
-#include "base/text.h"
 #include "base/text_file.h"
-#include "workbench/terrain/ascii_grid.h"
 #include "workbench/terrain/coverage.h"
-#include "workbench/terrain/netcdf_grid.h"
-#include "workbench/terrain/netcdf_header.h"
+#include "workbench/terrain/gdal_grid.h"
 #include "workbench/terrain/surface_points.h"
 #include "workbench/terrain/terrain_grid.h"
 #include "workbench/terrain/triangulation.h"
 
 namespace quorivex {
 namespace {
-
-constexpr std::size_t kFirstLine = 200;  // characters that tell what a file is
 
 /// The mesh that a terrain is for, if any.
 struct Purpose {
@@ -35,9 +30,20 @@ Terrain from_grid(const std::string& name, TerrainGrid read, const Purpose& purp
   const auto grid = std::make_shared<const TerrainGrid>(std::move(read));
   const MapBox box{grid->west, grid->east(), grid->south, grid->north()};
   if (purpose.mesh) check_coverage(box, *purpose.mesh, purpose.warn);
+  std::string description = fmt::format("{} x {} grid", grid->columns, grid->rows);
+  if (grid->unit != "metres") {
+    description += " in " + grid->unit;
+    if (purpose.mesh) {
+      purpose.warn(fmt::format("the elevations of {} are in {}; they were converted to metres",
+                               name, grid->unit));
+    }
+  }
   return {.name = name,
-          .description = fmt::format("{} x {} grid", grid->columns, grid->rows),
+          .description = description,
+          .crs = grid->crs,
           .elevation = [grid](double e, double n) { return grid->elevation(e, n); },
+          .mean = [grid](double e, double n, double wide,
+                         double high) { return grid->mean_elevation(e, n, wide, high); },
           .covers = [box](double e, double n) { return box.contains(e, n); }};
 }
 
@@ -52,17 +58,12 @@ Terrain from_points(const std::string& name, const Purpose& purpose) {
 }
 
 Terrain read(const std::string& name, const Purpose& purpose) {
-  std::optional<TextFile> file = TextFile::open(name);
-  if (!file) cannot_open("topography", name);
-  std::string first;
-  file->read_line(first, kFirstLine);
+  if (!TextFile::open(name)) cannot_open("topography", name);
   try {
-    if (is_netcdf(first)) return from_grid(name, read_netcdf_grid(name), purpose);
-    if (lower_case(trim(first)).starts_with("ncols")) {
-      file->rewind();
-      return from_grid(name, read_ascii_grid(name, *file), purpose);
-    }
-    return from_points(name, purpose);
+    if (are_points(name)) return from_points(name, purpose);
+    std::optional<TerrainGrid> grid = read_gdal_grid(name);
+    if (grid) return from_grid(name, std::move(*grid), purpose);
+    return from_points(name, purpose);  // which says what is wrong with them
   } catch (const std::bad_alloc&) {
     alloc_error("read_topography");
   }
@@ -72,6 +73,12 @@ Terrain read(const std::string& name, const Purpose& purpose) {
 
 Terrain level_terrain(double elevation) {
   return {.name = {}, .elevation = [elevation](double, double) { return elevation; }};
+}
+
+double mean_elevation(const Terrain& terrain, double easting, double northing, double wide,
+                      double high) {
+  return terrain.mean ? terrain.mean(easting, northing, wide, high)
+                      : terrain.elevation(easting, northing);
 }
 
 Terrain read_terrain(const std::string& name) { return read(name, {}); }

@@ -16,13 +16,22 @@ namespace {
 constexpr const char* kTopsRoutine = "read_topography";
 constexpr double kAboveAll = 1e20;  // metres, higher than any terrain
 
+/// A place along an axis, and the width of the cell there; between two cells their mean.
+struct Place {
+  double at;
+  double wide;
+};
+
 /// Elevations of the terrain, with what was met so far.
 class Sampler {
  public:
   explicit Sampler(const Terrain& terrain) : terrain_(terrain) {}
 
-  double elevation(double easting, double northing) {
-    const double found = terrain_.elevation(easting, northing);
+  /// Of the ground of a cell's size about a place.
+  double elevation(const Place& e, const Place& n) {
+    const double easting = e.at;
+    const double northing = n.at;
+    const double found = mean_elevation(terrain_, easting, northing, e.wide, n.wide);
     min_ = std::min(min_, found);  // these ignore a NaN
     max_ = std::max(max_, found);
     // A mesh whose widths overflow has places that are not finite; those do not count.
@@ -56,11 +65,15 @@ class Sampler {
 };
 
 /// Node 1, centre of cell 1, node 2, ..., the last node.
-std::vector<double> nodes_and_centres(const std::vector<double>& nodes) {
-  std::vector<double> refined = allocate<double>(2 * nodes.size() - 1, kTopsRoutine);
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    if (i > 0) refined[2 * i - 1] = (nodes[i - 1] + nodes[i]) * 0.5;
-    refined[2 * i] = nodes[i];
+std::vector<Place> nodes_and_centres(const std::vector<double>& nodes) {
+  std::vector<Place> refined = allocate<Place>(2 * nodes.size() - 1, kTopsRoutine);
+  const std::size_t last = nodes.size() - 1;
+  for (std::size_t i = 0; i <= last; ++i) {
+    const double before =
+        nodes[std::max<std::size_t>(i, 1)] - nodes[std::max<std::size_t>(i, 1) - 1];
+    const double after = nodes[std::min(i, last - 1) + 1] - nodes[std::min(i, last - 1)];
+    if (i > 0) refined[2 * i - 1] = {(nodes[i - 1] + nodes[i]) * 0.5, before};
+    refined[2 * i] = {nodes[i], 0.5 * (before + after)};
   }
   return refined;
 }
@@ -76,7 +89,7 @@ Extent extent_of(const Extent& a, const Extent& b, const Extent& c) {
 }
 
 /// Along one line of the refined grid, for each cell the extent of the terrain at its three places.
-std::vector<Extent> extents_on_line(const std::vector<double>& eastings, double northing,
+std::vector<Extent> extents_on_line(const std::vector<Place>& eastings, const Place& northing,
                                     Sampler& terrain) {
   std::vector<Extent> extents = allocate<Extent>(eastings.size() / 2, kTopsRoutine);
   double west = terrain.elevation(eastings[0], northing);
@@ -137,8 +150,8 @@ class Layers {
 }  // namespace
 
 TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
-  const std::vector<double> eastings = nodes_and_centres(mesh.easting_nodes);
-  const std::vector<double> northings = nodes_and_centres(mesh.northing_nodes);
+  const std::vector<Place> eastings = nodes_and_centres(mesh.easting_nodes);
+  const std::vector<Place> northings = nodes_and_centres(mesh.northing_nodes);
   const Layers layers(mesh);
   const std::size_t nn = northings.size() / 2;
   const std::size_t ne = eastings.size() / 2;
@@ -156,7 +169,7 @@ TerrainTops column_tops_of_terrain(const Mesh& mesh, const Terrain& terrain) {
       const double cut = layers.above_top(layers.on_face(extent.high));
       if (cut > 0.0) ++found.cut.columns;
       found.cut.max_height = std::max(found.cut.max_height, cut);
-      if (!terrain.covers(eastings[2 * i + 1], northings[2 * j + 1])) ++found.outside;
+      if (!terrain.covers(eastings[2 * i + 1].at, northings[2 * j + 1].at)) ++found.outside;
     }
     south = std::move(north);
   }

@@ -29,6 +29,9 @@ struct TerrainTops {
 /// its corners, the midpoints of its edges and its centre. The layer that holds it is air, also
 /// when it lies on that layer's bottom, within the rounding of decimal numbers.
 ///
+/// Each is the mean over the size of a cell where the terrain is a grid that is finer
+/// (mean_elevation).
+///
 /// The terrain's elevation is read once at each of (2 ne + 1) (2 nn + 1) places, row by row from
 /// the south, west to east.
 /// @throws StopRun saying where a terrain without a value lies on the mesh
