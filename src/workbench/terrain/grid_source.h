@@ -5,7 +5,7 @@
 #include <string>
 
 #include "base/isolated.h"
-#include "workbench/terrain/gdal_library.h"
+#include "workbench/gdal/gdal_library.h"
 
 namespace quorivex {
 

@@ -14,7 +14,7 @@ namespace quorivex {
 struct Gdal {
 // NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define QUORIVEX_GDAL_FUNCTION(name) decltype(&::name) name = nullptr;
-#include "workbench/terrain/gdal_functions.inc"
+#include "workbench/gdal/gdal_functions.inc"
 #undef QUORIVEX_GDAL_FUNCTION
 };
 

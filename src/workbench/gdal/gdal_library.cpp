@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/terrain/gdal_library.h"
+#include "workbench/gdal/gdal_library.h"
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -37,7 +37,7 @@ Gdal functions() {
   }
   Gdal gdal;
 #define QUORIVEX_GDAL_FUNCTION(name) find(library, #name, gdal.name);
-#include "workbench/terrain/gdal_functions.inc"
+#include "workbench/gdal/gdal_functions.inc"
 #undef QUORIVEX_GDAL_FUNCTION
   return gdal;
 }
