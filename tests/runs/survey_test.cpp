@@ -174,7 +174,7 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
                  "has no elevation at 450000 E 7000000 N, the station of line 2 of t.csv");
   for (const char* some : {"--inclination 60", "--inclination 60 --date 1990 --utm 33N"})
     expect_refused(folder, good + some, "the field is --inclination, --declination and --strength");
-  expect_refused(folder, good + "--date 1990", "needs one place");
+  expect_refused(folder, good + "--date 1990", "needs a place");
   expect_refused(folder, good + "--date 1990 --utm 33N --at 1,2", "needs one place");
   expect_refused(folder, good + "--date 2031-05-01 --utm 33N",
                  "1900 to 2030 (its start), not of 2031-05-01.");

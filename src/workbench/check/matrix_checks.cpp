@@ -113,8 +113,10 @@ bool check_origin(const std::string& name, const SensitivityFile& file,
   if (others.empty()) {
     Findings::fact("sensitivity file", "made for these stations, directions and deviations");
   }
-  for (const InfoLine& line : sidecar->info_lines) {
-    if (line.name == kCellsGround) Findings::fact("cells' ground", line.text);
+  for (const auto& [line, what] :
+       {std::pair{kCellsGround, "cells' ground"}, {kCoordinateSystem, "coordinates"}}) {
+    const std::string text = info_text(sidecar->info_lines, line);
+    if (!text.empty()) Findings::fact(what, text);
   }
   return !warnings.empty() && std::find(others.begin(), others.end(), "stations") == others.end();
 }

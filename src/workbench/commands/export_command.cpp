@@ -14,7 +14,9 @@
 #include "base/output_lock.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/options.h"
 #include "workbench/commands/overwriting.h"
+#include "workbench/coordinates/crs.h"
 #include "workbench/export/csv_files.h"
 #include "workbench/export/netcdf_file.h"
 #include "workbench/export/vtk_files.h"
@@ -33,6 +35,7 @@ struct ExportOptions {
   std::string csv;
   std::string points;
   std::string data_csv;
+  std::string crs;
   bool core = false;
   bool no_air = false;
 
@@ -80,6 +83,10 @@ std::vector<std::string> names_to_write(const ExportOptions& options,
     for (const std::string& file :
          {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
       if (!file.empty()) names.push_back(name_for(options, file, iteration.row.iteration));
+    }
+    for (const std::string& table : {options.csv, options.data_csv}) {
+      if (table.empty() || options.crs.empty()) continue;
+      names.push_back(vrt_name(name_for(options, table, iteration.row.iteration)));
     }
   }
   if (!options.all()) return names;
@@ -140,6 +147,13 @@ void collect(const std::string& file, const std::string& written, std::int32_t i
                      .file = fs::path(written).filename().string()});
 }
 
+/// A table cannot say which its coordinate system is; a file beside it can.
+void describe_points(const std::string& table, const std::string& crs) {
+  if (crs.empty()) return;
+  write_points_vrt(table, crs);
+  fmt::print("{}: the points of {} in {}, for GIS\n", vrt_name(table), table, crs);
+}
+
 void export_model(const ExportOptions& options, const FinishedRun& run,
                   const FinishedIteration& iteration, Collections& collections) {
   const std::int32_t number = iteration.row.iteration;
@@ -153,19 +167,21 @@ void export_model(const ExportOptions& options, const FinishedRun& run,
   };
   if (!options.vtr.empty()) {
     const std::string name = name_for(options, options.vtr, number);
-    write_model_vtr(name, grid);
+    write_model_vtr(name, grid, options.crs);
     collect(options.vtr, name, number, collections);
     written(name);
   }
   if (!options.netcdf.empty()) {
     const std::string name = name_for(options, options.netcdf, number);
-    write_model_netcdf(name, grid, fs::path(run.input_file).filename().string(), iteration.row);
+    write_model_netcdf(name, grid, fs::path(run.input_file).filename().string(), iteration.row,
+                       options.crs);
     written(name);
   }
   if (!options.csv.empty()) {
     const std::string name = name_for(options, options.csv, number);
     write_model_csv(name, grid, !options.no_air);
     written(name);
+    describe_points(name, options.crs);
   }
 }
 
@@ -179,7 +195,7 @@ void export_data(const ExportOptions& options, const FinishedRun& run,
   };
   if (!options.points.empty()) {
     const std::string name = name_for(options, options.points, number);
-    write_data_vtp(name, run.observations, fit);
+    write_data_vtp(name, run.observations, fit, options.crs);
     collect(options.points, name, number, collections);
     written(name);
   }
@@ -189,11 +205,13 @@ void export_data(const ExportOptions& options, const FinishedRun& run,
     write_data_csv(name, run.observations, fit,
                    read_station_labels(observations, run.observations.ndata));
     written(name);
+    describe_points(name, options.crs);
   }
 }
 
-void run_export(const ExportOptions& options) {
+void run_export(ExportOptions options) {
   const FinishedRun run = read_finished_run(options.run);
+  options.crs = common_crs({{options.crs, "--crs"}, {run.crs, "the run"}});
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
   check_outputs(options, run, iterations);
   std::deque<OutputLock> locks;
@@ -249,6 +267,7 @@ void add_export_command(CLI::App& qvx) {
   add("--data-csv", o->data_csv, "FILE",
       "The same data as table, with the names of flight lines\n"
       "and fiducials where the observations have them");
+  add_crs_option(*command, o->crs, "that of the survey");
   command->add_flag("--core", o->core,
                     "Models without padding: only columns from the first to\n"
                     "the last cell of the most frequent width. GMT and QGIS\n"

@@ -24,6 +24,7 @@ struct ForwardOptions {
   std::string data;
   std::string model;
   std::string output;
+  std::string crs;
   double floor = 0.0;
   double percent = 0.0;
   std::uint64_t seed = 1;
@@ -31,13 +32,18 @@ struct ForwardOptions {
   bool noise() const { return floor > 0.0 || percent > 0.0; }
 };
 
-/// Reads what the options name; fills `data` with the observations.
-std::vector<double> predict(const ForwardOptions& options, Observations& data) {
+/// Reads what the options name; fills `data` with the observations, and `crs`.
+std::vector<double> predict(const ForwardOptions& options, Observations& data, std::string& crs) {
+  GroundSource source = options.ground;
+  source.crs = crs_of_survey(options.crs, options.data);
+  crs = source.crs.crs;
   if (options.matrix.empty()) {
     data = read_observations(options.data);
     hint_at_units(data);
-    const Ground ground = read_ground(options.ground, data).ground;
-    return predicted_data(ground, data, read_ground_model(options.model, ground), ranks::Team::all);
+    const SurveyGround survey = read_ground(source, data);
+    crs = survey.crs;
+    return predicted_data(survey.ground, data, read_ground_model(options.model, survey.ground),
+                          ranks::Team::all);
   }
   const SensitivityFile file = getpar(options.matrix);
   // The rows are divided by the standard deviations, which must be known to undo it.
@@ -56,10 +62,13 @@ void run(const ForwardOptions& options) {
   // The processes share the prisms; a matrix is read and multiplied by the first.
   if (!options.matrix.empty() && !ranks::is_first()) return;
   Observations data;
-  std::vector<double> values = predict(options, data);
+  std::string crs;
+  std::vector<double> values = predict(options, data, crs);
   std::vector<double> deviations;
   if (options.noise()) deviations = add_noise(options.floor, options.percent, options.seed, values);
-  if (ranks::is_first()) write_data_file(options.output, data, values, deviations);
+  std::vector<std::string> comments;
+  if (!crs.empty()) comments.push_back(crs_remark(crs));
+  if (ranks::is_first()) write_data_file(options.output, data, values, deviations, comments);
   fmt::print("{}: {} data, {}{}\n", options.output, data.ndata, format_range(values, "nT"),
              options.noise() ? ", noise included, with standard deviations" : "");
 }
@@ -90,6 +99,7 @@ void add_forward_command(CLI::App& qvx) {
       ->excludes(mesh)
       ->excludes(command->get_option("--topography"))
       ->excludes(command->get_option("--elevation"));
+  add_crs_option(*command, o->crs, "that of --data or of the terrain grid");
   add("--output", o->output, "FILE", "File to write, in the layout of observations")->required();
   add("--noise-floor", o->floor, "NT", "Standard deviation of Gaussian noise, nT [0, no noise]")
       ->check(number(0.0, kMaxNoise));

@@ -183,8 +183,9 @@ void run(const MeshCommand& command) {
   const OutputLock lock(command.output);
   const Observations data = read_observations(command.data);
   const SurveyShape shape = survey_shape(data);
-  const GroundDesign made =
-      design_ground(command.source, command.wishes, data, shape, print_warning);
+  GroundSource source = command.source;
+  source.crs = crs_of_survey("", command.data);
+  const GroundDesign made = design_ground(source, command.wishes, data, shape, print_warning);
   const Mesh& mesh = made.ground.mesh;
   write_mesh_file(command.output, mesh);
   fmt::print("{}{}\n{}{}\n", describe_survey(data, shape), describe_terrain(made),

@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/stop_run.h"
+#include "workbench/coordinates/crs.h"
+#include "workbench/gdal/crs_definition.h"
+
 namespace quorivex {
 
 CLI::Validator number(double min, double max) {
@@ -43,6 +47,25 @@ CLI::Validator one_of(std::vector<std::string> words) {
             return fmt::format("should be {}, not {}", list_of_choices(words), text);
           },
           ""};
+}
+
+CLI::Option* add_crs_option(CLI::App& command, std::string& crs, const std::string& without) {
+  const auto check = [](std::string& text) -> std::string {
+    const auto code = crs_code(text);
+    if (!code) {
+      return fmt::format("should be a code such as EPSG:32754 (UTM zone 54 south), not {}", text);
+    }
+    define_crs(*code);
+    text = *code;
+    return "";
+  };
+  return command
+      .add_option("--crs", crs,
+                  "Coordinate system of eastings and northings, such as\n"
+                  "EPSG:32754, which the outputs pass on [" +
+                      without + "]")
+      ->type_name("EPSG:N")
+      ->transform(CLI::Validator(check, ""));
 }
 
 std::string quote_if_needed(const std::string& name) {

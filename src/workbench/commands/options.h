@@ -22,6 +22,9 @@ CLI::Validator whole_number(std::int64_t min, std::int64_t max);
 /// Accepts one of the words.
 CLI::Validator one_of(std::vector<std::string> words);
 
+/// Adds --crs, whose value becomes the code of a coordinate system that exists.
+CLI::Option* add_crs_option(CLI::App& command, std::string& crs, const std::string& without);
+
 /// "constant or plane", "haar, daub4 or none".
 std::string list_of_choices(const std::vector<std::string>& words);
 

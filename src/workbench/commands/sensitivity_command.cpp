@@ -35,6 +35,7 @@ struct SensitivityOptions {
   GroundSource ground;
   std::string data;
   std::string output;
+  std::string crs;
   std::string wavelet = "daub4";
   std::string scale = "distance";
   double exponent = 3.0;
@@ -188,6 +189,7 @@ std::vector<InfoLine> describe_origin(const SensitivityOptions& options, const S
                  : ground.elevation         ? fmt::format("level at {} m", *ground.elevation)
                                             : "the top of the mesh"},
       {"program", "qvx " QUORIVEX_VERSION}};
+  if (!survey.crs.empty()) lines.push_back({kCoordinateSystem, survey.crs});
   if (survey.gap) lines.push_back({kCellsGround, describe_gap(*survey.gap)});
   for (const std::string& warning : warnings) lines.push_back({kWarning, one_line(warning)});
   return lines;
@@ -223,11 +225,12 @@ void run(const SensitivityOptions& options) {
   const Observations data = read_data_with_deviations(options.data);
   hint_at_units(data);
   std::vector<std::string> warnings;
-  const SurveyGround survey =
-      read_ground(options.ground, data, [&warnings](const std::string& sentence) {
-        print_warning(sentence);
-        warnings.push_back(sentence);
-      });
+  GroundSource source = options.ground;
+  source.crs = crs_of_survey(options.crs, options.data);
+  const SurveyGround survey = read_ground(source, data, [&warnings](const std::string& sentence) {
+    print_warning(sentence);
+    warnings.push_back(sentence);
+  });
   const ScaleRule scale = scale_rule(options, survey);
   BuildOptions build = build_options(options);
   check_fits_file(survey.ground.mesh, survey.ground.cells(), build.compressed());
@@ -332,6 +335,7 @@ void add_sensitivity_command(CLI::App& qvx) {
       ->type_name("FILE")
       ->required();
   add_terrain_options(*command, o->ground);
+  add_crs_option(*command, o->crs, "that of --data or of the terrain grid");
   command->add_option("--output", o->output, "Sensitivity file to write")->type_name("FILE");
   command->add_flag("--plan", o->plan,
                     "Estimate size, memory, error and time from a sample of\n"

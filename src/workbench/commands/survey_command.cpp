@@ -45,8 +45,8 @@ what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field, 1900 to 2030, for --date and a
-place: --utm, --at, or the mean of --longitude and --latitude. Where both are
-named, the given field is used, and warnings say where it is far from the other:
+place: --utm, --at, the mean of --longitude and --latitude, or else the UTM zone
+of --crs. Where both are named, the given field is used, and warnings say where it is far from the other:
 more than 5 degrees or 5 %.
 
 Examples:
@@ -104,8 +104,10 @@ void check_field(const FieldChoice& field, const SurveyTable& table) {
   const int places = static_cast<int>(!field.utm_zone.empty()) +
                      static_cast<int>(field.at.has_value()) +
                      static_cast<int>(!table.longitude.empty());
-  if (!field.date.empty() && places != 1) {
-    stop_run(" ERROR: --date needs one place: --utm, --at, or --longitude and --latitude.");
+  if (!field.date.empty() && places > 1) {
+    stop_run(
+        " ERROR: --date needs one place, not several; give --utm, --at, or --longitude and "
+        "--latitude.");
   }
 }
 
@@ -366,6 +368,7 @@ void add_survey_command(CLI::App& qvx) {
   add_trend_options(*app, *options);
   add_deviation_options(*app, options->choices);
   add_field_options(*app, *options);
+  add_crs_option(*app, options->choices.crs, "that of a terrain grid");
   app->add_option("--output", options->output, "Observations file to be written")
       ->type_name("FILE")
       ->required();

@@ -58,6 +58,12 @@ void add_thread_option(CLI::App& command) {
       ->check(whole_number(1, kMaxThreads));
 }
 
+CrsSource crs_of_survey(const std::string& option, const std::string& observations_file) {
+  const std::string crs = crs_of_observations(observations_file);
+  return {common_crs({{option, "--crs"}, {crs, observations_file}}),
+          option.empty() ? observations_file : "--crs"};
+}
+
 void print_warning(const std::string& sentence) {
   std::fflush(stdout);  // warnings follow what they are about
   fmt::print(stderr, "Warning: {}\n", without_controls(sentence));

@@ -21,6 +21,10 @@ void add_thread_option(CLI::App& command);
 /// As use_threads; a warning where the system starts fewer.
 void start_threads(int wanted);
 
+/// The coordinate system that the option --crs and the head of the observations file agree on.
+/// @throws StopRun where they differ
+CrsSource crs_of_survey(const std::string& option, const std::string& observations_file);
+
 /// A sentence on standard error, after "Warning: ".
 void print_warning(const std::string& sentence);
 void print_warnings(const std::vector<std::string>& sentences);

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <filesystem>
 #include <iterator>
 #include <string_view>
 
@@ -91,6 +92,24 @@ void write_data_csv(const std::string& name, const Observations& observations, c
     if (!labels.fiducial.empty()) append_field(file, labels.fiducial[i]);
     file.append("\n");
   }
+  file.commit();
+}
+
+std::string vrt_name(const std::string& table) {
+  return std::filesystem::path(table).replace_extension(".vrt").string();
+}
+
+void write_points_vrt(const std::string& table, const std::string& crs) {
+  const std::filesystem::path path(table);
+  AtomicFile file(vrt_name(table));
+  file.append(fmt::format(
+      "<OGRVRTDataSource>\n  <OGRVRTLayer name=\"{}\">\n"
+      "    <SrcDataSource relativeToVRT=\"1\">{}</SrcDataSource>\n"
+      "    <OpenOptions>\n      <OOI key=\"AUTODETECT_TYPE\">YES</OOI>\n    </OpenOptions>\n"
+      "    <GeometryType>wkbPoint25D</GeometryType>\n    <LayerSRS>{}</LayerSRS>\n"
+      "    <GeometryField encoding=\"PointFromColumns\" x=\"easting\" y=\"northing\" "
+      "z=\"elevation\"/>\n  </OGRVRTLayer>\n</OGRVRTDataSource>\n",
+      escape_xml(path.stem().string()), escape_xml(path.filename().string()), crs));
   file.commit();
 }
 

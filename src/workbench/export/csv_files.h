@@ -22,4 +22,11 @@ void write_model_csv(const std::string& name, const ModelGrid& grid, bool with_a
 void write_data_csv(const std::string& name, const Observations& observations, const DataFit& fit,
                     const StationLabels& labels = {});
 
+/// "model.vrt" for the table "model.csv".
+std::string vrt_name(const std::string& table);
+
+/// Writes a file for GIS that makes such a table, NAME.csv, a layer of points in the coordinate
+/// system `crs` ("EPSG:32754"), in OGR's virtual format.
+void write_points_vrt(const std::string& table, const std::string& crs);
+
 }  // namespace quorivex

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "base/isolated.h"
 #include "base/stop_run.h"
 #include "base/view1.h"
+#include "workbench/gdal/crs_definition.h"
 
 namespace quorivex {
 namespace {
@@ -218,8 +220,28 @@ void describe_file(NetcdfFile& file, const std::string& run_name, const SummaryR
   file.attribute(NC_GLOBAL, "data_misfit", row.misfit);
 }
 
+/// A code, and its definition where there is one.
+struct Crs {
+  std::string code;  // "EPSG:32754"; empty for none
+  std::optional<CrsDefinition> definition;
+};
+
+/// The variable that describes the coordinate system of the model; it has attributes only.
+int add_grid_mapping(NetcdfFile& file, int model, const Crs& crs) {
+  const int mapping = file.variable<0>("crs", NC_INT, {});
+  file.attribute(mapping, "long_name", "coordinate reference system");
+  file.attribute(mapping, "epsg_code", crs.code);
+  if (crs.definition) {
+    file.attribute(mapping, "projected_crs_name", crs.definition->name);
+    file.attribute(mapping, "crs_wkt", crs.definition->wkt);
+    file.attribute(mapping, "spatial_ref", crs.definition->wkt1);  // what GDAL reads first
+  }
+  file.attribute(model, "grid_mapping", "crs");
+  return mapping;
+}
+
 void make_file(const std::string& name, const ModelGrid& grid, const std::string& run_name,
-               const SummaryRow& row, const TakeBytes& write) {
+               const SummaryRow& row, const Crs& crs, const TakeBytes& write) {
   NetcdfFile file(name);
   describe_file(file, run_name, row);
   const int two = file.dimension("bounds", 2);
@@ -234,7 +256,10 @@ void make_file(const std::string& name, const ModelGrid& grid, const std::string
   file.attribute(model, "long_name", "magnetic susceptibility (SI)");
   file.attribute(model, "units", "1");
   file.attribute(model, "comment", "constant within each cell; cells without a value are air");
+  std::optional<int> mapping;
+  if (!crs.code.empty()) mapping = add_grid_mapping(file, model, crs);
   file.end_definitions();
+  if (mapping) file.put(*mapping, {0.0});
   for (const Axis* axis : {&elevation, &northing, &easting}) axis->put(file);
   put_model(file, model, grid);
   file.close(write);
@@ -243,12 +268,13 @@ void make_file(const std::string& name, const ModelGrid& grid, const std::string
 }  // namespace
 
 void write_model_netcdf(const std::string& name, const ModelGrid& grid, const std::string& run_name,
-                        const SummaryRow& row) {
+                        const SummaryRow& row, const std::string& crs) {
+  const Crs known{crs, crs.empty() ? std::nullopt : define_crs(crs)};
   AtomicFile file(name);
   // Where memory ends within the library it crashes.
-  const bool made =
-      in_own_process([&](const TakeBytes& write) { make_file(name, grid, run_name, row, write); },
-                     [&file](std::string_view bytes) { file.append(bytes); });
+  const bool made = in_own_process(
+      [&](const TakeBytes& write) { make_file(name, grid, run_name, row, known, write); },
+      [&file](std::string_view bytes) { file.append(bytes); });
   if (!made) writing_failed(name, "the netCDF library failed; is there enough memory?");
   file.commit();
 }

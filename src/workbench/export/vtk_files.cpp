@@ -72,6 +72,17 @@ std::string head(const char* type) {
       type);
 }
 
+/// The coordinate system as field data: the codes of its characters, as VTK has texts in ASCII.
+std::string crs_field(const std::string& crs) {
+  if (crs.empty()) return {};
+  std::string codes;
+  for (const unsigned char c : crs) codes += fmt::format("{} ", c);
+  return fmt::format(
+      "    <FieldData>\n      <DataArray type=\"String\" Name=\"coordinate_system\" "
+      "NumberOfTuples=\"1\" format=\"ascii\">{}0</DataArray>\n    </FieldData>\n",
+      codes);
+}
+
 /// Appends value(i, j, k) of every cell, easting fastest, one layer in memory.
 template <class T, class Value>
 void append_cells(AtomicFile& file, const ModelGrid& grid, Value value) {
@@ -87,14 +98,14 @@ void append_cells(AtomicFile& file, const ModelGrid& grid, Value value) {
 
 }  // namespace
 
-void write_model_vtr(const std::string& name, const ModelGrid& grid) {
+void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::string& crs) {
   AppendedArrays arrays;
   const std::string extent = fmt::format("0 {} 0 {} 0 {}", grid.ne, grid.nn, grid.nz);
   std::string text = head("RectilinearGrid");
   text += fmt::format(
-      "  <RectilinearGrid WholeExtent=\"{0}\">\n    <Piece Extent=\"{0}\">\n"
+      "  <RectilinearGrid WholeExtent=\"{0}\">\n{1}    <Piece Extent=\"{0}\">\n"
       "      <CellData Scalars=\"susceptibility\">\n",
-      extent);
+      extent, crs_field(crs));
   text += arrays.add("Float32", "susceptibility", 1, grid.cells() * std::int64_t{sizeof(float)},
                      [&](AtomicFile& file) {
                        append_cells<float>(file, grid, [](double value) {
@@ -116,7 +127,8 @@ void write_model_vtr(const std::string& name, const ModelGrid& grid) {
   file.commit();
 }
 
-void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit) {
+void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit,
+                    const std::string& crs) {
   const std::size_t ndata = fit.observed.size();
   std::vector<double> places;
   std::vector<std::int64_t> from_0(ndata);
@@ -129,9 +141,10 @@ void write_data_vtp(const std::string& name, const Observations& observations, c
   AppendedArrays arrays;
   std::string text = head("PolyData");
   text += fmt::format(
-      "  <PolyData>\n    <Piece NumberOfPoints=\"{0}\" NumberOfVerts=\"{0}\" NumberOfLines=\"0\" "
+      "  <PolyData>\n{1}    <Piece NumberOfPoints=\"{0}\" NumberOfVerts=\"{0}\" "
+      "NumberOfLines=\"0\" "
       "NumberOfStrips=\"0\" NumberOfPolys=\"0\">\n      <PointData Scalars=\"observed\">\n",
-      ndata);
+      ndata, crs_field(crs));
   text += arrays.add("Int64", "datum", from_1);
   text += arrays.add("observed", fit.observed);
   text += arrays.add("standard_deviation", observations.std);

@@ -16,12 +16,14 @@ namespace quorivex {
 // in metres.
 
 /// Rectilinear grid with the cell data `susceptibility` (float32, 0 in air) and `vtkGhostType`
-/// (uint8, 32 in air: such cells are hidden).
-void write_model_vtr(const std::string& name, const ModelGrid& grid);
+/// (uint8, 32 in air: such cells are hidden). A `crs` ("EPSG:32754") that is not empty becomes the
+/// field data `coordinate_system`.
+void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::string& crs = {});
 
 /// One point per station with `datum` (from 1), `observed`, `standard_deviation`, `predicted`,
-/// `residual` (nT) and `normalised_residual`.
-void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit);
+/// `residual` (nT) and `normalised_residual`; `crs` as above.
+void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit,
+                    const std::string& crs = {});
 
 /// A file of a collection.
 struct CollectionEntry {

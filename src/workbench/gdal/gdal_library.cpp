@@ -25,10 +25,14 @@ void find(void* library, const char* name, Function*& function) {
   if (function == nullptr) stop_run(fmt::format(" ERROR: GDAL has no function {}.", name));
 }
 
+void* open_library() {
+  ::setenv("OPENBLAS_NUM_THREADS", "1", 1);  // one of its libraries would start threads at once
+  return ::dlopen(QUORIVEX_GDAL_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+}
+
 // NOLINTNEXTLINE(readability-function-size): a line per function
 Gdal functions() {
-  ::setenv("OPENBLAS_NUM_THREADS", "1", 1);  // one of its libraries would start threads at once
-  void* const library = ::dlopen(QUORIVEX_GDAL_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+  void* const library = open_library();
   if (library == nullptr) {
     stop_run(fmt::format(
         " ERROR: the library GDAL, which reads grids of terrain, cannot be loaded: {}.\n"
@@ -43,6 +47,8 @@ Gdal functions() {
 }
 
 }  // namespace
+
+bool is_gdal_there() { return open_library() != nullptr; }
 
 Gdal load_gdal() {
   const Gdal gdal = functions();

@@ -18,6 +18,9 @@ struct Gdal {
 #undef QUORIVEX_GDAL_FUNCTION
 };
 
+/// Whether the library can be loaded; it stays loaded where it can.
+bool is_gdal_there();
+
 /// Loads GDAL with its drivers of local raster files. What it says is kept as its last message and
 /// not printed.
 /// @throws StopRun where the library is missing

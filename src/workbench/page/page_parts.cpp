@@ -82,19 +82,12 @@ Rows run_rows(const FinishedRun& run) {
           {"Initial misfit", fmt::format("{:.5g}", run.initial_misfit)}};
 }
 
-/// What the sidecar says under that name; "" when it says nothing.
-std::string origin_of(const FinishedRun& run, std::string_view name) {
-  for (const InfoLine& line : run.origin) {
-    if (line.name == name) return line.text;
-  }
-  return "";
-}
-
 /// The lines of the sidecar that stand nowhere else on the page, under names for people.
 Rows origin_rows(const FinishedRun& run) {
   constexpr std::array kElsewhere{
-      "data",      "cells",     "inducing_field", "deviation_range", "coefficients", "compression",
-      "mesh_file", "data_file", "ground",         "program",         "warning"};
+      "data",         "cells",       "inducing_field", "deviation_range",
+      "coefficients", "compression", "mesh_file",      "data_file",
+      "ground",       "program",     "warning",        kCoordinateSystem};
   const std::map<std::string_view, const char*> titles{{"scale_rule", "Scale of the cells (wtz)"},
                                                        {"row_error", "Compression error of a row"},
                                                        {"data_error", "Compression error of data"}};
@@ -112,7 +105,7 @@ Rows origin_rows(const FinishedRun& run) {
 
 /// The programs that made the steps, with their versions.
 std::string describe_programs(const FinishedRun& run) {
-  const std::string matrix = origin_of(run, "program");
+  const std::string matrix = info_text(run.origin, "program");
   return (matrix.empty() ? "" : matrix + " (sensitivities), ") +
          (run.version.empty() ? "" : fmt::format("{} {} (inversion), ", kProgram, run.version)) +
          fmt::format("qvx {} (report)", kVersion);
@@ -132,7 +125,7 @@ Rows field_rows(const Observations& o) {
 }
 
 std::string describe_form(const FinishedRun& run) {
-  const std::string compression = origin_of(run, "compression");
+  const std::string compression = info_text(run.origin, "compression");
   if (!run.compressed) return "full";
   return "wavelet-compressed" + (compression.empty() ? "" : ": " + compression);
 }
@@ -148,6 +141,7 @@ Rows mesh_rows(const FinishedRun& run) {
           {"Easting", range(m.easting_nodes.front(), m.easting_nodes.back())},
           {"Northing", range(m.northing_nodes.front(), m.northing_nodes.back())},
           {"Elevation", range(m.z0 - m.depth_nodes.back(), m.z0 - m.depth_nodes.front())},
+          {"Coordinate system", run.crs.empty() ? "not known" : run.crs},
           {"Sensitivities", describe_form(run)}};
 }
 
@@ -313,8 +307,8 @@ std::string files_html(const FinishedRun& run) {
   const auto add = [&](const char* what, const std::string& source) {
     if (!source.empty() && !constant_of(source) && !is_null(source)) rows.push_back({what, source});
   };
-  add("Mesh", origin_of(run, "mesh_file"));
-  add("Terrain", origin_of(run, "ground"));
+  add("Mesh", info_text(run.origin, "mesh_file"));
+  add("Terrain", info_text(run.origin, "ground"));
   add("Initial model", p.initialModel);
   add("Reference model", p.referenceModel);
   add("Active cells", p.activeCellFile);

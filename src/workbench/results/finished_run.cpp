@@ -13,6 +13,7 @@
 #include "inversion/input/program_name.h"
 #include "inversion/objective/alphas.h"
 #include "inversion/sensitivity/getpar.h"
+#include "workbench/coordinates/crs.h"
 #include "workbench/results/run_log.h"
 
 namespace quorivex {
@@ -115,7 +116,11 @@ void read_mesh(FinishedRun& run) {
   run.mismatched_survey_parts = std::move(origin.mismatched_survey_parts);
   run.matrix_warnings = std::move(origin.warnings);
   run.origin = std::move(origin.info_lines);
-  run.labels = read_station_labels(path_in(run, run.parameters.obsFile), run.observations.ndata);
+  const std::string observations = path_in(run, run.parameters.obsFile);
+  run.labels = read_station_labels(observations, run.observations.ndata);
+  run.crs = common_crs(
+      {{crs_of_observations(observations), observations},
+       {crs_code(info_text(run.origin, kCoordinateSystem)).value_or(""), find_sidecar(name)}});
   run.wtz = std::move(file.sens.wtz);
   run.ground = std::move(file.ground);
 }

@@ -38,6 +38,7 @@ struct FinishedRun {
   std::vector<std::string> matrix_warnings;  ///< when the sensitivity file was made: its sidecar
   std::vector<InfoLine> origin;  ///< what the sidecar says for human readers; empty without one
   StationLabels labels;          ///< of the observations
+  std::string crs;               ///< "EPSG:32754", from them or the sidecar; empty if not known
   std::string version;           ///< of the program that ran; may be empty
   std::string started;           ///< date and time
   std::string ended;   ///< likewise; empty for a run that stopped early or is still going on

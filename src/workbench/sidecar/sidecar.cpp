@@ -140,6 +140,13 @@ std::vector<std::string> warnings_of(const Sidecar& sidecar) {
   return warnings;
 }
 
+std::string info_text(const std::vector<InfoLine>& lines, std::string_view name) {
+  for (const InfoLine& line : lines) {
+    if (line.name == name) return line.text;
+  }
+  return "";
+}
+
 std::string sidecar_name(const std::string& sensitivity_file) { return sensitivity_file + ".info"; }
 
 std::string sidecar_place(const std::string& sensitivity_file) {

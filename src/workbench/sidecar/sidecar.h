@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "workbench/sidecar/fingerprints.h"
@@ -21,6 +22,9 @@ inline constexpr const char* kWarning = "warning";
 /// Name of the line about how far the cells' ground lies below the terrain; missing where no
 /// terrain was given.
 inline constexpr const char* kCellsGround = "cells_ground";
+/// Name of the line with the code of the coordinate system, "EPSG:32754"; missing where it is not
+/// known.
+inline constexpr const char* kCoordinateSystem = "coordinate_system";
 
 /// The small text file next to a sensitivity file that says what it was made of
 /// (docs/file_formats.md).
@@ -32,6 +36,9 @@ struct Sidecar {
 
 /// What the command that made the sensitivity file warned of, a line of text each.
 std::vector<std::string> warnings_of(const Sidecar& sidecar);
+
+/// The text of the first line of that name; empty without one.
+std::string info_text(const std::vector<InfoLine>& lines, std::string_view name);
 
 /// "NAME.info".
 std::string sidecar_name(const std::string& sensitivity_file);

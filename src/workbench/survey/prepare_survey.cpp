@@ -10,6 +10,9 @@
 
 #include "base/statistics.h"
 #include "base/stop_run.h"
+#include "base/text.h"
+#include "workbench/coordinates/crs.h"
+#include "workbench/gdal/crs_definition.h"
 #include "workbench/geometry/same_place.h"
 #include "workbench/survey/repeated_stations.h"
 #include "workbench/survey/survey_doubts.h"
@@ -21,9 +24,8 @@ namespace {
 constexpr double kLikeWholeField = 15e3;  // nT; no anomaly has such a median
 
 /// Elevations of stations whose heights above the terrain are known.
-std::vector<double> elevations_above(const std::string& terrain_name, const SurveyRows& rows,
+std::vector<double> elevations_above(const Terrain& terrain, const SurveyRows& rows,
                                      const std::string& table_name, SurveyNotes& notes) {
-  const Terrain terrain = read_terrain(terrain_name);
   const Stations& stations = rows.stations;
   std::vector<double> elevations;
   std::int64_t outside = 0;
@@ -34,13 +36,13 @@ std::vector<double> elevations_above(const std::string& terrain_name, const Surv
     if (!std::isfinite(ground)) {
       stop_run(fmt::format(
           " ERROR: the terrain {} has no elevation at {}, the station of line {} of {}.",
-          terrain_name, format_position(e, n), stations.number[i], table_name));
+          terrain.name, format_position(e, n), stations.number[i], table_name));
     }
     if (!terrain.covers(e, n)) ++outside;
     elevations.push_back(ground + rows.heights[i]);
   }
   notes.remarks.push_back(fmt::format("elevation: {} above the terrain {} ({})",
-                                      rows.elevation_source, terrain_name, terrain.description));
+                                      rows.elevation_source, terrain.name, terrain.description));
   if (outside > 0) {
     notes.warnings.push_back(
         fmt::format("{} stations lie outside the terrain; below them the ground is that of its "
@@ -164,6 +166,34 @@ std::vector<std::string> names_of_lines(const Stations& stations,
   return lines;
 }
 
+/// Whether "54s", "054S" or "54 south" is the zone "54S".
+bool same_zone(const std::string& given, const std::string& zone) {
+  std::string text = lower_case(given);
+  text.erase(0, text.find_first_not_of("0 "));
+  std::erase(text, ' ');
+  return text.starts_with(lower_case(zone));
+}
+
+/// The choice of the field with the UTM zone of the coordinate system, where it is one.
+/// @throws StopRun where --utm names another zone, and where no place is named at all
+FieldChoice in_crs(FieldChoice choice, const std::string& crs, bool knows_position) {
+  const bool wanted = !choice.utm_zone.empty() || !choice.date.empty();
+  const auto definition = crs.empty() || !wanted ? std::nullopt : define_crs(crs);
+  const std::string zone = definition ? definition->utm_zone : "";
+  if (!zone.empty() && !choice.utm_zone.empty() && !same_zone(choice.utm_zone, zone)) {
+    stop_run(fmt::format(" ERROR: --utm {}, but the coordinate system {} is {}, zone {}.",
+                         choice.utm_zone, crs, definition->name, zone));
+  }
+  if (!choice.utm_zone.empty() || choice.at || knows_position || choice.date.empty()) return choice;
+  if (zone.empty()) {
+    stop_run(
+        " ERROR: --date needs a place: --utm, --at, --longitude and --latitude, or --crs of a UTM "
+        "zone.");
+  }
+  choice.utm_zone = zone;
+  return choice;
+}
+
 /// Observations without values, which are returned next to them.
 Observations observations_of(const Stations& stations, const MainField& field) {
   Observations o;
@@ -182,18 +212,23 @@ PreparedSurvey prepare(const SurveyChoices& choices) {
   SurveyRows rows = read_survey_table(choices.table, notes);
   refuse_tesla(rows.stations.field);
   if (const auto doubt = coordinate_doubt(rows.stations)) notes.warnings.push_back(*doubt);
+  std::string crs = choices.crs;
   if (rows.heights.empty()) {
     notes.remarks.push_back("elevation: " + rows.elevation_source);
   } else {
-    rows.stations.elevation = elevations_above(choices.terrain, rows, choices.table.name, notes);
+    const Terrain terrain = read_terrain(choices.terrain);
+    rows.stations.elevation = elevations_above(terrain, rows, choices.table.name, notes);
+    crs = common_crs({{crs, "--crs"}, {terrain.crs, "the terrain " + terrain.name}});
   }
+  const FieldChoice field_choice = in_crs(choices.field, crs, rows.mean_position.has_value());
+  if (!crs.empty()) notes.remarks.push_back(crs_remark(crs));
   treat_repeated(choices.average_repeated, rows.stations, notes);
   Stations stations = thin(rows.stations, rows.line_names, choices.thinning, notes);
   warn_of_repeated(stations, notes);
   remove_regional_field(choices.trend, stations, notes);
   std::vector<double> deviations =
       standard_deviations(stations, choices, rows.deviation_source, notes);
-  const MainField field = find_inducing_field(choices.field, stations, rows.mean_position, notes);
+  const MainField field = find_inducing_field(field_choice, stations, rows.mean_position, notes);
   return {observations_of(stations, field),
           std::move(stations.field),
           std::move(deviations),

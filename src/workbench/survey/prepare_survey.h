@@ -32,6 +32,7 @@ struct TrendChoice {
 struct SurveyChoices {
   SurveyTable table;
   std::string terrain;
+  std::string crs;  ///< of eastings and northings; empty: that of the terrain, if it is a grid
   ThinningChoice thinning;
   TrendChoice trend;
   FieldChoice field;

@@ -149,16 +149,33 @@ GridPlace place_of(const GridSource& source) {
   return place;
 }
 
+namespace {
+
+constexpr int kSameCrs = 90;  // per cent of GDAL's confidence; names may differ
+
+/// "EPSG:32754"; empty for other authorities.
+std::string code_of(const Gdal& gdal, OGRSpatialReferenceH crs) {
+  for (const char* node : {static_cast<const char*>(nullptr), "PROJCS"}) {
+    const std::string authority = text_of(gdal.OSRGetAuthorityName(crs, node));
+    const std::string code = text_of(gdal.OSRGetAuthorityCode(crs, node));
+    if (authority == "EPSG" && !code.empty()) return fmt::format("EPSG:{}", code);
+  }
+  return {};
+}
+
+}  // namespace
+
 std::string crs_of(const GridSource& source) {
   const Gdal& gdal = source.gdal;
   OGRSpatialReferenceH crs = gdal.GDALGetSpatialRef(source.dataset);
   if (crs == nullptr || gdal.OSRIsGeographic(crs) != 0) return {};
-  OGRSpatialReferenceH known = gdal.OSRClone(crs);
-  gdal.OSRAutoIdentifyEPSG(known);
-  for (const char* node : {static_cast<const char*>(nullptr), "PROJCS"}) {
-    const std::string authority = text_of(gdal.OSRGetAuthorityName(known, node));
-    const std::string code = text_of(gdal.OSRGetAuthorityCode(known, node));
-    if (!authority.empty() && !code.empty()) return fmt::format("{}:{}", authority, code);
+  if (const std::string code = code_of(gdal, crs); !code.empty()) return code;
+  // Text files hold the definition without its code.
+  int count = 0;
+  int* confidence = nullptr;
+  OGRSpatialReferenceH* const found = gdal.OSRFindMatches(crs, nullptr, &count, &confidence);
+  for (int i = 0; i < count && confidence[i] >= kSameCrs; ++i) {
+    if (const std::string code = code_of(gdal, found[i]); !code.empty()) return code;
   }
   return {};
 }

@@ -42,7 +42,7 @@ struct GridPlace {
 ///         that projects it
 GridPlace place_of(const GridSource& source);
 
-/// The authority and code of its coordinate system ("EPSG:32754"); empty where GDAL finds none.
+/// The code of its coordinate system ("EPSG:32754"); empty where GDAL finds none.
 std::string crs_of(const GridSource& source);
 
 /// The band of the elevations.

@@ -40,8 +40,10 @@ std::vector<double> heights_above(const Terrain& terrain, const Observations& da
 }
 
 Terrain terrain_of(const GroundSource& source, const Mesh& mesh, const Warn& warn) {
-  if (source.topography.empty()) return level_terrain(source.elevation.value_or(mesh.z0));
-  return read_terrain(source.topography, mesh, warn);
+  Terrain terrain = source.topography.empty() ? level_terrain(source.elevation.value_or(mesh.z0))
+                                              : read_terrain(source.topography, mesh, warn);
+  terrain.crs = common_crs({source.crs, {terrain.crs, "the terrain " + source.topography}});
+  return terrain;
 }
 
 void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh& mesh,
@@ -72,6 +74,7 @@ SurveyGround read_survey_ground(const GroundSource& source, const Observations& 
   survey.median_height = median(survey.heights);
   TerrainTops found = column_tops_of_terrain(mesh, terrain);
   survey.cut = found.cut;
+  survey.crs = terrain.crs;
   warn_of_misfit(terrain, found, mesh, warn);
   survey.ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
   check_not_all_air(survey.ground);

@@ -7,6 +7,7 @@
 
 #include "inversion/mesh_io/ground.h"
 #include "inversion/mesh_io/observations.h"
+#include "workbench/coordinates/crs.h"
 #include "workbench/terrain/ground_gap.h"
 #include "workbench/terrain/terrain.h"
 #include "workbench/terrain/terrain_tops.h"
@@ -18,6 +19,7 @@ struct GroundSource {
   std::string mesh;
   std::string topography;
   std::optional<double> elevation;
+  CrsSource crs = {};  ///< of what stands on the ground, where it is known
 
   bool knows_terrain() const { return !topography.empty() || elevation; }
 };
@@ -29,10 +31,12 @@ struct SurveyGround {
   double median_height = 0.0;
   TerrainCut cut;
   std::optional<GroundGap> gap;  ///< nothing where the top of the mesh is the terrain
+  std::string crs = {};          ///< of the source or its terrain; empty where none is known
 };
 
-/// The terrain of a source, at the top of the mesh where the source names none.
-/// @throws StopRun as read_terrain, whose warnings it gives
+/// The terrain of a source, at the top of the mesh where the source names none. Its coordinate
+/// system is that of both.
+/// @throws StopRun as read_terrain, whose warnings it gives, and for two coordinate systems
 Terrain terrain_of(const GroundSource& source, const Mesh& mesh, const Warn& warn);
 
 /// Of the stations above the terrain, metres.
