@@ -25,11 +25,12 @@ declare -A may_use=(
   [workbench/forward]="sidecar sensitivity mesh_io input"
   [workbench/results]="coordinates sidecar objective sensitivity mesh_io input"
   [workbench/appraisal]="geometry forward results solver mesh_io input"
-  [workbench/export]="gdal results sensitivity mesh_io"
+  [workbench/pictures]=""
+  [workbench/export]="gdal pictures results sensitivity mesh_io"
   [workbench/page]="appraisal results mesh_io input"
   [workbench/check]="forward geometry sidecar setup solver sensitivity objective mesh_io input"
   [workbench/compose]="objective mesh_io input"
-  [workbench/commands]="coordinates gdal check compose export page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
+  [workbench/commands]="coordinates gdal check compose export pictures page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
 )
 
 wrong=0

@@ -14,6 +14,7 @@
 #include "base/output_lock.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/export_slices.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/overwriting.h"
 #include "workbench/coordinates/crs.h"
@@ -36,11 +37,14 @@ struct ExportOptions {
   std::string points;
   std::string data_csv;
   std::string crs;
+  SliceOptions slices;
   bool core = false;
   bool no_air = false;
 
   bool all() const { return iteration == "all"; }
-  bool model() const { return !(vtr.empty() && netcdf.empty() && csv.empty()); }
+  bool model() const {
+    return !(vtr.empty() && netcdf.empty() && csv.empty() && slices.folder.empty());
+  }
   bool data() const { return !(points.empty() && data_csv.empty()); }
 };
 
@@ -77,9 +81,16 @@ std::string collection_name(const std::string& file) {
 
 /// Every file that will be written.
 std::vector<std::string> names_to_write(const ExportOptions& options,
+                                        const std::vector<SlicePlace>& places,
                                         const std::vector<FinishedIteration>& iterations) {
   std::vector<std::string> names;
   for (const FinishedIteration& iteration : iterations) {
+    for (const SlicePlace& place : places) {
+      for (const std::string& file :
+           slice_files(options.slices.folder, place, !options.crs.empty())) {
+        names.push_back(name_for(options, file, iteration.row.iteration));
+      }
+    }
     for (const std::string& file :
          {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
       if (!file.empty()) names.push_back(name_for(options, file, iteration.row.iteration));
@@ -100,18 +111,19 @@ std::vector<std::string> names_to_write(const ExportOptions& options,
 
 /// Refuses outputs that would replace a file of the run or each other.
 void check_outputs(const ExportOptions& options, const FinishedRun& run,
+                   const std::vector<SlicePlace>& places,
                    const std::vector<FinishedIteration>& iterations) {
   if (!options.model() && !options.data()) {
     stop_run(
-        " ERROR: nothing to write: name a file with --vtr, --netcdf, --csv, --points or "
-        "--data-csv.");
+        " ERROR: nothing to write: name a file with --vtr, --netcdf, --csv, --points, "
+        "--data-csv or --slices.");
   }
-  std::set<fs::path> places;
-  for (const std::string& name : names_to_write(options, iterations)) {
-    if (!places.insert(fs::weakly_canonical(fs::absolute(target_of_links(name)))).second) {
+  std::set<fs::path> targets;
+  for (const std::string& name : names_to_write(options, places, iterations)) {
+    if (!targets.insert(fs::weakly_canonical(fs::absolute(target_of_links(name)))).second) {
       stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
     }
-    refuse_overwriting_run_files(run, name);
+    if (fs::exists(name)) refuse_overwriting_run_files(run, name);
   }
 }
 
@@ -154,12 +166,16 @@ void describe_points(const std::string& table, const std::string& crs) {
   fmt::print("{}: the points of {} in {}, for GIS\n", vrt_name(table), table, crs);
 }
 
-void export_model(const ExportOptions& options, const FinishedRun& run,
+ModelGrid read_grid(const ExportOptions& options, const FinishedRun& run,
+                    const FinishedIteration& iteration) {
+  return make_model_grid(run.ground->mesh, options.core ? ModelExtent::core : ModelExtent::whole,
+                         read_model(run, iteration));
+}
+
+void export_model(const ExportOptions& options, const FinishedRun& run, const SliceExport& slices,
                   const FinishedIteration& iteration, Collections& collections) {
   const std::int32_t number = iteration.row.iteration;
-  const ModelGrid grid =
-      make_model_grid(run.ground->mesh, options.core ? ModelExtent::core : ModelExtent::whole,
-                      read_model(run, iteration));
+  const ModelGrid grid = read_grid(options, run, iteration);
   const ValueRange range = value_range(grid);
   const auto written = [&](const std::string& name) {
     fmt::print("{}: iteration {}, {} x {} x {} cells, {} of them air, {:.6g} to {:.6g} SI\n", name,
@@ -183,6 +199,7 @@ void export_model(const ExportOptions& options, const FinishedRun& run,
     written(name);
     describe_points(name, options.crs);
   }
+  if (!slices.places.empty()) write_slices(slices, run, number, grid);
 }
 
 void export_data(const ExportOptions& options, const FinishedRun& run,
@@ -209,20 +226,39 @@ void export_data(const ExportOptions& options, const FinishedRun& run,
   }
 }
 
+/// Refuses places outside the model; the folder is there afterwards.
+SliceExport prepare_slices(const ExportOptions& options, const FinishedRun& run,
+                           std::vector<SlicePlace> places,
+                           const std::vector<FinishedIteration>& iterations) {
+  if (places.empty()) return {};
+  const auto read = [&](std::size_t n) { return read_grid(options, run, iterations[n]); };
+  check_slice_places(read(0), *run.ground, places);
+  SliceExport slices =
+      plan_slices(options.slices, std::move(places), options.crs, iterations.size(), read);
+  slices.name = [&options](const std::string& file, std::int32_t iteration) {
+    return name_for(options, file, iteration);
+  };
+  make_slice_folder(options.slices.folder);
+  return slices;
+}
+
 void run_export(ExportOptions options) {
   const FinishedRun run = read_finished_run(options.run);
   options.crs = common_crs({{options.crs, "--crs"}, {run.crs, "the run"}});
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
-  check_outputs(options, run, iterations);
+  const std::vector<SlicePlace> places = slice_places(options.slices, iterations.size());
+  check_outputs(options, run, places, iterations);
+  print_notes(run);
+  const SliceExport slices = prepare_slices(options, run, places, iterations);
   std::deque<OutputLock> locks;
+  if (!places.empty()) locks.emplace_back((fs::path(slices.folder) / "slices").string());
   for (const std::string& file :
        {options.vtr, options.netcdf, options.csv, options.points, options.data_csv}) {
     if (!file.empty()) locks.emplace_back(file);
   }
-  print_notes(run);
   Collections collections;
   for (const FinishedIteration& iteration : iterations) {
-    if (options.model()) export_model(options, run, iteration, collections);
+    if (options.model()) export_model(options, run, slices, iteration, collections);
     if (options.data()) export_data(options, run, iteration, collections);
   }
   if (!options.all()) return;
@@ -267,6 +303,7 @@ void add_export_command(CLI::App& qvx) {
   add("--data-csv", o->data_csv, "FILE",
       "The same data as table, with the names of flight lines\n"
       "and fiducials where the observations have them");
+  add_slice_options(*command, o->slices);
   add_crs_option(*command, o->crs, "that of the survey");
   command->add_flag("--core", o->core,
                     "Models without padding: only columns from the first to\n"
@@ -277,7 +314,8 @@ void add_export_command(CLI::App& qvx) {
       "\nCoordinates are easting, northing and elevation (upward) in metres.\n"
       "Example:\n"
       "  qvx export survey.inp --vtr model.vtr --points data.vtp\n"
-      "  qvx export survey.inp --core --netcdf model.nc");
+      "  qvx export survey.inp --core --netcdf model.nc\n"
+      "  qvx export survey.inp --core --slices maps --depths 50,100,200 --northings 7556500");
   command->callback([o] { run_export(*o); });
 }
 

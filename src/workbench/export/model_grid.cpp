@@ -17,20 +17,8 @@ struct Cells {
 };
 
 Cells core_cells(const std::vector<double>& widths) {
-  const auto same = [](double a, double b) { return std::abs(a - b) <= kSameWidth * b; };
-  std::vector<double> sorted = widths;
-  std::sort(sorted.begin(), sorted.end());
-  double most_frequent = sorted.front();
-  std::int64_t max = 0;
-  for (auto from = sorted.begin(); from != sorted.end();) {
-    const auto to = std::find_if_not(from, sorted.end(), [&](double w) { return same(w, *from); });
-    if (to - from > max) {
-      max = to - from;
-      most_frequent = *from;
-    }
-    from = to;
-  }
-  const auto wanted = [&](double w) { return same(w, most_frequent); };
+  const double most_frequent = most_frequent_width(widths);
+  const auto wanted = [&](double w) { return is_same_width(w, most_frequent); };
   const auto first = std::find_if(widths.begin(), widths.end(), wanted);
   const auto last = std::find_if(widths.rbegin(), widths.rend(), wanted).base();
   return {first - widths.begin(), last - first};
@@ -42,6 +30,24 @@ std::vector<double> nodes_of(const std::vector<double>& nodes, const Cells& cell
 }
 
 }  // namespace
+
+bool is_same_width(double a, double b) { return std::abs(a - b) <= kSameWidth * b; }
+
+double most_frequent_width(std::vector<double> widths) {
+  std::sort(widths.begin(), widths.end());
+  double most_frequent = widths.front();
+  std::int64_t max = 0;
+  for (auto from = widths.begin(); from != widths.end();) {
+    const auto to =
+        std::find_if_not(from, widths.end(), [&](double w) { return is_same_width(w, *from); });
+    if (to - from > max) {
+      max = to - from;
+      most_frequent = *from;
+    }
+    from = to;
+  }
+  return most_frequent;
+}
 
 ModelGrid make_model_grid(const Mesh& mesh, ModelExtent extent, std::vector<double> values) {
   const bool core = extent == ModelExtent::core;

@@ -38,6 +38,12 @@ enum class ModelExtent {
   core  ///< from the first to the last cell of the most frequent width: without the padding
 };
 
+/// The commonest of the widths, which may differ in the last digits.
+double most_frequent_width(std::vector<double> widths);
+
+/// Whether two widths are the same but for the rounding of coordinates.
+bool is_same_width(double a, double b);
+
 /// `values` as from `read_model`.
 ModelGrid make_model_grid(const Mesh& mesh, ModelExtent extent, std::vector<double> values);
 

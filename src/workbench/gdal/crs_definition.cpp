@@ -53,7 +53,7 @@ void write_definition(const std::string& crs, const TakeBytes& write) {
   const char* const name = gdal.OSRGetName(system);
   for (const std::string& text :
        {std::string(name == nullptr ? "" : name), wkt_of(gdal, system, "FORMAT=WKT2_2018"),
-        wkt_of(gdal, system, "FORMAT=WKT1"),
+        wkt_of(gdal, system, "FORMAT=WKT1"), wkt_of(gdal, system, "FORMAT=WKT1_ESRI"),
         zone == 0 ? std::string() : fmt::format("{}{}", zone, north != 0 ? 'N' : 'S')}) {
     write(text + kEnd);
   }
@@ -68,7 +68,8 @@ std::optional<CrsDefinition> define_crs(const std::string& crs) {
   if (made && bytes.empty()) return {};
   CrsDefinition found;
   std::size_t at = 0;
-  for (std::string* text : {&found.name, &found.wkt, &found.wkt1, &found.utm_zone}) {
+  for (std::string* text :
+       {&found.name, &found.wkt, &found.wkt1, &found.esri_wkt, &found.utm_zone}) {
     const std::size_t end = bytes.find(kEnd, at);
     if (!made || end == std::string::npos) refuse(crs, "makes GDAL fail");
     *text = bytes.substr(at, end - at);

@@ -11,6 +11,7 @@ struct CrsDefinition {
   std::string name;      ///< "WGS 84 / UTM zone 54S"
   std::string wkt;       ///< well-known text, version 2 (ISO 19162)
   std::string wkt1;      ///< version 1, for older programs
+  std::string esri_wkt;  ///< as .prj files hold it
   std::string utm_zone;  ///< "54S"; empty where it is no UTM zone
 };
 
