@@ -46,8 +46,8 @@ what was done.
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field, 1900 to 2030, for --date and a
 place: --utm, --at, the mean of --longitude and --latitude, or else the UTM zone
-of --crs. Where both are named, the given field is used, and warnings say where it is far from the other:
-more than 5 degrees or 5 %.
+of the coordinate system. Where both are named, the given field is used, and
+warnings say where it is far from the other: more than 5 degrees or 5 %.
 
 Examples:
   qvx survey --table flight.csv --easting X --northing Y --elevation Z \
