@@ -76,7 +76,7 @@ std::string head(const char* type) {
 std::string crs_field(const std::string& crs) {
   if (crs.empty()) return {};
   std::string codes;
-  for (const unsigned char c : crs) codes += fmt::format("{} ", c);
+  for (const char c : crs) codes += fmt::format("{} ", static_cast<unsigned>(c));
   return fmt::format(
       "    <FieldData>\n      <DataArray type=\"String\" Name=\"coordinate_system\" "
       "NumberOfTuples=\"1\" format=\"ascii\">{}0</DataArray>\n    </FieldData>\n",
