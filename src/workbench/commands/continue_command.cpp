@@ -32,11 +32,11 @@ put beyond a bound are put on it. All other lines stay, with names of files as
 they are seen from the folder of the new input file: start quorivex there. That
 folder must be without results of a run, so that none are lost.
 
-quorivex keeps nothing else of an earlier run. In mode 1 it begins with the beta
-of its own, as ever, and takes about as many iterations as from another model. In
-mode 2 it keeps beta (that of the run, where line 2 has 0), but does not know the
-cells on bounds; with many of them it may end at once, with "Not able to reduce
-the objective function".
+quorivex takes over nothing else of an earlier run. In mode 1 it begins with a
+beta of its own, as ever, and takes about as many iterations as from another
+model. In mode 2 it keeps beta (that of the run, where line 2 has 0), but does
+not know the cells on bounds; with many of them it may end at once, with "Not
+able to reduce the objective function".
 
 Examples:
   qvx continue survey.inp --chifact 0.7
