@@ -11,6 +11,7 @@
 #include "base/statistics.h"
 #include "base/stop_run.h"
 #include "workbench/geometry/same_place.h"
+#include "workbench/survey/error_remarks.h"
 #include "workbench/survey/repeated_stations.h"
 #include "workbench/survey/survey_doubts.h"
 #include "workbench/terrain/terrain.h"
@@ -177,7 +178,7 @@ Observations observations_of(const Stations& stations, const MainField& field) {
   return o;
 }
 
-PreparedSurvey prepare(const SurveyChoices& choices) {
+PreparedSurvey prepare(SurveyChoices choices) {
   SurveyNotes notes;
   SurveyRows rows = read_survey_table(choices.table, notes);
   refuse_tesla(rows.stations.field);
@@ -186,6 +187,11 @@ PreparedSurvey prepare(const SurveyChoices& choices) {
     notes.remarks.push_back("elevation: " + rows.elevation_source);
   } else {
     rows.stations.elevation = elevations_above(choices.terrain, rows, choices.table.name, notes);
+  }
+  if (choices.estimate_errors) {
+    const bool needed = choices.floor == 0.0 && rows.deviation_source.empty();
+    choices.floor =
+        floor_by_estimates(rows.stations, rows.line_names, choices.floor, needed, notes);
   }
   treat_repeated(choices.average_repeated, rows.stations, notes);
   Stations stations = thin(rows.stations, rows.line_names, choices.thinning, notes);
