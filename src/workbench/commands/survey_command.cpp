@@ -39,9 +39,9 @@ with more or fewer columns than the header or the first row, and so do -9999,
 -99999 and the like unless they are named as marks, or accepted as numbers with
 '--missing none'.
 
-Duplicates are averaged first, if that is wanted; then come thinning, removal of
-the regional field and standard deviations. Comments at the head of OUTPUT say
-what was done.
+Errors are estimated and duplicates averaged first, if that is wanted; then come
+thinning, removal of the regional field and standard deviations. Comments at the
+head of OUTPUT say what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field, 1900 to 2030, for --date and a
