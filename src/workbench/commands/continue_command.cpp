@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "base/atomic_file.h"
@@ -194,7 +195,12 @@ void run_continue(const ContinueOptions& options) {
   set_names(run, output, parameters);
   const std::string text = input_text(parameters);
   const std::vector<double> model = start_model(run, from);
-  fs::create_directories(folder_of(output));
+  std::error_code error;
+  fs::create_directories(folder_of(output), error);
+  if (error) {
+    stop_run(
+        fmt::format(" ERROR making folder {}: {}", folder_of(output).string(), error.message()));
+  }
   const OutputLock lock(output.string());
   write_model(model, initial_model_of(output));
   AtomicFile file(output.string());

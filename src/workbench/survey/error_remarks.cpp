@@ -31,11 +31,11 @@ std::string describe(const ErrorEstimate& estimate, const char* sample, const ch
 double remark_estimates(const Stations& stations, SurveyNotes& notes) {
   const LineStations lines = stations_of_lines(stations);
   const ErrorEstimate along = error_of_differences(stations, lines);
-  notes.remarks.push_back(
+  notes.remarks.emplace_back(
       "error of the readings, with geology of short wavelength, from fourth differences:");
   notes.remarks.push_back("  " +
                           describe(along, "difference", "unevenly spaced or where the line turns"));
-  notes.remarks.push_back(
+  notes.remarks.emplace_back(
       "error of the readings, with levels and positions of lines, from their crossings:");
   const LineCrossings found = line_crossings(stations, lines);
   const ErrorEstimate across = error_of_crossings(stations, found.crossings);
