@@ -15,6 +15,7 @@ void add_mesh_command(CLI::App& qvx);
 void add_input_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
 void add_check_command(CLI::App& qvx);
+void add_continue_command(CLI::App& qvx);
 void add_export_command(CLI::App& qvx);
 void add_report_command(CLI::App& qvx);
 

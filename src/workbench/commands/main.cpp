@@ -111,6 +111,7 @@ void add_commands(CLI::App& qvx) {
   quorivex::add_check_command(qvx);
   quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
+  quorivex::add_continue_command(qvx);
   qvx.footer(ranks::with_mpi() ? kExample : kWalk);
 }
 
