@@ -76,6 +76,7 @@ struct ModelOptions {
   std::vector<std::string> set;
   std::array<std::string, kQuantities> outputs;  // by quantity; of kFiles alone
   std::string vtr;
+  std::string crs;
 
   const std::string& file_of(Quantity quantity) const {
     const Quantity file = rule_of(quantity).faces ? Quantity::smallness : quantity;
@@ -131,17 +132,30 @@ void check_outputs(const ModelOptions& options, const std::vector<Operation>& op
   }
 }
 
-SharedGround ground_of(const ModelOptions& options) {
+/// The cells, and the coordinate system that what is known of them agrees on.
+struct GroundInCrs {
+  SharedGround ground;
+  CrsSource crs;
+};
+
+GroundInCrs ground_of(const ModelOptions& options) {
   if (options.matrix.empty() == options.source.mesh.empty()) {
     stop_run(" ERROR: give the cells with --mesh, or with --matrix.");
   }
+  const CrsSource survey = crs_of_survey(options.crs, options.data);
   if (!options.matrix.empty()) {
     if (options.source.knows_terrain()) {
       stop_run(" ERROR: --matrix knows its terrain; leave --topography and --elevation out.");
     }
-    return open_sensitivity_file(options.matrix).heading.ground;
+    const CrsSource crs{common_crs({survey, {crs_of_matrix(options.matrix), options.matrix}}),
+                        options.matrix};
+    return {open_sensitivity_file(options.matrix).heading.ground, crs};
   }
-  return std::make_shared<const Ground>(read_ground_alone(options.source, print_warning));
+  GroundSource source = options.source;
+  source.crs = survey;
+  TerrainGround found = read_terrain_ground(source, print_warning);
+  return {std::make_shared<const Ground>(std::move(found.ground)),
+          {found.crs, survey.crs.empty() ? source.topography : survey.from}};
 }
 
 /// "0.05", "0.02 to 0.1, mean 0.04".
@@ -224,8 +238,8 @@ void print_next(const ModelOptions& options, const std::vector<QuantityFile>& fi
   fmt::print("Next:\n  {} --output INPUT\n", text);
 }
 
-void write_vtr(const std::string& name, const ModelQuantities& quantities,
-               const ModelCells& cells) {
+void write_vtr(const std::string& name, const ModelQuantities& quantities, const ModelCells& cells,
+               const std::string& crs) {
   std::deque<ModelGrid> grids;
   std::vector<NamedGrid> named;
   for (const Quantity quantity : kAllQuantities) {
@@ -234,7 +248,7 @@ void write_vtr(const std::string& name, const ModelQuantities& quantities,
                                     values_of_cells(quantity, quantities, cells)));
     named.push_back({rule_of(quantity).name, grids.back()});
   }
-  write_models_vtr(name, named);
+  write_models_vtr(name, named, crs);
   fmt::print("Written to {}\n", name);
 }
 
@@ -245,11 +259,12 @@ void run(const ModelOptions& options) {
   check_outputs(options, operations);
   std::deque<OutputLock> locks;
   for (const std::string& name : outputs_of(options)) locks.emplace_back(name);
-  const ModelCells cells = model_cells(ground_of(options));
+  const GroundInCrs ground = ground_of(options);
+  const ModelCells cells = model_cells(ground.ground);
   std::optional<Observations> data;
   if (!options.data.empty()) data = read_observations(options.data);
   const ModelSources sources{
-      .cells = cells, .data = data ? &*data : nullptr, .warn = print_warning};
+      .cells = cells, .data = data ? &*data : nullptr, .warn = print_warning, .crs = ground.crs};
   ModelQuantities quantities;
   for (std::size_t n = 0; n < operations.size(); ++n) {
     const OperationFacts facts =
@@ -264,7 +279,7 @@ void run(const ModelOptions& options) {
   }
   write_quantities(files, quantities, cells);
   for (const QuantityFile& file : files) print_written(file, quantities, *cells.ground);
-  if (!options.vtr.empty()) write_vtr(options.vtr, quantities, cells);
+  if (!options.vtr.empty()) write_vtr(options.vtr, quantities, cells, ground.crs.crs);
   print_warnings(bound_warnings(quantities, cells, operations));
   print_next(options, files);
 }
@@ -282,6 +297,7 @@ void add_model_command(CLI::App& qvx) {
   add("--matrix", o->matrix, "FILE", "Sensitivity file; its mesh and terrain are taken instead")
       ->excludes(mesh);
   add("--data", o->data, "FILE", "Observations file, for distance_weight");
+  add_crs_option(*app, o->crs, "that of --data, --matrix or the terrain grid");
   const auto output = [&](Quantity quantity, const char* help) {
     add(rule_of(quantity).option, o->outputs[index_of(quantity)], "FILE", help);
   };

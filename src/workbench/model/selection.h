@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "inversion/mesh_io/observations.h"
+#include "workbench/coordinates/crs.h"
 #include "workbench/model/model_cells.h"
 #include "workbench/terrain/coverage.h"
 
@@ -35,6 +36,7 @@ struct ModelSources {
   const ModelCells& cells;
   const Observations* data = nullptr;  ///< nothing without --data
   Warn warn;
+  CrsSource crs = {};  ///< of the cells, where it is known
 };
 
 /// The ground cells for which inside(const GridCell&) is true.

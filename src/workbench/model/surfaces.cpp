@@ -7,13 +7,14 @@
 #include <utility>
 
 #include "base/text.h"
+#include "workbench/coordinates/crs.h"
 #include "workbench/model/operation_keys.h"
 #include "workbench/terrain/terrain.h"
 
 namespace quorivex {
 namespace {
 
-/// Elevations of a surface at the centres of the columns, easting fastest; NaN without one.
+/// Elevations of a surface at the columns (mean_elevation), easting fastest; NaN without one.
 using SurfaceElevations = std::vector<double>;
 
 void warn_of_columns(const Operation& operation, const ModelSources& sources, std::int64_t number,
@@ -30,9 +31,12 @@ SurfaceElevations sample(const Operation& operation, const ModelSources& sources
   elevations.reserve(as_size(cells.ground->columns()));
   std::int64_t outside = 0;
   std::int64_t missing = 0;
-  for (const double northing : cells.northings) {
-    for (const double easting : cells.eastings) {
-      elevations.push_back(terrain.elevation(easting, northing));
+  const Mesh& mesh = cells.ground->mesh;
+  for (std::size_t j = 0; j < cells.northings.size(); ++j) {
+    for (std::size_t i = 0; i < cells.eastings.size(); ++i) {
+      const double easting = cells.eastings[i];
+      const double northing = cells.northings[j];
+      elevations.push_back(mean_elevation(terrain, easting, northing, mesh.de[i], mesh.dn[j]));
       if (!terrain.covers(easting, northing)) {
         ++outside;
       } else if (!std::isfinite(elevations.back())) {
@@ -59,7 +63,11 @@ SurfaceElevations read_surface(const Operation& operation, const ModelSources& s
     const double level = needed_number(operation, key, {-kMaxPlace, kMaxPlace});
     return allocate<double>(as_size(sources.cells.ground->columns()), "qvx model", level);
   }
-  const Terrain terrain = read_for(operation, [&] { return read_terrain(source); });
+  const Terrain terrain = read_for(operation, [&] {
+    Terrain surface = read_terrain(source);
+    common_crs({sources.crs, {surface.crs, "the surface " + source}});
+    return surface;
+  });
   return sample(operation, sources, terrain);
 }
 
