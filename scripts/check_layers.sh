@@ -27,6 +27,7 @@ declare -A may_use=(
   [workbench/page]="appraisal results mesh_io input"
   [workbench/check]="forward geometry sidecar setup solver sensitivity objective mesh_io input"
   [workbench/compose]="objective mesh_io input"
+  [workbench/model]="geometry tables terrain mesh_io"
   [workbench/commands]="check compose export page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
 )
 
