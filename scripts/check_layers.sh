@@ -19,6 +19,7 @@ declare -A may_use=(
   [workbench/tables]=""
   [workbench/terrain]="geometry tables mesh_io"
   [workbench/survey]="geometry geomagnetism tables terrain mesh_io"
+  [workbench/model]="geometry tables terrain mesh_io input"
   [workbench/sidecar]="sensitivity mesh_io"
   [workbench/forward]="sidecar sensitivity mesh_io input"
   [workbench/results]="sidecar objective sensitivity mesh_io input"
@@ -27,8 +28,7 @@ declare -A may_use=(
   [workbench/page]="appraisal results mesh_io input"
   [workbench/check]="forward geometry sidecar setup solver sensitivity objective mesh_io input"
   [workbench/compose]="objective mesh_io input"
-  [workbench/model]="geometry tables terrain mesh_io"
-  [workbench/commands]="check compose export page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
+  [workbench/commands]="check compose export model page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
 )
 
 wrong=0

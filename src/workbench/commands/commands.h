@@ -12,6 +12,7 @@ void add_sensitivity_command(CLI::App& qvx);
 void add_forward_command(CLI::App& qvx);
 void add_survey_command(CLI::App& qvx);
 void add_mesh_command(CLI::App& qvx);
+void add_model_command(CLI::App& qvx);
 void add_input_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
 void add_check_command(CLI::App& qvx);

@@ -87,20 +87,23 @@ void append_cells(AtomicFile& file, const ModelGrid& grid, Value value) {
 
 }  // namespace
 
-void write_model_vtr(const std::string& name, const ModelGrid& grid) {
+void write_models_vtr(const std::string& name, const std::vector<NamedGrid>& models) {
   AppendedArrays arrays;
+  const ModelGrid& grid = models.front().grid;
   const std::string extent = fmt::format("0 {} 0 {} 0 {}", grid.ne, grid.nn, grid.nz);
   std::string text = head("RectilinearGrid");
   text += fmt::format(
       "  <RectilinearGrid WholeExtent=\"{0}\">\n    <Piece Extent=\"{0}\">\n"
-      "      <CellData Scalars=\"susceptibility\">\n",
-      extent);
-  text += arrays.add("Float32", "susceptibility", 1, grid.cells() * std::int64_t{sizeof(float)},
-                     [&](AtomicFile& file) {
-                       append_cells<float>(file, grid, [](double value) {
-                         return std::isnan(value) ? 0.0F : static_cast<float>(value);
+      "      <CellData Scalars=\"{1}\">\n",
+      extent, models.front().name);
+  for (const NamedGrid& model : models) {
+    text += arrays.add("Float32", model.name.c_str(), 1, grid.cells() * std::int64_t{sizeof(float)},
+                       [&](AtomicFile& file) {
+                         append_cells<float>(file, model.grid, [](double value) {
+                           return std::isnan(value) ? 0.0F : static_cast<float>(value);
+                         });
                        });
-                     });
+  }
   text += arrays.add("UInt8", "vtkGhostType", 1, grid.cells(), [&](AtomicFile& file) {
     append_cells<std::uint8_t>(
         file, grid, [](double value) { return std::isnan(value) ? kHidden : std::uint8_t{0}; });
@@ -114,6 +117,10 @@ void write_model_vtr(const std::string& name, const ModelGrid& grid) {
   file.append(text);
   arrays.write(file);
   file.commit();
+}
+
+void write_model_vtr(const std::string& name, const ModelGrid& grid) {
+  write_models_vtr(name, {{"susceptibility", grid}});
 }
 
 void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit) {

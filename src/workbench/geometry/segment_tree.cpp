@@ -22,7 +22,7 @@ double twice_middle(const Segment& segment, std::size_t axis) {
 
 }  // namespace
 
-double square_distance(const Point& place, const Segment& segment) {
+double square_distance(const SpacePoint& place, const Segment& segment) {
   double along = 0.0;
   double square_length = 0.0;
   for (std::size_t a = 0; a < 3; ++a) {
@@ -80,7 +80,7 @@ struct SegmentTree::Nearest {
   double square = 0.0;  // of the distance
 };
 
-double SegmentTree::square_distance_to_box(const Point& from, std::size_t first,
+double SegmentTree::square_distance_to_box(const SpacePoint& from, std::size_t first,
                                            std::size_t last) const {
   if (first >= last) return std::numeric_limits<double>::infinity();
   const Box& box = boxes_[half_way(first, last)];
@@ -93,7 +93,7 @@ double SegmentTree::square_distance_to_box(const Point& from, std::size_t first,
 }
 
 /// Replaces `nearest` where a segment of the range is nearer, or as near and before it.
-void SegmentTree::search(std::size_t first, std::size_t last, const Point& from,
+void SegmentTree::search(std::size_t first, std::size_t last, const SpacePoint& from,
                          Nearest& nearest) const {
   const std::size_t mid = half_way(first, last);
   const std::size_t number = numbers_[mid];
@@ -113,7 +113,7 @@ void SegmentTree::search(std::size_t first, std::size_t last, const Point& from,
   }
 }
 
-std::size_t SegmentTree::nearest(const Point& from, double within) const {
+std::size_t SegmentTree::nearest(const SpacePoint& from, double within) const {
   Nearest nearest{size(), within * within};
   if (square_distance_to_box(from, 0, size()) <= nearest.square) search(0, size(), from, nearest);
   return nearest.number;

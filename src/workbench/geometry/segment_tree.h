@@ -1,23 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <vector>
 
-namespace quorivex {
+#include "workbench/geometry/point_tree.h"
 
-/// Easting, northing and elevation.
-using Point = std::array<double, 3>;
+namespace quorivex {
 
 /// A straight piece of a path.
 struct Segment {
-  Point from;
-  Point to;
+  SpacePoint from;
+  SpacePoint to;
 };
 
 /// The distance of a place from the nearest point of a segment, squared.
-double square_distance(const Point& place, const Segment& segment);
+double square_distance(const SpacePoint& place, const Segment& segment);
 
 /// Finds the nearest of n segments in about log n steps: a balanced tree of boxes in the array of
 /// the segments itself, split at the middle of the longest side of their midpoints' box.
@@ -29,17 +27,17 @@ class SegmentTree {
 
   /// The number of the nearest segment that is not farther than `within`, the first of equally near
   /// ones; size() where there is none.
-  std::size_t nearest(const Point& from, double within) const;
+  std::size_t nearest(const SpacePoint& from, double within) const;
 
  private:
   struct Box {
-    Point low;
-    Point high;
+    SpacePoint low;
+    SpacePoint high;
   };
   struct Nearest;
   void build(std::size_t first, std::size_t last);
-  double square_distance_to_box(const Point& from, std::size_t first, std::size_t last) const;
-  void search(std::size_t first, std::size_t last, const Point& from, Nearest& nearest) const;
+  double square_distance_to_box(const SpacePoint& from, std::size_t first, std::size_t last) const;
+  void search(std::size_t first, std::size_t last, const SpacePoint& from, Nearest& nearest) const;
 
   std::vector<Segment> segments_;
   std::vector<std::size_t> numbers_;  // of the segments in the order of the tree

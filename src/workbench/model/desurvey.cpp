@@ -11,24 +11,24 @@ constexpr double kStraight = 1e-4;   // radians: below it series take the place 
 constexpr double kOpposite = 1e-3;   // length of the sum of two directions
 constexpr double kPathError = 0.01;  // metres between an arc and its chord
 
-Point direction_of(const HoleDirection& measured) {
+SpacePoint direction_of(const HoleDirection& measured) {
   const double degree = std::acos(-1.0) / 180.0;
   const double azimuth = measured.azimuth * degree;
   const double dip = measured.dip * degree;
   return {std::cos(dip) * std::sin(azimuth), std::cos(dip) * std::cos(azimuth), std::sin(dip)};
 }
 
-double length_of(const Point& a, const Point& b, double sign) {
+double length_of(const SpacePoint& a, const SpacePoint& b, double sign) {
   return std::hypot(a[0] + sign * b[0], a[1] + sign * b[1], a[2] + sign * b[2]);
 }
 
 /// The angle between two directions, radians; exact for small ones too.
-double angle_between(const Point& a, const Point& b) {
+double angle_between(const SpacePoint& a, const SpacePoint& b) {
   return 2.0 * std::atan2(length_of(a, b, -1.0), length_of(a, b, 1.0));
 }
 
 /// The direction at a part of an arc whose ends have the directions a and b.
-Point direction_within(const Point& a, const Point& b, double angle, double part) {
+SpacePoint direction_within(const SpacePoint& a, const SpacePoint& b, double angle, double part) {
   const bool straight = angle < kStraight;
   const double of_a = straight ? 1.0 - part : std::sin((1.0 - part) * angle) / std::sin(angle);
   const double of_b = straight ? part : std::sin(part * angle) / std::sin(angle);
@@ -36,7 +36,8 @@ Point direction_within(const Point& a, const Point& b, double angle, double part
 }
 
 /// The end of an arc of this length that begins at `from` in direction a and ends in direction b.
-Point end_of_arc(const Point& from, const Point& a, const Point& b, double length) {
+SpacePoint end_of_arc(const SpacePoint& from, const SpacePoint& a, const SpacePoint& b,
+                      double length) {
   const double angle = angle_between(a, b);
   const double ratio =
       angle < kStraight ? 1.0 + angle * angle / 12.0 : 2.0 / angle * std::tan(0.5 * angle);
@@ -59,13 +60,13 @@ bool are_opposite(const HoleDirection& a, const HoleDirection& b) {
   return length_of(direction_of(a), direction_of(b), 1.0) < kOpposite;
 }
 
-HolePath desurvey(const Point& collar, const std::vector<HoleDirection>& directions) {
+HolePath desurvey(const SpacePoint& collar, const std::vector<HoleDirection>& directions) {
   HolePath path;
   path.stations.push_back({0.0, collar, direction_of(directions.front())});
   for (const HoleDirection& measured : directions) {
     const HolePath::Station& last = path.stations.back();
     if (measured.depth <= last.depth) continue;  // the first, at the collar
-    const Point direction = direction_of(measured);
+    const SpacePoint direction = direction_of(measured);
     path.stations.push_back(
         {measured.depth,
          end_of_arc(last.place, last.direction, direction, measured.depth - last.depth),
@@ -74,7 +75,7 @@ HolePath desurvey(const Point& collar, const std::vector<HoleDirection>& directi
   return path;
 }
 
-Point place_at(const HolePath& path, double depth) {
+SpacePoint place_at(const HolePath& path, double depth) {
   const auto above = station_above(path, depth);
   const double beyond = depth - above->depth;
   if (above + 1 == path.stations.end()) {
@@ -87,8 +88,8 @@ Point place_at(const HolePath& path, double depth) {
                     direction_within(above->direction, below->direction, angle, part), beyond);
 }
 
-std::vector<Point> places_between(const HolePath& path, double from, double to) {
-  std::vector<Point> places{place_at(path, from)};
+std::vector<SpacePoint> places_between(const HolePath& path, double from, double to) {
+  std::vector<SpacePoint> places{place_at(path, from)};
   for (auto above = station_above(path, from); above->depth < to; ++above) {
     const auto below = above + 1;
     const bool last = below == path.stations.end();

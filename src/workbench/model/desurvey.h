@@ -18,8 +18,8 @@ struct HoleDirection {
 struct HolePath {
   struct Station {
     double depth;
-    Point place;
-    Point direction;  ///< of length 1
+    SpacePoint place;
+    SpacePoint direction;  ///< of length 1
   };
   std::vector<Station> stations;  ///< by depth, the collar first
 };
@@ -29,15 +29,15 @@ struct HolePath {
 /// minimum curvature method: SPE Drilling & Completion 20, 24-36). The first direction holds from
 /// the collar on.
 /// @param directions  at least one, by increasing depth, none opposite to the one before it
-HolePath desurvey(const Point& collar, const std::vector<HoleDirection>& directions);
+HolePath desurvey(const SpacePoint& collar, const std::vector<HoleDirection>& directions);
 
 /// Whether no arc joins the two, because the hole would turn back on itself.
 bool are_opposite(const HoleDirection& a, const HoleDirection& b);
 
-Point place_at(const HolePath& path, double depth);
+SpacePoint place_at(const HolePath& path, double depth);
 
 /// The path between two depths as straight pieces, which lie within a centimetre of it. The first
 /// place is that of `from`, the last that of `to`.
-std::vector<Point> places_between(const HolePath& path, double from, double to);
+std::vector<SpacePoint> places_between(const HolePath& path, double from, double to);
 
 }  // namespace quorivex

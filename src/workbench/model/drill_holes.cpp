@@ -18,7 +18,7 @@ namespace {
 constexpr double kMaxHoleDepth = 20'000.0;  // metres along a hole; the deepest are 13 km
 constexpr double kSameDepth = 0.001;        // metres by which intervals may overlap
 
-WantedColumn hole_column(const DataColumns& columns) {
+WantedColumn hole_column(const SourceColumns& columns) {
   WantedColumn hole{.what = "hole",
                     .usual = {"hole", "hole_id", "holeid", "bhid", "dhid", "hole_name"},
                     .text = true};
@@ -29,7 +29,7 @@ WantedColumn hole_column(const DataColumns& columns) {
   return hole;
 }
 
-std::vector<WantedColumn> direction_columns(const DataColumns& columns) {
+std::vector<WantedColumn> direction_columns(const SourceColumns& columns) {
   return {geometry_column(columns, "azimuth", {"azimuth", "azi", "azim", "bearing"}, -360.0, 360.0),
           geometry_column(columns, "dip", {"dip", "inclination", "incl"}, -90.0, 90.0)};
 }
@@ -38,14 +38,15 @@ std::vector<WantedColumn> direction_columns(const DataColumns& columns) {
 struct Collars {
   std::unordered_map<std::string, std::size_t> numbers;  // of the holes by their names
   std::vector<std::string> names;
-  std::vector<Point> places;
+  std::vector<SpacePoint> places;
   std::vector<HoleDirection> directions;
 };
 
-Table read_collar_table(const HoleTables& tables, const DataColumns& columns, DataNotes& notes) {
+Table read_collar_table(const HoleTables& tables, const SourceColumns& columns,
+                        SourceNotes& notes) {
   // With a table of surveys, columns of directions under names of the user's own may be there
   // alone.
-  DataColumns names = columns;
+  SourceColumns names = columns;
   if (!tables.surveys.empty()) {
     names.names.erase("azimuth");
     names.names.erase("dip");
@@ -62,17 +63,17 @@ Table read_collar_table(const HoleTables& tables, const DataColumns& columns, Da
     column.optional = true;
     wanted.push_back(column);
   }
-  return read_data_table(tables.collars, wanted, columns, notes);
+  return read_source_table(tables.collars, wanted, columns, notes);
 }
 
-Collars read_collars(const HoleTables& tables, const DataColumns& columns, DataNotes& notes) {
+Collars read_collars(const HoleTables& tables, const SourceColumns& columns, SourceNotes& notes) {
   const Table table = read_collar_table(tables, columns, notes);
   Collars collars;
   RowFaults faults(tables.collars, "Keep one row of a hole.");
   std::int64_t repeated = 0;
   for (std::size_t row = 0; row < table.number.size(); ++row) {
     const std::string& name = table.texts[0][row];
-    const Point place{table.columns[1][row], table.columns[2][row], table.columns[3][row]};
+    const SpacePoint place{table.columns[1][row], table.columns[2][row], table.columns[3][row]};
     HoleDirection first;
     if (!table.columns[4].empty()) first.azimuth = table.columns[4][row];
     if (!table.columns[5].empty()) first.dip = table.columns[5][row];
@@ -101,17 +102,18 @@ Collars read_collars(const HoleTables& tables, const DataColumns& columns, DataN
   return collars;
 }
 
-Table read_survey_table(const HoleTables& tables, const DataColumns& columns, DataNotes& notes) {
+Table read_survey_table(const HoleTables& tables, const SourceColumns& columns,
+                        SourceNotes& notes) {
   std::vector<WantedColumn> wanted{
       hole_column(columns),
       geometry_column(columns, "depth", {"depth", "at", "distance"}, 0.0, kMaxHoleDepth)};
   for (const WantedColumn& column : direction_columns(columns)) wanted.push_back(column);
-  return read_data_table(tables.surveys, wanted, columns, notes);
+  return read_source_table(tables.surveys, wanted, columns, notes);
 }
 
 /// The rows of each hole, from its collar down.
 std::vector<std::vector<std::size_t>> rows_of_holes(const HoleTables& tables, const Table& table,
-                                                    const Collars& collars, DataNotes& notes) {
+                                                    const Collars& collars, SourceNotes& notes) {
   const std::vector<std::string>& names = table.texts[0];
   const std::vector<double>& depths = table.columns[1];
   std::vector<std::vector<std::size_t>> rows(collars.names.size());
@@ -137,8 +139,8 @@ std::vector<std::vector<std::size_t>> rows_of_holes(const HoleTables& tables, co
 
 /// The directions of each hole, from its collar down.
 std::vector<std::vector<HoleDirection>> read_surveys(const HoleTables& tables,
-                                                     const DataColumns& columns,
-                                                     const Collars& collars, DataNotes& notes) {
+                                                     const SourceColumns& columns,
+                                                     const Collars& collars, SourceNotes& notes) {
   const Table table = read_survey_table(tables, columns, notes);
   const std::vector<std::vector<std::size_t>> rows = rows_of_holes(tables, table, collars, notes);
   const std::vector<std::string>& names = table.texts[0];
@@ -165,7 +167,7 @@ std::vector<std::vector<HoleDirection>> read_surveys(const HoleTables& tables,
 
 std::vector<HolePath> paths_of(const HoleTables& tables, const Collars& collars,
                                std::vector<std::vector<HoleDirection>> directions,
-                               DataNotes& notes) {
+                               SourceNotes& notes) {
   std::vector<HolePath> paths;
   std::size_t straight = 0;
   std::size_t upward = 0;
@@ -236,7 +238,7 @@ IntervalRows order_intervals(const HoleTables& tables, const Table& table, const
   return found;
 }
 
-void note_holes_without(const HoleTables& tables, const DrillHoles& holes, DataNotes& notes) {
+void note_holes_without(const HoleTables& tables, const DrillHoles& holes, SourceNotes& notes) {
   std::size_t with = 0;
   for (std::size_t n = 0; n < holes.intervals.size(); ++n) {
     if (n == 0 || holes.intervals[n].hole != holes.intervals[n - 1].hole) ++with;
@@ -248,8 +250,8 @@ void note_holes_without(const HoleTables& tables, const DrillHoles& holes, DataN
 
 }  // namespace
 
-DrillHoles read_drill_holes(const HoleTables& tables, const DataColumns& columns,
-                            DataNotes& notes) {
+DrillHoles read_drill_holes(const HoleTables& tables, const SourceColumns& columns,
+                            SourceNotes& notes) {
   return with_alloc_label("read_drill_holes", [&] {
     const Collars collars = read_collars(tables, columns, notes);
     std::vector<std::vector<HoleDirection>> directions(collars.names.size());
@@ -261,8 +263,8 @@ DrillHoles read_drill_holes(const HoleTables& tables, const DataColumns& columns
         hole_column(columns),
         geometry_column(columns, "from", {"from", "depth_from", "from_m"}, 0.0, kMaxHoleDepth),
         geometry_column(columns, "to", {"to", "depth_to", "to_m"}, 0.0, kMaxHoleDepth)};
-    add_data_columns(columns, wanted);
-    const Table table = read_data_table(tables.intervals, wanted, columns, notes);
+    add_value_columns(columns, wanted);
+    const Table table = read_source_table(tables.intervals, wanted, columns, notes);
     IntervalRows ordered = order_intervals(tables, table, collars);
     holes.intervals = std::move(ordered.intervals);
     for (std::size_t v = 0; v < columns.values.size(); ++v) {

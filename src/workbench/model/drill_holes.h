@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "workbench/model/data_source.h"
 #include "workbench/model/desurvey.h"
+#include "workbench/model/source_columns.h"
 
 namespace quorivex {
 
@@ -27,15 +27,16 @@ struct HoleInterval {
 struct DrillHoles {
   std::vector<HolePath> paths;              ///< one per hole, as in the table of collars
   std::vector<HoleInterval> intervals;      ///< by hole, then from its collar down
-  std::vector<std::vector<double>> values;  ///< as DataColumns::values, one per interval
+  std::vector<std::vector<double>> values;  ///< as SourceColumns::values, one per interval
   std::vector<std::string> units;           ///< of each interval; empty without
 };
 
 /// Reads the tables of drill holes. A hole is straight where it has no row in the table of surveys:
 /// in the direction that the table of collars gives, or vertical. Rows that say the same of a
 /// collar count once.
-/// @throws StopRun as read_data_table; for two collars of a hole, two directions at a depth or
+/// @throws StopRun as read_source_table; for two collars of a hole, two directions at a depth or
 /// opposite ones, and an interval that ends before it begins, overlaps another, or is of no hole
-DrillHoles read_drill_holes(const HoleTables& tables, const DataColumns& columns, DataNotes& notes);
+DrillHoles read_drill_holes(const HoleTables& tables, const SourceColumns& columns,
+                            SourceNotes& notes);
 
 }  // namespace quorivex

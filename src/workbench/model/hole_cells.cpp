@@ -26,8 +26,8 @@ struct PathInCell {
 void pass_through(const Ground& ground, const Segment& piece, std::vector<double>& parts,
                   std::vector<PathInCell>& passed) {
   const Mesh& mesh = ground.mesh;
-  const Point a = below_top(mesh, piece.from);
-  const Point b = below_top(mesh, piece.to);
+  const SpacePoint a = below_top(mesh, piece.from);
+  const SpacePoint b = below_top(mesh, piece.to);
   parts = {0.0, 1.0};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const std::vector<double>& nodes = nodes_of(mesh, axis);
@@ -61,7 +61,8 @@ Pieces pieces_of(const DrillHoles& holes) {
   Pieces pieces;
   for (std::size_t n = 0; n < holes.intervals.size(); ++n) {
     const HoleInterval& part = holes.intervals[n];
-    const std::vector<Point> places = places_between(holes.paths[part.hole], part.from, part.to);
+    const std::vector<SpacePoint> places =
+        places_between(holes.paths[part.hole], part.from, part.to);
     for (std::size_t p = 1; p < places.size(); ++p) {
       append_checked(pieces.segments, {places[p - 1], places[p]});
       append_checked(pieces.intervals, static_cast<std::int32_t>(n + 1));
@@ -138,7 +139,7 @@ HoleCells cells_of_holes(const Ground& ground, const DrillHoles& holes, double r
 }
 
 void note_reach(const Ground& ground, const DrillHoles& holes, const HoleCells& cells,
-                DataNotes& notes) {
+                SourceNotes& notes) {
   std::vector<std::uint8_t> reaches(holes.intervals.size() + 1);
   for (const std::int32_t interval : cells.intervals) reaches[as_size(interval)] = 1;
   std::int64_t without = 0;
@@ -147,7 +148,7 @@ void note_reach(const Ground& ground, const DrillHoles& holes, const HoleCells& 
   for (std::size_t n = 0; n < holes.intervals.size(); ++n) {
     if (reaches[n + 1] == 0) ++without;
     const HoleInterval& part = holes.intervals[n];
-    const Point middle =
+    const SpacePoint middle =
         below_top(ground.mesh, place_at(holes.paths[part.hole], 0.5 * (part.from + part.to)));
     CellPlace at{};
     for (std::size_t a = 0; a < 3; ++a) at[a] = cell_along(nodes_of(ground.mesh, a), middle[a]);

@@ -24,6 +24,6 @@ HoleCells cells_of_holes(const Ground& ground, const DrillHoles& holes, double r
 /// Notes how many cells have a value, and how many intervals give none, lie above the ground or
 /// beside the mesh.
 void note_reach(const Ground& ground, const DrillHoles& holes, const HoleCells& cells,
-                DataNotes& notes);
+                SourceNotes& notes);
 
 }  // namespace quorivex

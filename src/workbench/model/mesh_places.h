@@ -17,7 +17,7 @@ inline const std::vector<double>& nodes_of(const Mesh& mesh, std::size_t axis) {
 }
 
 /// A place with its depth below the top of the mesh in place of its elevation.
-inline Point below_top(const Mesh& mesh, const Point& place) {
+inline SpacePoint below_top(const Mesh& mesh, const SpacePoint& place) {
   return {place[0], place[1], mesh.z0 - place[2]};
 }
 

@@ -55,15 +55,16 @@ UnitCodes code_units(const std::vector<std::string>& names) {
   return units;
 }
 
-UnitTable read_unit_table(const std::string& file, const DataColumns& columns, DataNotes& notes) {
-  DataColumns only_values = columns;
+UnitTable read_unit_table(const std::string& file, const SourceColumns& columns,
+                          SourceNotes& notes) {
+  SourceColumns only_values = columns;
   only_values.unit.clear();
   std::vector<WantedColumn> wanted{{.what = "unit", .usual = {"unit", "code"}, .text = true}};
   if (lower_case(columns.unit) != "unit" && lower_case(columns.unit) != "code") {
     wanted[0].column = columns.unit;
   }
-  add_data_columns(only_values, wanted);
-  Table table = read_data_table(file, wanted, columns, notes);
+  add_value_columns(only_values, wanted);
+  Table table = read_source_table(file, wanted, columns, notes);
   UnitTable units{.file = file, .names = {}, .values = {}};
   std::unordered_map<std::string, std::int64_t> lines;
   RowFaults faults(file, "Keep one row of a unit.");
@@ -82,7 +83,7 @@ UnitTable read_unit_table(const std::string& file, const DataColumns& columns, D
 }
 
 std::vector<std::vector<double>> values_of_units(const UnitTable& table, const UnitCodes& units,
-                                                 const std::string& source, DataNotes& notes) {
+                                                 const std::string& source, SourceNotes& notes) {
   std::unordered_map<std::string, std::size_t> rows;
   for (std::size_t row = 0; row < table.names.size(); ++row) rows.emplace(table.names[row], row);
   const auto others = rows.find(kOtherUnits);

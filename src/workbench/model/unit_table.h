@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "workbench/model/data_source.h"
+#include "workbench/model/source_columns.h"
 
 namespace quorivex {
 
@@ -29,13 +29,14 @@ struct UnitTable {
 
 /// Reads a table with one row per unit: the name in the column "unit" (or "code", or the one that
 /// `columns` has in the data), and the columns of numbers. The row named * is for all others.
-/// @throws StopRun as read_data_table, and for a unit in two rows
-UnitTable read_unit_table(const std::string& file, const DataColumns& columns, DataNotes& notes);
+/// @throws StopRun as read_source_table, and for a unit in two rows
+UnitTable read_unit_table(const std::string& file, const SourceColumns& columns,
+                          SourceNotes& notes);
 
 /// The values of the units of the data. A unit that is not in the table has those of its row *.
 /// @param source  of the units, for messages
 /// @throws StopRun listing the units that are not in the table, where it has no row *
 std::vector<std::vector<double>> values_of_units(const UnitTable& table, const UnitCodes& units,
-                                                 const std::string& source, DataNotes& notes);
+                                                 const std::string& source, SourceNotes& notes);
 
 }  // namespace quorivex

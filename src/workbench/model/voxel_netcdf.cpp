@@ -129,7 +129,7 @@ class VoxelFile {
 
 /// Which axis a coordinate is: 0 easting, 1 northing, 2 elevation; nothing where nothing says so.
 std::optional<std::size_t> axis_of(const VoxelFile& file, int coordinate, const std::string& name,
-                                   const DataColumns& columns) {
+                                   const SourceColumns& columns) {
   constexpr std::array kAxes{"easting", "northing", "elevation"};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const auto given = columns.names.find(kAxes[axis]);
@@ -195,7 +195,7 @@ struct Coordinate {
 
 std::vector<Coordinate> coordinates_of(const VoxelFile& file, int variable,
                                        const std::string& variable_name,
-                                       const DataColumns& columns) {
+                                       const SourceColumns& columns) {
   std::vector<Coordinate> coordinates;
   std::array<bool, 3> has{};
   for (const int dimension : file.dimensions(variable)) {
@@ -248,7 +248,7 @@ void write_numbers(const std::vector<double>& numbers, const TakeBytes& write) {
 
 /// Writes what is wanted of the file, all as doubles: of each dimension its axis, its length, its
 /// spans; then the values.
-void write_voxels(const std::string& name, const DataColumns& columns,
+void write_voxels(const std::string& name, const SourceColumns& columns,
                   const std::vector<std::string>& wanted, const TakeBytes& write) {
   const std::uint64_t bytes = std::filesystem::file_size(name);
   limit_seconds(kNetcdfSeconds + bytes / kNetcdfBytesPerSecond);
@@ -303,9 +303,9 @@ Voxels voxels_of(const std::string& file, std::string_view bytes, std::size_t wa
   for (std::size_t n = 0; n < count; ++n) {
     for (std::size_t c = 0; c < wanted; ++c) {
       values[c] = number(next + c * count + n);
-      if (std::abs(values[c]) <= kMaxDataValue || std::isnan(values[c])) continue;
+      if (std::abs(values[c]) <= kMaxSourceValue || std::isnan(values[c])) continue;
       bad_voxels(file, fmt::format("value {} is {:g}; numbers from {:g} to {:g} are expected",
-                                   n + 1, values[c], -kMaxDataValue, kMaxDataValue));
+                                   n + 1, values[c], -kMaxSourceValue, kMaxSourceValue));
     }
     if (std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); })) {
       ++missing;
@@ -330,7 +330,8 @@ bool is_netcdf_file(const std::string& file) {
   return begins.starts_with("CDF") || begins == "\x89HDF";
 }
 
-Voxels read_voxel_netcdf(const std::string& file, const DataColumns& columns, DataNotes& notes) {
+Voxels read_voxel_netcdf(const std::string& file, const SourceColumns& columns,
+                         SourceNotes& notes) {
   return with_alloc_label(kVoxelNetcdf, [&] {
     std::vector<std::string> wanted = columns.values;
     if (!columns.unit.empty()) wanted.push_back(columns.unit);

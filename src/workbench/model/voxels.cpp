@@ -112,7 +112,7 @@ void refuse_same_voxels(const Voxels& voxels) {
                        voxels.lines[*same], voxels.lines[*(same + 1)]));
 }
 
-std::vector<WantedColumn> voxel_columns(const DataColumns& columns) {
+std::vector<WantedColumn> voxel_columns(const SourceColumns& columns) {
   std::vector<WantedColumn> wanted{
       geometry_column(columns, "easting", {"easting", "east", "x"}, -kMaxCoordinate,
                       kMaxCoordinate),
@@ -124,15 +124,15 @@ std::vector<WantedColumn> voxel_columns(const DataColumns& columns) {
     wanted.push_back(geometry_column(columns, size, {size}, kMinVoxel, kMaxCoordinate));
     wanted.back().optional = true;
   }
-  add_data_columns(columns, wanted);
+  add_value_columns(columns, wanted);
   return wanted;
 }
 
 }  // namespace
 
-Voxels read_voxel_table(const std::string& file, const DataColumns& columns, DataNotes& notes) {
+Voxels read_voxel_table(const std::string& file, const SourceColumns& columns, SourceNotes& notes) {
   return with_alloc_label("read_voxel_table", [&] {
-    Table table = read_data_table(file, voxel_columns(columns), columns, notes);
+    Table table = read_source_table(file, voxel_columns(columns), columns, notes);
     Voxels voxels;
     voxels.file = file;
     voxels.lines = table.number;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "workbench/model/data_source.h"
+#include "workbench/model/source_columns.h"
 
 namespace quorivex {
 
@@ -23,16 +23,16 @@ struct Voxels {
   std::array<std::vector<Span>, 3> spans;
   /// Of each voxel its three spans, from 0.
   std::vector<std::array<std::int32_t, 3>> at;
-  std::vector<std::vector<double>> values;  ///< as DataColumns::values, one per voxel
+  std::vector<std::vector<double>> values;  ///< as SourceColumns::values, one per voxel
   std::vector<std::string> units;           ///< of each voxel; empty without
   std::vector<std::int64_t> lines;          ///< of the file; empty for a grid
 };
 
 /// Reads a table with one row per voxel: its centre (easting, northing, elevation) and, for axes
 /// along which the centres are not at regular steps, its sizes (dx, dy, dz).
-/// @throws StopRun as read_data_table; for centres at irregular steps without sizes, and for two
+/// @throws StopRun as read_source_table; for centres at irregular steps without sizes, and for two
 /// voxels at one place
-Voxels read_voxel_table(const std::string& file, const DataColumns& columns, DataNotes& notes);
+Voxels read_voxel_table(const std::string& file, const SourceColumns& columns, SourceNotes& notes);
 
 /// Whether the file begins as netCDF does.
 bool is_netcdf_file(const std::string& file);
@@ -42,6 +42,6 @@ bool is_netcdf_file(const std::string& file);
 /// them. A coordinate that is positive down has the elevation 0 at 0. Voxels where a value is
 /// missing are left out.
 /// @throws StopRun naming what is wrong
-Voxels read_voxel_netcdf(const std::string& file, const DataColumns& columns, DataNotes& notes);
+Voxels read_voxel_netcdf(const std::string& file, const SourceColumns& columns, SourceNotes& notes);
 
 }  // namespace quorivex

@@ -83,7 +83,8 @@ std::string expected_column(const WantedColumn& wanted) {
   for (const std::string& name : wanted.usual) {
     names += (names.empty() ? "'" : name == wanted.usual.back() ? " or '" : ", '") + name + "'";
   }
-  return fmt::format("should have one column {} ({}=NAME takes another)", names, wanted.what);
+  return fmt::format("should have one column {} (columns={}:NAME takes another)", names,
+                     wanted.what);
 }
 
 /// Whether a field can be the name of a column, rather than an invalid value.

@@ -62,6 +62,17 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
   }
 }
 
+Ground read_ground_alone(const GroundSource& source, const Warn& warn) {
+  Mesh mesh = read_mesh(source.mesh);
+  check_widths(mesh);
+  const Terrain terrain = terrain_of(source, mesh, warn);
+  TerrainTops found = column_tops_of_terrain(mesh, terrain);
+  warn_of_misfit(terrain, found, mesh, warn);
+  Ground ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
+  check_not_all_air(ground);
+  return ground;
+}
+
 SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
                                 const Warn& warn) {
   Mesh mesh = read_mesh(source.mesh);

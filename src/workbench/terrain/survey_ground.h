@@ -49,4 +49,7 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
 SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
                                 const Warn& warn);
 
+/// Mesh and column tops of a source without a survey; throws and warns likewise.
+Ground read_ground_alone(const GroundSource& source, const Warn& warn);
+
 }  // namespace quorivex

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/model/data_source.h"
+#include "workbench/model/source_columns.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 
 namespace quorivex {
 
-WantedColumn geometry_column(const DataColumns& columns, const std::string& what,
+WantedColumn geometry_column(const SourceColumns& columns, const std::string& what,
                              std::vector<std::string> usual, double min, double max) {
   WantedColumn column{what, "", min, max};
   const auto given = columns.names.find(what);
@@ -23,16 +23,16 @@ WantedColumn geometry_column(const DataColumns& columns, const std::string& what
   return column;
 }
 
-void add_data_columns(const DataColumns& columns, std::vector<WantedColumn>& wanted) {
+void add_value_columns(const SourceColumns& columns, std::vector<WantedColumn>& wanted) {
   for (const std::string& value : columns.values) {
-    wanted.push_back({value, value, -kMaxDataValue, kMaxDataValue});
+    wanted.push_back({value, value, -kMaxSourceValue, kMaxSourceValue});
   }
   if (!columns.unit.empty())
     wanted.push_back({.what = "unit", .column = columns.unit, .text = true});
 }
 
-Table read_data_table(const std::string& name, const std::vector<WantedColumn>& wanted,
-                      const DataColumns& columns, DataNotes& notes) {
+Table read_source_table(const std::string& name, const std::vector<WantedColumn>& wanted,
+                        const SourceColumns& columns, SourceNotes& notes) {
   TableRequest request;
   request.columns = wanted;
   request.missing = columns.missing;
