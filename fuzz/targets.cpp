@@ -12,6 +12,7 @@ std::vector<Target> all_targets() {
           {"netcdf", netcdf},
           {"observations", observations},
           {"points", points},
+          {"recipe", recipe},
           {"run", run},
           {"sensitivity", sensitivity},
           {"sidecar", sidecar},

@@ -19,6 +19,7 @@ std::string mesh(std::string_view bytes);
 std::string netcdf(std::string_view bytes);
 std::string observations(std::string_view bytes);
 std::string points(std::string_view bytes);
+std::string recipe(std::string_view bytes);
 std::string run(std::string_view bytes);
 std::string sensitivity(std::string_view bytes);
 std::string sidecar(std::string_view bytes);

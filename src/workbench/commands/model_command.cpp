@@ -283,7 +283,7 @@ void add_model_command(CLI::App& qvx) {
   };
   auto* const mesh = add("--mesh", o->source.mesh, "FILE", "Text mesh file");
   add_terrain_options(*app, o->source);
-  add("--matrix", o->matrix, "FILE", "Sensitivity file whose mesh and terrain are taken instead")
+  add("--matrix", o->matrix, "FILE", "Sensitivity file; its mesh and terrain are taken instead")
       ->excludes(mesh);
   add("--data", o->data, "FILE", "Observations file, for distance_weight");
   const auto output = [&](Quantity quantity, const char* help) {

@@ -41,7 +41,7 @@ void warn_of_outside(const ModelQuantities& quantities, const ModelCells& cells,
   }
   if (outside == 0) return;
   warnings.push_back(fmt::format(
-      "the {} model lies outside the bounds in {} active cells, the first of them\n{}: {}, {}, "
+      "the {} model lies outside the bounds in {} active cells, the first of them\n{}:\n{}, {}, "
       "{};\n{}",
       rule_of(quantity).name, outside, describe_cell(cells, first),
       describe_value(quantities, quantity, first, operations),

@@ -10,9 +10,10 @@
 
 namespace quorivex {
 
-std::vector<double> read_model_values(const std::string& name, const Ground& ground) {
+std::vector<double> read_model_values(const Operation& operation, const std::string& name,
+                                      const Ground& ground) {
   std::vector<double> full = allocate<double>(as_size(ground.mesh.cells()), "qvx model");
-  read_full_model(name, "model", ground, full);
+  read_for(operation, [&] { return read_full_model(name, "model", ground, full); });
   std::vector<double> values = allocate<double>(as_size(ground.cells()), "qvx model");
   full_to_below(ground, full, values);
   for (double& value : values) {
@@ -23,7 +24,7 @@ std::vector<double> read_model_values(const std::string& name, const Ground& gro
 
 Selection select_file(const Operation& operation, const ModelSources& sources) {
   const std::vector<double> values =
-      read_model_values(needed_text(operation, "name"), *sources.cells.ground);
+      read_model_values(operation, needed_text(operation, "name"), *sources.cells.ground);
   return select_with_values(sources.cells,
                             [&](const GridCell& at) { return values[as_size(at.below - 1)]; });
 }

@@ -48,7 +48,8 @@ double needed_number(const Operation& operation, const std::string& key,
   const Setting& setting = needed(operation, key);
   const std::optional<double> number = number_within(setting.value, limits);
   if (!number) {
-    refuse_value(operation, setting, fmt::format("a number from {} to {}", limits.min, limits.max));
+    refuse_value(operation, setting,
+                 fmt::format("a number from {:g} to {:g}", limits.min, limits.max));
   }
   return *number;
 }
@@ -63,7 +64,7 @@ std::array<double, 3> needed_triple(const Operation& operation, const std::strin
     const std::optional<double> number = number_within(rest.substr(0, comma), limits);
     if (comma == std::string_view::npos || !number) {
       refuse_value(operation, setting,
-                   fmt::format("three numbers from {} to {} with commas and without blanks",
+                   fmt::format("three numbers from {:g} to {:g} with commas and without blanks",
                                limits.min, limits.max));
     }
     numbers[n] = *number;

@@ -98,7 +98,8 @@ std::vector<Ring> read_outline(const std::string& name) {
 }
 
 Selection select_polygon(const Operation& operation, const ModelSources& sources) {
-  const std::vector<Ring> rings = read_outline(needed_text(operation, "outline"));
+  const std::string& name = needed_text(operation, "outline");
+  const std::vector<Ring> rings = read_for(operation, [&] { return read_outline(name); });
   const ModelCells& cells = sources.cells;
   std::vector<bool> columns;  // easting fastest
   for (const double northing : cells.northings) {

@@ -68,7 +68,10 @@ Setting setting_of(const Operation& operation, const std::string& word) {
 }  // namespace
 
 void refuse(const Operation& operation, const std::string& why) {
-  stop_run(fmt::format(" ERROR: {}: {}.\n    {}", operation.place, why, excerpt(operation.text)));
+  const bool ended =
+      why.ends_with('?') || why.ends_with('.') || why.find('\n') != std::string::npos;
+  stop_run(fmt::format(" ERROR: {}: {}{}\n    {}", operation.place, why, ended ? "" : ".",
+                       excerpt(operation.text)));
 }
 
 Operation parse_operation(std::string_view text, std::string place) {

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/stop_run.h"
+
 namespace quorivex {
 
 /// "KEY=VALUE" or "KEY*=VALUE" of an operation.
@@ -25,6 +27,18 @@ struct Operation {
 
 /// Ends the command with the place of an operation, why it is wrong, and its text.
 [[noreturn]] void refuse(const Operation& operation, const std::string& why);
+
+/// Returns read(); where it stops the run, the message names the operation as well.
+template <class Read>
+auto read_for(const Operation& operation, Read read) {
+  try {
+    return read();
+  } catch (const StopRun& stop) {
+    std::string_view message = stop.message();
+    if (message.starts_with("ERROR")) message.remove_prefix(message.find(' ') + 1);
+    refuse(operation, std::string(message));
+  }
+}
 
 /// Splits an operation into its words, which blanks separate; part of a word in double quotes may
 /// hold blanks, and # at the beginning of a word begins a comment. Without a word nothing was

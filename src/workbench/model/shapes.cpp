@@ -38,8 +38,8 @@ struct Frame {
 Selection select_ellipsoid(const Operation& operation, const ModelSources& sources) {
   const Point centre = needed_triple(operation, "centre", kPlaces);
   const Point axes = needed_triple(operation, "axes", kLengths);
-  const Frame frame(needed_number(operation, "azimuth", kAzimuths),
-                    needed_number(operation, "dip", {-90.0, 90.0}));
+  const double azimuth = needed_number(operation, "azimuth", kAzimuths);
+  const Frame frame(azimuth, needed_number(operation, "dip", {-90.0, 90.0}));
   const Point& a = frame.ahead;
   const Point plunging{frame.cosine * a[0], frame.cosine * a[1], -frame.sine};
   const Point third{frame.sine * a[0], frame.sine * a[1], frame.cosine};
@@ -52,8 +52,8 @@ Selection select_ellipsoid(const Operation& operation, const ModelSources& sourc
 
 Selection select_slab(const Operation& operation, const ModelSources& sources) {
   const Point centre = needed_triple(operation, "centre", kPlaces);
-  const Frame frame(needed_number(operation, "strike", kAzimuths),
-                    needed_number(operation, "dip", {0.0, 90.0}));
+  const double strike = needed_number(operation, "strike", kAzimuths);
+  const Frame frame(strike, needed_number(operation, "dip", {0.0, 90.0}));
   const double length = needed_number(operation, "length", kLengths);
   const double extent = needed_number(operation, "extent", kLengths);
   const double thickness = needed_number(operation, "thickness", kLengths);

@@ -59,7 +59,8 @@ SurfaceElevations read_surface(const Operation& operation, const ModelSources& s
     const double level = needed_number(operation, key, {-kMaxPlace, kMaxPlace});
     return SurfaceElevations(as_size(sources.cells.ground->columns()), level);
   }
-  return sample(operation, sources, read_terrain(source));
+  const Terrain terrain = read_for(operation, [&] { return read_terrain(source); });
+  return sample(operation, sources, terrain);
 }
 
 double at_column(const SurfaceElevations& surface, const ModelCells& cells, const GridCell& at) {

@@ -58,7 +58,7 @@ Selection select_distance_weight(const Operation& operation, const ModelSources&
 Selection select_edges(const Operation& operation, const ModelSources& sources) {
   const double jump = needed_number(operation, "jump", {0.0, kMaxPlace});
   const auto values = std::make_shared<const std::vector<double>>(
-      read_model_values(needed_text(operation, "model"), *sources.cells.ground));
+      read_model_values(operation, needed_text(operation, "model"), *sources.cells.ground));
   Selection selection = select_cells(sources.cells, [](const GridCell&) { return true; });
   selection.face = [values, jump](std::int64_t first, std::int64_t second) {
     return std::abs((*values)[as_size(first - 1)] - (*values)[as_size(second - 1)]) > jump;
