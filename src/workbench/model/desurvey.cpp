@@ -10,6 +10,7 @@ namespace {
 constexpr double kStraight = 1e-4;   // radians: below it series take the place of quotients 0/0
 constexpr double kOpposite = 1e-3;   // length of the sum of two directions
 constexpr double kPathError = 0.01;  // metres between an arc and its chord
+constexpr double kMaxPieces = 100.0;
 
 SpacePoint direction_of(const HoleDirection& measured) {
   const double degree = std::acos(-1.0) / 180.0;
@@ -101,8 +102,8 @@ std::vector<SpacePoint> places_between(const HolePath& path, double from, double
       const double length = end - begin;
       const double angle = angle_between(above->direction, below->direction) * length /
                            (below->depth - above->depth);
-      pieces =
-          std::max(1, static_cast<int>(std::ceil(std::sqrt(length * angle / (8.0 * kPathError)))));
+      const double needed = std::ceil(std::sqrt(length * angle / (8.0 * kPathError)));
+      pieces = static_cast<int>(std::clamp(needed, 1.0, kMaxPieces));
     }
     for (int piece = 1; piece <= pieces; ++piece) {
       places.push_back(place_at(path, begin + (end - begin) * piece / pieces));

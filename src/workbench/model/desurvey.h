@@ -36,8 +36,9 @@ bool are_opposite(const HoleDirection& a, const HoleDirection& b);
 
 SpacePoint place_at(const HolePath& path, double depth);
 
-/// The path between two depths as straight pieces, which lie within a centimetre of it. The first
-/// place is that of `from`, the last that of `to`.
+/// The path between two depths as straight pieces, which lie within a centimetre of it where a
+/// hundred between two stations are enough for that. The first place is that of `from`, the last
+/// that of `to`.
 std::vector<SpacePoint> places_between(const HolePath& path, double from, double to);
 
 }  // namespace quorivex
