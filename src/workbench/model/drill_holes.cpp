@@ -226,7 +226,7 @@ IntervalRows order_intervals(const HoleTables& tables, const Table& table, const
     return std::pair(intervals[a].hole, intervals[a].from) <
            std::pair(intervals[b].hole, intervals[b].from);
   });
-  IntervalRows found{in_order(intervals, order), in_order(rows, order)};
+  IntervalRows found{values_at(intervals, order), values_at(rows, order)};
   for (std::size_t n = 1; n < found.rows.size(); ++n) {
     const HoleInterval& above = found.intervals[n - 1];
     const HoleInterval& part = found.intervals[n];
@@ -268,9 +268,9 @@ DrillHoles read_drill_holes(const HoleTables& tables, const SourceColumns& colum
     IntervalRows ordered = order_intervals(tables, table, collars);
     holes.intervals = std::move(ordered.intervals);
     for (std::size_t v = 0; v < columns.values.size(); ++v) {
-      holes.values.push_back(in_order(table.columns[3 + v], ordered.rows));
+      holes.values.push_back(values_at(table.columns[3 + v], ordered.rows));
     }
-    if (!columns.unit.empty()) holes.units = in_order(table.texts.back(), ordered.rows);
+    if (!columns.unit.empty()) holes.units = values_at(table.texts.back(), ordered.rows);
     note_holes_without(tables, holes, notes);
     return holes;
   });

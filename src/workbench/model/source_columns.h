@@ -44,7 +44,7 @@ void add_value_columns(const SourceColumns& columns, std::vector<WantedColumn>& 
 
 /// The values of a vector at these places, in their order.
 template <class T>
-std::vector<T> in_order(const std::vector<T>& values, const std::vector<std::size_t>& order) {
+std::vector<T> values_at(const std::vector<T>& values, const std::vector<std::size_t>& order) {
   std::vector<T> ordered;
   ordered.reserve(order.size());
   for (const std::size_t at : order) ordered.push_back(values[at]);
