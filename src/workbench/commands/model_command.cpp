@@ -44,7 +44,8 @@ constant. An operation is a region and what holds there:
   polygon outline=FILE                       rings of easting and northing
   file name=MODEL                            @ is the value of a model file
   holes collars=CSV surveys=CSV intervals=CSV reach=M     @NAME is a column
-  voxels file=FILE method=average|nearest    @NAME is a column, or of netCDF
+  voxels file=FILE method=average|nearest    CSV or netCDF: a column, a variable
+  unit=COLUMN units=CSV, of holes and voxels: @NAME is a column by unit there
   depth_weight exponent=P offset=M           @ is (depth + M)^-P, at most 1
   distance_weight exponent=P offset=M        likewise from the nearest datum
   edges model=MODEL jump=SI                  faces across which MODEL jumps

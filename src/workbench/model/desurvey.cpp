@@ -47,11 +47,11 @@ SpacePoint end_of_arc(const SpacePoint& from, const SpacePoint& a, const SpacePo
           from[2] + factor * (a[2] + b[2])};
 }
 
-/// The last station that is not deeper.
-std::vector<HolePath::Station>::const_iterator station_above(const HolePath& path, double depth) {
+/// The last node that is not deeper.
+std::vector<HolePath::Node>::const_iterator node_above(const HolePath& path, double depth) {
   const auto deeper =
-      std::upper_bound(path.stations.begin() + 1, path.stations.end(), depth,
-                       [](double d, const HolePath::Station& s) { return d < s.depth; });
+      std::upper_bound(path.nodes.begin() + 1, path.nodes.end(), depth,
+                       [](double d, const HolePath::Node& s) { return d < s.depth; });
   return deeper - 1;
 }
 
@@ -63,12 +63,12 @@ bool are_opposite(const HoleDirection& a, const HoleDirection& b) {
 
 HolePath desurvey(const SpacePoint& collar, const std::vector<HoleDirection>& directions) {
   HolePath path;
-  path.stations.push_back({0.0, collar, direction_of(directions.front())});
+  path.nodes.push_back({0.0, collar, direction_of(directions.front())});
   for (const HoleDirection& measured : directions) {
-    const HolePath::Station& last = path.stations.back();
+    const HolePath::Node& last = path.nodes.back();
     if (measured.depth <= last.depth) continue;  // the first, at the collar
     const SpacePoint direction = direction_of(measured);
-    path.stations.push_back(
+    path.nodes.push_back(
         {measured.depth,
          end_of_arc(last.place, last.direction, direction, measured.depth - last.depth),
          direction});
@@ -77,9 +77,9 @@ HolePath desurvey(const SpacePoint& collar, const std::vector<HoleDirection>& di
 }
 
 SpacePoint place_at(const HolePath& path, double depth) {
-  const auto above = station_above(path, depth);
+  const auto above = node_above(path, depth);
   const double beyond = depth - above->depth;
-  if (above + 1 == path.stations.end()) {
+  if (above + 1 == path.nodes.end()) {
     return end_of_arc(above->place, above->direction, above->direction, beyond);
   }
   const auto below = above + 1;
@@ -91,9 +91,9 @@ SpacePoint place_at(const HolePath& path, double depth) {
 
 std::vector<SpacePoint> places_between(const HolePath& path, double from, double to) {
   std::vector<SpacePoint> places{place_at(path, from)};
-  for (auto above = station_above(path, from); above->depth < to; ++above) {
+  for (auto above = node_above(path, from); above->depth < to; ++above) {
     const auto below = above + 1;
-    const bool last = below == path.stations.end();
+    const bool last = below == path.nodes.end();
     const double begin = std::max(from, above->depth);
     const double end = last ? to : std::min(to, below->depth);
     // An arc that turns by an angle over its length lies length angle / 8 off its chord.

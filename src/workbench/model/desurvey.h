@@ -14,14 +14,14 @@ struct HoleDirection {
   double dip = -90.0;    ///< degrees from the horizontal, negative downward
 };
 
-/// The path of a hole: an arc between two stations, straight on beyond the last.
+/// The path of a hole: an arc between two nodes, straight on beyond the last.
 struct HolePath {
-  struct Station {
+  struct Node {
     double depth;
     SpacePoint place;
     SpacePoint direction;  ///< of length 1
   };
-  std::vector<Station> stations;  ///< by depth, the collar first
+  std::vector<Node> nodes;  ///< by depth, the collar first
 };
 
 /// The path by the method of minimum curvature, where two directions are joined by an arc of a
@@ -37,7 +37,7 @@ bool are_opposite(const HoleDirection& a, const HoleDirection& b);
 SpacePoint place_at(const HolePath& path, double depth);
 
 /// The path between two depths as straight pieces, which lie within a centimetre of it where a
-/// hundred between two stations are enough for that. The first place is that of `from`, the last
+/// hundred between two nodes are enough for that. The first place is that of `from`, the last
 /// that of `to`.
 std::vector<SpacePoint> places_between(const HolePath& path, double from, double to);
 
