@@ -60,9 +60,8 @@ UnitTable read_unit_table(const std::string& file, const SourceColumns& columns,
   SourceColumns only_values = columns;
   only_values.unit.clear();
   std::vector<WantedColumn> wanted{{.what = "unit", .usual = {"unit", "code"}, .text = true}};
-  if (lower_case(columns.unit) != "unit" && lower_case(columns.unit) != "code") {
-    wanted[0].column = columns.unit;
-  }
+  // A number is that of a column of the data.
+  if (column_number(columns.unit) == 0) wanted[0].column = columns.unit;
   add_value_columns(only_values, wanted);
   Table table = read_source_table(file, wanted, columns, notes);
   UnitTable units{.file = file, .names = {}, .values = {}};

@@ -99,8 +99,8 @@ std::vector<std::int32_t> sampled_intervals(const Ground& ground, const DrillHol
       const HoleInterval& part = holes.intervals[n];
       double inside = 0.0;
       double nearest = 1e9;
-      for (double depth = part.from + 0.5 * kStep; depth < part.to; depth += kStep) {
-        const SpacePoint place = place_at(holes.paths[part.hole], depth);
+      for (int step = 0; step * kStep < part.to - part.from; ++step) {
+        const SpacePoint place = place_at(holes.paths[part.hole], part.from + (step + 0.5) * kStep);
         bool within = true;
         for (std::size_t a = 0; a < 3; ++a) {
           within = within && place[a] > low[a] && place[a] < high[a];

@@ -52,14 +52,21 @@ std::vector<VoxelBox> cells_as_boxes(const Ground& ground) {
 std::vector<VoxelBox> lattice(const SpacePoint& first, const SpacePoint& size) {
   std::vector<VoxelBox> boxes;
   const std::vector<double> values = values_of_seed(100'000, 7);
-  std::size_t n = 0;
-  for (double z = first[2]; z < 50.0; z += size[2]) {
-    for (double y = first[1]; y < 170.0; y += size[1]) {
-      for (double x = first[0]; x < 50.0; x += size[0]) {
-        if (++n % 7 == 0) continue;
-        boxes.push_back({{x, y, z}, {x + size[0], y + size[1], z + size[2]}, values[n]});
-      }
+  const SpacePoint end{50.0, 170.0, 50.0};
+  std::array<int, 3> counts{};
+  for (std::size_t a = 0; a < 3; ++a) {
+    counts[a] = static_cast<int>(std::ceil((end[a] - first[a]) / size[a]));
+  }
+  for (int n = 0; n < counts[0] * counts[1] * counts[2]; ++n) {
+    if (n % 7 == 6) continue;
+    const std::array<int, 3> at{n % counts[0], n / counts[0] % counts[1],
+                                n / counts[0] / counts[1]};
+    VoxelBox box{{}, {}, values[as_size(n)]};
+    for (std::size_t a = 0; a < 3; ++a) {
+      box.low[a] = first[a] + at[a] * size[a];
+      box.high[a] = box.low[a] + size[a];
     }
+    boxes.push_back(box);
   }
   return boxes;
 }
