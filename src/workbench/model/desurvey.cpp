@@ -7,7 +7,7 @@
 namespace quorivex {
 namespace {
 
-constexpr double kStraight = 1e-4;   // radians: below it series take the place of quotients 0/0
+constexpr double kStraight = 1e-4;   // radians: below it quotients are near 0/0
 constexpr double kOpposite = 1e-3;   // length of the sum of two directions
 constexpr double kPathError = 0.01;  // metres between an arc and its chord
 constexpr double kMaxPieces = 100.0;
@@ -40,8 +40,7 @@ SpacePoint direction_within(const SpacePoint& a, const SpacePoint& b, double ang
 SpacePoint end_of_arc(const SpacePoint& from, const SpacePoint& a, const SpacePoint& b,
                       double length) {
   const double angle = angle_between(a, b);
-  const double ratio =
-      angle < kStraight ? 1.0 + angle * angle / 12.0 : 2.0 / angle * std::tan(0.5 * angle);
+  const double ratio = angle < kStraight ? 1.0 : 2.0 / angle * std::tan(0.5 * angle);
   const double factor = 0.5 * length * ratio;
   return {from[0] + factor * (a[0] + b[0]), from[1] + factor * (a[1] + b[1]),
           from[2] + factor * (a[2] + b[2])};

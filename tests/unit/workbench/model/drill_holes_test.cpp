@@ -70,7 +70,7 @@ TEST(Desurvey, ArcOfACircleIsExact) {
 }
 
 /// Uneven along every axis, with air of 0 to 2 layers.
-Ground uneven_ground() {
+Ground stepped_ground() {
   const Ground all = ground_of({0.0, 10.0, 40.0, 55.0}, {0.0, 20.0, 25.0, 40.0, 70.0},
                                {50.0, 46.0, 40.0, 25.0, 0.0, -60.0});
   ColumnTops tops = all.tops;
@@ -121,7 +121,7 @@ std::vector<std::int32_t> sampled_intervals(const Ground& ground, const DrillHol
 }
 
 TEST(HoleCells, LongestPathInACellThenTheNearestWithinReach) {
-  const Ground ground = uneven_ground();
+  const Ground ground = stepped_ground();
   DrillHoles holes;
   // Down to the north-east, bending; across the mesh from outside; above the ground only.
   holes.paths = {desurvey({5.0, 3.0, 49.0}, {{0.0, 20.0, -50.0}, {60.0, 70.0, -70.0}}),
