@@ -112,8 +112,7 @@ void check_files_named(const ModelOptions& options, const std::vector<Operation>
 }
 
 std::vector<std::string> outputs_of(const ModelOptions& options) {
-  std::vector<std::string> names;
-  for (const Quantity quantity : kFiles) names.push_back(options.outputs[index_of(quantity)]);
+  std::vector<std::string> names{options.outputs.begin(), options.outputs.end()};
   names.push_back(options.vtr);
   std::erase(names, "");
   return names;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "base/memory.h"
 #include "base/stop_run.h"
@@ -24,7 +25,7 @@ constexpr std::size_t kMinCorners = 3;
 /// Builds the rings of an outline from its lines.
 class OutlineReader {
  public:
-  explicit OutlineReader(const std::string& name) : name_(name) {}
+  explicit OutlineReader(std::string name) : name_(std::move(name)) {}
 
   void take(const std::string& line) {
     ++number_;

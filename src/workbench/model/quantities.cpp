@@ -42,9 +42,9 @@ std::vector<Quantity> quantities_of(std::string_view key) {
 }
 
 std::vector<std::string> quantity_keys() {
-  std::vector<std::string> keys;
+  std::vector<std::string> keys{kAllFaces};
+  keys.reserve(1 + kQuantities);
   for (const QuantityRule& rule : kRules) keys.emplace_back(rule.name);
-  keys.emplace_back(kAllFaces);
   return keys;
 }
 

@@ -57,7 +57,7 @@ SurfaceElevations read_surface(const Operation& operation, const ModelSources& s
   const std::string& source = needed_text(operation, key);
   if (to_number(source)) {
     const double level = needed_number(operation, key, {-kMaxPlace, kMaxPlace});
-    return SurfaceElevations(as_size(sources.cells.ground->columns()), level);
+    return allocate<double>(as_size(sources.cells.ground->columns()), "qvx model", level);
   }
   const Terrain terrain = read_for(operation, [&] { return read_terrain(source); });
   return sample(operation, sources, terrain);
