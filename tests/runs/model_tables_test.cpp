@@ -70,7 +70,7 @@ TEST(QvxModelTables, WrongOperationsSayWhatIsExpected) {
   }
 }
 
-// The model of a run comes back from the file for other programs.
+// The model of a run comes back from the files for other programs.
 TEST(QvxModelTables, AnExportedModelIsReadBack) {
   const TablesFolder folder;
   folder.write("s.mag",
@@ -83,12 +83,12 @@ TEST(QvxModelTables, AnExportedModelIsReadBack) {
   ASSERT_EQ(run_qvx(folder, "input --data s.mag --matrix s.mtx --output run.inp").status, 0);
   run_program(folder, "run.inp 1");
   const std::string last = *std::prev(result_files(folder).end());
-  QvxRun run = run_qvx(folder, "export run.inp --netcdf m.nc");
+  QvxRun run = run_qvx(folder, "export run.inp --netcdf m.nc --csv m.csv");
   ASSERT_EQ(run.status, 0) << run.err;
   const std::vector<double> model = numbers(folder.read(last));
-  for (const char* method : {"average", "nearest"}) {
-    run = run_qvx(folder, "model --matrix s.mtx --reference r.sus --set 'voxels file=m.nc method=" +
-                              std::string(method) + " reference=@susceptibility'");
+  for (const char* source : {"m.nc", "m.nc method=nearest", "m.csv missing=empty"}) {
+    run = run_qvx(folder, "model --matrix s.mtx --reference r.sus --set 'voxels file=" +
+                              std::string(source) + " reference=@susceptibility'");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("33 cells have a value, 0 are less than half"), std::string::npos)
         << run.out;

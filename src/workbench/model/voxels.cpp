@@ -20,6 +20,7 @@ constexpr double kMaxUnevenness = 0.02;  // of a step: rounded coordinates
 constexpr double kMinVoxel = 0.001;      // metres
 constexpr std::array<const char*, 3> kVoxelAxes{"easting", "northing", "elevation"};
 constexpr std::array<const char*, 3> kVoxelSizes{"dx", "dy", "dz"};
+constexpr std::array<const char*, 3> kExportedSizes{"width_easting", "width_northing", "thickness"};
 
 /// The spans of an axis, and which of them each voxel has.
 struct SpanTable {
@@ -120,8 +121,10 @@ std::vector<WantedColumn> voxel_columns(const SourceColumns& columns) {
                       kMaxCoordinate),
       geometry_column(columns, "elevation", {"elevation", "elev", "z", "rl"}, -kMaxElevation,
                       kMaxElevation)};
-  for (const char* size : kVoxelSizes) {
-    wanted.push_back(geometry_column(columns, size, {size}, kMinVoxel, kMaxCoordinate));
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const char* size = kVoxelSizes[axis];
+    wanted.push_back(
+        geometry_column(columns, size, {size, kExportedSizes[axis]}, kMinVoxel, kMaxCoordinate));
     wanted.back().optional = true;
   }
   add_value_columns(columns, wanted);
