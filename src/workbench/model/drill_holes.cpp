@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <numeric>
 #include <optional>
 #include <unordered_map>
@@ -61,9 +63,28 @@ Table read_collar_table(const HoleTables& tables, const SourceColumns& columns,
                       kMaxElevation)};
   for (WantedColumn& column : direction_columns(names)) {
     column.optional = true;
+    column.gaps = true;
     wanted.push_back(column);
   }
   return read_source_table(tables.collars, wanted, columns, notes);
+}
+
+/// Vertical without a dip; the azimuth is NaN where an inclined hole lacks it.
+HoleDirection collar_direction(const Table& table, std::size_t row) {
+  const auto value = [&](std::size_t column) {
+    return table.columns[column].empty() ? std::numeric_limits<double>::quiet_NaN()
+                                         : table.columns[column][row];
+  };
+  HoleDirection found;
+  if (!std::isnan(value(5))) found.dip = value(5);
+  if (std::abs(found.dip) < 90.0) found.azimuth = value(4);
+  return found;
+}
+
+/// NaN is the same as NaN.
+bool same_direction(const HoleDirection& a, const HoleDirection& b) {
+  const bool no_azimuth = std::isnan(a.azimuth) && std::isnan(b.azimuth);
+  return a.dip == b.dip && (a.azimuth == b.azimuth || no_azimuth);
 }
 
 Collars read_collars(const HoleTables& tables, const SourceColumns& columns, SourceNotes& notes) {
@@ -74,9 +95,7 @@ Collars read_collars(const HoleTables& tables, const SourceColumns& columns, Sou
   for (std::size_t row = 0; row < table.number.size(); ++row) {
     const std::string& name = table.texts[0][row];
     const SpacePoint place{table.columns[1][row], table.columns[2][row], table.columns[3][row]};
-    HoleDirection first;
-    if (!table.columns[4].empty()) first.azimuth = table.columns[4][row];
-    if (!table.columns[5].empty()) first.dip = table.columns[5][row];
+    const HoleDirection first = collar_direction(table, row);
     const auto [at, added] = collars.numbers.emplace(name, collars.names.size());
     if (added) {
       append_checked(collars.names, name);
@@ -84,9 +103,8 @@ Collars read_collars(const HoleTables& tables, const SourceColumns& columns, Sou
       append_checked(collars.directions, first);
       continue;
     }
-    const HoleDirection& before = collars.directions[at->second];
-    if (collars.places[at->second] == place && before.azimuth == first.azimuth &&
-        before.dip == first.dip) {
+    if (collars.places[at->second] == place &&
+        same_direction(collars.directions[at->second], first)) {
       ++repeated;
     } else {
       faults.add(table.number[row],
@@ -173,7 +191,12 @@ std::vector<HolePath> paths_of(const HoleTables& tables, const Collars& collars,
   std::size_t upward = 0;
   for (std::size_t hole = 0; hole < collars.names.size(); ++hole) {
     if (directions[hole].empty()) {
-      directions[hole].push_back(collars.directions[hole]);
+      const HoleDirection& first = collars.directions[hole];
+      if (std::isnan(first.azimuth)) {
+        stop_run(fmt::format(" ERROR: {}: hole '{}' has the dip {} and no azimuth.", tables.collars,
+                             excerpt(collars.names[hole]), first.dip));
+      }
+      directions[hole].push_back(first);
       ++straight;
     }
     if (directions[hole].front().dip > 0.0) ++upward;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -120,7 +121,9 @@ void parse_row(const std::vector<std::string>& fields, const TableLayout& layout
     const std::size_t column = layout.columns[c];
     if (column == kNoColumn) continue;
     const WantedColumn& wanted = request.columns[c];
-    if (marks.marks(fields[column])) {
+    if (wanted.gaps && (fields[column].empty() || marks.marks(fields[column]))) {
+      row.values[c] = std::numeric_limits<double>::quiet_NaN();
+    } else if (marks.marks(fields[column])) {
       if (!row.missing) row.missing = c;
     } else if (!wanted.text) {
       row.fault = parse_value(wanted, column, fields[column], marks, missing_option(request),

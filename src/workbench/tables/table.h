@@ -15,7 +15,8 @@ struct WantedColumn {
   double max = 0.0;
   std::vector<std::string> usual = {};  ///< names to look for where `column` is empty or not there
   bool optional = false;                ///< it need not be there
-  bool text = false;                    ///< of words, rather than numbers from `min` to `max`
+  bool gaps = false;  ///< a number that is not there, or marked as missing, is NaN in its row
+  bool text = false;  ///< of words, rather than numbers from `min` to `max`
 };
 
 struct TableRequest {

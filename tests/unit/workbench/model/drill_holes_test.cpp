@@ -226,7 +226,11 @@ TEST(DrillHoles, DirectionsOfTheCollarsAndOtherNames) {
   expect_part(refusal(files, {{"hole", "who"}}),
               "one column 'easting', 'east' or 'x' (columns=easting:NAME");
   expect_part(refusal(files, {{"hole", "who"}, {"easting", "x"}, {"azimuth", "no"}}), "'no', once");
-  files.collars = "hole,x,y,z,dip\nA,1,2,3,45\nB,1,1,1,45\n";
+  files.collars = "hole,x,y,z,dip\nA,1,2,3,45\nB,1,1,1,\n";
+  expect_part(refusal(files), "hole 'A' has the dip 45 and no azimuth");
+  files.collars = "hole,x,y,z,dip,azimuth\nA,1,2,3,45,7\nB,1,1,1,,*\nB,1,1,1,,*\n";
+  EXPECT_LE(distance(place_at(read(files, notes, {}).paths[1], 4.0), {1.0, 1.0, -3.0}), 1e-9);
+  files.collars = "hole,x,y,z,dip,azimuth\nA,1,2,3,45,7\nB,1,1,1,45,7\n";
   read(files, notes, {});
   expect_part(notes.warnings.back(), "2 of 2 holes go up");
 }
