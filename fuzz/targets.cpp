@@ -6,6 +6,7 @@ namespace quorivex::fuzz {
 std::vector<Target> all_targets() {
   return {{"finished_run", finished_run},
           {"grid", grid},
+          {"holes", holes},
           {"input", input},
           {"lists", lists},
           {"mesh", mesh},
@@ -16,7 +17,8 @@ std::vector<Target> all_targets() {
           {"run", run},
           {"sensitivity", sensitivity},
           {"sidecar", sidecar},
-          {"table", table}};
+          {"table", table},
+          {"voxels", voxels}};
 }
 
 }  // namespace quorivex::fuzz

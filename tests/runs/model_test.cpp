@@ -7,7 +7,7 @@
 namespace quorivex::test {
 namespace {
 
-constexpr const char* kGround = "--mesh mesh.txt --topography 'my terrain.txt' ";
+constexpr const char* kCells = "--mesh mesh.txt --topography 'my terrain.txt' ";
 constexpr const char* kOutputs =
     "--initial i.sus --reference r.sus --lower l.sus --upper u.sus --active a.txt --weights w.txt ";
 
@@ -31,7 +31,7 @@ depth_weight exponent=1 offset=10 smallness=@
     }
     write("s.mag", text);
     const QvxRun run = run_qvx(
-        *this, std::string("sensitivity --threads 1 --data s.mag ") + kGround + "--output s.mtx");
+        *this, std::string("sensitivity --threads 1 --data s.mag ") + kCells + "--output s.mtx");
     EXPECT_EQ(run.status, 0) << run.err;
   }
 };
@@ -64,7 +64,7 @@ TEST(QvxModel, MeshAndTerrainGiveTheCellsOfTheSensitivityFile) {
   const std::string recipe = std::string(" --recipe r.txt ") + kOutputs;
   ASSERT_EQ(run_qvx(folder, "model --matrix s.mtx" + recipe).status, 0);
   const std::string first = folder.read("l.sus") + folder.read("w.txt");
-  ASSERT_EQ(run_qvx(folder, std::string("model ") + kGround + recipe).status, 0);
+  ASSERT_EQ(run_qvx(folder, std::string("model ") + kCells + recipe).status, 0);
   EXPECT_EQ(folder.read("l.sus") + folder.read("w.txt"), first);
   ASSERT_EQ(run_qvx(folder, "model --mesh mesh.txt --elevation 50" + recipe).status, 0);
   EXPECT_NE(folder.read("l.sus") + folder.read("w.txt"), first);

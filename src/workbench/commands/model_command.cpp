@@ -43,6 +43,9 @@ constant. An operation is a region and what holds there:
   between top=S base=S
   polygon outline=FILE                       rings of easting and northing
   file name=MODEL                            @ is the value of a model file
+  holes collars=CSV surveys=CSV intervals=CSV reach=M     @NAME is a column
+  voxels file=FILE method=average|nearest    CSV or netCDF: a column, a variable
+  unit=COLUMN units=CSV, of holes and voxels: @NAME is a column by unit there
   depth_weight exponent=P offset=M           @ is (depth + M)^-P, at most 1
   distance_weight exponent=P offset=M        likewise from the nearest datum
   edges model=MODEL jump=SI                  faces across which MODEL jumps
@@ -167,6 +170,7 @@ std::string describe_values(const SetFacts& facts) {
 void print_facts(const Operation& operation, const OperationFacts& facts, const Ground& ground) {
   fmt::print("{}: {}\n  {} of {} ground cells, {:.4g} m3\n", operation.place,
              without_controls(operation.text), facts.cells, ground.cells(), facts.volume);
+  for (const std::string& remark : facts.remarks) fmt::print("  {}\n", without_controls(remark));
   for (const SetFacts& set : facts.set) {
     const QuantityRule& rule = rule_of(set.quantity);
     if (set.count == 0) {

@@ -16,6 +16,7 @@
 #include "workbench/model/polygon.h"
 #include "workbench/model/shapes.h"
 #include "workbench/model/surfaces.h"
+#include "workbench/model/table_operations.h"
 #include "workbench/model/weights.h"
 #include "workbench/tables/row_faults.h"
 
@@ -213,6 +214,10 @@ const std::vector<OperationKind>& operation_kinds() {
       {"between", {"top", "base"}, select_between},
       {"polygon", {"outline"}, select_polygon},
       {"file", {"name"}, select_file},
+      {"holes",
+       {"collars", "surveys", "intervals", "reach", "unit", "units", "missing", "columns"},
+       select_holes},
+      {"voxels", {"file", "method", "unit", "units", "missing", "columns"}, select_voxels},
       {"depth_weight", {"exponent", "offset"}, select_depth_weight},
       {"distance_weight", {"exponent", "offset"}, select_distance_weight},
       {"edges", {"model", "jump"}, select_edges, true}};
@@ -251,6 +256,7 @@ OperationFacts apply_operation(const Operation& operation, std::int32_t number,
   Selection selection = kind_of(operation).select(operation, sources);
   apply_limits(operation, cells, selection);
   OperationFacts facts;
+  facts.remarks = std::move(selection.remarks);
   for_each_ground_cell(*cells.ground, [&](const GridCell& at) {
     if (selection.entries[as_size(at.below - 1)] == 0) return;
     ++facts.cells;

@@ -40,6 +40,7 @@ struct OperationFacts {
   std::int64_t cells = 0;  ///< ground cells where it holds
   double volume = 0.0;     ///< theirs, cubic metres
   std::vector<SetFacts> set;
+  std::vector<std::string> remarks;  ///< of the selection
 };
 
 /// Sets the quantities where the operation holds. `number` from 1 is noted as the setter.

@@ -29,6 +29,7 @@ struct Selection {
   /// Of two neighbouring ground cells where it holds (from 1): whether it holds for the face
   /// between them. Empty: for every face.
   std::function<bool(std::int64_t first, std::int64_t second)> face;
+  std::vector<std::string> remarks;  ///< what its files hold and how it was used, for the user
 };
 
 /// What operations may look at.
