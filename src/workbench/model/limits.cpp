@@ -29,7 +29,7 @@ void apply_limits(const Operation& operation, const ModelCells& cells, Selection
   }
   if (!any) return;
   for_each_ground_cell(*cells.ground, [&](const GridCell& at) {
-    const Point centre = cells.centre(at);
+    const SpacePoint centre = cells.centre(at);
     const bool inside = within(ranges[0], centre[0]) && within(ranges[1], centre[1]) &&
                         within(ranges[2], centre[2]) && within(ranges[3], cells.depth(at));
     if (!inside) selection.entries[as_size(at.below - 1)] = 0;

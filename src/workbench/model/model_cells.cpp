@@ -38,7 +38,7 @@ ModelCells model_cells(SharedGround ground) {
 }
 
 std::string describe_cell(const ModelCells& cells, const GridCell& at) {
-  const Point centre = cells.centre(at);
+  const SpacePoint centre = cells.centre(at);
   return fmt::format(
       "cell k {} i {} j {} (centre easting {:.10g}, northing {:.10g}, elevation {:.10g} m)", at.k,
       at.i, at.j, centre[0], centre[1], centre[2]);

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "inversion/mesh_io/ground.h"
+#include "workbench/geometry/point_tree.h"
 #include "workbench/model/quantities.h"
 
 namespace quorivex {
-
-/// Easting, northing and elevation, metres.
-using Point = std::array<double, 3>;
 
 /// The cells of a ground with their centres.
 struct ModelCells {
@@ -21,7 +18,7 @@ struct ModelCells {
   std::vector<double> northings;   ///< of the rows', south to north
   std::vector<double> elevations;  ///< of the layers', top to bottom
 
-  Point centre(const GridCell& at) const {
+  SpacePoint centre(const GridCell& at) const {
     return {eastings[as_size(at.i - 1)], northings[as_size(at.j - 1)],
             elevations[as_size(at.k - 1)]};
   }
