@@ -13,7 +13,7 @@ namespace quorivex::fuzz {
 namespace {
 
 /// Uneven along every axis, with a layer of air.
-Ground small_ground() {
+Ground uneven_ground() {
   const ColumnTops tops{.nn = 2, .ne = 3, .tops = std::vector<std::int32_t>(6, 1)};
   return make_ground(make_mesh(0.0, 0.0, 50.0, {10.0, 30.0, 15.0}, {20.0, 5.0}, {4.0, 6.0, 50.0}),
                      tops);
@@ -51,7 +51,7 @@ std::string holes(std::string_view bytes) {
     const std::string surveys = std::filesystem::exists("surveys.csv") ? "surveys.csv" : "";
     const DrillHoles read =
         read_drill_holes({"collars.csv", surveys, "intervals.csv"}, columns_of_archive(), notes);
-    const Ground ground = small_ground();
+    const Ground ground = uneven_ground();
     const HoleCells cells = cells_of_holes(ground, read, 12.0);
     note_reach(ground, read, cells, notes);
     std::string found = test::record(cells.intervals);
@@ -68,7 +68,7 @@ std::string voxels(std::string_view bytes) {
     const Voxels read = is_netcdf_file("voxels")
                             ? read_voxel_netcdf("voxels", columns_of_archive(), notes)
                             : read_voxel_table("voxels", columns_of_archive(), notes);
-    const Ground ground = small_ground();
+    const Ground ground = uneven_ground();
     const VoxelMeans means = means_of_voxels(ground, read);
     std::string found = test::record(means.cells.entries, voxels_at_centres(ground, read).entries);
     for (const std::vector<double>& values : means.values) found += test::record(values);
