@@ -9,7 +9,8 @@
 namespace quorivex::test {
 namespace {
 
-void add(Stations& s, double e, double n, double field, std::int32_t line, double z = 80.0) {
+void add_reading(Stations& s, double e, double n, double field, std::int32_t line,
+                 double z = 80.0) {
   s.easting.push_back(e);
   s.northing.push_back(n);
   s.elevation.push_back(z);
@@ -36,7 +37,7 @@ Stations flown_survey() {
       const double off = across + jitter(random);
       const double e = line < 40 ? along : off;
       const double n = line < 40 ? off : along;
-      add(s, e, n, 50000.0 + deep_field(e, n) + noise(random), line);
+      add_reading(s, e, n, 50000.0 + deep_field(e, n) + noise(random), line);
     }
   }
   return s;
@@ -75,11 +76,11 @@ TEST(ErrorEstimate, TakesEvenPartsOfLinesAndNothingOfShortOnes) {
   Stations s;
   const auto cubic = [](double x) { return 5e4 + x * (3.0 - x * (0.02 - 1e-4 * x)); };
   const double uneven[] = {0, 10, 24, 35, 45, 60, 70};  // 3 differences
-  for (const double x : uneven) add(s, x, 0, cubic(x), 0);
-  for (const double x : {0, 10, 20, 30}) add(s, x, 50, x * x * x * x, 1);          // four stations
-  for (const double x : {0, 10, 20, 30, 60, 70, 80, 90}) add(s, x, 90, x * x, 2);  // a gap
-  for (const double x : {0, 10, 20, 10, 0}) add(s, x, 99, x, 3);                   // a turn
-  for (int i = 0; i < 5; ++i) add(s, 7, 7, i, 4);                                  // at rest
+  for (const double x : uneven) add_reading(s, x, 0, cubic(x), 0);
+  for (const double x : {0, 10, 20, 30}) add_reading(s, x, 50, x * x * x * x, 1);  // four stations
+  for (const double x : {0, 10, 20, 30, 60, 70, 80, 90}) add_reading(s, x, 90, x * x, 2);  // a gap
+  for (const double x : {0, 10, 20, 10, 0}) add_reading(s, x, 99, x, 3);                   // a turn
+  for (int i = 0; i < 5; ++i) add_reading(s, 7, 7, i, 4);  // at rest
   const ErrorEstimate estimate = error_of_differences(s, stations_of_lines(s));
   EXPECT_EQ(estimate.samples, 3);
   EXPECT_EQ(estimate.lines, 1);
@@ -95,13 +96,13 @@ TEST(ErrorEstimate, TakesEvenPartsOfLinesAndNothingOfShortOnes) {
 // line's own crossing none.
 TEST(LineCrossings, AreWhereStepsOfTwoLinesMeet) {
   Stations s;
-  for (const double e : {0, 10, 20, 30, 40, 90, 100}) add(s, e, 0, e, 0);
-  for (const double n : {-15, -5, 5, 15}) add(s, 12.5, n, 100.0 + n, 1, 90.0);
-  for (const double n : {-20, -10, 0, 10}) add(s, 20, n, 7, 2);
-  for (const double n : {20, 10, 0}) add(s, 40, n, 7, 3);          // ends there
-  for (const double n : {-10, 0, 10}) add(s, 65, n, 7, 4);         // in the gap
-  for (const double e : {0, 10, 20}) add(s, e, e / 10 - 1, 7, 5);  // 6 degrees
-  for (const double e : {-20, -10, -10, -20}) add(s, e, -e - 30, 7, 6);
+  for (const double e : {0, 10, 20, 30, 40, 90, 100}) add_reading(s, e, 0, e, 0);
+  for (const double n : {-15, -5, 5, 15}) add_reading(s, 12.5, n, 100.0 + n, 1, 90.0);
+  for (const double n : {-20, -10, 0, 10}) add_reading(s, 20, n, 7, 2);
+  for (const double n : {20, 10, 0}) add_reading(s, 40, n, 7, 3);          // ends there
+  for (const double n : {-10, 0, 10}) add_reading(s, 65, n, 7, 4);         // in the gap
+  for (const double e : {0, 10, 20}) add_reading(s, e, e / 10 - 1, 7, 5);  // 6 degrees
+  for (const double e : {-20, -10, -10, -20}) add_reading(s, e, -e - 30, 7, 6);
   const LineCrossings found = line_crossings(s, stations_of_lines(s));
   ASSERT_EQ(found.crossings.size(), 5U);  // line 5 meets 1 and 2 as well
   ErrorEstimate estimate = error_of_crossings(s, found.crossings);
@@ -122,7 +123,7 @@ TEST(LineCrossings, OfAScribbleAreNone) {
   std::mt19937_64 random(3);
   std::uniform_real_distribution<double> place(0.0, 1000.0);
   Stations s;
-  for (int i = 0; i < 100'000; ++i) add(s, place(random), place(random), 0.0, i % 2);
+  for (int i = 0; i < 100'000; ++i) add_reading(s, place(random), place(random), 0.0, i % 2);
   const LineCrossings found = line_crossings(s, stations_of_lines(s));
   EXPECT_TRUE(found.too_dense);
   EXPECT_TRUE(found.crossings.empty());
