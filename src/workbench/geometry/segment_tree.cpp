@@ -50,8 +50,8 @@ SegmentTree::SegmentTree(std::vector<Segment> segments)
 void SegmentTree::build(std::size_t first, std::size_t last) {
   if (first >= last) return;
   const std::size_t mid = half_way(first, last);
-  constexpr double kFar = std::numeric_limits<double>::infinity();
-  Box box{{kFar, kFar, kFar}, {-kFar, -kFar, -kFar}};
+  constexpr double kBeyondAll = std::numeric_limits<double>::infinity();
+  Box box{{kBeyondAll, kBeyondAll, kBeyondAll}, {-kBeyondAll, -kBeyondAll, -kBeyondAll}};
   Box middles = box;
   for (std::size_t n = first; n < last; ++n) {
     const Segment& segment = segments_[numbers_[n]];
