@@ -28,8 +28,9 @@ fuzz() {
   local options=(-max_total_time="$2" -timeout=10 -rss_limit_mb=2000 -close_fd_mask=1
                  -print_final_stats=1 -artifact_prefix="$PWD/$found/")
   [ -f "fuzz/dictionaries/$target" ] && options+=(-dict="fuzz/dictionaries/$target")
-  # What GDAL leaves or asks for ends with the process that it runs in, and is not the engine's.
-  [[ "$target" = grid || "$target" = netcdf ]] &&
+  # What GDAL and netCDF leave or ask for ends with the process that they run in, and is not the
+  # engine's.
+  [[ "$target" = grid || "$target" = netcdf || "$target" = voxels ]] &&
     options+=(-detect_leaks=0 -malloc_limit_mb=1000000)
   for job in 1 2; do
     "build/fuzz/bin/fuzz_$target" "${options[@]}" "$grown" "fuzz/corpus/$target" \

@@ -13,16 +13,19 @@ namespace quorivex::fuzz {
 
 std::string finished_run(std::string_view bytes);
 std::string grid(std::string_view bytes);
+std::string holes(std::string_view bytes);
 std::string input(std::string_view bytes);
 std::string lists(std::string_view bytes);
 std::string mesh(std::string_view bytes);
 std::string netcdf(std::string_view bytes);
 std::string observations(std::string_view bytes);
 std::string points(std::string_view bytes);
+std::string recipe(std::string_view bytes);
 std::string run(std::string_view bytes);
 std::string sensitivity(std::string_view bytes);
 std::string sidecar(std::string_view bytes);
 std::string table(std::string_view bytes);
+std::string voxels(std::string_view bytes);
 
 struct Target {
   const char* name;  ///< its folder of fuzz/corpus too

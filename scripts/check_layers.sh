@@ -21,6 +21,7 @@ declare -A may_use=(
   [workbench/gdal]=""
   [workbench/terrain]="coordinates gdal geometry tables mesh_io"
   [workbench/survey]="coordinates gdal geometry geomagnetism tables terrain mesh_io"
+  [workbench/model]="coordinates geometry tables terrain mesh_io input"
   [workbench/sidecar]="sensitivity mesh_io"
   [workbench/forward]="sidecar sensitivity mesh_io input"
   [workbench/results]="coordinates sidecar objective sensitivity mesh_io input"
@@ -30,7 +31,7 @@ declare -A may_use=(
   [workbench/page]="appraisal results mesh_io input"
   [workbench/check]="forward geometry sidecar setup solver sensitivity objective mesh_io input"
   [workbench/compose]="objective mesh_io input"
-  [workbench/commands]="coordinates gdal check compose export pictures page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
+  [workbench/commands]="coordinates gdal check compose export model pictures page appraisal results forward sidecar survey terrain tables geomagnetism geometry setup solver sensitivity objective mesh_io input"
 )
 
 wrong=0

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <string>
 
 #include "base/stop_run.h"
@@ -115,6 +116,13 @@ struct Child {
   ::_exit(0);
 }
 
+/// Bytes of this process, mapped files and all.
+[[maybe_unused]] rlim_t used_memory() {
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  return pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+}
+
 }  // namespace
 
 void on_own_stack(const std::function<void()>& action) {
@@ -128,6 +136,18 @@ void on_own_stack(const std::function<void()>& action) {
   if (error != 0) not_started(error);
   ::pthread_join(thread, nullptr);
   if (call.thrown) std::rethrow_exception(call.thrown);
+}
+
+void limit_seconds(std::uint64_t seconds) {
+  const rlimit limit{seconds, RLIM_INFINITY};
+  ::setrlimit(RLIMIT_CPU, &limit);
+}
+
+void limit_memory([[maybe_unused]] std::optional<std::uint64_t> bytes) {
+#ifndef QUORIVEX_SANITIZED  // the sanitizers map terabytes
+  const rlimit limit{bytes ? used_memory() + *bytes : RLIM_INFINITY, RLIM_INFINITY};
+  ::setrlimit(RLIMIT_AS, &limit);
+#endif
 }
 
 bool in_own_process(const std::function<void(const TakeBytes& write)>& make,

@@ -40,18 +40,18 @@ class ZoneFolder : public ScratchFolder {
   }
 };
 
-constexpr const char* kTable =
+constexpr const char* kHeights =
     "survey --table t.csv --easting X --northing Y --field TMI --height 30 --floor 2 "
     "--output s.mag ";
-constexpr const char* kTerrain = "--topography dem.asc ";
-constexpr const char* kGiven = "--inclination -55 --declination 6 --strength 52000 ";
-constexpr const char* kCode = R"(ID["EPSG",32754])";
+constexpr const char* kDem = "--topography dem.asc ";
+constexpr const char* kFieldGiven = "--inclination -55 --declination 6 --strength 52000 ";
+constexpr const char* kEpsg32754 = R"(ID["EPSG",32754])";
 
 // A command that forgets the coordinate system, or writes it where no other program finds it.
 TEST(CoordinateSystem, TravelsFromTheTerrainGridToEveryExport) {
   if (!kReadsGrids) GTEST_SKIP();
   const ZoneFolder folder;
-  const QvxRun survey = folder.qvx(std::string(kTable) + kTerrain + "--date 2001-02-03");
+  const QvxRun survey = folder.qvx(std::string(kHeights) + kDem + "--date 2001-02-03");
   ASSERT_EQ(survey.status, 0) << survey.err;
   EXPECT_NE(survey.out.find("longitude 141.00"), std::string::npos) << survey.out;
   EXPECT_NE(folder.read("s.mag").find("\n! coordinate system: EPSG:32754\n"), std::string::npos);
@@ -67,10 +67,11 @@ TEST(CoordinateSystem, TravelsFromTheTerrainGridToEveryExport) {
       "export run.inp --iteration 1 --netcdf m.nc --vtr m.vtr --csv m.csv --points p.vtp "
       "--data-csv d.csv");
   ASSERT_EQ(made.status, 0) << made.err;
-  EXPECT_NE(folder.shell("gdalinfo NETCDF:m.nc:susceptibility").find(kCode), std::string::npos);
+  EXPECT_NE(folder.shell("gdalinfo NETCDF:m.nc:susceptibility").find(kEpsg32754),
+            std::string::npos);
   for (const char* layer : {"d", "m"}) {
     const std::string said = folder.shell(fmt::format("ogrinfo -al -so {}.vrt", layer));
-    EXPECT_NE(said.find(kCode), std::string::npos) << said;
+    EXPECT_NE(said.find(kEpsg32754), std::string::npos) << said;
     EXPECT_NE(said.find(*layer == 'd' ? "Feature Count: 49" : "Feature Count: 196"),
               std::string::npos);
   }
@@ -82,7 +83,7 @@ TEST(CoordinateSystem, TravelsFromTheTerrainGridToEveryExport) {
 TEST(CoordinateSystem, TwoThatDifferAreRefusedWithTheNamesOfBoth) {
   if (!kReadsGrids) GTEST_SKIP();
   const ZoneFolder folder;
-  const std::string table = std::string(kTable) + kTerrain + kGiven;
+  const std::string table = std::string(kHeights) + kDem + kFieldGiven;
   expect_refused(folder, table + "--crs EPSG:28354",
                  "EPSG:28354 of --crs, EPSG:32754 of the terrain dem.asc");
   expect_refused(folder, table + "--utm 55S", "--utm 55S, but the coordinate system EPSG:32754");
@@ -93,13 +94,12 @@ TEST(CoordinateSystem, TwoThatDifferAreRefusedWithTheNamesOfBoth) {
     expect_refused(folder, table + "--crs " + crs, why);
   }
   folder.write("points.xyz", "499000 7599000 100\n499000 7601000 100\n501000 7600000 100\n");
-  const std::string points = std::string(kTable) + kGiven + "--topography points.xyz ";
+  const std::string points = std::string(kHeights) + kFieldGiven + "--topography points.xyz ";
   ASSERT_EQ(folder.qvx(points + "--crs epsg:28354").status, 0);
   const std::string other = "EPSG:28354 of s.mag, EPSG:32754 of the terrain dem.asc";
   expect_refused(folder, "mesh --data s.mag --output m.txt --topography dem.asc", other);
   for (const char* command : {"sensitivity ", "forward --model m.txt "}) {
-    expect_refused(folder,
-                   command + std::string("--mesh mesh.txt --data s.mag --output o ") + kTerrain,
+    expect_refused(folder, command + std::string("--mesh mesh.txt --data s.mag --output o ") + kDem,
                    other);
   }
 }

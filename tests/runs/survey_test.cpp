@@ -192,6 +192,35 @@ TEST(QvxSurvey, RefusalsSayWhatToDoAndWriteNothing) {
   EXPECT_FALSE(folder.has("o.mag") || folder.has_leftovers());
 }
 
+// Of all readings, however they are thinned; the floor only where there is none.
+TEST(QvxSurvey, EstimatedErrorsAreTheFloorAndStandInTheFile) {
+  const ScratchFolder folder;
+  std::string text = "flight,T,Z,Y,X\n";
+  for (int i = 0; i < 90; ++i) {  // 3 nT and -3 nT in turns: differences of 16 x 3 / sqrt(70)
+    text += fmt::format("L{},{},90,{},{}\n", i / 30, i % 2 == 0 ? 103 : 97,
+                        7000000 + 200 * (i / 30), 450000 + 10 * (i % 30));
+  }
+  folder.write("t.csv", text);
+  const std::string start = std::string(kColumns) + kGiven + "--elevation Z --estimate-errors ";
+  const std::string on_lines = start + "--output o.mag --line flight ";
+  const QvxRun run = run_qvx(folder, on_lines + "--spacing 50 --percent 10");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.err.find("the floor covers the errors of the readings alone"), std::string::npos);
+  const std::string file = folder.read("o.mag");
+  for (const char* line : {"!   8.51 nT (78 differences on 3 lines)\n", "!   none (0 crossings)\n",
+                           "! proposed: --floor 8.6, the larger one, rounded up; used\n",
+                           "! standard deviation: 8.6 nT + 10 % of |datum|, 18.3 to 18.9 nT\n"}) {
+    EXPECT_NE(file.find(line), std::string::npos) << line << "\n" << file;
+  }
+  const QvxRun low = run_qvx(folder, on_lines + "--floor 1");
+  EXPECT_NE(low.err.find("1 nT, is less than the estimated error"), std::string::npos) << low.err;
+  EXPECT_NE(low.out.find("standard deviation: 1 nT"), std::string::npos);
+  expect_refused(folder, start + "--output n.mag", "the table names no lines; --line names");
+  folder.write("t.csv", text.substr(0, text.find("L0,97,90,7000000,450030")));
+  expect_refused(folder, start + "--output n.mag --line flight", "too few differences");
+  EXPECT_FALSE(folder.has("n.mag"));
+}
+
 TEST(QvxSurvey, GridAndFitsAreStatedAndAWholeFieldIsNoticed) {
   const ScratchFolder folder;
   std::string text = "X Y Z T\n";

@@ -36,11 +36,11 @@ bool is_of_iteration(const std::string& name) {
          (name.substr(dot) == ".sus" || name.substr(dot) == ".pre");
 }
 
-/// The outputs of earlier runs in this folder, which this one may replace.
-std::vector<std::string> files_of_iterations() {
+/// The models and predicted data of earlier runs in a folder, which another one may replace.
+std::vector<std::string> files_of_iterations(const std::string& in) {
   std::vector<std::string> names;
   // The library's own way through a folder ends the program when it gets no memory.
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("."), ::closedir);
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(in.c_str()), ::closedir);
   if (!folder && errno == ENOMEM) throw std::bad_alloc();
   if (!folder) return names;
   while (const dirent* const entry = ::readdir(folder.get())) {
@@ -84,8 +84,17 @@ void refuse_outputs_that_are_read(const std::string& input_name) {
                                  {"weight", p.weightFile}});
   } catch (const StopRun&) {
   }
-  const std::vector<std::string> iterations = files_of_iterations();
+  const std::vector<std::string> iterations = files_of_iterations(".");
   for (const InputFile& input : inputs) refuse_if_overwritten(input, iterations);
+}
+
+std::vector<std::string> outputs_in(const std::string& folder) {
+  std::vector<std::string> names = files_of_iterations(folder);
+  for (const char* name : {kSummaryName, kLogName}) {
+    std::error_code missing;
+    if (fs::exists(fs::path(folder) / name, missing)) names.insert(names.begin(), name);
+  }
+  return names;
 }
 
 }  // namespace quorivex

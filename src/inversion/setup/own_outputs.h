@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace quorivex {
 
@@ -9,5 +10,9 @@ namespace quorivex {
 /// or a model or predicted data of an iteration would replace one: by name or through a link.
 /// @param input_name  of the input file; one that cannot be read is left to its reader
 void refuse_outputs_that_are_read(const std::string& input_name);
+
+/// Names of what runs left in a folder, which a run there replaces: log, summary, models and
+/// predicted data. A folder that cannot be read has none.
+std::vector<std::string> outputs_in(const std::string& folder);
 
 }  // namespace quorivex

@@ -12,9 +12,11 @@ void add_sensitivity_command(CLI::App& qvx);
 void add_forward_command(CLI::App& qvx);
 void add_survey_command(CLI::App& qvx);
 void add_mesh_command(CLI::App& qvx);
+void add_model_command(CLI::App& qvx);
 void add_input_command(CLI::App& qvx);
 void add_info_command(CLI::App& qvx);
 void add_check_command(CLI::App& qvx);
+void add_continue_command(CLI::App& qvx);
 void add_export_command(CLI::App& qvx);
 void add_report_command(CLI::App& qvx);
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <charconv>
 #include <deque>
@@ -17,6 +16,7 @@
 #include "workbench/commands/export_slices.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/overwriting.h"
+#include "workbench/commands/run_notes.h"
 #include "workbench/coordinates/crs.h"
 #include "workbench/export/csv_files.h"
 #include "workbench/export/netcdf_file.h"
@@ -127,28 +127,6 @@ void check_outputs(const ExportOptions& options, const FinishedRun& run,
   }
 }
 
-void print_notes(const FinishedRun& run) {
-  for (const std::string& note : run.notes) fmt::print(stderr, "Note: {}\n", note);
-  if (run.iterations.back().row.iteration < run.iterations_made) {
-    fmt::print(stderr, "Note: iteration {} is not the last of the run, which made {}.\n",
-               run.iterations.back().row.iteration, run.iterations_made);
-  }
-  if (!run.mismatched_survey_parts.empty()) {
-    fmt::print(stderr,
-               "Warning: the sensitivity file was made for other observations ({} differ).\n",
-               fmt::join(run.mismatched_survey_parts, ", "));
-  }
-  if (!run.ended.empty()) return;
-  if (run.ending.empty()) {
-    fmt::print(
-        stderr,
-        "Note: the run was interrupted or is still running; iteration {} is the last so far.\n",
-        run.iterations.back().row.iteration);
-  } else {
-    fmt::print(stderr, "Note: the run stopped early: {}\n", run.ending);
-  }
-}
-
 /// Adds a file to the collection that has its name with the extension .pvd.
 void collect(const std::string& file, const std::string& written, std::int32_t iteration,
              Collections& collections) {
@@ -248,7 +226,7 @@ void run_export(ExportOptions options) {
   const std::vector<FinishedIteration> iterations = wanted_iterations(options, run);
   const std::vector<SlicePlace> places = slice_places(options.slices, iterations.size());
   check_outputs(options, run, places, iterations);
-  print_notes(run);
+  print_run_notes(run);
   const SliceExport slices = prepare_slices(options, run, places, iterations);
   std::deque<OutputLock> locks;
   if (!places.empty()) locks.emplace_back((fs::path(slices.folder) / "slices").string());

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "base/interruption.h"
+#include "base/nearest_word.h"
 #include "base/prepare_process.h"
 #include "base/ranks.h"
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
-#include "workbench/commands/nearest_word.h"
 #include "workbench/commands/survey_inputs.h"
 
 namespace {
@@ -105,12 +105,14 @@ void add_commands(CLI::App& qvx) {
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
   quorivex::add_sensitivity_command(qvx);
+  quorivex::add_model_command(qvx);
   quorivex::add_input_command(qvx);
   quorivex::add_forward_command(qvx);
   quorivex::add_info_command(qvx);
   quorivex::add_check_command(qvx);
   quorivex::add_report_command(qvx);
   quorivex::add_export_command(qvx);
+  quorivex::add_continue_command(qvx);
   qvx.footer(ranks::with_mpi() ? kExample : kWalk);
 }
 

@@ -62,7 +62,7 @@ CLI::Option* add_crs_option(CLI::App& command, std::string& crs, const std::stri
   return command
       .add_option("--crs", crs,
                   "Coordinate system of eastings and northings, such as\n"
-                  "EPSG:32754, which the outputs pass on [" +
+                  "EPSG:32754, which the outputs pass on\n[" +
                       without + "]")
       ->type_name("EPSG:N")
       ->transform(CLI::Validator(check, ""));

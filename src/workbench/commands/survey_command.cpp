@@ -39,15 +39,15 @@ with more or fewer columns than the header or the first row, and so do -9999,
 -99999 and the like unless they are named as marks, or accepted as numbers with
 '--missing none'.
 
-Duplicates are averaged first, if that is wanted; then come thinning, removal of
-the regional field and standard deviations. Comments at the head of OUTPUT say
-what was done.
+Errors are estimated and duplicates averaged first, if that is wanted; then come
+thinning, removal of the regional field and standard deviations. Comments at the
+head of OUTPUT say what was done.
 
 The field is given (--inclination, --declination, --strength) or computed from
 the International Geomagnetic Reference Field, 1900 to 2030, for --date and a
 place: --utm, --at, the mean of --longitude and --latitude, or else the UTM zone
-of --crs. Where both are named, the given field is used, and warnings say where it is far from the other:
-more than 5 degrees or 5 %.
+of the coordinate system. Where both are named, the given field is used, and
+warnings say where it is far from the other: more than 5 degrees or 5 %.
 
 Examples:
   qvx survey --table flight.csv --easting X --northing Y --elevation Z \
@@ -133,9 +133,10 @@ SurveyChoices choices_of(const SurveyOptions& options) {
   }
   if (!options.at.empty()) choices.field.at = {options.at[0], options.at[1]};
   check_field(choices.field, choices.table);
-  if (choices.floor == 0.0 && choices.table.deviation.empty()) {
+  if (choices.floor == 0.0 && choices.table.deviation.empty() && !choices.estimate_errors) {
     stop_run(
-        " ERROR: give the standard deviations: --floor and, if wanted, --percent, or --deviation.");
+        " ERROR: give the standard deviations: --floor and, if wanted, --percent, or --deviation, "
+        "or --estimate-errors.");
   }
   choices.table.zero_deviations = choices.floor > 0.0;
   if (choices.table.elevation.empty() == choices.table.height.empty()) {
@@ -303,6 +304,12 @@ void add_deviation_options(CLI::App& app, SurveyChoices& choices) {
   in_data_group(
       app.add_option("--percent", choices.percent, "Percentage of |datum| added to it [0]"), "P")
       ->check(number(0.0, kMaxField));
+  app.add_flag("--estimate-errors", choices.estimate_errors,
+               "State the standard deviation of the readings, from\n"
+               "differences along lines and from their crossings; the\n"
+               "larger one is the floor, where neither --floor nor\n"
+               "--deviation is given")
+      ->group("Data");
 }
 
 /// Refuses a strength in another unit than nT, saying what it is in nT.

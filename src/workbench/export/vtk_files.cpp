@@ -76,7 +76,7 @@ std::string head(const char* type) {
 std::string crs_field(const std::string& crs) {
   if (crs.empty()) return {};
   std::string codes;
-  for (const unsigned char c : crs) codes += fmt::format("{} ", c);
+  for (const char c : crs) codes += fmt::format("{} ", static_cast<unsigned>(c));
   return fmt::format(
       "    <FieldData>\n      <DataArray type=\"String\" Name=\"coordinate_system\" "
       "NumberOfTuples=\"1\" format=\"ascii\">{}0</DataArray>\n    </FieldData>\n",
@@ -98,20 +98,24 @@ void append_cells(AtomicFile& file, const ModelGrid& grid, Value value) {
 
 }  // namespace
 
-void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::string& crs) {
+void write_models_vtr(const std::string& name, const std::vector<NamedGrid>& models,
+                      const std::string& crs) {
   AppendedArrays arrays;
+  const ModelGrid& grid = models.front().grid;
   const std::string extent = fmt::format("0 {} 0 {} 0 {}", grid.ne, grid.nn, grid.nz);
   std::string text = head("RectilinearGrid");
   text += fmt::format(
-      "  <RectilinearGrid WholeExtent=\"{0}\">\n{1}    <Piece Extent=\"{0}\">\n"
-      "      <CellData Scalars=\"susceptibility\">\n",
-      extent, crs_field(crs));
-  text += arrays.add("Float32", "susceptibility", 1, grid.cells() * std::int64_t{sizeof(float)},
-                     [&](AtomicFile& file) {
-                       append_cells<float>(file, grid, [](double value) {
-                         return std::isnan(value) ? 0.0F : static_cast<float>(value);
+      "  <RectilinearGrid WholeExtent=\"{0}\">\n{2}    <Piece Extent=\"{0}\">\n"
+      "      <CellData Scalars=\"{1}\">\n",
+      extent, models.front().name, crs_field(crs));
+  for (const NamedGrid& model : models) {
+    text += arrays.add("Float32", model.name.c_str(), 1, grid.cells() * std::int64_t{sizeof(float)},
+                       [&](AtomicFile& file) {
+                         append_cells<float>(file, model.grid, [](double value) {
+                           return std::isnan(value) ? 0.0F : static_cast<float>(value);
+                         });
                        });
-                     });
+  }
   text += arrays.add("UInt8", "vtkGhostType", 1, grid.cells(), [&](AtomicFile& file) {
     append_cells<std::uint8_t>(
         file, grid, [](double value) { return std::isnan(value) ? kHidden : std::uint8_t{0}; });
@@ -125,6 +129,10 @@ void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::
   file.append(text);
   arrays.write(file);
   file.commit();
+}
+
+void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::string& crs) {
+  write_models_vtr(name, {{"susceptibility", grid}}, crs);
 }
 
 void write_data_vtp(const std::string& name, const Observations& observations, const DataFit& fit,

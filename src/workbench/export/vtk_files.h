@@ -15,9 +15,19 @@ namespace quorivex {
 // Formats for VTK Version 4.2", section "XML File Formats". x is easting, y northing, z elevation,
 // in metres.
 
-/// Rectilinear grid with the cell data `susceptibility` (float32, 0 in air) and `vtkGhostType`
-/// (uint8, 32 in air: such cells are hidden). A `crs` ("EPSG:32754") that is not empty becomes the
-/// field data `coordinate_system`.
+/// A model under its name in a file.
+struct NamedGrid {
+  std::string name;
+  const ModelGrid& grid;
+};
+
+/// Rectilinear grid with the cell data of each model (float32, 0 in air) and `vtkGhostType` (uint8,
+/// 32 in air: such cells are hidden). There is at least one model; all have the same grid and air.
+/// A `crs` ("EPSG:32754") that is not empty becomes the field data `coordinate_system`.
+void write_models_vtr(const std::string& name, const std::vector<NamedGrid>& models,
+                      const std::string& crs = {});
+
+/// The same with one model, `susceptibility`.
 void write_model_vtr(const std::string& name, const ModelGrid& grid, const std::string& crs = {});
 
 /// One point per station with `datum` (from 1), `observed`, `standard_deviation`, `predicted`,

@@ -208,6 +208,15 @@ std::vector<std::string> mismatched_matrix_parts(const Sidecar& sidecar, const s
   return names;
 }
 
+std::string crs_of_matrix(const std::string& sensitivity_file) {
+  try {
+    const std::optional<Sidecar> sidecar = read_sidecar(sensitivity_file);
+    return sidecar ? info_text(sidecar->info_lines, kCoordinateSystem) : "";
+  } catch (const StopRun&) {
+    return {};
+  }
+}
+
 MatrixOrigin matrix_origin(const std::string& name, const SensitivityFile& heading,
                            const Observations& observations) {
   std::optional<Sidecar> sidecar;

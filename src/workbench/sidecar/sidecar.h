@@ -54,6 +54,10 @@ std::string sidecar_text(const Sidecar& sidecar);
 /// another length. "NAME.info" when there is none at either place.
 std::string find_sidecar(const std::string& sensitivity_file);
 
+/// The code of the coordinate system in the sidecar of a sensitivity file; empty without one, and
+/// where the sidecar cannot be read.
+std::string crs_of_matrix(const std::string& sensitivity_file);
+
 /// Reads the sidecar of a sensitivity file; nothing when there is none.
 /// @throws StopRun naming file and line of what is wrong, or the part that is missing
 std::optional<Sidecar> read_sidecar(const std::string& sensitivity_file);

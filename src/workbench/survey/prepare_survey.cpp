@@ -14,6 +14,7 @@
 #include "workbench/coordinates/crs.h"
 #include "workbench/gdal/crs_definition.h"
 #include "workbench/geometry/same_place.h"
+#include "workbench/survey/error_remarks.h"
 #include "workbench/survey/repeated_stations.h"
 #include "workbench/survey/survey_doubts.h"
 #include "workbench/terrain/terrain.h"
@@ -207,7 +208,7 @@ Observations observations_of(const Stations& stations, const MainField& field) {
   return o;
 }
 
-PreparedSurvey prepare(const SurveyChoices& choices) {
+PreparedSurvey prepare(SurveyChoices choices) {
   SurveyNotes notes;
   SurveyRows rows = read_survey_table(choices.table, notes);
   refuse_tesla(rows.stations.field);
@@ -222,6 +223,11 @@ PreparedSurvey prepare(const SurveyChoices& choices) {
   }
   const FieldChoice field_choice = in_crs(choices.field, crs, rows.mean_position.has_value());
   if (!crs.empty()) notes.remarks.push_back(crs_remark(crs));
+  if (choices.estimate_errors) {
+    const bool needed = choices.floor == 0.0 && rows.deviation_source.empty();
+    choices.floor =
+        floor_by_estimates(rows.stations, rows.line_names, choices.floor, needed, notes);
+  }
   treat_repeated(choices.average_repeated, rows.stations, notes);
   Stations stations = thin(rows.stations, rows.line_names, choices.thinning, notes);
   warn_of_repeated(stations, notes);

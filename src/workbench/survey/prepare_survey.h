@@ -37,6 +37,7 @@ struct SurveyChoices {
   TrendChoice trend;
   FieldChoice field;
   bool average_repeated = false;  ///< stations at the same place become one
+  bool estimate_errors = false;   ///< of the readings; the floor, where there is none nor a column
   double floor = 0.0;    ///< nT; with a column of deviations floor and percentage are their
   double percent = 0.0;  ///< least values; of |datum|
 };

@@ -30,10 +30,8 @@ void RowFaults::add(std::int64_t number, const std::string& why, std::string_vie
 void RowFaults::refuse_any() const {
   if (count_ == 0) return;
   const std::string more = count_ > kListed ? fmt::format(" and {} more\n", count_ - kListed) : "";
-  stop_run(
-      fmt::format(" ERROR: {} holds rows that cannot be used:\n{}{} Correct them, or name the "
-                  "marks of missing values (--missing '*') to leave\n such rows out.",
-                  name_, list_, more));
+  stop_run(fmt::format(" ERROR: {} holds rows that cannot be used:\n{}{} {}", name_, list_, more,
+                       advice_));
 }
 
 }  // namespace quorivex

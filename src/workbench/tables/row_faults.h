@@ -16,7 +16,9 @@ std::string excerpt(std::string_view line);
 class RowFaults {
  public:
   /// @param name  of the table's file
-  explicit RowFaults(std::string name) : name_(std::move(name)) {}
+  /// @param advice  what to do, for the end of the message
+  RowFaults(std::string name, std::string advice)
+      : name_(std::move(name)), advice_(std::move(advice)) {}
 
   /// @param number  of the line, from 1
   void add(std::int64_t number, const std::string& why, std::string_view line);
@@ -26,6 +28,7 @@ class RowFaults {
 
  private:
   std::string name_;
+  std::string advice_;
   std::int64_t count_ = 0;
   std::string list_;
 };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -39,6 +40,7 @@ struct FlightLines {
 /// One row of data; with a fault or a mark of a missing value its values are of no use.
 struct Row {
   std::vector<double> values;
+  std::vector<std::string> texts;
   std::optional<std::size_t> missing;  // the first wanted column that holds a mark
   std::string fault;                   // why the row cannot be used; empty: it can
 };
@@ -78,14 +80,17 @@ std::string width_fault(const std::vector<std::string>& fields, const TableLayou
   if (fields.size() < width.min || surplus) {
     return fmt::format("has {} columns, but {} has {}", fields.size(), width.source, width.max);
   }
-  const std::size_t last = *std::max_element(layout.columns.begin(), layout.columns.end());
-  if (last < fields.size()) return "";
-  return fmt::format("should have {} columns or more, not {}", last + 1, fields.size());
+  // One past it, which is 0 past kNoColumn.
+  const std::size_t end = *std::max_element(layout.columns.begin(), layout.columns.end(),
+                                            [](auto a, auto b) { return a + 1 < b + 1; }) +
+                          1;
+  if (end <= fields.size()) return "";
+  return fmt::format("should have {} columns or more, not {}", end, fields.size());
 }
 
 /// Why a field cannot be a value of the column; empty: it can, and `value` has it.
 std::string parse_value(const WantedColumn& wanted, std::size_t column, const std::string& field,
-                        const MissingMarks& marks, double& value) {
+                        const MissingMarks& marks, std::string_view option, double& value) {
   const auto number = to_number(field);
   if (!number || *number < wanted.min || *number > wanted.max) {
     return fmt::format("{} (column {}) should be a number from {} to {}, not '{}'", wanted.what,
@@ -93,26 +98,41 @@ std::string parse_value(const WantedColumn& wanted, std::size_t column, const st
   }
   if (marks.looks_like_one(*number)) {
     return fmt::format(
-        "{} (column {}) of {} looks like a mark of a missing value; '--missing {}' leaves it out, "
-        "'--missing none' takes it",
-        wanted.what, column + 1, field, field);
+        "{0} (column {1}) of {2} looks like a mark of a missing value; '{3}{2}' leaves it out, "
+        "'{3}none' takes it",
+        wanted.what, column + 1, field, option);
   }
   value = *number;
   return "";
+}
+
+std::string_view missing_option(const TableRequest& request) {
+  return request.in_recipe ? "missing=" : "--missing ";
 }
 
 /// Parses the wanted values of a row into `row`, whose memory is used again.
 void parse_row(const std::vector<std::string>& fields, const TableLayout& layout,
                const TableRequest& request, const MissingMarks& marks, Row& row) {
   row.values.assign(request.columns.size(), 0.0);
+  row.texts.resize(request.columns.size());
   row.missing.reset();
   row.fault = width_fault(fields, layout);
   for (std::size_t c = 0; c < row.values.size() && row.fault.empty(); ++c) {
     const std::size_t column = layout.columns[c];
-    if (marks.marks(fields[column])) {
+    if (column == kNoColumn) continue;
+    const WantedColumn& wanted = request.columns[c];
+    if (wanted.gaps && (fields[column].empty() || marks.marks(fields[column]))) {
+      row.values[c] = std::numeric_limits<double>::quiet_NaN();
+    } else if (marks.marks(fields[column])) {
       if (!row.missing) row.missing = c;
+    } else if (!wanted.text) {
+      row.fault = parse_value(wanted, column, fields[column], marks, missing_option(request),
+                              row.values[c]);
+    } else if (fields[column].empty()) {
+      row.fault = fmt::format("{} (column {}) is empty; '{}empty' leaves such rows out",
+                              wanted.what, column + 1, missing_option(request));
     } else {
-      row.fault = parse_value(request.columns[c], column, fields[column], marks, row.values[c]);
+      row.texts[c] = fields[column];
     }
   }
 }
@@ -133,9 +153,16 @@ void refuse_other_formats(const std::string& name, const TableLine& line, bool f
 }
 
 /// Adds a usable row to the table.
-void append(Table& table, const Row& row, std::int64_t number, std::int32_t flight_line) {
-  for (std::size_t c = 0; c < row.values.size(); ++c)
-    append_checked(table.columns[c], row.values[c]);
+void append(Table& table, const Row& row, const TableRequest& request, const TableLayout& layout,
+            std::int64_t number, std::int32_t flight_line) {
+  for (std::size_t c = 0; c < row.values.size(); ++c) {
+    if (layout.columns[c] == kNoColumn) continue;
+    if (request.columns[c].text) {
+      append_checked(table.texts[c], row.texts[c]);
+    } else {
+      append_checked(table.columns[c], row.values[c]);
+    }
+  }
   append_checked(table.number, number);
   append_checked(table.line, flight_line);
 }
@@ -165,11 +192,14 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
   const bool by_name = needs_heading(request);
   Table table;
   table.columns.resize(request.columns.size());
+  table.texts.resize(request.columns.size());
   table.missing.resize(request.columns.size());
   std::optional<TableLayout> layout;
   FlightLines flight_lines;
   std::optional<std::string> begun;  // the flight line that a row of its own has begun
-  RowFaults faults(name);
+  RowFaults faults(name, fmt::format("Correct them, or name the marks of missing values ({}'*') to "
+                                     "leave\n such rows out.",
+                                     missing_option(request)));
   Row row;
   std::string buffer;
   for (TableLine line; next_line(file, name, buffer, line);) {
@@ -180,7 +210,7 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
       if (by_name && !layout) layout = layout_from_comment(name, {text, line.number}, request);
       continue;
     }
-    if (auto flight_line = flight_line_begun_by(text)) {
+    if (auto flight_line = request.flight_lines ? flight_line_begun_by(text) : std::nullopt) {
       begun = std::move(flight_line);
       if (request.line_column.empty()) flight_lines.number_of(*begun);
       continue;
@@ -194,14 +224,14 @@ Table read_rows(TextFile& file, const std::string& name, const TableRequest& req
     parse_row(fields, *layout, request, marks, row);
     if (!row.fault.empty()) {
       refuse_other_formats(name, line, true);
-      const bool one_field = fields.size() == 1;
+      const bool one_field = fields.size() == 1 && !request.in_recipe;
       faults.add(line.number,
                  row.fault + (one_field ? separator_hint(line.text, layout->separator) : ""),
                  line.text);
     } else if (row.missing) {
       ++table.missing[*row.missing];
     } else {
-      append(table, row, line.number,
+      append(table, row, request, *layout, line.number,
              flight_lines.number_of(flight_line_of(fields, *layout, request, begun)));
       if (!request.fiducial_column.empty()) {
         append_checked(table.fiducial, fields[layout->columns.back()]);

@@ -17,20 +17,19 @@ namespace quorivex {
 namespace {
 
 /// As requested, then the line column, then that of the fiducials.
-std::vector<std::string> wanted_columns(const TableRequest& request) {
-  std::vector<std::string> wanted;
-  for (const WantedColumn& column : request.columns) wanted.push_back(column.column);
-  if (!request.line_column.empty()) wanted.push_back(request.line_column);
-  if (!request.fiducial_column.empty()) wanted.push_back(request.fiducial_column);
+std::vector<WantedColumn> wanted_columns(const TableRequest& request) {
+  std::vector<WantedColumn> wanted = request.columns;
+  if (!request.line_column.empty()) wanted.push_back({"line", request.line_column});
+  if (!request.fiducial_column.empty()) wanted.push_back({"fiducial", request.fiducial_column});
   return wanted;
 }
 
-/// Ends the reading where two wanted numbers are in one column.
+/// Ends the reading where two of the wanted are in one column.
 void refuse_same_column(const std::string& file, const TableLayout& layout,
                         const TableRequest& request) {
   for (std::size_t c = 0; c < request.columns.size(); ++c) {
     for (std::size_t before = 0; before < c; ++before) {
-      if (layout.columns[before] != layout.columns[c]) continue;
+      if (layout.columns[before] != layout.columns[c] || layout.columns[c] == kNoColumn) continue;
       stop_run(fmt::format(" ERROR: {} and {} are both taken from column {} of {}.",
                            request.columns[before].what, request.columns[c].what,
                            layout.columns[c] + 1, file));
@@ -57,6 +56,35 @@ std::optional<std::size_t> find_column(const std::string& column,
     }
   }
   return std::nullopt;
+}
+
+/// The place of a wanted column, by its own name or by one of the usual; nothing where it is not
+/// there, or in several places.
+std::optional<std::size_t> place_of(const WantedColumn& wanted,
+                                    const std::vector<std::string>& names) {
+  if (!wanted.column.empty()) {
+    const auto place = find_column(wanted.column, names);
+    if (place || wanted.usual.empty()) return place;
+  }
+  const auto is_usual = [&](const std::string& name) {
+    return std::find(wanted.usual.begin(), wanted.usual.end(), lower_case(name)) !=
+           wanted.usual.end();
+  };
+  const auto count = std::count_if(names.begin(), names.end(), is_usual);
+  if (count == 0 && wanted.optional) return kNoColumn;
+  if (count != 1) return std::nullopt;
+  return as_size(std::find_if(names.begin(), names.end(), is_usual) - names.begin());
+}
+
+/// What the heading should have had.
+std::string expected_column(const WantedColumn& wanted) {
+  if (wanted.usual.empty()) return fmt::format("should name a column '{}', once", wanted.column);
+  std::string names;
+  for (const std::string& name : wanted.usual) {
+    names += (names.empty() ? "'" : name == wanted.usual.back() ? " or '" : ", '") + name + "'";
+  }
+  return fmt::format("should have one column {} (columns={}:NAME takes another)", names,
+                     wanted.what);
 }
 
 /// Whether a field can be the name of a column, rather than an invalid value.
@@ -86,9 +114,9 @@ RowWidth width_of(const std::vector<std::string>& fields, const char* what, std:
 }  // namespace
 
 bool needs_heading(const TableRequest& request) {
-  const std::vector<std::string> wanted = wanted_columns(request);
+  const std::vector<WantedColumn> wanted = wanted_columns(request);
   return std::any_of(wanted.begin(), wanted.end(),
-                     [](const std::string& column) { return column_number(column) == 0; });
+                     [](const WantedColumn& w) { return column_number(w.column) == 0; });
 }
 
 std::optional<TableLayout> layout_from_comment(const std::string& file, const TableLine& comment,
@@ -98,8 +126,8 @@ std::optional<TableLayout> layout_from_comment(const std::string& file, const Ta
   TableLayout layout;
   layout.heading = split_fields(text, separator_of(text, request));
   layout.heading_line = comment.number;
-  for (const std::string& column : wanted_columns(request)) {
-    const auto place = find_column(column, layout.heading);
+  for (const WantedColumn& column : wanted_columns(request)) {
+    const auto place = place_of(column, layout.heading);
     if (!place) return std::nullopt;
     layout.columns.push_back(*place);
   }
@@ -113,13 +141,13 @@ TableLayout layout_from_first_row(const std::string& file, const TableLine& row,
   TableLayout layout;
   layout.separator = separator_of(row.text, request);
   std::vector<std::string> fields = split_fields(row.text, layout.separator);
-  for (const std::string& column : wanted_columns(request)) {
-    const auto place = find_column(column, fields);
+  for (const WantedColumn& column : wanted_columns(request)) {
+    const auto place = place_of(column, fields);
     if (!place) {
       std::string names;
       for (const std::string& field : fields) names += " '" + field + "'";
-      stop_run(fmt::format(" ERROR: {} line {} should name a column '{}', once. It holds:{}{}",
-                           file, row.number, column, excerpt(names),
+      stop_run(fmt::format(" ERROR: {} line {} {}. It holds:{}{}", file, row.number,
+                           expected_column(column), excerpt(names),
                            separator_hint(row.text, layout.separator)));
     }
     layout.columns.push_back(*place);
@@ -151,6 +179,10 @@ std::vector<std::string> column_names(const TableLayout& layout) {
   const bool fits = !layout.width || layout.heading.size() == layout.width->max;
   std::vector<std::string> names;
   for (const std::size_t column : layout.columns) {
+    if (column == kNoColumn) {
+      names.emplace_back();
+      continue;
+    }
     names.push_back(fits && column < layout.heading.size() ? layout.heading[column]
                                                            : fmt::format("#{}", column + 1));
   }

@@ -13,6 +13,8 @@
 
 namespace quorivex {
 
+inline constexpr std::size_t kNoColumn = static_cast<std::size_t>(-1);  ///< it is not there
+
 /// The number of columns that rows should have. Empty ones at the end, which come from separators
 /// at the ends of lines, may be missing.
 struct RowWidth {
@@ -23,7 +25,8 @@ struct RowWidth {
 
 /// Where the rows of a table hold the columns that are wanted.
 struct TableLayout {
-  std::vector<std::size_t> columns;  ///< of the wanted ones, from 0; then line and fiducial column
+  std::vector<std::size_t> columns;  ///< of the wanted ones, from 0; then line and fiducial column;
+                                     ///< kNoColumn for one that need not be there
   std::vector<std::string> heading;  ///< all names in the heading; empty without one
   std::int64_t heading_line = 0;     ///< in the file; 0 without one
   char separator = 0;                ///< 0 until the first row of data shows it

@@ -2,8 +2,6 @@
 #include "workbench/terrain/gdal_grid.h"
 
 #include <fmt/format.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -24,11 +22,11 @@ namespace quorivex {
 namespace {
 
 // Damage can keep a library busy for ever, or make it ask for all memory.
-constexpr rlim_t kSeconds = 4;               // of a processor,
-constexpr rlim_t kBytesPerSecond = 100'000;  // and more for long files
-constexpr rlim_t kMemory = 1'000'000'000;    // bytes, while nothing is known of the grid,
-constexpr rlim_t kMemoryPerByte = 20;        // and more for long files
-constexpr std::size_t kMaxReason = 4000;     // characters; a pipe holds 65536
+constexpr std::uint64_t kSeconds = 4;               // of a processor,
+constexpr std::uint64_t kBytesPerSecond = 100'000;  // and more for long files
+constexpr std::uint64_t kMemory = 1'000'000'000;    // bytes, while nothing is known of the grid,
+constexpr std::uint64_t kMemoryPerByte = 20;        // and more for long files
+constexpr std::size_t kMaxReason = 4000;            // characters; a pipe holds 65536
 constexpr const char* kInMemory = "/vsimem/terrain.nc";
 
 /// A grid as it goes from one process to another: this, two texts, its nodes.
@@ -52,26 +50,11 @@ std::vector<char> bytes_of_classic(const std::string& name) {
   return bytes;
 }
 
-/// Bytes of this process, mapped files and all.
-rlim_t used_memory() {
-  rlim_t pages = 0;
-  std::ifstream("/proc/self/statm") >> pages;
-  return pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
-}
-
-void limit_memory([[maybe_unused]] rlim_t bytes) {
-#ifndef QUORIVEX_SANITIZED  // the sanitizers map terabytes
-  const rlimit memory{bytes, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_AS, &memory);
-#endif
-}
-
 void write_grid(const std::string& name, const TakeBytes& write) {
   const Gdal gdal = load_gdal();
-  const rlim_t length = std::filesystem::file_size(name);
-  const rlimit seconds{kSeconds + length / kBytesPerSecond, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_CPU, &seconds);
-  limit_memory(used_memory() + kMemory + kMemoryPerByte * length);
+  const std::uint64_t length = std::filesystem::file_size(name);
+  limit_seconds(kSeconds + length / kBytesPerSecond);
+  limit_memory(kMemory + kMemoryPerByte * length);
   std::vector<char> bytes = bytes_of_classic(name);
   // A whole path is no connection of any kind.
   std::string path = std::filesystem::absolute(name).lexically_normal();
@@ -91,7 +74,7 @@ void write_grid(const std::string& name, const TakeBytes& write) {
   const ElevationBand band = elevation_band(source);
   const GridPlace place = place_of(source);
   check_values(source, place, band);
-  limit_memory(RLIM_INFINITY);  // now it is known what the grid needs
+  limit_memory({});  // now it is known what the grid needs
   const std::string crs = crs_of(source);
   const GridHead head{place.columns, place.rows,   place.west, place.south,
                       place.width,   place.height, crs.size(), band.unit.size()};

@@ -64,6 +64,31 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
   }
 }
 
+namespace {
+
+/// The mesh below a terrain.
+struct CutGround {
+  Ground ground;
+  TerrainCut cut;
+};
+
+CutGround ground_below(const Terrain& terrain, Mesh mesh, const Warn& warn) {
+  TerrainTops found = column_tops_of_terrain(mesh, terrain);
+  warn_of_misfit(terrain, found, mesh, warn);
+  Ground ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
+  check_not_all_air(ground);
+  return {std::move(ground), found.cut};
+}
+
+}  // namespace
+
+TerrainGround read_terrain_ground(const GroundSource& source, const Warn& warn) {
+  Mesh mesh = read_mesh(source.mesh);
+  check_widths(mesh);
+  const Terrain terrain = terrain_of(source, mesh, warn);
+  return {ground_below(terrain, std::move(mesh), warn).ground, terrain.crs};
+}
+
 SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
                                 const Warn& warn) {
   Mesh mesh = read_mesh(source.mesh);
@@ -72,12 +97,10 @@ SurveyGround read_survey_ground(const GroundSource& source, const Observations& 
   SurveyGround survey;
   survey.heights = heights_above(terrain, observations);
   survey.median_height = median(survey.heights);
-  TerrainTops found = column_tops_of_terrain(mesh, terrain);
-  survey.cut = found.cut;
   survey.crs = terrain.crs;
-  warn_of_misfit(terrain, found, mesh, warn);
-  survey.ground = make_ground(std::move(mesh), std::move(found.tops), "read_topography");
-  check_not_all_air(survey.ground);
+  CutGround below = ground_below(terrain, std::move(mesh), warn);
+  survey.ground = std::move(below.ground);
+  survey.cut = below.cut;
   if (source.knows_terrain()) {
     survey.gap = ground_gap(terrain, survey.ground, observations, survey.heights);
     if (survey.gap) warn_of_gap(*survey.gap, warn);

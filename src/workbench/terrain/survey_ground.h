@@ -53,4 +53,13 @@ void warn_of_misfit(const Terrain& terrain, const TerrainTops& found, const Mesh
 SurveyGround read_survey_ground(const GroundSource& source, const Observations& observations,
                                 const Warn& warn);
 
+/// The ground of a source without a survey.
+struct TerrainGround {
+  Ground ground;
+  std::string crs;  ///< of the source or its terrain; empty where none is known
+};
+
+/// Throws and warns as read_survey_ground.
+TerrainGround read_terrain_ground(const GroundSource& source, const Warn& warn);
+
 }  // namespace quorivex

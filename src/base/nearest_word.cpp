@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "workbench/commands/nearest_word.h"
+#include "base/nearest_word.h"
 
 #include <algorithm>
 #include <cstddef>
