@@ -293,7 +293,7 @@ void add_export_command(CLI::App& qvx) {
       "Example:\n"
       "  qvx export survey.inp --vtr model.vtr --points data.vtp\n"
       "  qvx export survey.inp --core --netcdf model.nc\n"
-      "  qvx export survey.inp --core --slices maps --depths 50,100,200 --northings 7556500");
+      "  qvx export survey.inp --core --slices maps --depths 50,100 --northings 7556500");
   command->callback([o] { run_export(*o); });
 }
 
