@@ -8,7 +8,9 @@
 #include "base/stop_run.h"
 #include "scratch_folder.h"
 #include "workbench/page/packed_values.h"
+#include "workbench/page/page_frame.h"
 #include "workbench/page/page_parts.h"
+#include "workbench/page/write_models_page.h"
 #include "workbench/page/write_report.h"
 
 namespace quorivex::test {
