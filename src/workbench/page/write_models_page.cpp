@@ -54,7 +54,9 @@ std::vector<std::string> row_of(const ShownModel& model, const Ground& ground) {
 std::string values_html(const ModelsPage& page) {
   TableRows rows;
   for (const ShownModel& model : page.models) rows.push_back(row_of(model, *page.ground));
-  return html_table("numbers", "All ground cells, each counted once",
+  return html_table("numbers named",
+                    "All ground cells, each counted once; of a weight on faces, a cell has the "
+                    "mean of its own faces",
                     {"Model", "Unit", "Minimum", "Mean", "Maximum", "Cells without a value"}, rows);
 }
 
