@@ -93,7 +93,9 @@ test('each model has its range, its unit and its colours; the place stays', asyn
     await slide(name, position);
   const meets = () => page.textContent('#at-crosshair');
   assert.match(await meets(), /^no value .* column 5, row 4, layer 7 \(cell 161\)$/);
+  assert.equal(await page.isVisible('#gaps'), true);
   await choose('smoothness_easting (w.txt)');
+  assert.equal(await page.isVisible('#gaps'), false);
   const weights = await cellsOf('plan');
   assert.deepEqual([weights.zmin, weights.zmax, weights.title], [1, 3, '']);
   await page.selectOption('#palette', 'magma');

@@ -121,7 +121,7 @@ TEST(QvxModel, APageShowsFilesWithoutAnyOperation) {
   EXPECT_EQ(run.out.find("Next:"), std::string::npos) << run.out;
   const std::string page = folder.read("p.html");
   for (const char* text : {"a&lt;b.sus</th><td>SI</td><td>0.002</td>", "<td>0.004</td><td>56</td>",
-                           "<h1>Models for mesh.txt</h1>", "id=\"model-1\" data-digits=\"6\""}) {
+                           "<h1>Models for mesh.txt</h1>", R"(id="model-1" data-digits="6")"}) {
     EXPECT_NE(page.find(text), std::string::npos) << text;
   }
 }

@@ -303,7 +303,8 @@ void run(const ModelOptions& options) {
 }  // namespace
 
 void add_model_command(CLI::App& qvx) {
-  auto* app = qvx.add_subcommand("model", "Write models, bounds, active cells and weights");
+  auto* app =
+      qvx.add_subcommand("model", "Write models, bounds, active cells and weights; show them");
   const auto o = std::make_shared<ModelOptions>();
   const auto add = [app](const std::string& name, auto& value, const char* type, const char* help) {
     return app->add_option(name, value, help)->type_name(type);
@@ -328,7 +329,8 @@ void add_model_command(CLI::App& qvx) {
       "on faces a cell has the mean");
   auto* const page =
       add("--page", o->page, "FILE.html", "Page with sections through what was set, for a browser");
-  add("--show", o->show, "FILE", "Model file of the mesh for the page too; may be given again")
+  add("--show", o->show, "FILE",
+      "Model file of the mesh, for the page too; may be given\nagain, and with no operation at all")
       ->needs(page);
   auto* const recipe = add("--recipe", o->recipe, "FILE", "Operations, one a line");
   add("--set", o->set, "OPERATION", "An operation; may be given again")->excludes(recipe);

@@ -50,6 +50,7 @@ ShownModel read_shown_model(const std::string& name, const Ground& ground) {
 std::vector<ShownModel> read_shown_models(const std::vector<std::string>& names,
                                           const Ground& ground) {
   std::vector<ShownModel> models;
+  models.reserve(names.size());
   for (const std::string& name : names) models.push_back(read_shown_model(name, ground));
   return models;
 }

@@ -24,9 +24,11 @@ function distinction(values) {
 /**
  * @param {Models} page
  * @param {number} number
- * @param {number} digits
+ * @param {{digits: number, values: Float64Array}} model
  */
-function describe(page, number, digits) {
+function describe(page, number, {digits, values}) {
+  const air = page.mesh.tops.reduce((sum, top) => sum + top, 0);
+  byId('gaps').hidden = values.filter((value) => Number.isNaN(value)).length === air;
   byId('shown-note').textContent = digits < page.fileDigits ?
       `To keep this page small, its values are rounded to ${digits} digits.` :
       '';
@@ -41,7 +43,7 @@ async function drawModels(page) {
   select.replaceChildren(...models.map(({name}, i) => new Option(name, String(i + 1))));
   let shown = 1;
   const first = await unpackModel(shown, mesh);
-  describe(page, shown, first.digits);
+  describe(page, shown, first);
   const view =
       await startModelView(mesh, stations, first.values, models[0].unit, distinction(first.values));
   listenToSolid(view);
@@ -52,12 +54,12 @@ async function drawModels(page) {
     const number = Number(select.value);
     shown = number;
     document.body.setAttribute('aria-busy', 'true');
-    const {values, digits} = await unpackModel(number, mesh);
+    const model = await unpackModel(number, mesh);
     if (shown !== number) return;  // another one has been chosen meanwhile
     colours.set(drawn, coloursOf(view));
     drawn = number;
-    describe(page, number, digits);
-    await replaceModel(view, values, models[number - 1].unit, colours.get(number));
+    describe(page, number, model);
+    await replaceModel(view, model.values, models[number - 1].unit, colours.get(number));
     document.body.setAttribute('aria-busy', 'false');
   });
 }
