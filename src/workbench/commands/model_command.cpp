@@ -304,7 +304,7 @@ void run(const ModelOptions& options) {
 
 void add_model_command(CLI::App& qvx) {
   auto* app =
-      qvx.add_subcommand("model", "Write models, bounds, active cells and weights; show them");
+      qvx.add_subcommand("model", "Write models, bounds, active cells, weights; show them");
   const auto o = std::make_shared<ModelOptions>();
   const auto add = [app](const std::string& name, auto& value, const char* type, const char* help) {
     return app->add_option(name, value, help)->type_name(type);
