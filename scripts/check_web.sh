@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Checks the scripts and the style of the page of qvx report, and the test that drives the page:
+# Checks the scripts and the style of the pages of qvx, and the tests that drive the pages:
 # format, undefined, unused and misspelled names, arguments and fields against the types in comments.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,4 +18,4 @@ if [ -n "$warnings" ]; then
   exit 1
 fi
 diff "$web/page.css" "$printed"  # the style stands as esbuild prints it
-echo "The page's scripts and style have no faults."
+echo "The pages' scripts and style have no faults."

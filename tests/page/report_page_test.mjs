@@ -10,22 +10,13 @@ import path from 'node:path';
 import {after, before, test} from 'node:test';
 import {fileURLToPath, pathToFileURL} from 'node:url';
 
+import {centres, edges, valueAt, WIDTHS, writeMesh} from './uneven_mesh.mjs';
+
 const {QVX, QUORIVEX, BROWSER, DRIVER, SCREENSHOT} = process.env;
 const {chromium} = await import(pathToFileURL(DRIVER));
 
 const WEB = fileURLToPath(new URL('../../src/workbench/page/web', import.meta.url));
 const INPUT = `<i>&"x'.inp`;
-const WIDTHS = {
-  easting: [100, 50, 60, 70, 110, 200],
-  northing: [80, 40, 55, 45, 90],
-  elevation: [8, 6, 9, 7, 20, 40, 85],
-};
-const ORIGIN = {
-  easting: 1000,
-  northing: 2000,
-  elevation: 110,
-};
-
 const folder = mkdtempSync(path.join(tmpdir(), 'quorivex_report_'));
 const file = (name) => path.join(folder, name);
 const run = (program, ...args) =>
@@ -60,12 +51,7 @@ function nameLines() {
 // Without smallness (the first alpha is 0), by which the models below would be found out not to be
 // those of the run.
 function makeRun(eastings, northings, prepare = () => {}) {
-  const list = (name) => WIDTHS[name].join(' ');
-  writeFileSync(
-      file('mesh.txt'),
-      `6 5 7\n1000 2000 110\n${list('easting')}\n${list('northing')}\n${list('elevation')}\n`);
-  writeFileSync(
-      file('terrain.txt'), '4\n1000 2000 72\n1600 2000 112\n1000 2320 92\n1600 2320 108\n');
+  writeMesh(file);
   const stations = [];
   for (const easting of eastings) {
     for (const northing of northings)
@@ -95,25 +81,6 @@ function makeRun(eastings, northings, prepare = () => {}) {
         file(numbered(iteration, 'sus')), own.map((v) => v.toExponential(5)).join('\n') + '\n');
   }
 }
-
-// Edges of the cells along an axis, upward; layers are counted from the top in the files.
-function edges(name) {
-  const sign = name === 'elevation' ? -1 : 1;
-  const result = [ORIGIN[name]];
-  for (const width of WIDTHS[name]) result.push(result.at(-1) + sign * width);
-  return result;
-}
-
-// The value of the file at a place, found from the widths alone.
-function valueAt(values, place) {
-  const index = (name) => edges(name).slice(1).findIndex((edge, i) => {
-    const before = edges(name)[i];
-    return place[name] > Math.min(edge, before) && place[name] < Math.max(edge, before);
-  });
-  return values[index('elevation') + 7 * (index('easting') + 6 * index('northing'))];
-}
-
-const centres = (name) => WIDTHS[name].map((_, i) => (edges(name)[i] + edges(name)[i + 1]) / 2);
 
 // Where a place of a plot is in the window, after it has been scrolled into view.
 function screenPlace(id, x, y) {

@@ -73,6 +73,7 @@ TEST(QvxModel, MeshAndTerrainGiveTheCellsOfTheSensitivityFile) {
 TEST(QvxModel, NothingIsWrittenWhereSomethingIsWrong) {
   const ModelFolder folder;
   folder.write("crossed.txt", "all upper=0.1\n\nbox depth=40: lower=0.2\n");
+  folder.write("air.sus", "280*-100\n");
   folder.write("u.sus", "mine");
   const std::string model = "model --matrix s.mtx --upper u.sus ";
   for (const auto& [options, message] :
@@ -89,13 +90,40 @@ TEST(QvxModel, NothingIsWrittenWhereSomethingIsWrong) {
         {"--set 'file name=mesh.txt upper=@'", "operation 1: "},
         {"--mesh mesh.txt --set 'all upper=1'", "--mesh"},
         {"--elevation 3 --set 'all upper=1'", "leave --topography and --elevation out"},
+        {"--set 'all upper=1' --show u.sus", "--show requires --page"},
+        {"--page p.html --set 'all upper=1' --show s.mag --show mesh.txt",
+         "ERROR: end reached reading model file s.mag"},
+        {"--page p.html --set 'all upper=1' --show crossed.txt",
+         "ERROR reading model file crossed.txt"},
+        {"--page p.html --set 'all upper=1' --show air.sus", "every ground cell is air"},
+        {"--page s.mtx --set 'all upper=1'", "would replace a file that is read"},
+        {"--page r.txt --set 'all upper=1' --show r.txt", "would replace a file that is read"},
+        {"--page p.html --show mesh.txt", "only --page with --show needs none"},
         {"", "--recipe"}}) {
     expect_refused(folder, model + options, message);
   }
   expect_refused(folder, "model --upper x --set 'all upper=1'", "--mesh, or with --matrix");
   EXPECT_EQ(folder.read("u.sus"), "mine");
   EXPECT_FALSE(folder.has("l.sus"));
+  EXPECT_FALSE(folder.has("p.html"));
   EXPECT_FALSE(folder.has_leftovers());
+}
+
+TEST(QvxModel, APageShowsFilesWithoutAnyOperation) {
+  const ModelFolder folder;
+  std::string values;
+  for (int cell = 0; cell < 280; ++cell) values += cell % 5 == 3 ? "-100\n" : "0.002\n";
+  values.replace(values.find("0.002", 500), 5, "0.004");
+  folder.write("a<b.sus", values);
+  const QvxRun run =
+      run_qvx(folder, std::string("model ") + kCells + "--page p.html --show 'a<b.sus'");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out.find("Next:"), std::string::npos) << run.out;
+  const std::string page = folder.read("p.html");
+  for (const char* text : {"a&lt;b.sus</th><td>SI</td><td>0.002</td>", "<td>0.004</td><td>56</td>",
+                           "<h1>Models for mesh.txt</h1>", R"(id="model-1" data-digits="6")"}) {
+    EXPECT_NE(page.find(text), std::string::npos) << text;
+  }
 }
 
 TEST(QvxModel, EmptyRegionsAndUntouchedFilesAreTold) {

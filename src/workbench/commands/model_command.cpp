@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <set>
@@ -19,6 +20,7 @@
 #include "base/text.h"
 #include "inversion/sensitivity/getpar.h"
 #include "workbench/commands/commands.h"
+#include "workbench/commands/model_page.h"
 #include "workbench/commands/options.h"
 #include "workbench/commands/survey_inputs.h"
 #include "workbench/export/vtk_files.h"
@@ -64,7 +66,8 @@ Examples:
             --set 'box easting=4500:4600 depth=50:200 reference=0.05' \
             --set 'above surface=basement.txt upper=0.01'
   qvx model --mesh mesh.txt --topography dem.tif --recipe geology.txt \
-            --lower low.sus --upper up.sus --active active.txt --vtr look.vtr
+            --lower low.sus --upper up.sus --active active.txt --page look.html
+  qvx model --matrix survey.mtx --page look.html --show first.sus second.sus
 )";
 
 /// The quantities with a file of their own; that of the smallness holds all weights.
@@ -80,6 +83,8 @@ struct ModelOptions {
   std::array<std::string, kQuantities> outputs;  // by quantity; of kFiles alone
   std::string vtr;
   std::string crs;
+  std::string page;
+  std::vector<std::string> show;
 
   const std::string& file_of(Quantity quantity) const {
     const Quantity file = rule_of(quantity).faces ? Quantity::smallness : quantity;
@@ -87,6 +92,15 @@ struct ModelOptions {
   }
 };
 
+std::vector<std::string> outputs_of(const ModelOptions& options) {
+  std::vector<std::string> names{options.outputs.begin(), options.outputs.end()};
+  names.push_back(options.vtr);
+  names.push_back(options.page);
+  std::erase(names, "");
+  return names;
+}
+
+/// None where the page is the only output.
 std::vector<Operation> operations_of(const ModelOptions& options) {
   std::vector<Operation> operations;
   if (!options.recipe.empty()) operations = read_recipe(options.recipe);
@@ -94,8 +108,12 @@ std::vector<Operation> operations_of(const ModelOptions& options) {
     operations.push_back(parse_operation(options.set[n], fmt::format("operation {}", n + 1)));
     if (operations.back().word.empty()) refuse(operations.back(), "it is empty");
   }
-  if (operations.empty())
-    stop_run(" ERROR: give a recipe with --recipe, or operations with --set.");
+  const bool looks = !options.show.empty() && outputs_of(options).size() == 1;
+  if (operations.empty() && !looks) {
+    stop_run(
+        " ERROR: give a recipe with --recipe, or operations with --set; only --page with --show "
+        "needs none.");
+  }
   return operations;
 }
 
@@ -112,13 +130,6 @@ void check_files_named(const ModelOptions& options, const std::vector<Operation>
   }
 }
 
-std::vector<std::string> outputs_of(const ModelOptions& options) {
-  std::vector<std::string> names{options.outputs.begin(), options.outputs.end()};
-  names.push_back(options.vtr);
-  std::erase(names, "");
-  return names;
-}
-
 /// Outputs that would replace each other, or a file that is read.
 void check_outputs(const ModelOptions& options, const std::vector<Operation>& operations) {
   std::set<fs::path> places;
@@ -127,6 +138,7 @@ void check_outputs(const ModelOptions& options, const std::vector<Operation>& op
       stop_run(fmt::format(" ERROR: two outputs have the name {}.", name));
     refuse_overwriting(name, {options.source.mesh, options.source.topography, options.matrix,
                               options.data, options.recipe});
+    for (const std::string& shown : options.show) refuse_overwriting(name, {shown});
     for (const Operation& operation : operations) {
       for (const Setting& setting : operation.settings) {
         refuse_overwriting(name, {setting.value});
@@ -256,6 +268,23 @@ void write_vtr(const std::string& name, const ModelQuantities& quantities, const
   fmt::print("Written to {}\n", name);
 }
 
+std::string page_title(const ModelOptions& options) {
+  const std::string& cells = options.matrix.empty() ? options.source.mesh : options.matrix;
+  return fmt::format("Models for {}", fs::path(cells).filename().string());
+}
+
+/// What operations set, and then `shown`.
+void write_page(const ModelOptions& options, const ModelQuantities& quantities,
+                const ModelCells& cells, const Observations* data, std::vector<ShownModel> shown) {
+  ModelsPage page{.title = page_title(options), .ground = cells.ground, .data = data, .models = {}};
+  for (const Quantity quantity : kAllQuantities) {
+    if (!quantities.is_set(quantity)) continue;
+    page.models.push_back(shown_quantity({quantity, options.file_of(quantity)}, quantities, cells));
+  }
+  std::move(shown.begin(), shown.end(), std::back_inserter(page.models));
+  write_and_tell(page, options.page);
+}
+
 void run(const ModelOptions& options) {
   const std::vector<Operation> operations = operations_of(options);
   for (const Operation& operation : operations) check_operation(operation);
@@ -269,6 +298,7 @@ void run(const ModelOptions& options) {
   if (!options.data.empty()) data = read_observations(options.data);
   const ModelSources sources{
       .cells = cells, .data = data ? &*data : nullptr, .warn = print_warning, .crs = ground.crs};
+  std::vector<ShownModel> shown = read_shown_models(options.show, *cells.ground);
   ModelQuantities quantities;
   for (std::size_t n = 0; n < operations.size(); ++n) {
     const OperationFacts facts =
@@ -284,6 +314,7 @@ void run(const ModelOptions& options) {
   write_quantities(files, quantities, cells);
   for (const QuantityFile& file : files) print_written(file, quantities, *cells.ground);
   if (!options.vtr.empty()) write_vtr(options.vtr, quantities, cells, ground.crs.crs);
+  if (!options.page.empty()) write_page(options, quantities, cells, sources.data, std::move(shown));
   print_warnings(bound_warnings(quantities, cells, operations));
   print_next(options, files);
 }
@@ -291,7 +322,7 @@ void run(const ModelOptions& options) {
 }  // namespace
 
 void add_model_command(CLI::App& qvx) {
-  auto* app = qvx.add_subcommand("model", "Write models, bounds, active cells and weights");
+  auto* app = qvx.add_subcommand("model", "Write models, bounds, active cells, weights; show them");
   const auto o = std::make_shared<ModelOptions>();
   const auto add = [app](const std::string& name, auto& value, const char* type, const char* help) {
     return app->add_option(name, value, help)->type_name(type);
@@ -300,7 +331,8 @@ void add_model_command(CLI::App& qvx) {
   add_terrain_options(*app, o->source);
   add("--matrix", o->matrix, "FILE", "Sensitivity file; its mesh and terrain are taken instead")
       ->excludes(mesh);
-  add("--data", o->data, "FILE", "Observations file, for distance_weight");
+  add("--data", o->data, "FILE",
+      "Observations file, for distance_weight and for the\nstations of the page");
   add_crs_option(*app, o->crs, "that of --data, --matrix or the terrain grid");
   const auto output = [&](Quantity quantity, const char* help) {
     add(rule_of(quantity).option, o->outputs[index_of(quantity)], "FILE", help);
@@ -314,6 +346,11 @@ void add_model_command(CLI::App& qvx) {
   add("--vtr", o->vtr, "FILE",
       "VTK grid of what was set, for a look at it; of weights\n"
       "on faces a cell has the mean");
+  auto* const page =
+      add("--page", o->page, "FILE.html", "Page with sections through what was set, for a browser");
+  add("--show", o->show, "FILE",
+      "Model file of the mesh, for the page too; may be given\nagain, and with no operation at all")
+      ->needs(page);
   auto* const recipe = add("--recipe", o->recipe, "FILE", "Operations, one a line");
   add("--set", o->set, "OPERATION", "An operation; may be given again")->excludes(recipe);
   app->footer(kModelHelp);

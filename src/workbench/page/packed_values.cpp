@@ -69,8 +69,9 @@ std::string deflate_base64(std::string_view bytes) {
   uLongf size = compressBound(bytes.size());
   std::vector<unsigned char> packed = allocate<unsigned char>(size, "deflate_base64");
   const auto* source = reinterpret_cast<const unsigned char*>(bytes.data());
-  require(compress2(packed.data(), &size, source, bytes.size(), Z_BEST_COMPRESSION) == Z_OK,
-          "compress2 == Z_OK");
+  const int status = compress2(packed.data(), &size, source, bytes.size(), Z_BEST_COMPRESSION);
+  if (status == Z_MEM_ERROR) alloc_error("deflate_base64");
+  require(status == Z_OK, "compress2 == Z_OK");
   packed.resize(size);
   return base64(packed);
 }

@@ -10,6 +10,9 @@
 
 namespace quorivex {
 
+/// Bytes that a page should not exceed.
+inline constexpr std::size_t kMaxBytes = 5'000'000;
+
 /// The bytes deflated (zlib) and encoded in base64, as a page can carry them.
 std::string deflate_base64(std::string_view bytes);
 

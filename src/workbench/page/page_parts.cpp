@@ -13,35 +13,10 @@
 #include "base/text.h"
 #include "inversion/input/conventions.h"
 #include "inversion/input/program_name.h"
+#include "workbench/page/html_table.h"
 
 namespace quorivex {
 namespace {
-
-using Rows = std::vector<std::vector<std::string>>;
-
-std::string cells(const std::vector<std::string>& texts, const char* first, const char* other) {
-  std::string html = "<tr>";
-  const char* tag = first;
-  for (const std::string& text : texts) {
-    html += fmt::format("<{}>{}</{}>", tag, escape_xml(text), std::string_view(tag).substr(0, 2));
-    tag = other;
-  }
-  return html + "</tr>\n";
-}
-
-/// A table whose first column names its rows.
-std::string table(const char* kind, const std::string& caption,
-                  const std::vector<std::string>& heading, const Rows& rows) {
-  std::string html =
-      fmt::format("<div class=\"table\"><table class=\"{}\">\n<caption>{}</caption>\n", kind,
-                  escape_xml(caption));
-  if (!heading.empty()) {
-    html += "<thead>" + cells(heading, "th scope=\"col\"", "th scope=\"col\"") + "</thead>\n";
-  }
-  html += "<tbody>\n";
-  for (const auto& row : rows) html += cells(row, "th scope=\"row\"", "td");
-  return html + "</tbody></table></div>\n";
-}
 
 std::string tile(std::string_view label, const std::string& value, const std::string& note) {
   return fmt::format(
@@ -71,7 +46,7 @@ std::string describe_source(const std::string& source) {
   return constant ? fmt::format("{} SI", trim(*constant)) : source;
 }
 
-Rows run_rows(const FinishedRun& run) {
+TableRows run_rows(const FinishedRun& run) {
   const InversionParameters& p = run.parameters;
   const bool chosen = p.mode == 2 && !(p.par > 0.0);
   return {{"Mode", p.mode == 1 ? "1: down to a target misfit" : "2: fixed beta"},
@@ -83,7 +58,7 @@ Rows run_rows(const FinishedRun& run) {
 }
 
 /// The lines of the sidecar that stand nowhere else on the page, under names for people.
-Rows origin_rows(const FinishedRun& run) {
+TableRows origin_rows(const FinishedRun& run) {
   constexpr std::array kElsewhere{
       "data",         "cells",       "inducing_field", "deviation_range",
       "coefficients", "compression", "mesh_file",      "data_file",
@@ -91,7 +66,7 @@ Rows origin_rows(const FinishedRun& run) {
   const std::map<std::string_view, const char*> titles{{"scale_rule", "Scale of the cells (wtz)"},
                                                        {"row_error", "Compression error of a row"},
                                                        {"data_error", "Compression error of data"}};
-  Rows rows;
+  TableRows rows;
   for (const auto& [name, text] : run.origin) {
     if (std::find(kElsewhere.begin(), kElsewhere.end(), name) != kElsewhere.end()) continue;
     const auto known = titles.find(name);
@@ -111,7 +86,7 @@ std::string describe_programs(const FinishedRun& run) {
          fmt::format("qvx {} (report)", kVersion);
 }
 
-Rows field_rows(const Observations& o) {
+TableRows field_rows(const Observations& o) {
   const auto direction = [](double inclination, double declination) {
     return fmt::format("inclination {:g}\u00b0, declination {:g}\u00b0", inclination, declination);
   };
@@ -130,7 +105,7 @@ std::string describe_form(const FinishedRun& run) {
   return "wavelet-compressed" + (compression.empty() ? "" : ": " + compression);
 }
 
-Rows mesh_rows(const FinishedRun& run) {
+TableRows mesh_rows(const FinishedRun& run) {
   const Mesh& m = run.ground->mesh;
   const auto range = [](double from, double to) {
     return fmt::format("{:.10g} to {:.10g} m", from, to);
@@ -155,7 +130,7 @@ std::string describe_length_scales(const std::vector<double>& alphas) {
   return fmt::format("{} m", fmt::join(lengths, ", "));
 }
 
-Rows model_rows(const FinishedRun& run, std::int64_t active_cells) {
+TableRows model_rows(const FinishedRun& run, std::int64_t active_cells) {
   const InversionParameters& p = run.parameters;
   return {{"Initial model", describe_source(p.initialModel)},
           {"Reference model", describe_source(p.referenceModel) +
@@ -172,23 +147,6 @@ Rows model_rows(const FinishedRun& run, std::int64_t active_cells) {
 }
 
 }  // namespace
-
-std::string fill_template(std::string_view page_template, const PageValues& values) {
-  std::string page;
-  std::size_t at = 0;
-  for (;;) {
-    const std::size_t open = page_template.find("{{", at);
-    const std::size_t close = page_template.find("}}", open);
-    page += page_template.substr(at, open - at);
-    if (open == std::string_view::npos) return page;
-    require(close != std::string_view::npos, "page.html: {{ without }}");
-    const std::string_view name = page_template.substr(open + 2, close - open - 2);
-    const auto value = values.find(name);
-    require(value != values.end(), fmt::format("page.html: no value for {}", name));
-    page += value->second;
-    at = close + 2;
-  }
-}
 
 std::string iso_date(const std::string& date) {
   if (date.size() < 11 || date[2] != '/' || date[5] != '/') return date;
@@ -250,7 +208,7 @@ std::string largest_residuals_html(const FinishedRun& run, const DataFit& fit,
                                    const std::vector<std::int32_t>& largest) {
   const Observations& observations = run.observations;
   const StationLabels& labels = run.labels;
-  Rows rows;
+  TableRows rows;
   for (const std::int32_t number : largest) {
     const std::size_t i = as_size(number - 1);
     rows.push_back(
@@ -271,11 +229,11 @@ std::string largest_residuals_html(const FinishedRun& run, const DataFit& fit,
                                    "Residual / std. deviation"};
   if (!labels.line.empty()) heading.emplace_back("Line");
   if (!labels.fiducial.empty()) heading.emplace_back("Fiducial");
-  return table("numbers", "Sorted by magnitude", heading, rows);
+  return html_table("numbers", "Sorted by magnitude", heading, rows);
 }
 
 std::string iterations_html(const FinishedRun& run) {
-  Rows rows;
+  TableRows rows;
   for (const FinishedIteration& iteration : run.iterations) {
     const SummaryRow& r = iteration.row;
     rows.push_back({fmt::format("{}", r.iteration), fmt::format("{:.5e}", r.beta),
@@ -284,25 +242,25 @@ std::string iterations_html(const FinishedRun& run) {
                     fmt::format("{:.3e}", r.norm.n), fmt::format("{:.3e}", r.norm.z),
                     fmt::format("{}", r.cg_iterations), fmt::format("{}", r.cells_on_bound)});
   }
-  return table("numbers", "One row per iteration",
-               {"Iteration", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N", "Norm Z",
-                "CG iterations", "Cells on a bound"},
-               rows);
+  return html_table("numbers", "One row per iteration",
+                    {"Iteration", "beta", "Misfit", "Model norm", "Norm S", "Norm E", "Norm N",
+                     "Norm Z", "CG iterations", "Cells on a bound"},
+                    rows);
 }
 
 std::string parameters_html(const FinishedRun& run, std::int64_t active_cells) {
-  Rows rows;
-  for (const Rows& part :
+  TableRows rows;
+  for (const TableRows& part :
        {run_rows(run), field_rows(run.observations), mesh_rows(run), origin_rows(run),
-        model_rows(run, active_cells), Rows{{"Programs", describe_programs(run)}}}) {
+        model_rows(run, active_cells), TableRows{{"Programs", describe_programs(run)}}}) {
     rows.insert(rows.end(), part.begin(), part.end());
   }
-  return table("", "Parameters", {}, rows);
+  return html_table("", "Parameters", {}, rows);
 }
 
 std::string files_html(const FinishedRun& run) {
   const InversionParameters& p = run.parameters;
-  Rows rows{
+  TableRows rows{
       {"Input file", run.input_file}, {"Observations", p.obsFile}, {"Sensitivity file", p.mtxFile}};
   const auto add = [&](const char* what, const std::string& source) {
     if (!source.empty() && !constant_of(source) && !is_null(source)) rows.push_back({what, source});
@@ -318,7 +276,7 @@ std::string files_html(const FinishedRun& run) {
   rows.push_back({"Final model", run.iterations.back().model_file});
   rows.push_back({"Predicted data", run.iterations.back().predicted_file});
   rows.push_back({"Log and summary", path_in(run, kLogName) + ", " + path_in(run, kSummaryName)});
-  return table("", "Files", {}, rows);
+  return html_table("", "Files", {}, rows);
 }
 
 }  // namespace quorivex

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "workbench/appraisal/verdict.h"
@@ -13,13 +11,6 @@
 namespace quorivex {
 
 // Pieces of the page that need no script.
-
-/// What stands for each {{name}} of the template.
-using PageValues = std::map<std::string_view, std::string>;
-
-/// The template with each {{name}} replaced; a {{name}} within a value stays as it is.
-/// @throws StopRun for a name without a value
-std::string fill_template(std::string_view page_template, const PageValues& values);
 
 /// "2026-11-21 09:08:07" of the date in a log, "11/21/2026  09:08:07"; other text as it is.
 std::string iso_date(const std::string& date);

@@ -17,6 +17,7 @@
 #include "workbench/appraisal/survey_lines.h"
 #include "workbench/page/embedded_files.h"
 #include "workbench/page/packed_values.h"
+#include "workbench/page/page_frame.h"
 #include "workbench/page/page_parts.h"
 #include "workbench/results/iteration_files.h"
 
@@ -27,21 +28,21 @@ using Json = nlohmann::json;
 
 constexpr std::size_t kNoteBytes = 1'000;  // the note on iterations that the page does not hold
 constexpr std::size_t kNumberBytes = 16;   // an iteration in the list of those that it holds
+constexpr const char* kLinks = R"(<a href="#verdict">Verdict</a>
+    <a href="#model">Model</a>
+    <a href="#profiles" id="to-profiles">Profiles</a>
+    <a href="#data">Data</a>
+    <a href="#iterations">Iterations</a>
+    <a href="#parameters">Parameters</a>)";
 constexpr std::array kLastDigits{kModelDigits, 5, 4, 3};
 constexpr std::array kOtherDigits{kModelDigits, 4, 3, 2};
-
-std::string text_of(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
 
 /// Model and predicted data of an iteration as script elements that no browser runs.
 std::string iteration_element(std::int32_t number, const PackedModel& model,
                               const std::string& predicted) {
-  return fmt::format(
-      "<script type=\"text/plain\" id=\"model-{0}\" data-digits=\"{1}\" "
-      "data-first-exponent=\"{2}\">{3}</script>\n"
-      "<script type=\"text/plain\" id=\"predicted-{0}\">{4}</script>\n",
-      number, model.digits, model.first_exponent, model.text, predicted);
+  return model_element(number, model) +
+         fmt::format("<script type=\"text/plain\" id=\"predicted-{}\">{}</script>\n", number,
+                     predicted);
 }
 
 /// The models of a page, with what was left out to keep it small.
@@ -134,12 +135,6 @@ Json survey_of(const FinishedRun& run, const DataFit& fit) {
 }
 
 Json payload(const FinishedRun& run, const DataFit& fit) {
-  const Mesh& mesh = run.ground->mesh;
-  std::vector<double> elevations;
-  for (const double depth : mesh.depth_nodes)
-    elevations.insert(elevations.begin(), mesh.z0 - depth);
-  Json tops = Json::array();
-  for_each_column(*run.ground, [&](const GridColumn& column) { tops.push_back(column.top); });
   Json iterations = Json::array();
   for (const FinishedIteration& iteration : run.iterations) {
     iterations.push_back(
@@ -149,12 +144,7 @@ Json payload(const FinishedRun& run, const DataFit& fit) {
          {"norm", iteration.row.norm.total},
          {"modelFile", std::filesystem::path(iteration.model_file).filename().string()}});
   }
-  return {{"mesh",
-           {{"nodes",
-             {{"easting", mesh.easting_nodes},
-              {"northing", mesh.northing_nodes},
-              {"elevation", elevations}}},
-            {"tops", tops}}},
+  return {{"mesh", mesh_payload(*run.ground)},
           {"survey", survey_of(run, fit)},
           {"target", run.target ? Json(*run.target) : Json(nullptr)},
           {"fileDigits", kModelDigits},
@@ -195,29 +185,24 @@ std::string iterations_note(const FinishedRun& run) {
 /// All of the page but what depends on the models that it holds.
 PageValues values_of(const FinishedRun& run, const DataFit& fit, const Appraisal& appraisal) {
   const RunFacts& facts = appraisal.facts;
-  return {{"generator", fmt::format("qvx report, {} {}", kProgram, kVersion)},
-          {"title", escape_xml(title_of(run))},
-          {"dates", escape_xml(dates_of(run))},
-          {"style", std::string(page_style())},
-          {"verdict", verdict_html(appraisal.verdict)},
-          {"tiles", tiles_html(facts)},
-          {"flags", flags_html(appraisal.flags)},
-          {"largest_residuals", largest_residuals_html(run, fit, facts.residuals.largest)},
-          {"iterations_note", escape_xml(iterations_note(run))},
-          {"iterations_table", iterations_html(run)},
-          {"parameters", parameters_html(run, facts.active_cells)},
-          {"files", files_html(run)},
-          {"library_licence", escape_xml(plotting_licence())},
-          {"library", deflate_base64(plotting_library())},
-          {"scripts", std::string(page_scripts())},
-          {"model_note", ""},
-          {"models", ""},
-          {"payload", ""}};
-}
-
-std::string page_of(PageValues& values, const Json& payload) {
-  values["payload"] = deflate_base64(text_of(payload));
-  return fill_template(page_template(), values);
+  PageValues values = frame_values({.command = "qvx report",
+                                    .kicker = "Inversion of a magnetic survey for susceptibility",
+                                    .title = title_of(run),
+                                    .subtitle = dates_of(run),
+                                    .first_part = "verdict",
+                                    .links = kLinks,
+                                    .scripts = report_scripts()});
+  values.merge(
+      PageValues{{"verdict", verdict_html(appraisal.verdict)},
+                 {"tiles", tiles_html(facts)},
+                 {"flags", flags_html(appraisal.flags)},
+                 {"largest_residuals", largest_residuals_html(run, fit, facts.residuals.largest)},
+                 {"iterations_note", escape_xml(iterations_note(run))},
+                 {"iterations_table", iterations_html(run)},
+                 {"parameters", parameters_html(run, facts.active_cells)},
+                 {"files", files_html(run)},
+                 {"model_note", ""}});
+  return values;
 }
 
 }  // namespace
@@ -241,7 +226,7 @@ ReportWritten write_report(const FinishedRun& run, std::size_t max_iterations,
 
   Json json = payload(run, fit);
   PageValues values = values_of(run, fit, written.appraisal);
-  const std::size_t used = page_of(values, json).size() + kNoteBytes;
+  const std::size_t used = page_text(report_template(), values, json).size() + kNoteBytes;
   const HeldIterations held = hold_iterations(run, model, fit.predicted, max_iterations,
                                               kMaxBytes - std::min(kMaxBytes, used));
   json["held"] = Json::array();
@@ -250,8 +235,8 @@ ReportWritten write_report(const FinishedRun& run, std::size_t max_iterations,
     written.iterations.push_back(run.iterations[i].row.iteration);
   }
   values["model_note"] = escape_xml(model_note(run, held));
-  values["models"] = held.elements;
-  const std::string page = page_of(values, json);
+  values["elements"] = held.elements;
+  const std::string page = page_text(report_template(), values, json);
   written.digits_last = held.digits_last;
   written.digits_others = held.digits_others;
   written.bytes = page.size();

@@ -19,9 +19,6 @@ struct ReportWritten {
   std::size_t bytes = 0;
 };
 
-/// Bytes that the page should not exceed.
-inline constexpr std::size_t kMaxBytes = 5'000'000;
-
 /// Indices of at most `max` of `count` iterations: the first, the last, and others evenly between
 /// them; only the last when `max` is 1.
 std::vector<std::size_t> spread_iterations(std::size_t count, std::size_t max);

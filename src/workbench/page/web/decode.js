@@ -10,16 +10,20 @@
  * @property {number[]} tops  air cells of each column, easting fastest
  * @property {{east: number, north: number, layers: number}} counts  cells along each axis
  *
- * @typedef {object} Survey  one value per datum
+ * @typedef {object} Stations  one value per datum
  * @property {number[]} x  easting (m)
  * @property {number[]} y  northing (m)
  * @property {number[]} z  elevation (m)
+ *
+ * @typedef {object} Data  likewise
  * @property {number[]} observed  nT
  * @property {number[]} deviation  standard deviation (nT)
  * @property {{name: string, data: number[]}[]} lines  indices of the data along each
  * @property {boolean} named  whether the observations name the lines
  * @property {string[]} fiducials  one per datum, or none
  * @property {boolean} strip  whether the survey is one line, or much longer than wide
+ *
+ * @typedef {Stations & Data} Survey
  *
  * @typedef {object} IterationRow
  * @property {number} number  from 1
@@ -35,6 +39,16 @@
  * @property {number} fileDigits  of the susceptibilities in a model file
  * @property {IterationRow[]} iterations
  * @property {number[]} held  numbers of the iterations whose models the page holds
+ *
+ * @typedef {object} HeldModel
+ * @property {string} name
+ * @property {string} unit  "SI"; empty for codes and weights
+ *
+ * @typedef {object} Models  the payload of the page of models
+ * @property {Mesh} mesh
+ * @property {Stations} stations  which may be none
+ * @property {number} fileDigits
+ * @property {HeldModel[]} models
  */
 
 /**

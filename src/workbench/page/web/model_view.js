@@ -18,11 +18,14 @@ import {byId, extremes, figures, metres, span} from './text.js';
 /**
  * @typedef {import('./decode.js').AxisName} AxisName
  * @typedef {import('./decode.js').Mesh} Mesh
- * @typedef {import('./decode.js').Survey} Survey
+ * @typedef {import('./decode.js').Stations} Stations
  * @typedef {import('./sections.js').Cell} Cell
  * @typedef {import('./sections.js').Extent} Extent
  * @typedef {import('./sections.js').ModelView} ModelView
  * @typedef {import('./sections.js').SectionId} SectionId
+ *
+ * @typedef {Pick<ModelView,
+ *     'range' | 'palette' | 'scaling' | 'low' | 'high' | 'threshold'>} Colours
  */
 
 const EXAGGERATIONS = [1, 2, 5, 10, 20];
@@ -110,19 +113,25 @@ function cutAtDepth(view, depth) {
 }
 
 /**
- * Sets the range of the colours to that of the last iteration. On a logarithmic axis, which needs a
+ * Only positive values have a logarithm.
+ * @param {ModelView} view
+ */
+function allowLogarithm(view) {
+  const log = byId('scaling').querySelector('option[value="log"]');
+  log.disabled = !(view.range[1] > 0);
+  log.textContent = log.disabled ? 'logarithmic (no value is positive)' : 'logarithmic';
+  if (log.disabled) view.scaling = 'linear';
+}
+
+/**
+ * Sets the range of the colours to that of the values. On a logarithmic axis, which needs a
  * positive value, it begins at a thousandth of the maximum; colours about zero reach as far on
  * either side.
  * @param {ModelView} view
  */
 function resetRange(view) {
   const [min, max] = view.range;
-  const log = byId('scaling').querySelector('option[value="log"]');
-  if (!(max > 0)) {
-    view.scaling = 'linear';
-    log.disabled = true;
-    log.textContent = 'logarithmic (no value is positive)';
-  }
+  allowLogarithm(view);
   view.high = max > min ? max : min + Math.max(Math.abs(min), 1e-6);
   view.low = view.scaling === 'log' ? Math.max(min, view.high / 1000) : min;
   if (view.palette === ABOUT_ZERO) setSymmetric(view, Math.max(-min, max));
@@ -149,7 +158,7 @@ function showRange(view) {
  * Extents to choose from: the whole mesh, or the stations with a rim and the upper part of the mesh
  * below them.
  * @param {Mesh} mesh
- * @param {Survey} survey
+ * @param {Stations} survey
  * @returns {{mesh: Extent, survey: Extent}}
  */
 function extentsOf(mesh, survey) {
@@ -192,32 +201,55 @@ function fittingExaggeration({easting, northing, elevation}) {
 }
 
 /**
- * The cell of the maximum susceptibility within the extent.
+ * The cells within the extent where the value of `of` is largest.
  * @param {Mesh} mesh
  * @param {Float64Array} values
  * @param {Extent} extent
- * @returns {Cell}
+ * @param {(value: number) => number} of
  */
-function startingPlace(mesh, values, extent) {
+function largestCells(mesh, values, extent, of) {
   const inside = (name, i) => {
     const nodes = mesh.nodes[name];
     const centre = (nodes[i] + nodes[i + 1]) / 2;
     return centre >= extent[name][0] && centre <= extent[name][1];
   };
   const at = {easting: 0, northing: 0, elevation: 0};
-  let best = {...at};
+  /** @type {Cell[]} */
+  let cells = [];
   let max = -Infinity;
   for (at.northing = 0; at.northing < mesh.counts.north; ++at.northing) {
     if (!inside('northing', at.northing)) continue;
     for (at.easting = 0; at.easting < mesh.counts.east; ++at.easting) {
       if (!inside('easting', at.easting)) continue;
       for (at.elevation = 0; at.elevation < mesh.counts.layers; ++at.elevation) {
-        const value = values[cellOf(mesh, at)];
-        if (value > max) [best, max] = [{...at}, value];
+        const value = of(values[cellOf(mesh, at)]);
+        if (value > max) [cells, max] = [[], value];
+        if (value === max) cells.push({...at});
       }
     }
   }
-  return best;
+  return cells;
+}
+
+/**
+ * That of the largest cells which is nearest to their middle.
+ * @param {Mesh} mesh
+ * @param {Float64Array} values
+ * @param {Extent} extent
+ * @param {(value: number) => number} of
+ * @returns {Cell}
+ */
+function startingPlace(mesh, values, extent, of) {
+  const cells = largestCells(mesh, values, extent, of);
+  const middle = AXES.map((name) => cells.reduce((sum, at) => sum + at[name], 0) / cells.length);
+  const distance = (at) => Math.hypot(...AXES.map((name, axis) => at[name] - middle[axis]));
+  let nearest = {easting: 0, northing: 0, elevation: 0};
+  let least = Infinity;
+  for (const at of cells) {
+    const away = distance(at);
+    if (away < least) [nearest, least] = [at, away];
+  }
+  return nearest;
 }
 
 // A step of 1, 2 or 5 times a power of ten, at most half of the thinnest layer.
@@ -384,21 +416,45 @@ function listenToControls(view) {
 const hasBothSigns = ([min, max]) => Math.min(-min, max) > 0.05 * Math.max(-min, max);
 
 /**
- * Draws the sections of the first iteration shown and listens to the controls.
- * @param {Mesh} mesh
- * @param {Survey} survey
- * @param {Float64Array} values  susceptibility (SI) of every cell, NaN in air
+ * The colours that values have at first.
+ * @param {Float64Array} values
+ * @param {string} unit
+ * @returns {Colours}
  */
-export async function startModelView(mesh, survey, values) {
-  const extents = extentsOf(mesh, survey);
+function firstColours(values, unit) {
   const range = extremes(values);
+  return {
+    range,
+    palette: unit !== '' && hasBothSigns(range) ? ABOUT_ZERO : 'viridis',
+    scaling: 'linear',
+    low: range[0],
+    high: range[1],
+    threshold: 0,
+  };
+}
+
+/** @param {ModelView} view */
+function showUnit({unit}) {
+  for (const element of document.querySelectorAll('.unit')) element.textContent = unit;
+}
+
+/**
+ * Draws the sections of the first model shown and listens to the controls.
+ * @param {Mesh} mesh
+ * @param {Stations} survey
+ * @param {Float64Array} values  of every cell, NaN where it has none
+ * @param {string} [unit]  of the values
+ * @param {(value: number) => number} [of]  largest in the cells where the sections meet at first
+ */
+export async function startModelView(mesh, survey, values, unit = 'SI', of = (value) => value) {
+  const extents = extentsOf(mesh, survey);
   /** @type {ModelView} */
   const view = {
     mesh,
     survey,
     values,
-    range,
-    at: startingPlace(mesh, values, extents.survey),
+    unit,
+    at: startingPlace(mesh, values, extents.survey, of),
     moved: new Set(),
     frame: 0,
     extents,
@@ -406,16 +462,15 @@ export async function startModelView(mesh, survey, values) {
     exaggeration: fittingExaggeration(extents.survey),
     stations: false,
     depth: null,
-    palette: hasBothSigns(range) ? ABOUT_ZERO : 'viridis',
-    scaling: 'linear',
-    low: range[0],
-    high: range[1],
-    threshold: 0,
+    ...firstColours(values, unit),
     opacity: 0.15,
   };
+  for (const element of document.querySelectorAll('.of-stations'))
+    element.toggleAttribute('hidden', survey.x.length === 0);
   byId('palette').replaceChildren(...Object.keys(PALETTES).map((name) => new Option(name, name)));
   byId('palette').value = view.palette;
   byId('exaggeration').value = view.exaggeration;
+  showUnit(view);
   resetRange(view);
   await drawSections(view);
   listenToSliders(view);
@@ -437,4 +492,36 @@ export function showModel(view, values) {
   view.values = values;
   describeSliders(view);
   return drawSections(view);
+}
+
+/**
+ * The colours that the view has now.
+ * @param {ModelView} view
+ * @returns {Colours}
+ */
+export const coloursOf = ({range, palette, scaling, low, high, threshold}) =>
+    ({range, palette, scaling, low, high, threshold});
+
+/**
+ * Draws the sections of a model with a range and colours of its own.
+ * @param {ModelView} view
+ * @param {Float64Array} values  of every cell, NaN where it has none
+ * @param {string} unit  of the values
+ * @param {Colours} [colours]  those that it had before
+ */
+export async function replaceModel(view, values, unit, colours) {
+  Object.assign(view, {values, unit}, colours ?? firstColours(values, unit));
+  byId('palette').value = view.palette;
+  byId('threshold').value = view.threshold || '';
+  showUnit(view);
+  if (colours) {
+    allowLogarithm(view);
+    byId('scaling').value = view.scaling;
+    showRange(view);
+  } else {
+    resetRange(view);
+  }
+  describeSliders(view);
+  await drawSections(view);
+  byId('model').dispatchEvent(new Event('replaced'));
 }

@@ -20,7 +20,7 @@ import {byId, figures, metres, span} from './text.js';
 /**
  * @typedef {import('./decode.js').AxisName} AxisName
  * @typedef {import('./decode.js').Mesh} Mesh
- * @typedef {import('./decode.js').Survey} Survey
+ * @typedef {import('./decode.js').Stations} Stations
  *
  * @typedef {Record<AxisName, number>} Cell  its index along each axis
  * @typedef {Record<AxisName, [number, number]>} Extent  in metres
@@ -29,9 +29,10 @@ import {byId, figures, metres, span} from './text.js';
  *
  * @typedef {object} ModelView  what the sections show, and how
  * @property {Mesh} mesh
- * @property {Survey} survey
- * @property {Float64Array} values  susceptibility (SI) of every cell, NaN in air
- * @property {[number, number]} range  of the susceptibilities of the last iteration
+ * @property {Stations} survey
+ * @property {Float64Array} values  of every cell, NaN in air and where there is none
+ * @property {string} unit  of the values: "SI", or nothing
+ * @property {[number, number]} range  of the values; of a run, those of the last iteration
  * @property {Cell} at  where the sections meet
  * @property {number | null} depth  below the ground (m) of the horizontal section; null for one at
  *     the elevation of `at`, which otherwise follows the depth
@@ -43,9 +44,9 @@ import {byId, figures, metres, span} from './text.js';
  * @property {boolean} stations  whether they are drawn
  * @property {string} palette  a name in PALETTES
  * @property {'linear' | 'log'} scaling  of the colours
- * @property {number} low  susceptibility (SI) of the first colour
+ * @property {number} low  value of the first colour
  * @property {number} high  and of the last
- * @property {number} threshold  below which colours fade (SI); 0 for none
+ * @property {number} threshold  below which colours fade; 0 for none
  * @property {number} opacity  of faded colours, 0 to 1
  */
 
@@ -149,7 +150,7 @@ function groundLine(view, section) {
   return {type: 'scatter', mode: 'lines', x, y, line: {color: INK, width: 1.6}, hoverinfo: 'skip'};
 }
 
-/** @param {Survey} survey */
+/** @param {Stations} survey */
 function stationMarkers(survey) {
   return {
     type: 'scatter',
@@ -172,7 +173,7 @@ function logTicks(low, high) {
 }
 
 /**
- * Where a susceptibility lies on the colour axis.
+ * Where a value lies on the colour axis.
  * @param {ModelView} view
  * @returns {(value: number) => number}
  */
@@ -182,7 +183,7 @@ function toColourAxis(view) {
 }
 
 /**
- * Where a susceptibility lies between the first colour (0) and the last (1).
+ * Where a value lies between the first colour (0) and the last (1).
  * @param {ModelView} view
  * @returns {(value: number) => number}
  */
@@ -251,7 +252,7 @@ export function cellTraces(view, edges, rows, showscale) {
     hoverinfo: 'none',
     showscale,
     colorbar: {
-      title: {text: 'SI', side: 'top'},
+      title: {text: view.unit, side: 'top'},
       thickness: 16,
       x: 1,
       xpad: 12,
@@ -374,7 +375,8 @@ export function describeCell(view, at, place) {
   const range = (name) => span(edges(name)[0], edges(name)[1]);
   const [bottom, top] = edges('elevation').map((elevation) => surfaceOf(mesh, at) - elevation);
   const strong = document.createElement('strong');
-  strong.textContent = Number.isNaN(value) ? 'air' : `${figures(value)} SI`;
+  const written = Number.isNaN(value) ? 'no value' : `${figures(value)} ${view.unit}`.trim();
+  strong.textContent = bottom <= 0 ? 'air' : written;
   const position = `column ${at.easting + 1}, row ${at.northing + 1}, ` +
       `layer ${mesh.counts.layers - at.elevation} (cell ${cellOf(mesh, at) + 1})`;
   const depth = top < 0 ? '' : ` \u00b7 ${metres(top)} to ${metres(bottom)} m below the ground`;

@@ -160,4 +160,6 @@ export function listenToSolid(model) {
   byId('solid').addEventListener('toggle', open);
   open();  // it may have been opened while the page was unpacked
   byId('model').addEventListener('redrawn', () => view && redraw(view, true));
+  byId('model').addEventListener(
+      'replaced', () => view && setThreshold(view, firstThreshold(model)));
 }

@@ -37,7 +37,7 @@ import {byId, extremes, figures, metres} from './text.js';
  * @property {HTMLCanvasElement} canvas
  * @property {Scene} scene
  * @property {Camera} camera
- * @property {number} threshold  magnitude of the susceptibility (SI) from which cells are shown
+ * @property {number} threshold  magnitude from which cells are shown
  * @property {Box} box  around the cells of the extent and the stations above them
  * @property {Place} middle  of the box, from which the scene counts
  * @property {Place} half  of the sides of the box
@@ -202,7 +202,7 @@ function setWindow(view, window) {
  * @param {SolidView} view
  */
 function refresh(view) {
-  const {mesh, values, extents, extent, range} = view.model;
+  const {mesh, values, unit, extents, extent, range} = view.model;
   const window = windowOf(mesh, extents[extent]);
   setWindow(view, window);
   const cells = cellsAbove(mesh, values, window, view.threshold);
@@ -212,7 +212,7 @@ function refresh(view) {
   const counted = metres(cells.length) + (cells.length === 1 ? ' cell has' : ' cells have');
   const beyond = outside > 0 ? `; ${metres(outside)} more lie outside the extent` : '';
   const magnitude = range[0] < 0 ? ' in magnitude' : '';
-  say('solid-note', `${counted} ${figures(view.threshold)} SI or more${magnitude}${beyond}.`);
+  say('solid-note', `${counted} ${figures(view.threshold)} ${unit} or more${magnitude}${beyond}.`);
 }
 
 /** @param {SolidView} view */
@@ -261,7 +261,7 @@ export function redraw(view, stale = false) {
 }
 
 /**
- * Shows cells from that magnitude on (SI).
+ * Shows cells from that magnitude on.
  * @param {SolidView} view
  * @param {number} threshold
  */
@@ -269,7 +269,7 @@ export function setThreshold(view, threshold) {
   view.threshold = threshold;
   const slide = byId('solid-slide');
   slide.value = Math.round(slide.max * threshold / largest(view.model)) || 0;
-  slide.setAttribute('aria-valuetext', `${figures(threshold)} SI`);
+  slide.setAttribute('aria-valuetext', `${figures(threshold)} ${view.model.unit}`);
   byId('solid-threshold').value = threshold;
   redraw(view, true);
 }
