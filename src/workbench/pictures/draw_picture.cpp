@@ -225,7 +225,8 @@ void draw_axes(Canvas& canvas, const Picture& picture, const Box& plot) {
   }
   canvas.text(plot.left + plot.width / 2.0, bottom + 58, picture.x_label, kLabelSize,
               Align::middle);
-  canvas.upward_text(plot.left - 104, std::max(bottom + plot.top, 2 * plot.top + 130) / 2.0, picture.y_label, kLabelSize);
+  canvas.upward_text(plot.left - 104, std::max(bottom + plot.top, 2 * plot.top + 130) / 2.0,
+                     picture.y_label, kLabelSize);
 }
 
 void draw_colour_bar(Canvas& canvas, const Picture& picture, const Box& plot, int room) {
