@@ -26,9 +26,9 @@ constexpr double kFoot = 0.3048;                 // m, exactly
 constexpr double kSurveyFoot = 1200.0 / 3937.0;  // m, exactly
 constexpr double kMaxPacked = 1100.0;            // deflated values per byte; zlib reaches 1032
 constexpr double kAnySize = 1e6;                 // nodes that any file may have
-constexpr std::size_t kListed = 12;              // bands or parts, in a message
+constexpr std::size_t kMostNames = 12;           // bands or parts, in a message
 constexpr double kAsciiMark = -9999.0;           // where the header names none
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNoElevation = std::numeric_limits<double>::quiet_NaN();
 
 struct Unit {
   std::string name;
@@ -93,7 +93,7 @@ Unit unit_of(const GridSource& source, int number) {
     if (is == std::string::npos) continue;
     const std::string name = part.substr(is + 6);
     if (first.empty()) first = name;
-    if (++listed <= kListed) names += "\n    " + name;
+    if (++listed <= kMostNames) names += "\n    " + name;
   }
   if (names.empty()) bad_grid(source.name, "it has no band of values");
   bad_grid(source.name, fmt::format("it has several grids:{}\n Write the elevations to a file of "
@@ -127,7 +127,7 @@ struct Values {
   GDALRasterBandH mask = nullptr;  // null where every node has a value
   double scale = 1.0;
   double offset = 0.0;
-  double mark = kNan;
+  double mark = kNoElevation;
   double metres = 1.0;
   int block_width = 0;
   int block_rows = 0;
@@ -218,7 +218,7 @@ void to_elevations(const Values& values, const std::vector<unsigned char>& mask,
                    std::vector<double>& nodes) {
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if ((values.mask != nullptr && mask[i] == 0) || nodes[i] == values.mark) {
-      nodes[i] = kNan;
+      nodes[i] = kNoElevation;
       continue;
     }
     nodes[i] = values.scale * nodes[i] + values.offset;
@@ -239,7 +239,7 @@ ElevationBand elevation_band(const GridSource& source) {
   if (bands.size() > 1 && !is_elevation_name(name(bands.front()))) {
     std::string names;
     for (const int b : bands) {
-      if (as_size(b) <= kListed)
+      if (as_size(b) <= kMostNames)
         names += fmt::format(" {} ({})", b, name(b).empty() ? "-" : name(b));
     }
     bad_grid(source.name, fmt::format("it has {} bands:{}. Write that of the elevations to a file "

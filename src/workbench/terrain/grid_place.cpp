@@ -169,13 +169,13 @@ std::string crs_of(const GridSource& source) {
   const Gdal& gdal = source.gdal;
   OGRSpatialReferenceH crs = gdal.GDALGetSpatialRef(source.dataset);
   if (crs == nullptr || gdal.OSRIsGeographic(crs) != 0) return {};
-  if (const std::string code = code_of(gdal, crs); !code.empty()) return code;
+  if (std::string code = code_of(gdal, crs); !code.empty()) return code;
   // Text files hold the definition without its code.
   int count = 0;
   int* confidence = nullptr;
   OGRSpatialReferenceH* const found = gdal.OSRFindMatches(crs, nullptr, &count, &confidence);
   for (int i = 0; i < count && confidence[i] >= kSameCrs; ++i) {
-    if (const std::string code = code_of(gdal, found[i]); !code.empty()) return code;
+    if (std::string code = code_of(gdal, found[i]); !code.empty()) return code;
   }
   return {};
 }
