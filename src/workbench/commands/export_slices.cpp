@@ -55,6 +55,7 @@ RasterTexts texts_of(const SliceExport& slices, const SlicePlace& place, std::in
 bool write_tiffs(const SliceExport& slices, const std::vector<SlicePlace>& plans,
                  const Ground& ground, std::int32_t iteration, const ModelGrid& grid) {
   std::vector<std::string> names;
+  names.reserve(plans.size());
   for (const SlicePlace& place : plans) names.push_back(file_of(slices, place, ".tif", iteration));
   const double cell = raster_cell(grid);
   const auto make = [&](std::size_t n) {
