@@ -14,6 +14,7 @@ qvx model --matrix drilled.mtx --recipe holes.txt --initial initial.txt \
 
 for run in free drilled; do
   quorivex $run.inp
+  qvx report $run.inp --output $run.html
   last=$(find . -name 'quorivex_*.sus' | sort | tail -n 1)
   mv "$last" $run.sus
   mv quorivex.log $run.log

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/free_format.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+
+#include "base/text.h"
 
 namespace quorivex {
 namespace {
@@ -75,6 +79,7 @@ Read FreeFormat::next_token() {
   int next = peek();
   for (; is_blank(next) || (next == ',' && comma_may_follow_); next = peek()) {
     if (next == ',') comma_may_follow_ = false;
+    if (next == '\n') ++line_number_;
     take();
   }
   if (next == TextFile::kEnd) return Read::end;
@@ -114,8 +119,17 @@ Read FreeFormat::next(std::int32_t& value) {
   return parse(token_, value) ? Read::value : Read::bad;
 }
 
+std::string FreeFormat::describe_fault() const {
+  constexpr std::size_t kShown = 40;
+  std::string text = fmt::format("Line {} should hold a number", line_number_);
+  if (!token_.empty())
+    text += fmt::format(", not '{}'", without_controls(token_.substr(0, kShown)));
+  return text + ".";
+}
+
 void FreeFormat::next_line() {
   if (file_ != nullptr) file_->skip_line();
+  ++line_number_;
   repeat_ = 0;
   comma_may_follow_ = false;
 }

@@ -41,6 +41,11 @@ class FreeFormat {
   /// Skips the rest of the line of the last value: the next read begins on a new line.
   void next_line();
 
+  /// "Line 7 should hold a number, not '0.1abc'.", after a read of a file that was bad.
+  std::string describe_fault() const;
+  /// Lines of the file up to the place of the last read, that one included.
+  std::int64_t line() const { return line_number_; }
+
  private:
   Read next_token();
   int peek();
@@ -48,6 +53,7 @@ class FreeFormat {
 
   std::string_view line_;
   TextFile* file_ = nullptr;
+  std::int64_t line_number_ = 1;
   std::string token_;        // empty: an empty value
   std::int64_t repeat_ = 0;  // how many more times the token is delivered
   bool comma_may_follow_ = false;

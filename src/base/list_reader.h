@@ -10,8 +10,10 @@
 
 namespace quorivex {
 
-/// " ERROR: end reached reading WHAT NAME" or " ERROR reading WHAT NAME", as `read` says.
-[[noreturn]] void list_error(Read read, std::string_view what, std::string_view name);
+/// " ERROR: end reached reading WHAT NAME" or " ERROR reading WHAT NAME", as `read` says of what
+/// was last read; the detail has the line.
+[[noreturn]] void list_error(Read read, std::string_view what, std::string_view name,
+                             const FreeFormat& from);
 
 /// Fills `values` from a file read whole, any number of values per line.
 /// `what` names the file in messages ("active cell file").
@@ -19,7 +21,7 @@ template <class Values>
 void read_list(FreeFormat& from, Values&& values, std::string_view what, std::string_view name) {
   for (auto& value : values) {
     const Read read = from.next(value);
-    if (read != Read::value) list_error(read, what, name);
+    if (read != Read::value) list_error(read, what, name, from);
   }
 }
 
@@ -37,7 +39,7 @@ void read_part_of_list(FreeFormat& from, const ListPart& part, Values&& values) 
   std::decay_t<decltype(*values.begin())> other{};
   const auto read = [&](auto& to) {
     const Read found = from.next(to);
-    if (found != Read::value) list_error(found, part.what, part.name);
+    if (found != Read::value) list_error(found, part.what, part.name, from);
   };
   const std::int64_t after = part.values - part.before - static_cast<std::int64_t>(values.size());
   for (std::int64_t n = 0; n < part.before; ++n) read(other);

@@ -118,7 +118,7 @@ TEST(ExportSlices, RefusalsNameTheSpanAndWriteNothing) {
   expect_refused(folder, start + "s --depths 1,x", "--depths: should be a number");
   expect_refused(folder, start + "s --depths 1 --range 2,1", "--range should be a smaller");
   expect_refused(folder, start + "file --depths 1", "the folder file cannot be made");
-  expect_refused(folder, start + "no/such --depths 1", "the folder no/such cannot be made");
+  expect_refused(folder, start + "file/such --depths 1", "the folder file/such cannot be made");
   EXPECT_FALSE(folder.has("s"));
 }
 

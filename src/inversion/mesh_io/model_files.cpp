@@ -79,7 +79,7 @@ std::optional<double> read_active_model(const std::string& source, std::string_v
   for (std::int64_t cell = 0; cell < slab.cells; ++cell) {
     double value = 0.0;
     const Read read = values.next(value);
-    if (read != Read::value) list_error(read, what, source);
+    if (read != Read::value) list_error(read, what, source, values);
     values.next_line();
     const std::int64_t here = cell - slab.cells_before;
     if (here < 0 || here >= cells) continue;

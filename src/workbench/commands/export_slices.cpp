@@ -94,8 +94,13 @@ bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int3
 void write_grids(const SliceExport& slices, const SlicePlace& place, std::int32_t iteration,
                  const Raster& raster) {
   write_ascii_grid(file_of(slices, place, ".asc", iteration), raster);
-  if (!slices.prj) return;
-  AtomicFile prj(file_of(slices, place, ".prj", iteration));
+  const std::string prj_name = file_of(slices, place, ".prj", iteration);
+  if (!slices.prj) {
+    std::error_code none;
+    fs::remove(prj_name, none);  // that of an earlier export would place this grid
+    return;
+  }
+  AtomicFile prj(prj_name);
   prj.append(*slices.prj + "\n");
   prj.commit();
 }
@@ -109,6 +114,7 @@ std::string describe_values(const std::vector<double>& values) {
     range.max = range.count == 0 ? value : std::max(range.max, value);
     ++range.count;
   }
+  if (range.count == 0) return "no cell of it lies below the ground";
   return fmt::format("{} of {} cells below the ground, {:.6g} to {:.6g} SI", range.count,
                      values.size(), range.min, range.max);
 }
@@ -184,7 +190,7 @@ std::vector<std::string> slice_files(const std::string& folder, const SlicePlace
 
 void make_slice_folder(const std::string& folder) {
   std::error_code error;
-  fs::create_directory(folder, error);
+  fs::create_directories(folder, error);
   if (fs::is_directory(folder)) return;
   stop_run(fmt::format(" ERROR: the folder {} cannot be made: {}.", folder,
                        error ? error.message() : "a file has its name"));

@@ -191,8 +191,8 @@ void print_facts(const Operation& operation, const OperationFacts& facts, const 
       }
       continue;
     }
-    fmt::print("  {:<21}{}{}\n", rule.name, describe_values(set),
-               rule.faces ? fmt::format(" at {} faces", set.count) : "");
+    fmt::print("  {:<21}{}; {} of {} {} changed\n", rule.name, describe_values(set), set.changed,
+               set.count, rule.faces ? "faces" : "cells");
   }
   if (facts.cells == 0) {
     print_warning(fmt::format("{}: no ground cell lies in the region", operation.place));

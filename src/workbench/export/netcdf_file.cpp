@@ -63,6 +63,10 @@ class NetcdfFile {
     need(nc_put_att_double(id_, variable, name, NC_DOUBLE, 1, &value));
     count_attribute(variable);
   }
+  void attribute(int variable, const char* name, const std::array<float, 2>& values) {
+    need(nc_put_att_float(id_, variable, name, NC_FLOAT, values.size(), values.data()));
+    count_attribute(variable);
+  }
   void attribute(int variable, const char* name, int value) {
     need(nc_put_att_int(id_, variable, name, NC_INT, 1, &value));
     count_attribute(variable);
@@ -255,6 +259,9 @@ void make_file(const std::string& name, const ModelGrid& grid, const std::string
   file.layout(model, NC_FILL_FLOAT, {1, as_size(grid.nn), as_size(grid.ne)});
   file.attribute(model, "long_name", "magnetic susceptibility (SI)");
   file.attribute(model, "units", "1");
+  const ValueRange range = value_range(grid);
+  file.attribute(model, "actual_range",
+                 std::array{static_cast<float>(range.min), static_cast<float>(range.max)});
   file.attribute(model, "comment", "constant within each cell; cells without a value are air");
   std::optional<int> mapping;
   if (!crs.code.empty()) mapping = add_grid_mapping(file, model, crs);

@@ -158,6 +158,7 @@ class Setter {
                          rule_of(assignment_.quantity).name, now, describe_cell(cells_, at),
                          expected_value(rule_of(assignment_.quantity))));
     }
+    if (place != now) ++facts_.changed;
     place = now;
     to_.setters[as_size(at.below - 1)] = assignment_.number;
     facts_.min = facts_.count == 0 ? now : std::min(facts_.min, now);

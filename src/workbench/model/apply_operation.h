@@ -30,7 +30,8 @@ void check_operation(const Operation& operation);
 /// Values of a quantity after an operation, where the operation holds.
 struct SetFacts {
   Quantity quantity = Quantity::initial;
-  std::int64_t count = 0;  ///< of cells or faces
+  std::int64_t count = 0;    ///< of cells or faces
+  std::int64_t changed = 0;  ///< of these, where the value is another than before
   double min = 0.0;
   double mean = 0.0;
   double max = 0.0;

@@ -35,7 +35,10 @@ class OutlineReader {
     const std::vector<std::string> fields = split_fields(text, guess_separator(text));
     MapPoint corner{};
     for (std::size_t n = 0; n < corner.size(); ++n) {
-      const auto value = n < fields.size() ? to_number(fields[n]) : std::nullopt;
+      // What follows the northing may be parted from it by a blank.
+      const std::string field = n < fields.size() ? fields[n] : "";
+      const auto value =
+          to_number(field.substr(0, n == 0 ? field.npos : field.find_first_of(" \t")));
       if (!value || !(std::abs(*value) <= kMaxPlace)) {
         refuse_line(fmt::format("should hold easting and northing (m):\n    {}", excerpt(line)));
       }

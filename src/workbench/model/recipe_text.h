@@ -36,7 +36,7 @@ auto read_for(const Operation& operation, Read read) {
   } catch (const StopRun& stop) {
     std::string_view message = stop.message();
     if (message.starts_with("ERROR")) message.remove_prefix(message.find(' ') + 1);
-    refuse(operation, std::string(message));
+    refuse(operation, std::string(message) + (stop.detail().empty() ? "" : "\n " + stop.detail()));
   }
 }
 

@@ -39,6 +39,12 @@ constexpr std::size_t kMaxAttribute = 1000;  // characters
       file, why)));
 }
 
+/// The shortest decimal number of a float: 0.008, not 0.00800000037997961.
+void shorten(double& value) {
+  if (!std::isfinite(value)) return;
+  value = std::strtod(fmt::format("{}", static_cast<float>(value)).c_str(), nullptr);
+}
+
 /// A file that is open in memory: there the library refuses to read beyond the end of a file cut
 /// short, instead of taking zeros.
 class VoxelFile {
@@ -94,6 +100,9 @@ class VoxelFile {
     limit_memory({});  // now it is known what the values need
     auto values = allocate<double>(static_cast<std::size_t>(count), kVoxelNetcdf);
     if (!values.empty()) need(nc_get_var_double(id_, variable, values.data()));
+    nc_type type = NC_NAT;
+    need(nc_inq_vartype(id_, variable, &type));
+    if (type == NC_FLOAT) std::for_each(values.begin(), values.end(), shorten);
     return values;
   }
 
@@ -109,12 +118,13 @@ class VoxelFile {
     need(nc_get_att_text(id_, variable, attribute, text.data()));
     return std::string(trim(text.substr(0, text.find('\0'))));
   }
+  /// Nothing where there is no such attribute.
   std::optional<double> number(int variable, const char* attribute) const {
     nc_type type = NC_NAT;
     std::size_t size = 0;
-    if (nc_inq_att(id_, variable, attribute, &type, &size) != NC_NOERR || size != 1 ||
-        type == NC_CHAR || type >= NC_STRING) {
-      return std::nullopt;
+    if (nc_inq_att(id_, variable, attribute, &type, &size) != NC_NOERR) return std::nullopt;
+    if (size != 1 || type == NC_CHAR || type >= NC_STRING) {
+      fail(fmt::format("the attribute {} of a variable is not a number", attribute));
     }
     double number = 0.0;
     need(nc_get_att_double(id_, variable, attribute, &number));
@@ -232,11 +242,15 @@ std::vector<double> unpacked_values(const VoxelFile& file, int variable) {
   const auto missing = file.number(variable, "missing_value");
   const double factor = file.number(variable, "scale_factor").value_or(1.0);
   const double offset = file.number(variable, "add_offset").value_or(0.0);
+  if (!(std::isfinite(factor) && factor != 0.0 && std::isfinite(offset))) {
+    file.fail(fmt::format("scale_factor is {:g}, add_offset {:g}", factor, offset));
+  }
   const auto is = [](const std::optional<double>& mark, double value) {
     return mark && static_cast<float>(*mark) == static_cast<float>(value);
   };
   for (double& value : values) {
-    const bool marked = is(fill, value) || is(missing, value) || value >= NC_FILL_FLOAT;
+    const bool marked = std::isnan(value) || is(fill, value) || is(missing, value) ||
+                        (value >= NC_FILL_FLOAT && std::isfinite(value));
     value = marked ? std::numeric_limits<double>::quiet_NaN() : factor * value + offset;
   }
   return values;

@@ -34,7 +34,7 @@ std::vector<double> read_values(const std::string& name, std::int64_t cells) {
     for (std::int64_t cell = 1; cell <= cells; ++cell) {
       double value = 0.0;
       const Read read = from.next(value);
-      if (read != Read::value) list_error(read, "model file", name);
+      if (read != Read::value) list_error(read, "model file", name, from);
       append_checked(values, value);
     }
   } catch (const std::bad_alloc&) {

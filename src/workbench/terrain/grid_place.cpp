@@ -61,7 +61,12 @@ void expect_metres(const GridSource& source, const GridPlace& place) {
   if (gdal.OSRIsGeographic(crs) != 0) {
     // Grids that nobody gave a coordinate system are called geographic when they become netCDF.
     if (may_be_degrees(place)) refuse_degrees(source, place);
-    return;
+    if (source.driver() == "netCDF") return;
+    bad_grid(source.name,
+             fmt::format("its coordinate system ({}) is one of degrees, and its coordinates cannot "
+                         "be degrees. Say what they are:\n    gdal_translate -a_srs EPSG:CODE {} "
+                         "corrected.tif\n with the code of the coordinates of the survey for CODE",
+                         text_of(gdal.OSRGetName(crs)), source.name));
   }
   char* unit = nullptr;
   const double metres = gdal.OSRGetLinearUnits(crs, &unit);
