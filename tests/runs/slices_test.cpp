@@ -118,7 +118,14 @@ TEST(ExportSlices, RefusalsNameTheSpanAndWriteNothing) {
   expect_refused(folder, start + "s --depths 1 --range 2,1", "--range should be a smaller");
   expect_refused(folder, start + "file --depths 1", "the folder file cannot be made");
   expect_refused(folder, start + "no/such --depths 1", "the folder no/such cannot be made");
+  std::string many = "1";
+  for (int n = 1; n <= 5000; ++n) many += ",1";
+  expect_refused(folder, start + "s --iteration all --depths " + many, "are more than 10000");
   EXPECT_FALSE(folder.has("s"));
+  std::filesystem::create_directory(folder.path("s"));
+  std::filesystem::create_symlink("../obs.dat", folder.path("s/depth_0001m.asc"));
+  expect_refused(folder, start + "s --depths 1", "would replace a file that is read");
+  EXPECT_EQ(folder.read("obs.dat"), observations_text(folder.survey));
 }
 
 }  // namespace

@@ -22,6 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Seconds of a processor for a file, many times what it takes.
+constexpr std::uint64_t kTiffSeconds = 300;  // of up to a hundred million points
+constexpr std::uint64_t kPictureSeconds = 10;
 constexpr std::size_t kMostSlices = 10'000;  // times iterations
 
 std::string slice_file(const std::string& folder, const SlicePlace& place, const char* extension) {
@@ -61,7 +64,7 @@ bool write_tiffs(const SliceExport& slices, const std::vector<SlicePlace>& plans
     return geotiff_bytes(names[n], raster_of(cut_model(grid, ground, plans[n]), cell),
                          texts_of(slices, plans[n], iteration));
   };
-  return write_library_files(names, make, "GDAL");
+  return write_library_files(names, make, "GDAL", kTiffSeconds);
 }
 
 /// Returns whether cairo is there to draw them.
@@ -87,7 +90,7 @@ bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int3
     }
     return png_bytes(names[n], picture);
   };
-  return write_library_files(names, make, "cairo");
+  return write_library_files(names, make, "cairo", kPictureSeconds);
 }
 
 void write_grids(const SliceExport& slices, const SlicePlace& place, std::int32_t iteration,
@@ -108,6 +111,7 @@ std::string describe_values(const std::vector<double>& values) {
     range.max = range.count == 0 ? value : std::max(range.max, value);
     ++range.count;
   }
+  if (range.count == 0) return "all air";
   return fmt::format("{} of {} cells below the ground, {:.6g} to {:.6g} SI", range.count,
                      values.size(), range.min, range.max);
 }
@@ -123,7 +127,7 @@ void add_slice_options(CLI::App& command, SliceOptions& options) {
                            ->type_name("FOLDER");
   const auto add = [&](const char* name, auto& values, double min, const char* help) {
     command.add_option(name, values, help)
-        ->type_name("M,...")
+        ->type_name("M,M")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(number(min, kMaxLength))
@@ -218,7 +222,7 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
 }
 
 void write_slices(const SliceExport& slices, const FinishedRun& run, std::int32_t iteration,
-                  const ModelGrid& grid) {
+                  const ModelGrid& grid, bool warn) {
   const double cell = raster_cell(grid);
   const std::vector<SlicePlace> plans = plans_of(slices);
   for (const SlicePlace& place : plans) {
@@ -226,8 +230,10 @@ void write_slices(const SliceExport& slices, const FinishedRun& run, std::int32_
   }
   const bool tiffs = write_tiffs(slices, plans, *run.ground, iteration, grid);
   const bool pictures = write_pictures(slices, run, iteration, grid);
-  if (!tiffs) fmt::print(stderr, "Warning: no GeoTIFF is written: that needs GDAL.\n");
-  if (!pictures) fmt::print(stderr, "Warning: no PNG is written: that needs the library cairo.\n");
+  if (warn && !tiffs) fmt::print(stderr, "Warning: no GeoTIFF is written: that needs GDAL.\n");
+  if (warn && !pictures) {
+    fmt::print(stderr, "Warning: no PNG is written: that needs the library cairo.\n");
+  }
   const std::string resampled =
       is_even(grid, cell) ? "" : fmt::format(", resampled to {:.6g} m by the nearest cell", cell);
   for (const SlicePlace& place : slices.places) {
