@@ -79,9 +79,9 @@ bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int3
     Picture picture = picture_of(cut_model(grid, *run.ground, place), place, run.observations);
     picture.min = slices.range.min;
     picture.max = slices.range.max;
-    std::vector<std::string> words{fs::path(run.input_file).filename().string(),
-                                   fmt::format("iteration {}", iteration)};
+    std::vector<std::string> words{fmt::format("Iteration {}", iteration)};
     if (!slices.crs.empty()) words.push_back(slices.crs);
+    words.push_back(fs::path(run.input_file).filename().string());  // last: it may be cut
     picture.captions = {fmt::format("{}", fmt::join(words, ", ")), slices.range_words};
     if (!picture.dots.empty()) picture.captions.back() += "; dots: data stations";
     if (!picture.is_map) {
@@ -205,7 +205,7 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
   }
   if (!options.range.empty()) {
     slices.range = {.count = 0, .min = options.range[0], .max = options.range[1]};
-    slices.range_words = "values beyond the colour bar have the colours of its ends";
+    slices.range_words = "Values beyond the colour bar have the colours of its ends";
     return slices;
   }
   for (std::size_t n = 0; n < models; ++n) {
@@ -216,7 +216,7 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
     slices.range.max = first ? range.max : std::max(slices.range.max, range.max);
     slices.range.count += range.count;
   }
-  slices.range_words = fmt::format("colours from the smallest to the largest value of the {}",
+  slices.range_words = fmt::format("Colours from the smallest to the largest value of the {}",
                                    models == 1 ? "model" : "models");
   return slices;
 }
