@@ -22,7 +22,7 @@ class SlicesFolder : public ScratchFolder {
   /// Of the cell at column i, row j, layer k, from 0.
   double value(std::int32_t i, std::int32_t j, std::int32_t k) const {
     const Mesh& mesh = survey.mesh;
-    return model[static_cast<std::size_t>((j * mesh.ne + i) * mesh.nz + k)];
+    return model[as_size((std::int64_t{j} * mesh.ne + i) * mesh.nz + k)];
   }
   /// What GDAL finds at a place of a file, one number per band.
   std::vector<double> at(const std::string& file, const std::string& options, double x,

@@ -36,6 +36,16 @@ std::string file_of(const SliceExport& slices, const SlicePlace& place, const ch
   return slices.name(slice_file(slices.folder, place, extension), iteration);
 }
 
+std::vector<std::string> files_of(const SliceExport& slices, const std::vector<SlicePlace>& places,
+                                  const char* extension, std::int32_t iteration) {
+  std::vector<std::string> names;
+  names.reserve(places.size());
+  for (const SlicePlace& place : places) {
+    names.push_back(file_of(slices, place, extension, iteration));
+  }
+  return names;
+}
+
 std::vector<SlicePlace> plans_of(const SliceExport& slices) {
   std::vector<SlicePlace> plans;
   std::copy_if(slices.places.begin(), slices.places.end(), std::back_inserter(plans), is_plan);
@@ -57,8 +67,7 @@ RasterTexts texts_of(const SliceExport& slices, const SlicePlace& place, std::in
 /// Returns whether GDAL is there to write them.
 bool write_tiffs(const SliceExport& slices, const std::vector<SlicePlace>& plans,
                  const Ground& ground, std::int32_t iteration, const ModelGrid& grid) {
-  std::vector<std::string> names;
-  for (const SlicePlace& place : plans) names.push_back(file_of(slices, place, ".tif", iteration));
+  const std::vector<std::string> names = files_of(slices, plans, ".tif", iteration);
   const double cell = raster_cell(grid);
   const auto make = [&](std::size_t n) {
     return geotiff_bytes(names[n], raster_of(cut_model(grid, ground, plans[n]), cell),
@@ -70,10 +79,7 @@ bool write_tiffs(const SliceExport& slices, const std::vector<SlicePlace>& plans
 /// Returns whether cairo is there to draw them.
 bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int32_t iteration,
                     const ModelGrid& grid) {
-  std::vector<std::string> names;
-  for (const SlicePlace& place : slices.places) {
-    names.push_back(file_of(slices, place, ".png", iteration));
-  }
+  const std::vector<std::string> names = files_of(slices, slices.places, ".png", iteration);
   const auto make = [&](std::size_t n) {
     const SlicePlace& place = slices.places[n];
     Picture picture = picture_of(cut_model(grid, *run.ground, place), place, run.observations);
