@@ -90,7 +90,10 @@ struct Child {
   }
 };
 
-[[noreturn]] void be_child(const std::function<void(const TakeBytes&)>& make, const Child& child) {
+[[noreturn]] void be_child(const std::function<void(const TakeBytes&)>& make, Child& child) {
+  // Otherwise this process would wait for itself to read on where the other one has given up.
+  child.bytes.close_end(0);
+  child.end.close_end(0);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP})
     static_cast<void>(std::signal(signal, SIG_DFL));
   // What the C library says of a crash goes nowhere, and no core is dumped.

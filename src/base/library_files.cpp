@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <string_view>
 
@@ -63,10 +64,12 @@ class FilesTaker {
 
 bool write_library_files(const std::vector<std::string>& names,
                          const std::function<std::string(std::size_t)>& make,
-                         const std::string& library) {
+                         const std::string& library, std::uint64_t seconds) {
   FilesTaker taker(names);
   const auto make_all = [&](const TakeBytes& write) {
     for (std::size_t n = 0; n < names.size(); ++n) {
+      const auto used = static_cast<std::uint64_t>(std::clock() / CLOCKS_PER_SEC);
+      limit_seconds(used + 1 + seconds);
       const std::string bytes = make(n);
       const std::uint64_t count = bytes.size();
       write({reinterpret_cast<const char*>(&count), sizeof(count)});

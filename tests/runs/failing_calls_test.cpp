@@ -188,6 +188,14 @@ TEST(FailingCalls, QvxExportEndsWithItsMessageWhenTheNetcdfLibraryFails) {
               {"allocation", "write", "create", "rename", "sync"});
 }
 
+// Pictures are larger than the pipe through which they come.
+TEST(FailingCalls, QvxExportEndsWithItsMessageWhenSlicesCannotBeWritten) {
+  const ScratchFolder start;
+  prepare(start, {kSensitivity, kInversion});
+  sweep_kinds("'" QVX_PROGRAM "' export run.inp --slices . --depths 5", start,
+              {"write", "create", "rename"});
+}
+
 // Without "read": what cannot be read of the sidecar is missing on the page.
 TEST(FailingCalls, QvxReportEndsWithItsMessage) {
   const ScratchFolder start;

@@ -16,6 +16,11 @@ inline constexpr bool kReadsGrids = false;
 #else
 inline constexpr bool kReadsGrids = true;
 #endif
+#ifdef QUORIVEX_NO_CAIRO
+inline constexpr bool kDraws = false;
+#else
+inline constexpr bool kDraws = true;
+#endif
 
 struct QvxRun {
   int status = -1;  ///< exit status; -1 after a signal

@@ -73,12 +73,12 @@ TEST(ExportSlices, OtherProgramsFindEachCellAtItsPlace) {
   const std::string info = folder.shell("gdalinfo '" + depth + ".tif'");
   EXPECT_NE(info.find("NoData Value=-9999"), std::string::npos) << info;
   EXPECT_NE(info.find("iteration=2"), std::string::npos) << info;
-  EXPECT_TRUE(folder.has("s/easting_1051m.png"));
+  EXPECT_EQ(folder.has("s/easting_1051m.png"), kDraws);
 }
 
 // A picture that is blank, upside down, or in colours of another range than its bar.
 TEST(ExportSlices, ThePictureHasTheColourOfACellAtItsPlace) {
-  if (!kReadsGrids) GTEST_SKIP();
+  if (!kReadsGrids || !kDraws) GTEST_SKIP();
   const SlicesFolder folder;
   const Mesh& mesh = folder.survey.mesh;
   const std::string command =
@@ -119,7 +119,14 @@ TEST(ExportSlices, RefusalsNameTheSpanAndWriteNothing) {
   expect_refused(folder, start + "s --depths 1 --range 2,1", "--range should be a smaller");
   expect_refused(folder, start + "file --depths 1", "the folder file cannot be made");
   expect_refused(folder, start + "file/such --depths 1", "the folder file/such cannot be made");
+  std::string many = "1";
+  for (int n = 1; n <= 5000; ++n) many += ",1";
+  expect_refused(folder, start + "s --iteration all --depths " + many, "are more than 10000");
   EXPECT_FALSE(folder.has("s"));
+  std::filesystem::create_directory(folder.path("s"));
+  std::filesystem::create_symlink("../obs.dat", folder.path("s/depth_0001m.asc"));
+  expect_refused(folder, start + "s --depths 1", "would replace a file that is read");
+  EXPECT_EQ(folder.read("obs.dat"), observations_text(folder.survey));
 }
 
 }  // namespace

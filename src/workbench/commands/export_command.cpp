@@ -144,10 +144,15 @@ void describe_points(const std::string& table, const std::string& crs) {
   fmt::print("{}: the points of {} in {}, for GIS\n", vrt_name(table), table, crs);
 }
 
+ModelGrid make_grid(const ExportOptions& options, const FinishedRun& run,
+                    std::vector<double> values) {
+  return make_model_grid(run.ground->mesh, options.core ? ModelExtent::core : ModelExtent::whole,
+                         std::move(values));
+}
+
 ModelGrid read_grid(const ExportOptions& options, const FinishedRun& run,
                     const FinishedIteration& iteration) {
-  return make_model_grid(run.ground->mesh, options.core ? ModelExtent::core : ModelExtent::whole,
-                         read_model(run, iteration));
+  return make_grid(options, run, read_model(run, iteration));
 }
 
 void export_model(const ExportOptions& options, const FinishedRun& run, const SliceExport& slices,
@@ -177,7 +182,10 @@ void export_model(const ExportOptions& options, const FinishedRun& run, const Sl
     written(name);
     describe_points(name, options.crs);
   }
-  if (!slices.places.empty()) write_slices(slices, run, number, grid);
+  if (!slices.places.empty()) {
+    const bool last = number == run.iterations.back().row.iteration;
+    write_slices(slices, run, number, grid, last || !options.all());
+  }
 }
 
 void export_data(const ExportOptions& options, const FinishedRun& run,
@@ -210,7 +218,7 @@ SliceExport prepare_slices(const ExportOptions& options, const FinishedRun& run,
                            const std::vector<FinishedIteration>& iterations) {
   if (places.empty()) return {};
   const auto read = [&](std::size_t n) { return read_grid(options, run, iterations[n]); };
-  check_slice_places(read(0), *run.ground, places);
+  check_slice_places(make_grid(options, run, {}), *run.ground, places);
   SliceExport slices =
       plan_slices(options.slices, std::move(places), options.crs, iterations.size(), read);
   slices.name = [&options](const std::string& file, std::int32_t iteration) {

@@ -22,6 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Seconds of a processor for a file, many times what it takes.
+constexpr std::uint64_t kTiffSeconds = 300;  // of up to a hundred million points
+constexpr std::uint64_t kPictureSeconds = 10;
 constexpr std::size_t kMostSlices = 10'000;  // times iterations
 
 std::string slice_file(const std::string& folder, const SlicePlace& place, const char* extension) {
@@ -31,6 +34,16 @@ std::string slice_file(const std::string& folder, const SlicePlace& place, const
 std::string file_of(const SliceExport& slices, const SlicePlace& place, const char* extension,
                     std::int32_t iteration) {
   return slices.name(slice_file(slices.folder, place, extension), iteration);
+}
+
+std::vector<std::string> files_of(const SliceExport& slices, const std::vector<SlicePlace>& places,
+                                  const char* extension, std::int32_t iteration) {
+  std::vector<std::string> names;
+  names.reserve(places.size());
+  for (const SlicePlace& place : places) {
+    names.push_back(file_of(slices, place, extension, iteration));
+  }
+  return names;
 }
 
 std::vector<SlicePlace> plans_of(const SliceExport& slices) {
@@ -54,32 +67,27 @@ RasterTexts texts_of(const SliceExport& slices, const SlicePlace& place, std::in
 /// Returns whether GDAL is there to write them.
 bool write_tiffs(const SliceExport& slices, const std::vector<SlicePlace>& plans,
                  const Ground& ground, std::int32_t iteration, const ModelGrid& grid) {
-  std::vector<std::string> names;
-  names.reserve(plans.size());
-  for (const SlicePlace& place : plans) names.push_back(file_of(slices, place, ".tif", iteration));
+  const std::vector<std::string> names = files_of(slices, plans, ".tif", iteration);
   const double cell = raster_cell(grid);
   const auto make = [&](std::size_t n) {
     return geotiff_bytes(names[n], raster_of(cut_model(grid, ground, plans[n]), cell),
                          texts_of(slices, plans[n], iteration));
   };
-  return write_library_files(names, make, "GDAL");
+  return write_library_files(names, make, "GDAL", kTiffSeconds);
 }
 
 /// Returns whether cairo is there to draw them.
 bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int32_t iteration,
                     const ModelGrid& grid) {
-  std::vector<std::string> names;
-  for (const SlicePlace& place : slices.places) {
-    names.push_back(file_of(slices, place, ".png", iteration));
-  }
+  const std::vector<std::string> names = files_of(slices, slices.places, ".png", iteration);
   const auto make = [&](std::size_t n) {
     const SlicePlace& place = slices.places[n];
     Picture picture = picture_of(cut_model(grid, *run.ground, place), place, run.observations);
     picture.min = slices.range.min;
     picture.max = slices.range.max;
-    std::vector<std::string> words{fs::path(run.input_file).filename().string(),
-                                   fmt::format("iteration {}", iteration)};
+    std::vector<std::string> words{fmt::format("Iteration {}", iteration)};
     if (!slices.crs.empty()) words.push_back(slices.crs);
+    words.push_back(fs::path(run.input_file).filename().string());  // last: it may be cut
     picture.captions = {fmt::format("{}", fmt::join(words, ", ")), slices.range_words};
     if (!picture.dots.empty()) picture.captions.back() += "; dots: data stations";
     if (!picture.is_map) {
@@ -88,7 +96,7 @@ bool write_pictures(const SliceExport& slices, const FinishedRun& run, std::int3
     }
     return png_bytes(names[n], picture);
   };
-  return write_library_files(names, make, "cairo");
+  return write_library_files(names, make, "cairo", kPictureSeconds);
 }
 
 void write_grids(const SliceExport& slices, const SlicePlace& place, std::int32_t iteration,
@@ -130,7 +138,7 @@ void add_slice_options(CLI::App& command, SliceOptions& options) {
                            ->type_name("FOLDER");
   const auto add = [&](const char* name, auto& values, double min, const char* help) {
     command.add_option(name, values, help)
-        ->type_name("M,...")
+        ->type_name("M,M")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(number(min, kMaxLength))
@@ -208,7 +216,7 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
   }
   if (!options.range.empty()) {
     slices.range = {.count = 0, .min = options.range[0], .max = options.range[1]};
-    slices.range_words = "values beyond the colour bar have the colours of its ends";
+    slices.range_words = "Values beyond the colour bar have the colours of its ends";
     return slices;
   }
   for (std::size_t n = 0; n < models; ++n) {
@@ -219,13 +227,13 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
     slices.range.max = first ? range.max : std::max(slices.range.max, range.max);
     slices.range.count += range.count;
   }
-  slices.range_words = fmt::format("colours from the smallest to the largest value of the {}",
+  slices.range_words = fmt::format("Colours from the smallest to the largest value of the {}",
                                    models == 1 ? "model" : "models");
   return slices;
 }
 
 void write_slices(const SliceExport& slices, const FinishedRun& run, std::int32_t iteration,
-                  const ModelGrid& grid) {
+                  const ModelGrid& grid, bool warn) {
   const double cell = raster_cell(grid);
   const std::vector<SlicePlace> plans = plans_of(slices);
   for (const SlicePlace& place : plans) {
@@ -233,8 +241,10 @@ void write_slices(const SliceExport& slices, const FinishedRun& run, std::int32_
   }
   const bool tiffs = write_tiffs(slices, plans, *run.ground, iteration, grid);
   const bool pictures = write_pictures(slices, run, iteration, grid);
-  if (!tiffs) fmt::print(stderr, "Warning: no GeoTIFF is written: that needs GDAL.\n");
-  if (!pictures) fmt::print(stderr, "Warning: no PNG is written: that needs the library cairo.\n");
+  if (warn && !tiffs) fmt::print(stderr, "Warning: no GeoTIFF is written: that needs GDAL.\n");
+  if (warn && !pictures) {
+    fmt::print(stderr, "Warning: no PNG is written: that needs the library cairo.\n");
+  }
   const std::string resampled =
       is_even(grid, cell) ? "" : fmt::format(", resampled to {:.6g} m by the nearest cell", cell);
   for (const SlicePlace& place : slices.places) {

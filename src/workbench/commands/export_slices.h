@@ -54,7 +54,8 @@ SliceExport plan_slices(const SliceOptions& options, std::vector<SlicePlace> pla
                         const std::string& crs, std::size_t models,
                         const std::function<ModelGrid(std::size_t)>& read);
 
+/// Writes those of a model; `warn` whether to say which library is missing.
 void write_slices(const SliceExport& slices, const FinishedRun& run, std::int32_t iteration,
-                  const ModelGrid& grid);
+                  const ModelGrid& grid, bool warn);
 
 }  // namespace quorivex

@@ -218,7 +218,7 @@ void draw_axes(Canvas& canvas, const Picture& picture, const Box& plot) {
     canvas.text(at, bottom + 26, fmt::format("{:.10g}", x), kTextSize, Align::middle);
   }
   const auto& ys = picture.y_nodes;
-  for (const double y : round_numbers(ys.front(), ys.back(), std::max(1, plot.height / 60))) {
+  for (const double y : round_numbers(ys.front(), ys.back(), std::max(1, plot.height / 40))) {
     const int at = bottom - 1 - place(y, ys, plot.height);
     canvas.line(plot.left - 1 - kTick, at, plot.left - 1, at);
     canvas.text(plot.left - 13, at + 6, fmt::format("{:.10g}", y), kTextSize, Align::right);

@@ -56,7 +56,8 @@ std::vector<double> round_numbers(double from, double to, int most) {
     const double first = std::ceil(from / step);
     const double last = std::floor(to / step);
     if (!(last - first < most)) continue;
-    for (double n = first; n <= last; ++n) numbers.push_back(n * step);
+    const int count = static_cast<int>(last - first) + 1;  // 0 where `last` is before `first`
+    for (int n = 0; n < count; ++n) numbers.push_back((first + n) * step);
     break;
   }
   return numbers;
