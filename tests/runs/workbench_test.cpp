@@ -221,9 +221,8 @@ TEST(Qvx, AFileThatMayNotBeReadIsNotSaidToBeMissing) {
 
 TEST(Qvx, HelpFitsATerminalOfEightyColumns) {
   const ScratchFolder folder;
-  for (const char* command :
-       {"", "survey", "mesh", "sensitivity", "forward", "model", "input", "info", "check", "report",
-        "continue", "export"}) {
+  for (const char* command : {"", "survey", "mesh", "sensitivity", "forward", "model", "input",
+                              "info", "check", "report", "continue", "export"}) {
     const QvxRun run = run_qvx(folder, std::string(command) + " --help");
     EXPECT_EQ(run.status, 0);
     std::istringstream help(run.out);
