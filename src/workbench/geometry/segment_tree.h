@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <vector>
 
-#include "workbench/geometry/point_tree.h"
-
 namespace quorivex {
 
-/// A straight piece of a path.
+/// Easting, northing and elevation, metres.
+using SpacePoint = std::array<double, 3>;
+
+/// A straight piece of a path; a point where it has no length.
 struct Segment {
   SpacePoint from;
   SpacePoint to;

@@ -53,14 +53,8 @@ Table read_collar_table(const HoleTables& tables, const SourceColumns& columns,
     names.names.erase("azimuth");
     names.names.erase("dip");
   }
-  std::vector<WantedColumn> wanted{
-      hole_column(columns),
-      geometry_column(columns, "easting", {"easting", "east", "x"}, -kMaxCoordinate,
-                      kMaxCoordinate),
-      geometry_column(columns, "northing", {"northing", "north", "y"}, -kMaxCoordinate,
-                      kMaxCoordinate),
-      geometry_column(columns, "elevation", {"elevation", "elev", "z", "rl"}, -kMaxElevation,
-                      kMaxElevation)};
+  std::vector<WantedColumn> wanted = place_columns(columns);
+  wanted.insert(wanted.begin(), hole_column(columns));
   for (WantedColumn& column : direction_columns(names)) {
     column.optional = true;
     column.gaps = true;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "inversion/mesh_io/ground.h"
-#include "workbench/geometry/point_tree.h"
+#include "workbench/geometry/segment_tree.h"
 #include "workbench/model/quantities.h"
 
 namespace quorivex {

@@ -31,6 +31,15 @@ void add_value_columns(const SourceColumns& columns, std::vector<WantedColumn>& 
     wanted.push_back({.what = "unit", .column = columns.unit, .text = true});
 }
 
+std::vector<WantedColumn> place_columns(const SourceColumns& columns) {
+  return {geometry_column(columns, "easting", {"easting", "east", "x"}, -kMaxCoordinate,
+                          kMaxCoordinate),
+          geometry_column(columns, "northing", {"northing", "north", "y"}, -kMaxCoordinate,
+                          kMaxCoordinate),
+          geometry_column(columns, "elevation", {"elevation", "elev", "z", "rl"}, -kMaxElevation,
+                          kMaxElevation)};
+}
+
 Table read_source_table(const std::string& name, const std::vector<WantedColumn>& wanted,
                         const SourceColumns& columns, SourceNotes& notes) {
   TableRequest request;

@@ -34,6 +34,9 @@ struct SourceNotes {
 WantedColumn geometry_column(const SourceColumns& columns, const std::string& what,
                              std::vector<std::string> usual, double min, double max);
 
+/// Easting, northing and elevation.
+std::vector<WantedColumn> place_columns(const SourceColumns& columns);
+
 /// Reads a table with a heading.
 /// @throws StopRun as read_table, and where every row is marked as missing
 Table read_source_table(const std::string& name, const std::vector<WantedColumn>& wanted,

@@ -114,13 +114,7 @@ void refuse_same_voxels(const Voxels& voxels) {
 }
 
 std::vector<WantedColumn> voxel_columns(const SourceColumns& columns) {
-  std::vector<WantedColumn> wanted{
-      geometry_column(columns, "easting", {"easting", "east", "x"}, -kMaxCoordinate,
-                      kMaxCoordinate),
-      geometry_column(columns, "northing", {"northing", "north", "y"}, -kMaxCoordinate,
-                      kMaxCoordinate),
-      geometry_column(columns, "elevation", {"elevation", "elev", "z", "rl"}, -kMaxElevation,
-                      kMaxElevation)};
+  std::vector<WantedColumn> wanted = place_columns(columns);
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const char* size = kVoxelSizes[axis];
     wanted.push_back(

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "base/stop_run.h"
-#include "workbench/geometry/point_tree.h"
+#include "workbench/geometry/segment_tree.h"
 #include "workbench/model/model_values.h"
 #include "workbench/model/operation_keys.h"
 
@@ -44,14 +44,16 @@ Selection select_depth_weight(const Operation& operation, const ModelSources& so
 Selection select_distance_weight(const Operation& operation, const ModelSources& sources) {
   if (!sources.data) refuse(operation, "distance_weight needs the stations: give --data OBS");
   const Observations& data = *sources.data;
-  std::vector<SpacePoint> stations = allocate<SpacePoint>(data.x.size(), "qvx model");
+  std::vector<Segment> stations = allocate<Segment>(data.x.size(), "qvx model");
   for (std::size_t n = 0; n < stations.size(); ++n) {
-    stations[n] = {data.x[n], data.y[n], data.z[n]};
+    stations[n].from = stations[n].to = {data.x[n], data.y[n], data.z[n]};
   }
   if (stations.empty()) refuse(operation, "distance_weight needs stations, and --data has none");
-  const PointTree tree(std::move(stations));
+  const SegmentTree tree(stations);
   return select_decay(operation, sources, [&](const GridCell& at) {
-    return tree.distance_to_nearest(sources.cells.centre(at));
+    const SpacePoint centre = sources.cells.centre(at);
+    const std::size_t nearest = tree.nearest(centre, std::numeric_limits<double>::infinity());
+    return std::sqrt(square_distance(centre, stations[nearest]));
   });
 }
 

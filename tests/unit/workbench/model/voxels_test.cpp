@@ -13,7 +13,7 @@
 #include "prism_mesh.h"
 #include "scratch_folder.h"
 #include "values.h"
-#include "workbench/geometry/point_tree.h"
+#include "workbench/geometry/segment_tree.h"
 #include "workbench/model/unit_table.h"
 #include "workbench/model/voxel_cells.h"
 
