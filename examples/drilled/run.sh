@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Makes the data of the body, inverts them without and with what the holes say, and compares the
-# depths of its top. Run it in a copy of this folder, with quorivex and qvx in the PATH.
+# depths of its top. Run it from a copy of this folder, with quorivex and qvx in the PATH: the
+# results go beside the inputs.
 set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")"
 
 qvx model --mesh mesh.txt --elevation 300 --recipe truth.txt --reference true_model.txt
 qvx forward --mesh mesh.txt --elevation 300 --data stations.txt --model true_model.txt \

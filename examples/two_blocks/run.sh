@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Makes the data of two blocks below a hill, inverts them, and writes the report. Run it in a copy of
-# this folder, with quorivex and qvx in the PATH.
+# Makes the data of two blocks below a hill, inverts them, and writes the report. Run it in a
+# copy of this folder, with quorivex and qvx in the PATH: the results go beside the inputs.
 set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")"
 started=$SECONDS
 
 say() { printf '\n== %s\n' "$1"; }
