@@ -24,7 +24,7 @@ expect() {
 }
 expect VERSION "$version"
 expect CITATION.cff "version: $version"
-expect CHANGELOG.md "## [$version]"
+expect CHANGELOG.md "## [$version] - $($draft || echo 2)"  # a date
 expect packaging/debian/changelog "quorivex ($version-"
 
 # The commit to pack. A draft is one of a repository of its own, dated as the Debian changelog.
