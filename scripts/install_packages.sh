@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")"
 
-[ $# -gt 0 ] || set -- build workbench mpi check
+[ $# -gt 0 ] || set -- build workbench mpi python packages check
 wanted=()
 for group in "$@"; do
   mapfile -t found < <(awk -v group="$group" '$1 == group { for (i = 2; i <= NF; ++i) print $i }' packages.txt)
