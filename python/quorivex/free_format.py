@@ -36,19 +36,19 @@ class Words:
     nothing between two commas for instance, is ""; after it there is no more."""
 
     def __init__(self) -> None:
-        self._comma_may_follow = False
+        self.comma_may_follow = False
 
     def of(self, text: str) -> Iterator[tuple[int, str, int]]:
         """How many times a word counts, the word, and where it begins."""
         for piece in _PIECE.finditer(text):
             word = piece.group()
-            if word == "," and self._comma_may_follow:
-                self._comma_may_follow = False
+            if word == "," and self.comma_may_follow:
+                self.comma_may_follow = False
                 continue
             if word in (",", "/"):
                 yield 1, "", piece.start()
                 return
-            self._comma_may_follow = True
+            self.comma_may_follow = True
             count, star, value = word.partition("*")
             if not star:
                 yield 1, word, piece.start()
@@ -122,8 +122,10 @@ def read_list(file: Path, count: int, what: str,
             values = _fast(block) if parse is number else None
             if values is None:
                 values = _slow(file, block, words, parse, what, line, left)
+            elif values.size > 0:
+                words.comma_may_follow = True
             if values.size > left:
-                raise fault(file, f"{count} {what}", "more", line)
+                raise fault(file, f"{count} {what}", "more")
             found.append(values)
             left -= values.size
             line += block.count(b"\n")

@@ -65,7 +65,7 @@ class Result:
         file = self._file(iteration, "sus")
         model = read_model(file, self.mesh)
         air = np.isnan(model)
-        wrong = air != ~self.ground if self.input.active_cells is None else self.ground < ~air
+        wrong = ~self.ground & ~air if self.input.active_cells else air == self.ground
         if bool(wrong.any()):
             raise fault(file, "air where the sensitivity file of the run has it",
                         f"{np.count_nonzero(wrong)} cells that differ")
