@@ -78,7 +78,8 @@ def whole_number(word: str) -> int | None:
 
 @cache
 def _plain_line(count: int) -> re.Pattern[str]:
-    return re.compile(r"[ \t]*" + r"[ \t]+".join([_PLAIN_NUMBER] * count) + r"(?=[ \t]|$)", re.ASCII)
+    words = r"[ \t]+".join([_PLAIN_NUMBER] * count)
+    return re.compile(rf"[ \t]*{words}(?=[ \t]|$)", re.ASCII)
 
 
 def line_numbers(text: str, count: int) -> list[float] | None:
@@ -86,26 +87,20 @@ def line_numbers(text: str, count: int) -> list[float] | None:
     if plain := _plain_line(count).match(text):
         values = [float(word) for word in plain.groups()]
         return values if all(map(math.isfinite, values)) else None
-    values = []
-    for times, word, _ in Words().of(text):
-        value = number(word)
-        if value is None:
-            return None
-        values += [value] * min(times, count - len(values))
-        if len(values) == count:
-            return values
-    return None
+    return line_values(text, *[number] * count)
 
 
-def line_whole_numbers(text: str, count: int) -> list[int] | None:
-    """The first `count` integers of a line; nothing where there are fewer."""
-    found: list[int] = []
+def line_values(text: str, *parsers: Callable[[str], float | None]) -> list[float] | None:
+    """The first values of a line, one for each parser (`number` or `whole_number`); nothing where
+    one is missing."""
+    found: list[float] = []
     for times, word, _ in Words().of(text):
-        value = whole_number(word)
-        if value is None:
-            return None
-        found += [value] * min(times, count - len(found))
-        if len(found) == count:
+        for parse in parsers[len(found):len(found) + times]:
+            value = parse(word)
+            if value is None:
+                return None
+            found.append(value)
+        if len(found) == len(parsers):
             return found
     return None
 

@@ -9,7 +9,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 from .errors import QuorivexError, fault, shown
-from .free_format import line_numbers, line_whole_numbers
+from .free_format import line_numbers, line_values, whole_number
 from .text_files import FilePath, text_lines, whole_file
 
 _LONGEST_NUMBERS = 10000
@@ -120,10 +120,10 @@ class _Lines:
 
     def mode(self) -> int:
         text = self._next_with_numbers()
-        found = line_whole_numbers(text, 1)
+        found = line_values(text, whole_number)
         if found is None or found[0] not in (1, 2):
             raise self.fault("the mode, 1 or 2", text)
-        return found[0]
+        return int(found[0])
 
     def numbers(self, count: int, what: str) -> list[float]:
         text = self._next_with_numbers()

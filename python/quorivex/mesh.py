@@ -12,7 +12,7 @@ import numpy as np
 
 from .cells import Shape
 from .errors import QuorivexError, fault, shown
-from .free_format import Floats, Words, line_numbers, line_whole_numbers, number
+from .free_format import Floats, Words, line_numbers, line_values, number, whole_number
 from .text_files import FilePath, text_lines, whole_file
 
 _MAX_AXIS = 1_000_000
@@ -102,11 +102,11 @@ def read_mesh(file: FilePath) -> Mesh:
     lists = _MeshLists(Path(file))
     columns, rows, layers = lists.counts()
     west, south, top = lists.numbers(3, "west, south and top of the mesh")
-    widths = [lists.numbers(count, f"{count} {what}")
-              for count, what in ((columns, "widths along easting"), (rows, "widths along northing"),
-                                  (layers, "thicknesses"))]
+    de = lists.numbers(columns, f"{columns} widths along easting")
+    dn = lists.numbers(rows, f"{rows} widths along northing")
+    dz = lists.numbers(layers, f"{layers} thicknesses")
     try:
-        return make_mesh(west, south, top, *widths)
+        return make_mesh(west, south, top, de, dn, dz)
     except QuorivexError as error:
         raise QuorivexError(f"{file}: {error}", file=Path(file)) from None
 
@@ -154,11 +154,11 @@ class _MeshLists:
 
     def counts(self) -> tuple[int, int, int]:
         text = self._next_line()
-        found = line_whole_numbers(text, 3) if text is not None else None
+        found = line_values(text, *[whole_number] * 3) if text is not None else None
         expected = "the numbers of cells ne, nn and nz, from 1 to a million each"
         if found is None or not all(1 <= count <= _MAX_AXIS for count in found):
             raise fault(self._file, expected, shown(text or ""), self._line)
-        columns, rows, layers = found
+        columns, rows, layers = map(int, found)
         if columns * rows * layers > _MAX_CELLS:
             raise fault(self._file, f"at most {_MAX_CELLS} cells", f"{columns * rows * layers}",
                         self._line)

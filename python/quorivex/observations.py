@@ -11,7 +11,7 @@ from pathlib import Path
 import numpy as np
 
 from .errors import QuorivexError, fault, shown
-from .free_format import Floats, line_numbers, line_whole_numbers
+from .free_format import Floats, line_numbers, line_values, number, whole_number
 from .text_files import FilePath, text_lines, whole_file
 
 _LONGEST_LINE = 1000
@@ -132,18 +132,18 @@ class _Reader:
     def direction(self) -> tuple[float, float, int]:
         what = "inclination and declination of the anomaly and idir, 0 or 1"
         line, text = self.next(what)
-        values = line_numbers(text, 3)
-        if values is None or values[2] not in (0.0, 1.0):
+        values = line_values(text, number, number, whole_number)
+        if values is None or values[2] not in (0, 1):
             raise fault(self._file, what, shown(text), line)
         return values[0], values[1], int(values[2])
 
     def count(self) -> int:
         what = "the number of data, at least 1"
         line, text = self.next(what)
-        found = line_whole_numbers(text, 1)
+        found = line_values(text, whole_number)
         if found is None or found[0] < 1:
             raise fault(self._file, what, shown(text), line)
-        return found[0]
+        return int(found[0])
 
 
 def _read(file: Path, values: int) -> tuple[Stations, Floats, list[int]]:

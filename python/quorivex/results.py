@@ -58,7 +58,9 @@ class Result:
             if row.iteration == number:
                 return row
         numbers = ", ".join(str(row.iteration) for row in self.iterations)
-        raise QuorivexError(f"The run of {self.input_file} has no iteration {number}, but {numbers}.")
+        raise QuorivexError(
+            f"The run of {self.input_file} has no iteration {number}, but {numbers}.",
+            file=self.input_file)
 
     def model(self, iteration: int | None = None) -> Floats:
         """Susceptibilities (SI), with the shape of the mesh and NaN in air."""
@@ -86,7 +88,7 @@ class Result:
         misfit = stations.misfit(data.predicted)
         rounding = self._misfit_rounding(data.predicted) + 0.5e-6 * stated
         if not abs(misfit - stated) <= 2.0 * rounding + 1e-9:
-            raise fault(file, f"a misfit of {stated:.6g}, as the summary states it", f"{misfit:.6g}")
+            raise fault(file, f"a misfit of {stated:.6g}, as the summary says", f"{misfit:.6g}")
         return data.predicted
 
     def residual(self, iteration: int | None = None) -> Floats:
@@ -147,10 +149,12 @@ def _find_log(input_file: Path) -> tuple[Path, Log]:
     wanted = _entries(input_file)
     found: list[tuple[Path, Log]] = []
     for folder in dict.fromkeys((Path("."), input_file.parent)):
-        if (folder / _LOG).is_file():
+        try:
             log = read_log(folder / _LOG)
-            if log.input_lines == wanted:
-                found.append((folder, log))
+        except QuorivexError:  # none, or damaged
+            continue
+        if log.input_lines == wanted:
+            found.append((folder, log))
     # Of two logs with the same lines the one counts that names this very file.
     found.sort(key=lambda place: not _is_same(place[0] / place[1].input_file, input_file))
     if not found:

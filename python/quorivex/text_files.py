@@ -18,7 +18,7 @@ _BYTE_ORDER_MARK = b"\xef\xbb\xbf"
 
 
 def open_regular(file: Path) -> BinaryIO:
-    """Opens a regular file for reading; a pipe or a device, which could wait forever, is refused."""
+    """Opens a regular file for reading; a pipe or a device, which could wait, is refused."""
     try:
         descriptor = os.open(file, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
     except (OSError, ValueError) as error:
@@ -39,8 +39,8 @@ def open_text(file: Path) -> BinaryIO:
 
 
 def text_lines(file: Path, longest: int) -> Iterator[tuple[int, str]]:
-    """Number (from 1) and text of each line, cut to `longest` bytes, without its end. Bytes that are
-    not UTF-8 are kept as surrogates, so that names of files are the same bytes again."""
+    """Number (from 1) and text of each line, cut to `longest` bytes, without its end. Bytes that
+    are not UTF-8 are kept as surrogates, so that names of files are the same bytes again."""
     with open_text(file) as opened:
         number = 0
         while raw := opened.readline(longest + 2):
@@ -60,7 +60,7 @@ def whole_file(file: FilePath) -> Iterator[TextIO]:
     try:
         part, descriptor = _create_part(target)
     except OSError as error:
-        raise QuorivexError(f"{file} cannot be written: {error.strerror}", file=Path(file)) from None
+        raise _not_written(file, error) from None
     try:
         with os.fdopen(descriptor, "w", encoding="utf-8", errors="surrogateescape",
                        newline="\n") as text:
@@ -71,9 +71,12 @@ def whole_file(file: FilePath) -> Iterator[TextIO]:
     except BaseException as error:
         part.unlink(missing_ok=True)
         if isinstance(error, OSError):
-            raise QuorivexError(f"{file} cannot be written: {error.strerror}",
-                                file=Path(file)) from None
+            raise _not_written(file, error) from None
         raise
+
+
+def _not_written(file: FilePath, error: OSError) -> QuorivexError:
+    return QuorivexError(f"{file} cannot be written: {error.strerror}", file=Path(file))
 
 
 def _create_part(target: Path) -> tuple[Path, int]:

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-"""Runs of the real programs, in the folder that QUORIVEX_BIN names, for the tests of the package."""
+"""Runs of the real programs, in the folder that QUORIVEX_BIN names, for the tests."""
 
+import dataclasses
 import os
 import shutil
 from pathlib import Path
@@ -31,7 +32,8 @@ def two_blocks(tmp_path_factory):
 
 
 # Counts and widths differ along all axes, and few of these numbers are exact in binary.
-WIDTHS = [60.1, 40.3, 25, 25, 25, 25, 70.7], [50.3, 20.1, 20.1, 20.1, 80.9], [9.7, 15, 20.1, 30, 40, 60]
+WIDTHS = ([60.1, 40.3, 25, 25, 25, 25, 70.7], [50.3, *3 * [20.123456789012345], 80.9],
+          [9.7, 15, 20.1, 30, 40, 60])
 EAST, NORTH, TOP = 512000.7, 6700000.3, 340.1
 
 
@@ -47,7 +49,7 @@ def survey(mesh, directions=False):
     return q.Observations(
         inclination=65.123, declination=12.0, strength=52000.1, anomaly_inclination=60.7,
         anomaly_declination=11.1, easting=e, northing=n, elevation=terrain(e, n) + 20.123456789012,
-        datum_directions=np.column_stack([60.0 + 1e-3 * e % 1, 11.0 + n % 3]) if directions else None,
+        datum_directions=np.column_stack([60 + e / 1e3 % 1, 11 + n % 3]) if directions else None,
         line=tuple(f"L {y:.0f}, east" for y in n), fiducial=tuple(f"{x:.1f}" for x in e),
         crs="EPSG:32754", comments=("made by a test",), observed=np.sin(e / 7.0) / 3.0,
         standard_deviation=1.0 + np.cos(n / 5.0) ** 2)
@@ -72,10 +74,11 @@ def uneven(tmp_path_factory):
     q.qvx("forward", *ground, "--data", "stations.txt", "--model", "true.txt", "--noise-floor", 1,
           "--output", "noisy.mag", folder=folder)
     noisy = q.read_observations(folder / "noisy.mag")
-    q.write_observations(folder / "obs.mag", q.Observations(**{
-        **vars(stations), "observed": noisy.observed, "standard_deviation": noisy.standard_deviation}))
+    q.write_observations(folder / "obs.mag", dataclasses.replace(
+        stations, observed=noisy.observed, standard_deviation=noisy.standard_deviation))
     for name, options in (("s.mtx", ()), ("full.mtx", ("--wavelet", "none"))):
-        q.qvx("sensitivity", *ground, "--data", "obs.mag", "--output", name, *options, folder=folder)
+        q.qvx("sensitivity", *ground, "--data", "obs.mag", "--output", name, *options,
+              folder=folder)
     q.write_input_file(folder / "run.inp", q.InputFile(observations="obs.mag", sensitivity="s.mtx"))
     assert len(list(q.run("run.inp", threads=1, folder=folder))) > 2
     return folder

@@ -20,16 +20,16 @@ def read_matrix(name):
         return file.diagonal()
 
 
+MESH = q.make_mesh(0, 0, 0, [1] * 7, [1] * 5, [1] * 6)  # as many cells as the run has
 READERS = {
     "mesh.txt": q.read_mesh, "obs.mag": q.read_observations, "quorivex_001.pre": q.read_predicted,
     "quorivex.out": q.read_summary, "quorivex.log": q.read_log, "run.inp": q.read_input_file,
     "s.mtx": read_matrix, "full.mtx": read_matrix,
     "s.mtx.info": lambda name: q.read_sidecar(str(name).removesuffix(".info")),
-    "quorivex_001.sus": lambda name: q.read_model(name, q.make_mesh(0, 0, 0, [1] * 7, [1] * 5, [1] * 6)),
+    "quorivex_001.sus": lambda name: q.read_model(name, MESH),
 }
-# Files that may end anywhere: a run that goes on is writing them, or only their end says less.
-MAY_BE_SHORT = ("quorivex.out", "quorivex.log", "run.inp", "obs.mag", "quorivex_001.pre", "mesh.txt",
-                "quorivex_001.sus", "s.mtx.info")
+# Files that may end anywhere: a run that goes on is writing them, or they say less.
+MAY_BE_SHORT = ("quorivex.out", "quorivex.log", "s.mtx.info")
 
 
 def attempt(read, file):
@@ -53,13 +53,12 @@ def attempt(read, file):
 def test_cut_files(uneven, tmp_path, name):
     whole = (uneven / name).read_bytes()
     file = tmp_path / name
-    places = sorted({*np.linspace(0, len(whole) - 1, 60).astype(int), *range(0, min(400, len(whole)), 9)})
-    for place in places:
+    places = {*np.linspace(0, len(whole) - 1, 60).astype(int), *range(0, min(400, len(whole)), 9)}
+    for place in sorted(places):
         file.write_bytes(whole[:place])
-        # A text without its last characters may lack nothing but comments or digits.
-        if attempt(READERS[name], file):
-            assert name in MAY_BE_SHORT
-            assert name in ("quorivex.out", "quorivex.log", "s.mtx.info") or place == 0 or place > 0.75 * len(whole), place
+        # A text without its last characters may lack nothing but digits or comments.
+        if attempt(READERS[name], file) and name not in MAY_BE_SHORT:
+            assert not name.endswith(".mtx") and place > 0.9 * len(whole), place
     file.write_bytes(whole)
     assert attempt(READERS[name], file)
 
@@ -107,24 +106,26 @@ def test_messages_say_where_and_what(tmp_path):
     assert (e.file, e.line, e.expected) == (file, 7, "5 numbers of datum 2 of 2")
     assert e.found == "'1 2 3,5 x'" and f"{file}, line 7: expected 5 numbers" in str(e)
     file.write_text("65 12 52000\n65 12 1\n1\n1 2 3 4 0\n")
-    with pytest.raises(q.QuorivexError, match="line 4: expected a standard deviation above 0; found 0"):
+    with pytest.raises(q.QuorivexError, match="line 4: expected a standard deviation above 0"):
         q.read_observations(file)
     mesh = q.make_mesh(0, 0, 0, [1, 1], [1], [1, 1])
     file.write_text("0.1 2*0.2\n0.3 0.4\n")
-    with pytest.raises(q.QuorivexError, match="survey.mag: expected 4 susceptibilities; found more"):
+    with pytest.raises(q.QuorivexError, match="survey.mag: expected 4 susceptibilities; found"):
         q.read_model(file, mesh)
     file.write_text("1 1\n0 0.5\n")
-    with pytest.raises(q.QuorivexError, match="line 2: expected a number of the codes of cells; found '0.5'"):
+    with pytest.raises(q.QuorivexError, match="line 2: expected a number of .*; found '0.5'"):
         q.read_active_cells(file, mesh)
     with pytest.raises(q.QuorivexError, match="found a folder"):
         q.read_mesh(tmp_path)
 
 
 @pytest.mark.parametrize("text, values", [
-    ("3*0.5 1", [0.5, 0.5, 0.5, 1]), ("1,2 ,3\n,4", [1, 2, 3, 4]), ("1.5-3 1d2\t+2E+1 .5", [1.5e-3, 100, 20, 0.5]),
-    ("1 2 3 4 and a comment", [1, 2, 3, 4]), ("1 2 3 4/", [1, 2, 3, 4]), ("\r\n1 2\r\n3 4\r\n", [1, 2, 3, 4]),
-    ("1,,2 3 4", None), ("2* 3 4 5", None), ("1 2 3/4", None), ("0*1 2 3 4 5", None), ("1 2 3 1_0", None),
-    ("1 2 3 nan", None), ("1 2 3 1e999", None), ("1 2 3 0x1", None), ("1 2 3 4 5", None), ("1 2 3", None),
+    ("3*0.5 1", [0.5, 0.5, 0.5, 1]), ("1,2 ,3\n,4", [1, 2, 3, 4]),
+    ("1.5-3 1d2\t+2E+1 .5", [1.5e-3, 100, 20, 0.5]), ("1 2 3 4 and a comment", [1, 2, 3, 4]),
+    ("1 2 3 4/", [1, 2, 3, 4]), ("\r\n1 2\r\n3 4\r\n", [1, 2, 3, 4]), ("1,,2 3 4", None),
+    ("2* 3 4 5", None), ("1 2 3/4", None), ("0*1 2 3 4 5", None), ("1 2 3 1_0", None),
+    ("1 2 3 nan", None), ("1 2 3 1e999", None), ("1 2 3 0x1", None), ("1 2 3 4 5", None),
+    ("1 2 3", None),
 ])
 def test_free_format(tmp_path, text, values):
     file = tmp_path / "list"

@@ -46,7 +46,8 @@ def test_dataset_is_the_exported_netcdf(folder):
             assert ours.crs.attrs["epsg_code"] == theirs.crs.attrs["epsg_code"] == "EPSG:32754"
             ours.crs.attrs = theirs.crs.attrs
         xarray.testing.assert_identical(ours, theirs)
-    assert np.isnan(ours.susceptibility).sum() > 20 and result.model(1)[0, 0, 0] != result.model()[0, 0, 0]
+    assert np.isnan(ours.susceptibility).sum() > 20
+    assert np.nanmax(np.abs(result.model(1) - result.model())) > 0.001  # they can be told
 
 
 class RectilinearGrid:
@@ -69,7 +70,7 @@ def test_cells_of_the_grid_are_where_vtk_has_them(folder, monkeypatch):
     values, hidden = grid.cell_data["susceptibility"], grid.cell_data["vtkGhostType"]
     assert grid.grid.GetNumberOfCells() == values.size == model.size
     bounds = [0.0] * 6
-    for cell in range(0, values.size, 7 if values.size > 1000 else 1):
+    for cell in range(0, values.size, 101 if values.size > 1000 else 1):
         grid.grid.GetCellBounds(cell, bounds)
         e, n, z = np.mean(np.reshape(bounds, (3, 2)), axis=1)
         there = model.sel(easting=e, northing=n, elevation=z, method="nearest")
