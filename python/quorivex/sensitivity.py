@@ -13,7 +13,7 @@ from typing import Any, BinaryIO
 import numpy as np
 from numpy.typing import NDArray
 
-from .cells import Shape, columns_from_file, from_cell_order, ground_cells
+from .cells import Shape, columns_from_file, from_cell_order, ground_cells, to_cell_order
 from .errors import QuorivexError, fault
 from .free_format import Floats
 from .mesh import Mesh, mesh_of_nodes
@@ -110,24 +110,24 @@ class SensitivityFile:
 
     def diagonal(self) -> Floats:
         """gdiag of each ground cell, the last record."""
-        record = self._begin_row(self.ndata)
+        record = self._pass_rows(self.ndata)
         return self._records.array(record, 0, "<f8", self.nsens)
 
     def on_mesh(self, values: NDArray[np.floating[Any]]) -> Floats:
         """A value per ground cell as an array with the shape of the mesh, NaN in air."""
         if values.shape != (self.nsens,):
             raise QuorivexError(f"There are {self.nsens} ground cells, not {values.shape} values.")
-        layers, rows, columns = self.mesh.shape
-        # In the order of the file: layer k of a column is ground from its top on.
-        ground = np.arange(layers) >= self.column_tops[:, :, np.newaxis]
-        cells = np.full((rows, columns, layers), np.nan)
-        cells[ground] = values
-        return from_cell_order(cells.ravel(), self.mesh.shape)
+        cells = np.full(self.mesh.cells, np.nan)
+        cells[to_cell_order(self.ground)] = values
+        return from_cell_order(cells, self.mesh.shape)
 
     def _begin_row(self, datum: int) -> _Record:
-        """The record of a row, counted from 0; `ndata` is the one behind the rows."""
-        if not 0 <= datum <= self.ndata or (datum == self.ndata and self.nsens < 0):
+        if not 0 <= datum < self.ndata:
             raise IndexError(f"{self.file} has rows 0 to {self.ndata - 1}, not {datum}")
+        return self._pass_rows(datum)
+
+    def _pass_rows(self, datum: int) -> _Record:
+        """The record behind that many rows."""
         while len(self._starts) <= datum:
             self._records.begin(_FIRST_ROW + len(self._starts) - 1, self._starts[-1])
             self._starts.append(self._records.at)

@@ -32,8 +32,9 @@ def test_full_rows_give_the_data_of_the_program(here):
         np.testing.assert_allclose(file.diagonal(), squares, rtol=1e-5)
         with pytest.raises(q.QuorivexError, match="full form"):
             file.compressed_row(0)
-        with pytest.raises(IndexError):
-            file.row(-1)
+        for datum in (-1, file.ndata):
+            with pytest.raises(IndexError):
+                file.row(datum)
 
 
 def test_compressed_rows_have_the_norms_of_the_full_ones(here):
