@@ -15,6 +15,7 @@
 #include "base/stop_run.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/survey_inputs.h"
+#include "workbench/commands/version_text.h"
 
 namespace {
 
@@ -100,7 +101,8 @@ constexpr const char* kExample =
 void add_commands(CLI::App& qvx) {
   constexpr std::size_t kNameColumns = 24;  // help texts of 56 columns then end at 80
   qvx.get_formatter()->column_width(kNameColumns);
-  qvx.set_version_flag("--version", qvx.get_name() + " " QUORIVEX_VERSION, "Print the version");
+  qvx.set_version_flag("--version", quorivex::version_text(qvx.get_name()),
+                       "Print version, commit and libraries");
   qvx.require_subcommand(1);
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
