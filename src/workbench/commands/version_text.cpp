@@ -3,14 +3,13 @@
 
 // Of most libraries nothing but the macros of their versions.
 #include <CGAL/version.h>
+#include <CLI/Version.hpp>
 #include <GeographicLib/Config.h>
 #include <fmt/format.h>
 #include <netcdf_meta.h>
+#include <nlohmann/json.hpp>
 #include <xxhash.h>
 #include <zlib.h>
-
-#include <CLI/Version.hpp>
-#include <nlohmann/json.hpp>
 #ifdef QUORIVEX_WITH_GDAL
 #include <gdal_version.h>
 #endif
@@ -34,11 +33,16 @@ constexpr const char* kCompiler = "GCC " __VERSION__;
 /// "4.5" of 201511, the month in which that version appeared (https://www.openmp.org).
 std::string openmp_version() {
   switch (_OPENMP) {
-    case 201511: return "4.5";
-    case 201811: return "5.0";
-    case 202011: return "5.1";
-    case 202111: return "5.2";
-    default: return fmt::format("of {}", _OPENMP);
+    case 201511:
+      return "4.5";
+    case 201811:
+      return "5.0";
+    case 202011:
+      return "5.1";
+    case 202111:
+      return "5.2";
+    default:
+      return fmt::format("of {}", _OPENMP);
   }
 }
 
