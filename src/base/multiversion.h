@@ -12,3 +12,14 @@
 #else
 #define QUORIVEX_MULTIVERSIONED
 #endif
+
+namespace quorivex {
+
+/// The processors that they are compiled for, as a text.
+#if defined(__x86_64__) && !defined(QUORIVEX_ONE_TARGET)
+inline constexpr const char* kKernels = "x86-64-v4, x86-64-v3, x86-64";
+#else
+inline constexpr const char* kKernels = "one kind of processor";
+#endif
+
+}  // namespace quorivex

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/text.h"
+
 namespace quorivex {
 namespace {
 
@@ -26,6 +28,17 @@ std::size_t distance(const std::string& a, const std::string& b) {
   return d.back().back();
 }
 
+/// The only known word that begins so, or nothing.
+std::string only_beginning(const std::string& word, const std::vector<std::string>& known) {
+  std::string found;
+  for (const std::string& other : known) {
+    if (!other.starts_with(word)) continue;
+    if (!found.empty()) return "";
+    found = other;
+  }
+  return found;
+}
+
 }  // namespace
 
 std::string nearest_word(const std::string& word, const std::vector<std::string>& known) {
@@ -33,9 +46,11 @@ std::string nearest_word(const std::string& word, const std::vector<std::string>
   constexpr std::size_t kLongest = 100;  // characters of a word worth comparing
   std::string nearest;
   std::size_t least = kMost + 1;
-  if (word.size() > kLongest) return nearest;
+  if (word.empty() || word.size() > kLongest) return nearest;
+  const std::string small = lower_case(word);
+  if (const std::string whole = only_beginning(small, known); !whole.empty()) return whole;
   for (const std::string& other : known) {
-    const std::size_t changes = distance(word, other);
+    const std::size_t changes = distance(small, other);
     if (changes >= least || 3 * changes > other.size()) continue;
     least = changes;
     nearest = other;

@@ -32,6 +32,8 @@ class World {
 
 /// Whether the program is linked with MPI.
 bool with_mpi();
+/// Name and version of the MPI library, "Open MPI v4.1.4"; empty without MPI.
+std::string mpi_library();
 /// Number of this process, from 0, and their count.
 int rank();
 int count();

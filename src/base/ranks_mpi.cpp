@@ -227,6 +227,13 @@ World::~World() {
 }
 
 bool with_mpi() { return true; }
+std::string mpi_library() {
+  std::array<char, MPI_MAX_LIBRARY_VERSION_STRING> text{};
+  int length = 0;
+  MPI_Get_library_version(text.data(), &length);
+  const std::string_view all(text.data(), as_size(length));
+  return std::string(all.substr(0, all.find_first_of(",\n")));  // details of its build follow
+}
 int rank() { return state().rank; }
 int count() { return state().count; }
 

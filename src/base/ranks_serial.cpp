@@ -11,6 +11,7 @@ World::World() = default;
 World::~World() = default;
 
 bool with_mpi() { return false; }
+std::string mpi_library() { return ""; }
 int rank() { return 0; }
 int count() { return 1; }
 

@@ -86,24 +86,5 @@ TEST(QvxInput, NothingIsReplacedAndWhatDoesNotFitIsRefused) {
   EXPECT_FALSE(folder.has("new.inp"));
 }
 
-// The typo, and what was meant, before anything that is missing because of it.
-TEST(QvxCommandLine, UnknownOptionsAreNamedWithTheNearest) {
-  const ScratchFolder folder;
-  for (const auto& [arguments, message] :
-       {std::pair{"survey --tabel x", "no option --tabel; did you mean --table?"},
-        {"mesh --data x --outpt=y", "no option --outpt; did you mean --output?"},
-        {"input --DATA x", "no option --DATA. Run qvx input --help"},
-        {"info s.mtx --tabel", "no option --tabel. Run qvx info --help"},
-        {"sensitivity --plann", "no option --plann; did you mean --plan?"},
-        {"sensitiviy", "no subcommand sensitiviy; did you mean sensitivity?"},
-        {"xyz", "no subcommand xyz. Run qvx --help"},
-        {"sensitivity --mesh a --data b --wavelet daub5",
-         "--wavelet: should be none, haar, daub4, daub6, daub8 or sym4, not daub5"},
-        {"mesh --data a --output b --bottom-layers 1.5", "a whole number from 0 to 100, not 1.5"},
-        {"survey --remove quadratic", "--remove: should be constant or plane, not quadratic"}}) {
-    expect_refused(folder, arguments, message);
-  }
-}
-
 }  // namespace
 }  // namespace quorivex::test

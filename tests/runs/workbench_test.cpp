@@ -80,7 +80,7 @@ TEST(QvxMesh, RefusalsSayWhatToDoAndWriteNothing) {
   folder.write("one.loc", "65 12 50000\n65 12 1\n2\n1 2 3\n1 2 3\n");
   const std::string mesh = "mesh --output m.txt --data s.loc ";
   expect_refused(folder, "mesh --output m.txt --data one.loc", "Give it in metres with --cell.");
-  expect_refused(folder, "mesh --output m.txt", "--data is required");
+  expect_refused(folder, "mesh --output m.txt", "qvx mesh needs --data FILE.");
   expect_refused(folder, "mesh --output m.txt --data x.loc", "data file not found: x.loc");
   expect_refused(folder, "mesh --output ./s.loc --data s.loc", "would replace a file that is read");
   expect_refused(folder, mesh + "--cell 0.0005", "--cell");
@@ -170,7 +170,7 @@ TEST(QvxInfo, WhatTheReaderRefusesEndsWithStatusOne) {
   folder.write("cut.mtx", whole.substr(0, whole.size() - 5));
   expect_refused(folder, "info cut.mtx", "ERROR reading sensitivity file cut.mtx");
   expect_refused(folder, "info none.mtx", "sensitivity file not found: none.mtx");
-  expect_refused(folder, "info", "FILE is required");
+  expect_refused(folder, "info", "info needs FILE");
   folder.write("survey.mag", "60 15 50000\n");
   expect_refused(folder, "info survey.mag", "survey.mag is not a sensitivity file");
 }

@@ -143,7 +143,7 @@ void add_line_options(CLI::App& app, InputOptions& o) {
   const auto add = [&app](const char* name, auto& value, const char* type, const char* help) {
     return app.add_option(name, value, help)->type_name(type);
   };
-  add("--mode", o.mode, "N", "1: to a target misfit; 2: beta is kept\n[1, or 2 with --beta]")
+  add("--mode", o.mode, "{1,2}", "1: to a target misfit; 2: beta is kept\n[1, or 2 with --beta]")
       ->check(whole_number(1, 2));
   add("--chifact", o.chifact, "C", "Target misfit per datum [1]")->check(number(1e-3, 1e3));
   add("--beta", o.beta, "B",

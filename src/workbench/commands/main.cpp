@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "base/interruption.h"
-#include "base/nearest_word.h"
 #include "base/prepare_process.h"
 #include "base/ranks.h"
 #include "base/stop_run.h"
+#include "workbench/commands/command_line.h"
 #include "workbench/commands/commands.h"
 #include "workbench/commands/survey_inputs.h"
+#include "workbench/commands/version_text.h"
 
 namespace {
 
@@ -26,53 +27,10 @@ int failure(int argc, char** argv) {
   return argc > 1 && std::string_view(argv[1]) == "check" ? 2 : 1;
 }
 
-/// True for a subcommand of this name.
-struct HasName {
-  std::string_view name;
-  bool operator()(const CLI::App* app) const { return app->get_name() == name; }
-};
-
-/// The first argument of the subcommand that looks like an option and is not one of its own.
-std::string unknown_option(const CLI::App& qvx) {
-  for (const CLI::App* command : qvx.get_subcommands()) {
-    for (const std::string& left : command->remaining()) {
-      if (left.size() > 1 && left.front() == '-') return left.substr(0, left.find('='));
-    }
-  }
-  return "";
-}
-
-/// "; did you mean --table?", or nothing where no word is close.
-std::string suggestion(const std::string& word, const std::vector<std::string>& known) {
-  const std::string nearest = quorivex::nearest_word(word, known);
-  return nearest.empty() ? "." : "; did you mean " + nearest + "?";
-}
-
-std::vector<std::string> option_names(const CLI::App& command) {
-  std::vector<std::string> names;
-  for (const CLI::Option* option : command.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-  }
-  return names;
-}
-
 std::vector<std::string> subcommand_names(const CLI::App& qvx) {
   std::vector<std::string> names;
   for (const CLI::App* command : qvx.get_subcommands({})) names.push_back(command->get_name());
   return names;
-}
-
-/// Prints why the command line is wrong. An option that does not exist is named before what is
-/// missing, which may be what it was meant to be.
-int wrong_command_line(const CLI::App& qvx, const CLI::ParseError& error, int argc, char** argv) {
-  const std::string unknown = unknown_option(qvx);
-  if (error.get_exit_code() != 0 && !unknown.empty()) {
-    const std::string nearest = suggestion(unknown, option_names(*qvx.get_subcommands().front()));
-    std::fprintf(stderr, "There is no option %s%s Run %s %s --help for a list.\n", unknown.c_str(),
-                 nearest.c_str(), qvx.get_name().c_str(), argv[1]);
-    return failure(argc, argv);
-  }
-  return qvx.exit(error) == 0 ? 0 : failure(argc, argv);
 }
 
 /// Whether processes can share the work of a subcommand.
@@ -88,7 +46,8 @@ constexpr const char* kWalk =
     "  quorivex survey.inp\n"
     "  qvx report survey.inp\n"
     "  qvx export survey.inp --vtr model.vtr\n"
-    "\n'qvx SUBCOMMAND --help' describes each.";
+    "\n'qvx SUBCOMMAND --help' or 'man qvx-SUBCOMMAND' describes each. The guide,\n"
+    "docs/guide.md, goes through this walk; it is installed in share/doc/quorivex.";
 
 constexpr const char* kExample =
     "\nFour processes with eight threads each:\n"
@@ -100,7 +59,8 @@ constexpr const char* kExample =
 void add_commands(CLI::App& qvx) {
   constexpr std::size_t kNameColumns = 24;  // help texts of 56 columns then end at 80
   qvx.get_formatter()->column_width(kNameColumns);
-  qvx.set_version_flag("--version", qvx.get_name() + " " QUORIVEX_VERSION, "Print the version");
+  qvx.set_version_flag("--version", quorivex::version_text(qvx.get_name()),
+                       "Print version, commit and libraries");
   qvx.require_subcommand(1);
   quorivex::add_survey_command(qvx);
   quorivex::add_mesh_command(qvx);
@@ -116,6 +76,22 @@ void add_commands(CLI::App& qvx) {
   qvx.footer(ranks::with_mpi() ? kExample : kWalk);
 }
 
+/// Removes the subcommands that qvx-mpi does not have. True where the arguments name one of them,
+/// which is said.
+bool keep_shared_commands(CLI::App& qvx, const std::vector<std::string>& arguments) {
+  bool named = false;
+  for (const std::string& name : subcommand_names(qvx)) {
+    if (is_shared(name)) continue;
+    named = named || (!arguments.empty() && arguments.front() == name);
+    qvx.remove_subcommand(qvx.get_subcommand(name));
+  }
+  if (named) {
+    std::fprintf(stderr, "Processes do not share the work of %s: run qvx %s.\n",
+                 arguments.front().c_str(), arguments.front().c_str());
+  }
+  return named;
+}
+
 /// Calls the command that the arguments name; the exit status.
 int run(int argc, char** argv) {
   const std::string program = ranks::with_mpi() ? "qvx-mpi" : "qvx";
@@ -126,28 +102,26 @@ int run(int argc, char** argv) {
       "Lengths are metres, fields nanotesla (nT), susceptibilities SI, angles degrees.",
       program);
   add_commands(qvx);
-  if (argc > 1 && argv[1][0] != '-' && qvx.get_subcommands(HasName{argv[1]}).empty()) {
-    std::fprintf(stderr, "There is no subcommand %s%s Run %s --help for a list.\n", argv[1],
-                 suggestion(argv[1], subcommand_names(qvx)).c_str(), program.c_str());
+  const std::vector<std::string> arguments = quorivex::arguments_of(argc, argv);
+  if (ranks::with_mpi() && keep_shared_commands(qvx, arguments)) return failure(argc, argv);
+  if (arguments.empty()) {
+    std::fputs(qvx.help().c_str(), stdout);
     return failure(argc, argv);
   }
-  if (ranks::with_mpi()) {
-    for (const std::string& name : subcommand_names(qvx)) {
-      if (!is_shared(name)) qvx.remove_subcommand(qvx.get_subcommand(name));
-    }
-    if (argc > 1 && argv[1][0] != '-' && !is_shared(argv[1])) {
-      std::fprintf(stderr, "Processes do not share the work of %s: run qvx %s.\n", argv[1],
-                   argv[1]);
-      return failure(argc, argv);
-    }
+  if (const std::string wrong = quorivex::wrong_first_word(qvx, arguments.front());
+      !wrong.empty()) {
+    std::fprintf(stderr, "%s\n", wrong.c_str());
+    return failure(argc, argv);
   }
   try {
     quorivex::start_threads(omp_get_max_threads());
-    qvx.parse(argc, argv);
+    qvx.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::RuntimeError& end) {
     return end.get_exit_code();  // the command has printed the rest
   } catch (const CLI::ParseError& error) {
-    return wrong_command_line(qvx, error, argc, argv);
+    if (error.get_exit_code() == 0) return qvx.exit(error);  // help, or the version
+    std::fprintf(stderr, "%s\n", quorivex::explain_error(qvx, error).c_str());
+    return failure(argc, argv);
   }
   return 0;
 }

@@ -112,7 +112,7 @@ std::vector<Operation> operations_of(const ModelOptions& options) {
   if (operations.empty() && !looks) {
     stop_run(
         " ERROR: give a recipe with --recipe, or operations with --set; only --page with --show "
-        "needs none.");
+        "needs none.\nRun qvx model --help for all options and examples.");
   }
   return operations;
 }

@@ -2,10 +2,12 @@
 #include "workbench/commands/options.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "base/nearest_word.h"
 #include "base/stop_run.h"
 #include "workbench/coordinates/crs.h"
 #include "workbench/gdal/crs_definition.h"
@@ -32,19 +34,29 @@ CLI::Validator whole_number(std::int64_t min, std::int64_t max) {
           ""};
 }
 
-std::string list_of_choices(const std::vector<std::string>& words) {
+std::string list_of_words(const std::vector<std::string>& words, const std::string& conjunction) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    const char* before = i == 0 ? "" : i + 1 == words.size() ? " or " : ", ";
-    text += before + words[i];
+    if (i > 0) text += i + 1 == words.size() ? " " + conjunction + " " : ", ";
+    text += words[i];
   }
   return text;
+}
+
+std::string in_braces(const std::vector<std::string>& words) {
+  return fmt::format("{{{}}}", fmt::join(words, ","));
+}
+
+std::string not_one_of(const std::vector<std::string>& words, const std::string& word) {
+  const std::string nearest = nearest_word(word, words);
+  return fmt::format("should be {}, not {}{}", list_of_words(words, "or"), word,
+                     nearest.empty() ? "" : "; did you mean " + nearest + "?");
 }
 
 CLI::Validator one_of(std::vector<std::string> words) {
   return {[words = std::move(words)](const std::string& text) -> std::string {
             if (std::find(words.begin(), words.end(), text) != words.end()) return "";
-            return fmt::format("should be {}, not {}", list_of_choices(words), text);
+            return not_one_of(words, text);
           },
           ""};
 }

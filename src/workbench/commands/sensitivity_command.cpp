@@ -258,7 +258,7 @@ void add_scale_options(CLI::App& command, SensitivityOptions& o) {
                   "Scale wtz of the cells, which compensates the decay\n"
                   "of the sensitivities: by distance (to all stations),\n"
                   "depth, sensitivity (norm of the column), or none")
-      ->type_name("KIND")
+      ->type_name(in_braces(names))
       ->check(one_of(names))
       ->capture_default_str();
   command.add_option("--scale-exponent", o.exponent, "Exponent of distance or depth")
@@ -281,7 +281,7 @@ void add_compression_options(CLI::App& command, SensitivityOptions& o) {
       .add_option("--wavelet", o.wavelet,
                   "Wavelet of the compression: haar, daub4, daub6, daub8,\n"
                   "sym4; or none, for the full form")
-      ->type_name("NAME")
+      ->type_name(in_braces(names))
       ->check(one_of(names))
       ->capture_default_str();
   using Kind = CompressionRule::Kind;

@@ -176,23 +176,6 @@ void run(const SurveyOptions& options) {
   hint_at_units(observations);
 }
 
-/// One of the words, each of which stands for a value.
-template <class Value>
-CLI::Validator word_for(const std::map<std::string, Value>& words) {
-  std::vector<std::string> known;
-  known.reserve(words.size());
-  for (const auto& [word, value] : words) known.push_back(word);
-  return {[=](std::string& text) -> std::string {
-            const auto word = words.find(text);
-            if (word == words.end()) {
-              return fmt::format("should be {}, not {}", list_of_choices(known), text);
-            }
-            text = std::to_string(static_cast<int>(word->second));
-            return "";
-          },
-          ""};
-}
-
 void add_table_options(CLI::App& app, SurveyOptions& o) {
   SurveyTable& t = o.choices.table;
   const auto add = [&app](const char* name, std::string& value, const char* type,
@@ -230,8 +213,25 @@ void add_table_options(CLI::App& app, SurveyOptions& o) {
       ->take_all();
 }
 
-CLI::Option* in_data_group(CLI::Option* option, const char* type) {
+CLI::Option* in_data_group(CLI::Option* option, const std::string& type) {
   return option->type_name(type)->group("Data");
+}
+
+/// An option that is one of the words, each of which stands for a value.
+template <class Value, class Option>
+CLI::Option* add_choice(CLI::App& app, const char* name, Option& value,
+                        const std::map<std::string, Value>& words, const char* help) {
+  std::vector<std::string> known;
+  known.reserve(words.size());
+  for (const auto& [word, meaning] : words) known.push_back(word);
+  const auto find = [=](std::string& text) -> std::string {
+    const auto word = words.find(text);
+    if (word == words.end()) return not_one_of(known, text);
+    text = std::to_string(static_cast<int>(word->second));
+    return "";
+  };
+  return in_data_group(app.add_option(name, value, help), in_braces(known))
+      ->transform(CLI::Validator(find, ""));
 }
 
 void add_thinning_options(CLI::App& app, SurveyChoices& choices) {
@@ -251,27 +251,22 @@ void add_thinning_options(CLI::App& app, SurveyChoices& choices) {
       "M")
       ->check(number(kMinLength, kMaxLength))
       ->excludes(spacing);
-  in_data_group(app.add_option("--grid-keeps", thinning.grid_keeps,
-                               "nearest: that nearest to the cell's centre; median: that\n"
-                               "with the median of the cell's values [nearest]"),
-                "WORD")
-      ->transform(
-          word_for<GridChoice>({{"nearest", GridChoice::nearest}, {"median", GridChoice::median}}))
+  add_choice<GridChoice>(app, "--grid-keeps", thinning.grid_keeps,
+                         {{"nearest", GridChoice::nearest}, {"median", GridChoice::median}},
+                         "nearest: that nearest to the cell's centre; median: that\n"
+                         "with the median of the cell's values [nearest]")
       ->needs("--grid");
 }
 
 void add_trend_options(CLI::App& app, SurveyOptions& o) {
   TrendChoice& trend = o.choices.trend;
-  in_data_group(
-      app.add_option("--remove", trend.kind, "Regional field to remove: constant or plane"), "WORD")
-      ->transform(
-          word_for<TrendKind>({{"constant", TrendKind::constant}, {"plane", TrendKind::plane}}));
-  in_data_group(app.add_option("--fit", trend.fit,
-                               "squares: least squares; robust: least absolute\n"
-                               "residuals, which a strong anomaly hardly moves [squares]"),
-                "WORD")
-      ->transform(
-          word_for<TrendFit>({{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}}));
+  add_choice<TrendKind>(app, "--remove", trend.kind,
+                        {{"constant", TrendKind::constant}, {"plane", TrendKind::plane}},
+                        "Regional field to remove");
+  add_choice<TrendFit>(app, "--fit", trend.fit,
+                       {{"squares", TrendFit::squares}, {"robust", TrendFit::absolute}},
+                       "squares: least squares; robust: least absolute\n"
+                       "residuals, which a strong anomaly hardly moves [squares]");
   auto* const beyond =
       in_data_group(app.add_option("--fit-beyond", trend.beyond,
                                    "Fit only stations farther than this from the centre"),
