@@ -11,8 +11,11 @@ import quorivex as q
 
 
 def copy(folder, to):
-    """A run's inputs without its results."""
-    return shutil.copytree(folder, to / "run", ignore=shutil.ignore_patterns("quorivex*"))
+    """A run's inputs without its results; its large files are links."""
+    copied = shutil.copytree(folder, to / "run", ignore=shutil.ignore_patterns("quorivex*", "*.mtx"))
+    for matrix in folder.glob("*.mtx"):
+        (copied / matrix.name).symlink_to(matrix)
+    return copied
 
 
 @pytest.fixture
