@@ -48,7 +48,8 @@ std::string nearest_word(const std::string& word, const std::vector<std::string>
   std::size_t least = kMost + 1;
   if (word.empty() || word.size() > kLongest) return nearest;
   const std::string small = lower_case(word);
-  if (const std::string whole = only_beginning(small, known); !whole.empty()) return whole;
+  nearest = only_beginning(small, known);
+  if (!nearest.empty()) return nearest;
   for (const std::string& other : known) {
     const std::size_t changes = distance(small, other);
     if (changes >= least || 3 * changes > other.size()) continue;

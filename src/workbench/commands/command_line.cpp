@@ -140,7 +140,7 @@ std::string wrong_first_word(const CLI::App& qvx, const std::string& word) {
   std::vector<std::string> known = option_names(qvx);
   for (const CLI::App* command : qvx.get_subcommands({})) known.push_back(command->get_name());
   if (contains(known, word)) return "";
-  const std::string program = qvx.get_name();
+  const std::string& program = qvx.get_name();
   const std::string option = as_option(word);
   if (has_dashes(word) && !owners(qvx, option).empty()) {
     return fmt::format(
