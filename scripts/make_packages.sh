@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # make_packages.sh TARBALL FOLDER: builds the Debian packages of a release tarball in a new FOLDER,
-# where no network can be reached. DEB_BUILD_OPTIONS=nocheck leaves out the tests.
+# where no network can be reached. DEB_BUILD_OPTIONS=nocheck leaves out the tests,
+# CMAKE_OPTIONS adds options for CMake.
 set -euo pipefail
 
 [ $# -eq 2 ] || { echo "Usage: scripts/make_packages.sh TARBALL FOLDER" >&2; exit 2; }
