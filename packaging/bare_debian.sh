@@ -125,7 +125,7 @@ extras() {
   printf 'What the Tab key offers after "qvx s" and "qvx survey --ta":\n\n'
   as_user <<'END' | block
 . /usr/share/bash-completion/bash_completion
-_completion_loader qvx
+_completion_loader qvx || true
 offered() {
   COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) COMP_LINE="$*"
   COMP_POINT=${#COMP_LINE} COMPREPLY=()
