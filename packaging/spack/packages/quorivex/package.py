@@ -46,8 +46,8 @@ class Quorivex(CMakePackage):
         depends_on("cairo+png", when="+cairo")
 
     requires("platform=linux", msg="quorivex was not tried on other systems")
-    conflicts("%gcc@:10", msg="quorivex is written in C++20")
-    conflicts("%clang@:13", msg="quorivex is written in C++20")
+    conflicts("%gcc@:11", msg="quorivex needs GCC 12")
+    conflicts("%clang@:13", msg="quorivex needs clang 14")
 
     def cmake_args(self):
         plotly = join_path(self.stage.source_path, "plotly", "plotly-cartesian.min.js")
