@@ -3,7 +3,7 @@
 // four operators, one task per operator, each with a vector of its own, and their sum.
 #include <array>
 #include <cmath>
-#include <numeric>
+#include <utility>
 #include <vector>
 
 #include "inversion/objective/calc_wtw_mod.h"
@@ -17,17 +17,13 @@ constexpr std::int64_t kCells = std::int64_t{kCounts} * kCounts * kCounts;
 
 const WeightingOperators& operators() {
   static const WeightingOperators made = [] {
-    Mesh mesh;
-    mesh.ne = mesh.nn = mesh.nz = kCounts;
-    mesh.de = mesh.dn = mesh.dz = std::vector<double>(kCounts, 25.0);
-    std::vector<double> nodes(kCounts + 1);
-    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = 25.0 * static_cast<double>(i);
-    mesh.easting_nodes = mesh.northing_nodes = mesh.depth_nodes = nodes;
-    ActiveCells active;
-    active.ncell = static_cast<std::int32_t>(kCells);
-    active.map.resize(static_cast<std::size_t>(kCells));
-    std::iota(active.map.begin(), active.map.end(), 1);
-    return calc_W_components("null", mesh, active, Alphas{1e-4, 1.0, 1.0, 1.0});
+    const std::vector<double> widths(kCounts, 25.0);
+    ColumnTops tops{.nn = kCounts, .ne = kCounts, .tops = {}};
+    tops.tops.resize(std::size_t{kCounts} * kCounts);
+    const SharedGround ground =
+        share_ground(make_mesh(0.0, 0.0, 0.0, widths, widths, widths), std::move(tops));
+    const ActiveCells active = read_active_cells("null", ground);
+    return calc_W_components("null", ground->mesh, active, Alphas{1e-4, 1.0, 1.0, 1.0});
   }();
   return made;
 }

@@ -79,7 +79,7 @@ std::string escape_xml(std::string_view text) {
         escaped += "&#39;";
         break;
       default:
-        escaped += c >= 0 && c < ' ' ? control_character(c) : std::string(1, c);
+        escaped += static_cast<unsigned char>(c) < ' ' ? control_character(c) : std::string(1, c);
     }
   }
   return escaped;

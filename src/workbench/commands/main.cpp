@@ -128,7 +128,10 @@ int run(int argc, char** argv) {
 
 /// What a line of a file that is quoted in a message holds may be anything.
 void print_line(std::string_view text) {
-  for (const char c : text) std::fputc(c >= 0 && c < ' ' && c != '\n' ? ' ' : c, stderr);
+  for (const char c : text) {
+    const bool control = static_cast<unsigned char>(c) < ' ' && c != '\n';
+    std::fputc(control ? ' ' : c, stderr);
+  }
   std::fputc('\n', stderr);
 }
 
