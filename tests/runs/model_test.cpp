@@ -46,7 +46,7 @@ TEST(QvxModel, WhatItWritesPassesTheCheckAndRuns) {
   const std::size_t next = run.out.find("\n  qvx input ");
   ASSERT_NE(next, std::string::npos) << run.out;
   const std::string command =
-      run.out.substr(next + 7, run.out.find("INPUT") - next - 7) + "run.inp --chifact 30";
+      run.out.substr(next + 7, run.out.find("INPUT") - next - 7) + "run.inp --chifact 10";
   ASSERT_EQ(run_qvx(folder, command).status, 0) << command;
   const QvxRun check = run_qvx(folder, "check --threads 1 run.inp");
   EXPECT_EQ(check.status, 0) << check.out;
