@@ -24,8 +24,8 @@ scripts/make_release.sh --draft "$version" >/dev/null
 cmp "$tarball" "$tarball.first"
 rm "$tarball.first"
 
-# In a third of the time: the tests have run in other builds, debugging information is not looked at,
-# and the files of a room are joined.
+# Quicker than those of a release: the tests have run in other builds, debugging information is not
+# looked at, and the files of a room are joined.
 rm -rf "$folder"
 DEB_BUILD_OPTIONS="nocheck noautodbgsym parallel=2" DEB_BUILD_PROFILES=nocheck \
   DEB_CXXFLAGS_STRIP=-g CMAKE_OPTIONS=-DCMAKE_UNITY_BUILD=ON \
